@@ -1,0 +1,53 @@
+# Settings that every part shares: language level, warnings, hardening, sanitizers, where files go.
+
+set(KESTA_INSTALL_DIRECTORY "/opt/apps/com.zrk.uoskesta/files/bin")
+
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+    set(CMAKE_BUILD_TYPE Release CACHE STRING "Build type" FORCE)
+endif()
+
+set(CMAKE_CXX_STANDARD 17)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_STANDARD 11)
+set(CMAKE_C_STANDARD_REQUIRED ON)
+set(CMAKE_C_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_C_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib")
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
+
+set(KESTA_SANITIZE "" CACHE STRING "Sanitizers: empty, 'address' (with undefined) or 'thread'")
+if(KESTA_SANITIZE STREQUAL "address")
+    add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all
+                        -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=address,undefined)
+elseif(KESTA_SANITIZE STREQUAL "thread")
+    add_compile_options(-fsanitize=thread -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=thread)
+elseif(KESTA_SANITIZE)
+    message(FATAL_ERROR "KESTA_SANITIZE is '${KESTA_SANITIZE}'; it takes 'address' or 'thread'")
+endif()
+
+# Warnings for everything that is written here.
+add_library(kesta_warnings INTERFACE)
+target_compile_options(kesta_warnings INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
+
+# Hardening of what ships. Sanitizers bring their own checks of the libc calls.
+add_library(kesta_hardening INTERFACE)
+target_compile_options(kesta_hardening INTERFACE -fstack-protector-strong)
+if(NOT KESTA_SANITIZE)
+    target_compile_options(kesta_hardening INTERFACE
+        $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE> $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
+endif()
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(aarch64|arm64)$")
+    target_compile_options(kesta_hardening INTERFACE -mbranch-protection=standard)
+elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|amd64|AMD64)$")
+    target_compile_options(kesta_hardening INTERFACE -fcf-protection=full)
+endif()
+target_link_options(kesta_hardening INTERFACE
+    -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack -Wl,-z,separate-code)
