@@ -1,0 +1,124 @@
+// What the recording libraries saw and what they answer. The token library and the event library
+// that stand in the install directory during these tests have no behaviour of their own: each call
+// of an entry point is written down here, with its arguments as bytes, and answered as the test
+// said. Test program and stand-ins share this state through one shared library.
+#ifndef KESTA_RECORDING_H
+#define KESTA_RECORDING_H
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#define RECORDING_API __attribute__((visibility("default")))
+
+namespace recording {
+
+// One argument of one call.
+struct RECORDING_API Argument {
+    enum class Kind {
+        Value,    // an integer: value, width
+        Text,     // a text that goes in: bytes hold it without its NUL
+        Memory,   // a buffer of known size: bytes hold what was in it at the call
+        Length,   // the address of a 32-bit number: value holds the number
+        Request,  // the address of a text pointer: value is 0 when it pointed to null
+        String,   // a string object: bytes hold its text
+        Pointer,  // passed on unseen: only the address is kept
+    };
+    Kind kind = Kind::Value;
+    std::int64_t value = 0;
+    int width = 0;  // bytes of an integer
+    const void* address = nullptr;
+    std::string bytes;
+
+    std::string describe() const;
+};
+
+struct RECORDING_API Call {
+    std::string entry;
+    std::vector<Argument> arguments;
+
+    // Entry point and arguments in one line, such as VerifyPIN("A1").
+    std::string describe() const;
+    const Argument& at(std::size_t index) const;
+    const std::string& bytes(std::size_t index) const;
+};
+
+// How a call is answered. Nothing is written that the test did not ask for.
+struct RECORDING_API Answer {
+    int code = 0;
+    std::map<std::size_t, std::string> written;    // argument -> bytes stored there, no NUL added
+    std::map<std::size_t, std::uint32_t> numbers;  // argument -> 32-bit number stored there
+    bool has_request = false;
+    std::string request_text;  // handed out as a block of new char[]
+    bool has_filled = false;
+    std::string filled_text;  // put into the string object through raw memory
+    bool message_is_null = false;
+    std::string message_text;  // of X_ErrorConvert_UOS
+    std::function<void(const Call&)> action;
+
+    Answer& returns(int result);
+    Answer& writes(std::size_t argument, std::string bytes);
+    Answer& writes_number(std::size_t argument, std::uint32_t number);
+    Answer& request(std::string text);
+    Answer& fills(std::string text);
+    Answer& message(std::string text);
+    Answer& null_message();
+    // Runs after the outputs are written, without a lock: it may block or throw.
+    Answer& does(std::function<void(const Call&)> what);
+};
+
+class RECORDING_API Recorder {
+public:
+    // The answer to every call of an entry point, or to its nth call alone (from 1).
+    Answer& on(const std::string& entry);
+    Answer& on(const std::string& entry, int nth);
+    // Stores the first size bytes behind a Pointer argument too.
+    void capture(const std::string& entry, std::size_t argument, std::size_t size);
+
+    std::vector<Call> calls() const;
+    std::vector<Call> calls(const std::string& entry) const;
+    Call only(const std::string& entry) const;  // throws unless there was exactly one
+    std::vector<std::string> trace() const;     // describe() of each call, in order
+    std::vector<std::string> names() const;     // entry points alone, in order
+    std::vector<std::string> lookups() const;   // names looked up in the token library, in order
+    void forget();                              // calls and look-ups; the answers stay
+
+    // Request texts handed out and not yet released.
+    int live_requests() const;
+
+    // For the stand-ins.
+    void note_lookup(const char* name);
+    std::size_t captured(const std::string& entry, std::size_t argument) const;
+    Answer record(const Call& call);
+    const char* keep_message(const Answer& answer);
+    char* new_request(const std::string& text);
+
+private:
+    mutable std::mutex mutex_;
+    std::map<std::string, Answer> always_;
+    std::map<std::pair<std::string, int>, Answer> nth_;
+    std::map<std::string, int> counts_;
+    std::map<std::pair<std::string, std::size_t>, std::size_t> captures_;
+    std::vector<Call> calls_;
+    std::vector<std::string> lookups_;
+    std::map<std::string, std::string> messages_;
+};
+
+// The one of the process.
+RECORDING_API Recorder& recorder();
+
+// Told by the test program's operator delete[]: a block is about to be released.
+RECORDING_API void released(const void* block) noexcept;
+
+// The bytes of a number or record as they stand in memory.
+template <class T>
+std::string bytes_of(const T& value) {
+    return std::string(reinterpret_cast<const char*>(&value), sizeof value);
+}
+
+}  // namespace recording
+
+#endif

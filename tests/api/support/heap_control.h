@@ -1,0 +1,40 @@
+// The heap as the library under test sees it: allocations that fail on request, blocks that leak.
+#ifndef KESTA_API_HEAP_CONTROL_H
+#define KESTA_API_HEAP_CONTROL_H
+
+#include <gtest/gtest.h>
+
+#include <cstddef>
+
+#include "recording.h"
+
+// While it lives, the nth operator new or new[] that the library itself calls throws bad_alloc.
+class FailingAllocation {
+public:
+    explicit FailingAllocation(int nth);
+    ~FailingAllocation();
+    FailingAllocation(const FailingAllocation&) = delete;
+    FailingAllocation& operator=(const FailingAllocation&) = delete;
+    bool happened() const;
+};
+
+// Bytes allocated and not released, by anybody in the process.
+std::size_t heap_in_use();
+
+// Repeats what often enough that a leak of one block in each round shows.
+template <class Function>
+void expect_no_leak(Function what) {
+    constexpr std::size_t rounds = 200;
+    const auto repeat = [&what] {
+        for (std::size_t round = 0; round < rounds; ++round) {
+            what();
+            recording::recorder().forget();
+        }
+    };
+    repeat();
+    const std::size_t before = heap_in_use();
+    repeat();
+    EXPECT_LT(heap_in_use(), before + rounds * 8);
+}
+
+#endif

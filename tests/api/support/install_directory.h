@@ -1,0 +1,26 @@
+// The install directory inside the test's own namespace: what stands there can be replaced.
+#ifndef KESTA_API_INSTALL_DIRECTORY_H
+#define KESTA_API_INSTALL_DIRECTORY_H
+
+#include <string>
+
+namespace install {
+
+constexpr const char* directory = "/opt/apps/com.zrk.uoskesta/files/bin";
+constexpr const char* token_library = "/opt/apps/com.zrk.uoskesta/files/bin/libKestaZRK.so";
+
+void remove_token_library();
+void truncate_token_library(unsigned bytes);  // cut after so many bytes
+void put_text_file();                         // a text instead of a library
+void put_library_without(const std::string& entry);
+void put_library_with_unresolved_function();
+void put_complete_library();
+
+bool is_open();  // the token library, in this process
+// Closes the token library as often as it is open and says how often that was. The file in the
+// directory is read anew when it is opened next; while it is open, its name alone is looked at.
+int close_entirely();
+
+}  // namespace install
+
+#endif

@@ -1,0 +1,79 @@
+#include "log_file.h"
+
+#include <sys/stat.h>
+
+#include <cstdio>
+#include <fstream>
+#include <iterator>
+#include <regex>
+#include <stdexcept>
+
+namespace {
+
+const std::regex head_shape(
+    "\\[([0-9]{2}),([0-9]{2}):([0-9]{2}):([0-9]{2})\\.([0-9]{3,6})\\] (.*): "
+    "\\(Process is ([0-9]+), thread is (-?[0-9]+)\\)");
+const std::regex next_start("^\\[[0-9]{2},[0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3,6}\\] ");
+
+[[noreturn]] void bad(const std::string& what, const std::string& text) {
+    throw std::runtime_error("the log has no proper record: " + what + ": " + text.substr(0, 200));
+}
+
+LogRecord parse_head(const std::string& head) {
+    std::smatch part;
+    if (!std::regex_match(head, part, head_shape)) bad("head line", head);
+    const auto number = [&part](std::size_t index) { return std::stoi(part[index].str()); };
+    return {number(1),     number(2), number(3), number(4), part[5].str(),
+            part[6].str(), number(7), number(8), ""};
+}
+
+// A body may hold line breaks and brackets; it ends where the file ends or a head follows.
+std::size_t end_of_body(const std::string& text, std::size_t from) {
+    for (std::size_t end = text.find("]\r\n", from); end != std::string::npos;
+         end = text.find("]\r\n", end + 1)) {
+        const std::string after = text.substr(end + 3, 40);
+        if (after.empty() || std::regex_search(after, next_start)) return end;
+    }
+    bad("no closing bracket with CR LF", text.substr(from));
+}
+
+}  // namespace
+
+std::string log_text() {
+    std::ifstream file(log_path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+std::vector<LogRecord> parse_log(std::string text) {
+    std::vector<LogRecord> records;
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t head_end = text.find("\r\n\t[", at);
+        if (head_end == std::string::npos) bad("second line", text.substr(at));
+        LogRecord record = parse_head(text.substr(at, head_end - at));
+        const std::size_t body = head_end + 4;
+        const std::size_t end = end_of_body(text, body);
+        record.body = text.substr(body, end - body);
+        records.push_back(record);
+        at = end + 3;
+    }
+    return records;
+}
+
+std::vector<LogRecord> log_records() {
+    return parse_log(log_text());
+}
+
+Lines log_lines() {
+    Lines lines;
+    for (const LogRecord& record : log_records()) lines.push_back(record.tag + "|" + record.body);
+    return lines;
+}
+
+void forget_log() {
+    std::remove(log_path);
+}
+
+bool log_exists() {
+    struct stat status {};
+    return stat(log_path, &status) == 0;
+}
