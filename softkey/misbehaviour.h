@@ -2,7 +2,7 @@
 //
 // The plan is a file in the state folder, the numbers of calls so far are another. Both outlive
 // processes, so "the third signature" means the third one since the plan was set, by whichever
-// process. Without a plan a call costs one failed open.
+// process. Without a plan a call costs one look at the folder.
 #ifndef SOFTKEY_MISBEHAVIOUR_H
 #define SOFTKEY_MISBEHAVIOUR_H
 

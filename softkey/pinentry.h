@@ -34,8 +34,11 @@ struct PinContext {
 // failure the PIN is empty.
 Code AskPresentPin(const PinContext& context, SecretText& pin) noexcept;
 
-// The same for a new PIN, which the person enters twice: kPinMismatch when the entries differ.
-Code AskNewPin(const PinContext& context, SecretText& pin) noexcept;
+// The same for a new PIN, which the person enters twice: kPinMismatch when the entries differ. The
+// first PIN of a key that is being made comes from $KESTA_SOFTKEY_PIN, since there is no other.
+enum class NewPinKind { kChange, kFirst };
+Code AskNewPin(const PinContext& context, SecretText& pin,
+               NewPinKind kind = NewPinKind::kChange) noexcept;
 
 }  // namespace softkey
 

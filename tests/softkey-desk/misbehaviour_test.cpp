@@ -1,0 +1,124 @@
+#include "softkey/misbehaviour.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <system_error>
+#include <thread>
+#include <vector>
+
+#include "softkey/codes.h"
+#include "temporary_folder.h"
+
+namespace {
+
+using softkey::NextMisbehaviour;
+
+constexpr char kThirdFails[] = R"({"rules": [{"entry": "SetData", "call": 3, "code": 77}]})";
+
+class Misbehaviours : public testing::Test {
+protected:
+    TemporaryFolder folder_;
+    const std::string home_ = folder_.Path();
+};
+
+TEST_F(Misbehaviours, Without_a_plan_nothing_happens_and_nothing_is_written) {
+    EXPECT_TRUE(NextMisbehaviour(home_, "SetData").Empty());
+    EXPECT_TRUE(std::filesystem::is_empty(home_));
+    EXPECT_TRUE(NextMisbehaviour(home_ + "/absent", "SetData").Empty());
+}
+
+TEST_F(Misbehaviours, The_nth_call_is_counted_from_the_setting_of_the_plan) {
+    softkey::SetMisbehaviour(home_, kThirdFails);
+    EXPECT_TRUE(NextMisbehaviour(home_, "SetData").Empty());
+    EXPECT_TRUE(NextMisbehaviour(home_, "SetData").Empty());
+    EXPECT_EQ(77, NextMisbehaviour(home_, "SetData").code);
+    EXPECT_TRUE(NextMisbehaviour(home_, "SetData").Empty());
+}
+
+TEST_F(Misbehaviours, Each_entry_point_has_its_own_count) {
+    softkey::SetMisbehaviour(home_, kThirdFails);
+    NextMisbehaviour(home_, "SetData");
+    NextMisbehaviour(home_, "GetData");
+    NextMisbehaviour(home_, "SetData");
+    const std::map<std::string, std::uint64_t> expected = {{"SetData", 2}, {"GetData", 1}};
+    EXPECT_EQ(expected, softkey::MisbehaviourCounts(home_));
+}
+
+TEST_F(Misbehaviours, The_count_goes_on_in_another_process) {
+    softkey::SetMisbehaviour(home_, kThirdFails);
+    NextMisbehaviour(home_, "SetData");
+    const pid_t child = fork();
+    if (child == 0) _exit(NextMisbehaviour(home_, "SetData").Empty() ? 0 : 1);
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(0, status);
+    EXPECT_EQ(77, NextMisbehaviour(home_, "SetData").code);
+}
+
+TEST_F(Misbehaviours, No_call_is_lost_when_threads_count_at_once) {
+    softkey::SetMisbehaviour(home_, kThirdFails);
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) {
+        threads.emplace_back([this] {
+            for (int call = 0; call < 50; ++call) NextMisbehaviour(home_, "SetData");
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(200U, softkey::MisbehaviourCounts(home_)["SetData"]);
+}
+
+TEST_F(Misbehaviours, A_new_plan_starts_to_count_afresh) {
+    softkey::SetMisbehaviour(home_, kThirdFails);
+    NextMisbehaviour(home_, "SetData");
+    NextMisbehaviour(home_, "SetData");
+    softkey::SetMisbehaviour(home_, kThirdFails);
+    EXPECT_TRUE(softkey::MisbehaviourCounts(home_).empty());
+    EXPECT_TRUE(NextMisbehaviour(home_, "SetData").Empty());
+}
+
+TEST_F(Misbehaviours, A_plan_that_is_refused_leaves_the_old_one_in_force) {
+    softkey::SetMisbehaviour(home_, kThirdFails);
+    NextMisbehaviour(home_, "SetData");
+    EXPECT_THROW(softkey::SetMisbehaviour(home_, "{}"), softkey::PlanError);
+    EXPECT_EQ(kThirdFails, softkey::MisbehaviourPlan(home_));
+    EXPECT_EQ(1U, softkey::MisbehaviourCounts(home_)["SetData"]);
+}
+
+TEST_F(Misbehaviours, Clearing_ends_the_plan) {
+    softkey::SetMisbehaviour(home_, R"({"rules": [{"entry": "SetData", "code": 77}]})");
+    EXPECT_EQ(77, NextMisbehaviour(home_, "SetData").code);
+    EXPECT_TRUE(softkey::ClearMisbehaviour(home_));
+    EXPECT_TRUE(NextMisbehaviour(home_, "SetData").Empty());
+    EXPECT_EQ("", softkey::MisbehaviourPlan(home_));
+    EXPECT_FALSE(softkey::ClearMisbehaviour(home_));
+}
+
+TEST_F(Misbehaviours, A_damaged_plan_answers_the_code_of_damaged_state) {
+    folder_.Write("misbehaviour.json", "{\"rules\": [{\"ent");
+    EXPECT_EQ(softkey::kStateDamaged, NextMisbehaviour(home_, "SetData").code);
+}
+
+TEST_F(Misbehaviours, The_files_are_the_owners_alone) {
+    const mode_t old = umask(0);
+    softkey::SetMisbehaviour(home_, kThirdFails);
+    umask(old);
+    for (const char* name : {"misbehaviour.json", "misbehaviour.counts"}) {
+        struct stat status = {};
+        ASSERT_EQ(0, stat(folder_.File(name).c_str(), &status)) << name;
+        EXPECT_EQ(0600U, status.st_mode & 07777U) << name;
+    }
+}
+
+TEST_F(Misbehaviours, A_folder_that_is_not_there_is_an_error_that_names_the_file) {
+    try {
+        softkey::SetMisbehaviour(home_ + "/absent", kThirdFails);
+        FAIL() << "accepted";
+    } catch (const std::system_error& error) {
+        EXPECT_NE(std::string::npos, std::string(error.what()).find("/absent/misbehaviour.counts"));
+    }
+}
+
+}  // namespace

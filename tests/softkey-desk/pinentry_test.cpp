@@ -1,0 +1,263 @@
+#include "softkey/pinentry.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+
+#include "temporary_folder.h"
+
+namespace {
+
+using softkey::AskNewPin;
+using softkey::AskPresentPin;
+using softkey::NewPinKind;
+using softkey::PinContext;
+using softkey::SecretText;
+
+// A pinentry of bash: greets, notes every request, answers GETPIN by the given lines and all else
+// by OK, until BYE.
+constexpr char kObedient[] = R"(#!/bin/bash
+echo "OK Pleased to meet you"
+while IFS= read -r line; do
+    printf '%s\n' "$line" >>"$NOTES"
+    case $line in
+    BYE*) echo "OK closing connection"; exit 0 ;;
+    GETPIN*) GETPIN_LINES ;;
+    *) echo OK ;;
+    esac
+done
+)";
+
+class Pinentry : public testing::Test {
+protected:
+    Pinentry() {
+        context_.serial = "SK1";
+        context_.language = softkey::Language::kEnglish;
+        context_.patience = std::chrono::milliseconds(1500);
+        context_.protocolPatience = std::chrono::milliseconds(1500);
+    }
+
+    void Install(const std::string& script) {
+        chmod(folder_.Write("pinentry", script).c_str(), 0700);
+    }
+
+    void InstallObedient(const std::string& getPinLines) {
+        std::string script = kObedient;
+        const std::string mark = "GETPIN_LINES";
+        script.replace(script.find(mark), mark.size(), getPinLines);
+        Install(script);
+    }
+
+    std::string Notes() const { return folder_.Read("notes"); }
+
+    TemporaryFolder folder_;
+    PinContext context_;
+    SecretText pin_;
+
+private:
+    ScopedVariable path_{"PATH", (folder_.Path() + ":/usr/bin:/bin").c_str()};
+    ScopedVariable notes_{"NOTES", folder_.File("notes").c_str()};
+    ScopedVariable pinVariable_{"KESTA_SOFTKEY_PIN", nullptr};
+    ScopedVariable newPinVariable_{"KESTA_SOFTKEY_NEW_PIN", nullptr};
+};
+
+TEST_F(Pinentry, The_variable_goes_before_the_program) {
+    Install("#!/bin/bash\ntouch \"$NOTES\"\n");
+    const ScopedVariable variable("KESTA_SOFTKEY_PIN", "123456");
+    EXPECT_EQ(softkey::kOk, AskPresentPin(context_, pin_));
+    EXPECT_EQ("123456", pin_.View());
+    EXPECT_NE(0, access(folder_.File("notes").c_str(), F_OK));
+}
+
+TEST_F(Pinentry, An_empty_variable_counts_as_unset) {
+    InstallObedient("echo 'D 654321'; echo OK");
+    const ScopedVariable variable("KESTA_SOFTKEY_PIN", "");
+    EXPECT_EQ(softkey::kOk, AskPresentPin(context_, pin_));
+    EXPECT_EQ("654321", pin_.View());
+}
+
+TEST_F(Pinentry, A_variable_beyond_the_capacity_is_a_wrong_length) {
+    const ScopedVariable variable("KESTA_SOFTKEY_PIN", std::string(257, '1').c_str());
+    EXPECT_EQ(softkey::kPinLength, AskPresentPin(context_, pin_));
+    EXPECT_TRUE(pin_.Empty());
+}
+
+TEST_F(Pinentry, A_new_pin_has_its_own_variable) {
+    const ScopedVariable present("KESTA_SOFTKEY_PIN", "123456");
+    const ScopedVariable fresh("KESTA_SOFTKEY_NEW_PIN", "abcdef");
+    EXPECT_EQ(softkey::kOk, AskNewPin(context_, pin_));
+    EXPECT_EQ("abcdef", pin_.View());
+}
+
+TEST_F(Pinentry, The_first_pin_comes_from_the_variable_of_the_present_one) {
+    const ScopedVariable present("KESTA_SOFTKEY_PIN", "123456");
+    EXPECT_EQ(softkey::kOk, AskNewPin(context_, pin_, NewPinKind::kFirst));
+    EXPECT_EQ("123456", pin_.View());
+}
+
+TEST_F(Pinentry, The_program_is_told_title_description_and_prompt) {
+    InstallObedient("echo 'D 123456'; echo OK");
+    context_.label = "50% off";
+    context_.triesLeft = 4;
+    context_.wrongBefore = true;
+    EXPECT_EQ(softkey::kOk, AskPresentPin(context_, pin_));
+    const std::string notes = Notes();
+    EXPECT_NE(notes.npos, notes.find("\nSETTITLE Security key\n")) << notes;
+    EXPECT_NE(notes.npos, notes.find("\nSETPROMPT PIN:\n")) << notes;
+    EXPECT_NE(notes.npos, notes.find("SETDESC Please enter the PIN of your security key.%0AKey: "
+                                     "50%25 off SK1%0ATries left: 4\n"))
+        << notes;
+    EXPECT_NE(notes.npos, notes.find("\nSETERROR The PIN is wrong.\n")) << notes;
+    EXPECT_NE(notes.npos, notes.find("\nGETPIN\nBYE\n")) << notes;
+}
+
+TEST_F(Pinentry, The_question_is_chinese_by_default) {
+    InstallObedient("echo 'D 123456'; echo OK");
+    context_.language = PinContext().language;
+    EXPECT_EQ(softkey::kOk, AskPresentPin(context_, pin_));
+    EXPECT_NE(std::string::npos, Notes().find("SETTITLE 安全密钥\n"));
+}
+
+TEST_F(Pinentry, Escapes_in_the_pin_are_undone) {
+    InstallObedient("echo 'D a%25b%0Ac%0a%E5%AF%86'; echo OK");
+    EXPECT_EQ(softkey::kOk, AskPresentPin(context_, pin_));
+    EXPECT_EQ("a%b\nc\n密", pin_.View());
+}
+
+TEST_F(Pinentry, A_pin_in_two_pieces_is_joined) {
+    InstallObedient("echo 'D 123'; echo '# a remark'; echo 'D 456'; echo OK");
+    EXPECT_EQ(softkey::kOk, AskPresentPin(context_, pin_));
+    EXPECT_EQ("123456", pin_.View());
+}
+
+TEST_F(Pinentry, A_pin_beyond_the_capacity_is_a_wrong_length) {
+    InstallObedient("printf 'D %0300d\\nOK\\n' 7");
+    EXPECT_EQ(softkey::kPinLength, AskPresentPin(context_, pin_));
+    EXPECT_TRUE(pin_.Empty());
+}
+
+TEST_F(Pinentry, The_cancel_button_is_a_cancel) {
+    InstallObedient("echo 'D 123456'; echo 'ERR 83886179 Operation cancelled <Pinentry>'");
+    EXPECT_EQ(softkey::kPinCancelled, AskPresentPin(context_, pin_));
+    EXPECT_TRUE(pin_.Empty());
+}
+
+TEST_F(Pinentry, No_program_is_a_cancel) {
+    const ScopedVariable path("PATH", folder_.Path().c_str());
+    EXPECT_EQ(softkey::kPinCancelled, AskPresentPin(context_, pin_));
+}
+
+TEST_F(Pinentry, A_request_that_the_program_does_not_know_is_no_matter) {
+    Install(R"(#!/bin/bash
+echo OK
+while read -r line; do
+    case $line in
+    GETPIN) echo 'D 123456'; echo OK ;;
+    *) echo 'ERR 275 Unknown IPC command' ;;
+    esac
+done
+)");
+    EXPECT_EQ(softkey::kOk, AskPresentPin(context_, pin_));
+    EXPECT_EQ("123456", pin_.View());
+}
+
+TEST_F(Pinentry, A_program_that_dies_is_a_cancel) {
+    for (const char* script :
+         {"#!/bin/bash\nexit 3\n", "#!/bin/bash\necho OK\nread -r line\nkill -9 $$\n",
+          "#!/bin/bash\necho OK\nexec >&- <&-\nsleep 0.1\n"}) {
+        Install(script);
+        EXPECT_EQ(softkey::kPinCancelled, AskPresentPin(context_, pin_)) << script;
+    }
+}
+
+TEST_F(Pinentry, A_program_that_talks_nonsense_is_a_cancel) {
+    for (const char* lines :
+         {"echo WHAT", "echo 'D 12%'; echo OK", "echo 'D 12%4'; echo OK", "echo 'D %zz'; echo OK",
+          "echo 'INQUIRE QUALITY 1'", "head -c 5000 /dev/zero; echo", "yes '# still here'",
+          "yes 'D 1'", "printf '\\000\\001\\n'", "echo OKAY"}) {
+        InstallObedient(lines);
+        EXPECT_EQ(softkey::kPinCancelled, AskPresentPin(context_, pin_)) << lines;
+        EXPECT_TRUE(pin_.Empty());
+    }
+}
+
+TEST_F(Pinentry, A_program_that_hangs_is_killed) {
+    for (const char* script : {"#!/bin/bash\nexec sleep 100\n",
+                               "#!/bin/bash\ntrap '' TERM\necho OK\nexec sleep 100\n"}) {
+        Install(script);
+        context_.protocolPatience = std::chrono::milliseconds(200);
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_EQ(softkey::kPinCancelled, AskPresentPin(context_, pin_)) << script;
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+    }
+}
+
+TEST_F(Pinentry, No_child_is_left_behind) {
+    for (const char* script : {"#!/bin/bash\nexit 3\n", "#!/bin/bash\nexec sleep 100\n",
+                               "#!/bin/bash\necho OK\nexec sleep 100\n"}) {
+        Install(script);
+        context_.protocolPatience = std::chrono::milliseconds(200);
+        AskPresentPin(context_, pin_);
+        EXPECT_EQ(-1, waitpid(-1, nullptr, WNOHANG)) << script;
+        EXPECT_EQ(ECHILD, errno);
+    }
+}
+
+TEST_F(Pinentry, A_client_that_ignores_its_children_gets_its_pin) {
+    InstallObedient("echo 'D 123456'; echo OK");
+    const auto old = std::signal(SIGCHLD, SIG_IGN);
+    EXPECT_EQ(softkey::kOk, AskPresentPin(context_, pin_));
+    std::signal(SIGCHLD, old);
+    EXPECT_EQ("123456", pin_.View());
+}
+
+TEST_F(Pinentry, The_program_inherits_no_descriptor) {
+    Install(
+        "#!/bin/bash\n[ -e /proc/$$/fd/77 ] && echo open >\"$NOTES\" || echo closed >\"$NOTES\"\n");
+    ASSERT_EQ(77, dup2(STDERR_FILENO, 77));  // without O_CLOEXEC
+    AskPresentPin(context_, pin_);
+    close(77);
+    EXPECT_EQ("closed\n", Notes());
+}
+
+TEST_F(Pinentry, The_program_does_not_see_the_pins_of_the_environment) {
+    Install("#!/bin/bash\nenv | grep -c KESTA_SOFTKEY >\"$NOTES\"\nexit 1\n");
+    const ScopedVariable present("KESTA_SOFTKEY_PIN", "123456");
+    EXPECT_EQ(softkey::kPinCancelled, AskNewPin(context_, pin_));
+    EXPECT_EQ("0\n", Notes());
+}
+
+TEST_F(Pinentry, A_new_pin_repeated_within_the_program_is_asked_once) {
+    InstallObedient("echo 'S PIN_REPEATED'; echo 'D abcdef'; echo OK");
+    EXPECT_EQ(softkey::kOk, AskNewPin(context_, pin_));
+    EXPECT_EQ("abcdef", pin_.View());
+    EXPECT_NE(std::string::npos, Notes().find("\nSETREPEAT Repeat:\n"));
+    EXPECT_EQ(Notes().find("GETPIN"), Notes().rfind("GETPIN"));
+}
+
+TEST_F(Pinentry, A_program_without_repetition_is_asked_twice) {
+    InstallObedient("echo 'D abcdef'; echo OK");
+    EXPECT_EQ(softkey::kOk, AskNewPin(context_, pin_));
+    EXPECT_EQ("abcdef", pin_.View());
+    EXPECT_NE(Notes().find("GETPIN"), Notes().rfind("GETPIN"));
+}
+
+TEST_F(Pinentry, Two_entries_that_differ_are_a_mismatch) {
+    InstallObedient("echo \"D abcdef$((++times))\"; echo OK");
+    EXPECT_EQ(softkey::kPinMismatch, AskNewPin(context_, pin_));
+    EXPECT_TRUE(pin_.Empty());
+}
+
+TEST_F(Pinentry, A_long_label_is_cut_between_characters) {
+    InstallObedient("echo 'D 123456'; echo OK");
+    context_.label = "x";
+    for (int i = 0; i < 400; ++i) context_.label += "密";
+    EXPECT_EQ(softkey::kOk, AskPresentPin(context_, pin_));
+    EXPECT_NE(std::string::npos, Notes().find("密... SK1\n"));
+}
+
+}  // namespace
