@@ -4,12 +4,20 @@
 
 #pragma GCC visibility push(default)
 
-int ValtoT_GetSlotList(std::uint32_t, std::uint32_t*, std::uint32_t*) { return -1; }
-int ValtoT_GetDeviceInfo(std::uint32_t, std::uint32_t, _S_DEV_CONFIG*) { return -1; }
-int ValtoT_ContextInit(std::uint32_t*) { return -1; }
+int ValtoT_GetSlotList(std::uint32_t, std::uint32_t*, std::uint32_t*) {
+    return -1;
+}
+int ValtoT_GetDeviceInfo(std::uint32_t, std::uint32_t, _S_DEV_CONFIG*) {
+    return -1;
+}
+int ValtoT_ContextInit(std::uint32_t*) {
+    return -1;
+}
 int ValtoT_WaitForEvent(std::uint32_t, std::uint32_t, VALTO_EVENT_INFO*, std::uint32_t*) {
     return -1;
 }
-int ValtoT_ContextFinal(void) { return -1; }
+int ValtoT_ContextFinal(void) {
+    return -1;
+}
 
 #pragma GCC visibility pop

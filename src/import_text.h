@@ -1,0 +1,47 @@
+// The texts that certificates and escrowed keys arrive in: pure rules, no state.
+#ifndef KESTA_IMPORT_TEXT_H
+#define KESTA_IMPORT_TEXT_H
+
+#include <cstddef>
+#include <set>
+#include <string_view>
+
+#include "lgn/lgn.h"
+
+namespace kesta {
+
+constexpr std::size_t kKeyBodyLimit = 1024;
+
+void removeCommas(LgnString& text);
+void removeLineBreaks(LgnString& text);
+
+// What of an escrowed key's text goes to the token library. Where the fixed 80-digit header occurs
+// anywhere in the text, the text's first 80 characters are dropped, wherever the header stood.
+std::string_view keyBody(std::string_view keyText);
+
+enum class BundleKind { kMalformed = 1, kSingleCertificate = 2, kSections = 3 };
+
+// Looks at the section names of a cleaned text. Names count in any case here, while
+// SectionScanner finds its own case alone.
+BundleKind classifyBundle(std::string_view text);
+
+// Walks the sections of one kind. The opener is the section's name with its parenthesis.
+class SectionScanner {
+public:
+    SectionScanner(std::string_view text, std::string_view opener)
+        : m_text(text), m_opener(opener) {}
+
+    // The next section's content, empty for one without ")". False at the end.
+    bool next(std::string_view& content);
+
+private:
+    std::string_view m_text;
+    std::string_view m_opener;
+    std::size_t m_position = 0;
+    // An opener without ")" sends the search back to position 1; what was handled ends it there.
+    std::set<std::size_t> m_handled;
+};
+
+}  // namespace kesta
+
+#endif
