@@ -1,0 +1,71 @@
+#include "softkey/events/event_feed.h"
+
+#include <unistd.h>
+
+#include <utility>
+
+#include "softkey/home.h"
+
+namespace softkey {
+namespace {
+
+constexpr int kCallsBetweenLooks = 50;  // one second of a wait that polls every 20 ms
+
+}  // namespace
+
+std::vector<KeyRecord> EventFeed::Keys() {
+    callsSinceLook_ = kCallsBetweenLooks;
+    Attend();
+    return store_ ? store_->Keys() : std::vector<KeyRecord>();
+}
+
+const Event* EventFeed::Next() {
+    Attend();
+    if (waiting_.empty() && store_) {
+        // Asked first: what is written after it makes the next call look again.
+        const std::int64_t version = store_->Version();
+        if (version_ != version) {
+            for (Event& event : store_->EventsAfter(seen_)) {
+                seen_ = event.number;
+                waiting_.push_back(std::move(event));
+            }
+            version_ = version;
+        }
+    }
+    return waiting_.empty() ? nullptr : &waiting_.front();
+}
+
+Event EventFeed::Take() {
+    Event event = std::move(waiting_.front());
+    waiting_.pop_front();
+    return event;
+}
+
+// Sees to it that store_ is the database that is there now, or null when there is none.
+void EventFeed::Attend() {
+    if (process_ != getpid()) {
+        // A connection must not be used, nor closed, by a forked child.
+        (void)store_.release();
+        process_ = getpid();
+    }
+    if (store_ && ++callsSinceLook_ < kCallsBetweenLooks) return;
+    callsSinceLook_ = 0;
+    const std::string home = StateHome();
+    if (store_ && home == home_ && store_->StillThere()) return;
+    Reopen(home);
+}
+
+void EventFeed::Reopen(const std::string& home) {
+    const bool elsewhere = home != home_;
+    const bool replaced = store_ != nullptr && !elsewhere;
+    store_.reset();
+    version_.reset();
+    std::unique_ptr<Store> opened = Store::OpenExisting(home);
+    if (replaced) seen_ = 0;
+    if (!begun_ || elsewhere) seen_ = opened ? opened->LastEventNumber() : 0;
+    store_ = std::move(opened);
+    home_ = home;
+    begun_ = true;
+}
+
+}  // namespace softkey

@@ -1,0 +1,51 @@
+// The events of the state folder as one process sees them: each once, in order, none left out.
+#ifndef SOFTKEY_EVENTS_EVENT_FEED_H
+#define SOFTKEY_EVENTS_EVENT_FEED_H
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "softkey/records.h"
+#include "softkey/store.h"
+
+namespace softkey {
+
+// For one thread at a time. Members throw Failure.
+//
+// The feed begins with the first call of any member: what happens after it is delivered, also when
+// nobody is waiting at that moment. A folder that comes into being later, or takes the place of
+// another, is new as a whole, so all its events are delivered.
+//
+// A call of Next without news costs two fcntl calls, and one stat more each fiftieth time, to find
+// out that the database was replaced.
+class EventFeed {
+public:
+    std::vector<KeyRecord> Keys();
+
+    // The oldest event that was not taken yet, which stays until it is taken; null without one.
+    const Event* Next();
+    Event Take();
+
+private:
+    void Attend();
+    void Reopen(const std::string& home);
+
+    std::unique_ptr<Store> store_;
+    std::string home_;
+    pid_t process_ = 0;
+    int callsSinceLook_ = 0;
+    bool begun_ = false;
+    std::int64_t seen_ = 0;  // the number of the newest event that was read
+    std::optional<std::int64_t> version_;
+    std::deque<Event> waiting_;
+};
+
+}  // namespace softkey
+
+#endif
