@@ -545,7 +545,7 @@ KESTA_API int ImportEncX509Cert(const char* szSN, const char* strP7, const char*
 /*
  * Batch_ImportX509Cert: imports a bundle: signing certificates, then escrowed keys, then encryption
  * certificates. Keeps a probed request.
- *   szSN   names the key; not checked, must not be NULL.
+ *   szSN   names the key; not checked; NULL counts as an empty text.
  *   strP7  required. Sections SignCert(...), EncPriKey(...), EncCert(...) separated by "|", or one
  *          certificate. Commas and line breaks are dropped. Sections are found by these very
  *          names; another name is an error. Keys follow the rules of ImportEncX509Cert.
