@@ -117,7 +117,18 @@ void Recorder::forget() {
     lookups_.clear();
 }
 
+void Recorder::when_looked_up(std::function<void()> what) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    looked_up_ = std::move(what);
+}
+
 void Recorder::note_lookup(const char* name) {
+    std::function<void()> look;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        look = looked_up_;
+    }
+    if (look) look();
     std::lock_guard<std::mutex> lock(mutex_);
     lookups_.emplace_back(name);
 }

@@ -85,6 +85,8 @@ public:
     std::vector<std::string> names() const;     // entry points alone, in order
     std::vector<std::string> lookups() const;   // names looked up in the token library, in order
     void forget();                              // calls and look-ups; the answers stay
+    // Runs at each look-up of an entry point, before it is written down.
+    void when_looked_up(std::function<void()> what);
 
     // Request texts handed out and not yet released.
     int live_requests() const;
@@ -104,6 +106,7 @@ private:
     std::map<std::pair<std::string, std::size_t>, std::size_t> captures_;
     std::vector<Call> calls_;
     std::vector<std::string> lookups_;
+    std::function<void()> looked_up_;
     std::map<std::string, std::string> messages_;
 };
 

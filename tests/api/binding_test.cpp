@@ -1,0 +1,181 @@
+// The binding of the token library: all 29 entry points or none.
+#include <dlfcn.h>
+
+#include <algorithm>
+
+#include "api_test.h"
+#include "exports_cpp.h"
+#include "kesta/token_library.h"
+
+namespace {
+
+const Lines look_up_order = {
+    "CheckDeviceEx",        "ChangePin",        "CustInitCard",      "GMCreatePKCS10",
+    "GMWritePKCS7",         "GetLabel",         "SetLabel",          "GetCertInfo",
+    "GM_GetCertDN",         "UOS_SetCharset",   "UOS_SetLanguage",   "SetWarningMsg",
+    "GMUsbKeyCriticalSign", "GetMediaID",       "GM_RemoveUserPin",  "GMImportPriKey",
+    "GMUsbKeyCommonSign",   "GMUSBKeyAsymDec2", "GMCreatePKCS10Ex",  "X_ErrorConvert_UOS",
+    "DelCertAndTempKey",    "VerifyPIN",        "VerifyAndCachePin", "GetPinInfo",
+    "GetCertInfo_UOS",      "SetData",          "GetData",           "Batch_Sign",
+    "SetCachePinFlag"};
+
+#define NAME(result, name, arguments) #name,
+const Lines table_order = {KESTA_TOKEN_ENTRY_POINTS(NAME)};
+#undef NAME
+
+Lines looked_up_before(const std::string& entry) {
+    return {look_up_order.begin(), std::find(look_up_order.begin(), look_up_order.end(), entry)};
+}
+
+}  // namespace
+
+TEST(Binding, looks_the_entry_points_up_in_its_own_order) {
+    ASSERT_EQ(Initialize(), 0);
+    EXPECT_EQ(recorder().lookups(), look_up_order);
+    EXPECT_EQ(trace(), Lines{});
+}
+
+TEST(Binding, does_not_resolve_what_it_does_not_call) {
+    install::put_library_with_unresolved_function();
+    EXPECT_EQ(Initialize(), 0);
+}
+
+TEST(Binding, keeps_the_entry_points_out_of_everybody_elses_sight) {
+    ASSERT_EQ(Initialize(), 0);
+    EXPECT_EQ(dlsym(RTLD_DEFAULT, "GMWritePKCS7"), nullptr);
+}
+
+// ---- What fails it ---------------------------------------------------------------------------
+
+class LibraryWithout : public testing::TestWithParam<std::string> {};
+INSTANTIATE_TEST_SUITE_P(Binding, LibraryWithout, testing::ValuesIn(look_up_order),
+                         [](const auto& which) { return which.param; });
+
+TEST_P(LibraryWithout, one_entry_point_fails_the_binding_and_is_closed) {
+    install::put_library_without(GetParam());
+    G_LastError = unrelated_code;
+    EXPECT_EQ(Initialize(), -101);
+    EXPECT_EQ(G_LastError, -101);
+    EXPECT_FALSE(g_initFlag);
+    EXPECT_FALSE(install::is_open());
+    EXPECT_EQ(recorder().lookups(), looked_up_before(GetParam()));
+    EXPECT_FALSE(log_exists());
+}
+
+TEST(Binding, fails_on_an_empty_file) {
+    install::truncate_token_library(0);
+    EXPECT_EQ(Initialize(), -101);
+    EXPECT_EQ(VerifyPIN("A1"), -101);
+}
+
+TEST(Binding, fails_on_a_file_cut_inside_its_headers) {
+    install::truncate_token_library(500);
+    EXPECT_EQ(Initialize(), -101);
+    EXPECT_EQ(VerifyPIN("A1"), -101);
+}
+
+TEST(Binding, fails_on_a_file_cut_inside_its_code) {
+    install::truncate_token_library(8192);
+    EXPECT_EQ(Initialize(), -101);
+    EXPECT_EQ(VerifyPIN("A1"), -101);
+}
+
+TEST(Binding, fails_on_a_text_file) {
+    install::put_text_file();
+    EXPECT_EQ(Initialize(), -101);
+    EXPECT_EQ(G_LastError, -101);
+    EXPECT_FALSE(g_initFlag);
+}
+
+TEST(Binding, recovers_when_a_complete_library_is_put_in_place) {
+    install::put_library_without("SetCachePinFlag");
+    ASSERT_EQ(Initialize(), -101);
+    install::put_complete_library();
+    EXPECT_EQ(VerifyPIN("A1"), 0);
+    EXPECT_EQ(trace(), (Lines{"VerifyPIN(\"A1\")"}));
+}
+
+// ---- The class -------------------------------------------------------------------------------
+
+TEST(CommonFunction, init_fills_the_table_in_the_contracts_order) {
+    CommonFunction table;
+    EXPECT_EQ(table.init(), 0);
+    ASSERT_NE(table.handle, nullptr);
+    for (std::size_t slot = 0; slot < table_order.size(); ++slot) {
+        EXPECT_EQ(table.entries[slot], dlsym(table.handle, table_order[slot].c_str()))
+            << table_order[slot];
+    }
+}
+
+TEST(CommonFunction, init_leaves_the_last_error_and_the_flag_to_its_caller) {
+    CommonFunction table;
+    G_LastError = unrelated_code;
+    EXPECT_EQ(table.init(), 0);
+    EXPECT_EQ(G_LastError, unrelated_code);
+    EXPECT_FALSE(g_initFlag);
+}
+
+TEST(CommonFunction, init_stores_minus_101_when_it_fails) {
+    CommonFunction table;
+    install::remove_token_library();
+    EXPECT_EQ(table.init(), -101);
+    EXPECT_EQ(G_LastError, -101);
+    EXPECT_EQ(table.handle, nullptr);
+}
+
+TEST(CommonFunction, init_keeps_the_pointers_found_before_the_missing_one) {
+    install::put_library_without("GetLabel");  // the sixth that is looked up, the second slot
+    CommonFunction table;
+    EXPECT_EQ(table.init(), -101);
+    EXPECT_EQ(table.handle, nullptr);
+    const Lines found = looked_up_before("GetLabel");
+    for (std::size_t slot = 0; slot < table_order.size(); ++slot) {
+        const bool expected = std::count(found.begin(), found.end(), table_order[slot]) != 0;
+        EXPECT_EQ(table.entries[slot] != nullptr, expected) << table_order[slot];
+    }
+}
+
+TEST(CommonFunction, init_again_opens_again_without_closing) {
+    CommonFunction table;
+    EXPECT_EQ(table.init(), 0);
+    EXPECT_EQ(table.init(), 0);
+    EXPECT_EQ(install::close_entirely(), 2);
+}
+
+TEST(CommonFunction, FreeFunc_closes_the_library_and_keeps_the_pointers) {
+    CommonFunction table;
+    ASSERT_EQ(table.init(), 0);
+    void* const first = table.entries[0];
+    EXPECT_EQ(table.FreeFunc(), 0);
+    EXPECT_EQ(table.handle, nullptr);
+    EXPECT_EQ(table.entries[0], first);
+    EXPECT_FALSE(install::is_open());
+}
+
+TEST(CommonFunction, FreeFunc_on_an_unloaded_instance_does_nothing) {
+    CommonFunction table;
+    G_LastError = unrelated_code;
+    EXPECT_EQ(table.FreeFunc(), 0);
+    EXPECT_EQ(table.FreeFunc(), 0);
+    EXPECT_EQ(table.handle, nullptr);
+    EXPECT_EQ(G_LastError, unrelated_code);
+}
+
+TEST(CommonFunction, FreeFunc_of_another_instance_leaves_the_exports_bound) {
+    ASSERT_EQ(Initialize(), 0);
+    CommonFunction table;
+    ASSERT_EQ(table.init(), 0);
+    table.FreeFunc();
+    EXPECT_EQ(VerifyPIN("A1"), 0);
+}
+
+TEST(Binding, hides_the_librarys_own_state) {
+    for (const char* name : {"KESTA_ComFunc", "all_file_list", "g_szLastP10", "g_szLastReq",
+                             "g_szLastSN", "isRun", "ReleaseP10Buffer", "g_heapmgr", "g_bufmgr"}) {
+        EXPECT_EQ(dlsym(RTLD_DEFAULT, name), nullptr) << name;
+    }
+    for (const char* name : {"G_LastError", "g_initFlag", "g_WaitEventSlotMap",
+                             "_Z8LogEntryPKcS0_z", "_Z6LogHexPKcPKvi"}) {
+        EXPECT_NE(dlsym(RTLD_DEFAULT, name), nullptr) << name;
+    }
+}
