@@ -1,0 +1,80 @@
+// The subcommands about the state folder itself: check and path.
+#include <sys/stat.h>
+
+#include "softkey/admin/commands.h"
+#include "softkey/home.h"
+#include "softkey/misbehaviour.h"
+#include "softkey/misbehaviour_plan.h"
+
+namespace softkey::admin {
+namespace {
+
+// Names what others than the owner may do with the folder or one of its files.
+void CheckMode(const std::string& path, std::vector<std::string>& damage) {
+    struct stat status = {};
+    if (stat(path.c_str(), &status) != 0 || (status.st_mode & 077U) == 0) return;
+    char mode[8];
+    std::snprintf(mode, sizeof mode, "%03o", status.st_mode & 0777U);
+    damage.push_back(path + ": open to others than its owner, mode " + mode);
+}
+
+void CheckPlan(const std::string& home, std::vector<std::string>& damage) {
+    const std::string plan = MisbehaviourPlan(home);
+    if (plan.empty()) return;
+    try {
+        ParseMisbehaviourPlan(plan);
+    } catch (const PlanError& error) {
+        damage.push_back(home + "/misbehaviour.json: " + error.what());
+    }
+}
+
+// A database that cannot even be opened is damage too, not a reason to stop looking.
+void CheckDatabase(const std::string& home, std::vector<std::string>& damage) {
+    try {
+        const std::unique_ptr<Store> store = Store::OpenExisting(home);
+        if (!store) return;
+        for (std::string& line : store->FindDamage()) damage.push_back(std::move(line));
+    } catch (const Failure& failure) {
+        if (failure.code() != kStateDamaged) throw;
+        damage.push_back(failure.detail());
+    }
+}
+
+void Check(Session& session) {
+    const std::string home = StateHome();
+    std::vector<std::string> damage;
+    CheckDatabase(home, damage);
+    CheckPlan(home, damage);
+    CheckMode(home, damage);
+    for (const char* file : {"softkey.db", "softkey.db-wal", "softkey.db-shm", "misbehaviour.json",
+                             "misbehaviour.counts"}) {
+        CheckMode(home + "/" + file, damage);
+    }
+    std::string text;
+    for (const std::string& line : damage) text += Printable(line) + "\n";
+    session.Print({{"folder", home}, {"damage", damage}},
+                  damage.empty() ? home + ": no damage\n" : text);
+    if (!damage.empty()) session.exitCode = kExitDamaged;
+}
+
+}  // namespace
+
+void AddCheck(CLI::App& app, Session& session) {
+    AddCommand(app, "check",
+               "Look for damage in the stored state and name it; exit code 6 when there is any",
+               "softkey check\n"
+               "softkey check --json | jq -r '.damage[]'")
+        ->callback([&session] { Check(session); });
+}
+
+void AddPath(CLI::App& app, Session& session) {
+    AddCommand(app, "path", "Print the folder that holds the state",
+               "softkey path\n"
+               "KESTA_SOFTKEY_HOME=/tmp/keys softkey path")
+        ->callback([&session] {
+            const std::string home = StateHome();
+            session.Print({{"path", home}}, home + "\n");
+        });
+}
+
+}  // namespace softkey::admin
