@@ -47,6 +47,7 @@
 #include <stdbool.h>
 #endif
 
+/* Marks what the library exports. */
 #define KESTA_API __attribute__((visibility("default")))
 
 #ifdef __cplusplus
@@ -348,7 +349,8 @@ KESTA_API int SignHash(const char* szSN, int nOption1, int nOption2, const char*
  *   nFlags           bit 0 set: pParam2, pParam6 and pszData are required (not for a probe).
  *   pszData          text or NULL.
  *   pszDataList      texts joined by "||", or NULL.
- *   the others       their meaning is the token library's.
+ *   pParam2, pParam6, pParam7  their meaning is the token library's.
+ *   nParam3, nParam4, nParam8, nParam9, nParam11  their meaning is the token library's.
  *   pszSignatures    buffer. NULL: probe, answered without asking: twice the sum of pszData's
  *                    length plus 2048 and, for each "||" in the list, the list's length plus 2048.
  *                    A list of one text adds nothing.
