@@ -4,6 +4,7 @@
 #include <dlfcn.h>
 #include <iconv.h>
 
+#include <cstddef>
 #include <cstring>
 #include <limits>
 #include <memory>
@@ -18,6 +19,12 @@ static LGN::CLgnBufferMgr g_bufmgr(&g_heapmgr);
 LGN::ILgnBufferMgr* _lgnBufferManager = &g_bufmgr;
 
 const LGN::CTraceCategory lgnTraceGeneral = {"TraceGeneral", 17, 4};
+
+// Tools of the maker's look into the table: its order and the handle's place behind it are fixed.
+static_assert(sizeof(CommonFunction) == 30 * sizeof(void*), "29 entry points and the handle");
+static_assert(offsetof(CommonFunction, m_hLibrary) == 29 * sizeof(void*), "the handle comes last");
+static_assert(offsetof(CommonFunction, m_pCheckDeviceEx) == 0, "the first slot");
+static_assert(offsetof(CommonFunction, m_pSetCachePinFlag) == 28 * sizeof(void*), "the last slot");
 
 namespace {
 
