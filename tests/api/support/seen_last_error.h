@@ -1,0 +1,23 @@
+// What an entry point finds in G_LastError: tells whether an export clears it before it asks.
+#ifndef KESTA_API_SEEN_LAST_ERROR_H
+#define KESTA_API_SEEN_LAST_ERROR_H
+
+#include <functional>
+#include <string>
+
+#include "kesta_unified_zrkukey.h"
+#include "recording.h"
+
+// Binds first, since binding clears it too.
+inline int last_error_seen_by(const std::string& entry, const std::function<void()>& call) {
+    constexpr int before = 0x7E57;
+    int seen = before + 1;
+    recording::recorder().on(entry).does([&seen](const recording::Call&) { seen = G_LastError; });
+    Initialize();
+    G_LastError = before;
+    call();
+    recording::recorder().on(entry).does({});
+    return seen;
+}
+
+#endif
