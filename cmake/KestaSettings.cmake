@@ -45,7 +45,9 @@ if(NOT KESTA_SANITIZE)
         $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE> $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
 endif()
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(aarch64|arm64)$")
-    target_compile_options(kesta_hardening INTERFACE -mbranch-protection=standard)
+    target_compile_options(kesta_hardening INTERFACE -mbranch-protection=standard
+        # The helpers that would pick the atomic instructions carry no marks for it.
+        -mno-outline-atomics)
 elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|amd64|AMD64)$")
     target_compile_options(kesta_hardening INTERFACE -fcf-protection=full)
 endif()
