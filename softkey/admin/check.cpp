@@ -1,6 +1,10 @@
 // The subcommands about the state folder itself: check and path.
 #include <sys/stat.h>
 
+#include <cstdio>
+#include <filesystem>
+#include <system_error>
+
 #include "softkey/admin/commands.h"
 #include "softkey/home.h"
 #include "softkey/misbehaviour.h"
@@ -46,9 +50,9 @@ void Check(Session& session) {
     CheckDatabase(home, damage);
     CheckPlan(home, damage);
     CheckMode(home, damage);
-    for (const char* file : {"softkey.db", "softkey.db-wal", "softkey.db-shm", "misbehaviour.json",
-                             "misbehaviour.counts"}) {
-        CheckMode(home + "/" + file, damage);
+    std::error_code absent;
+    for (const auto& entry : std::filesystem::directory_iterator(home, absent)) {
+        CheckMode(entry.path().string(), damage);
     }
     std::string text;
     for (const std::string& line : damage) text += Printable(line) + "\n";

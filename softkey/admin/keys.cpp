@@ -1,9 +1,8 @@
-// The subcommands that look at keys and handle them: list, show, unlock, insert, remove, delete.
+// The subcommands that look at keys and handle them: list, show, insert, remove, delete.
 #include "softkey/admin/commands.h"
 #include "softkey/admin/table.h"
 #include "softkey/admin/view.h"
 #include "softkey/home.h"
-#include "softkey/key_admin.h"
 
 namespace softkey::admin {
 namespace {
@@ -33,15 +32,6 @@ void Show(const std::string& serial, const Session& session) {
     const std::unique_ptr<Store> store = OpenState();
     const KeyRecord key = ChooseKey(*store, serial);
     session.Print(KeyWithContentsJson(*store, key), KeyWithContentsText(*store, key));
-}
-
-void Unlock(const std::string& serial, const Session& session) {
-    const std::unique_ptr<Store> store = OpenState();
-    const std::string chosen = ChooseKey(*store, serial).serial;
-    UnlockKey(*store, chosen);
-    const KeyRecord key = ChooseKey(*store, chosen);
-    session.Print(KeyJson(key),
-                  "unlocked " + chosen + ", " + std::to_string(key.triesLeft) + " tries left\n");
 }
 
 void Move(const std::string& serial, bool insert, const Session& session) {
@@ -85,14 +75,6 @@ void AddShow(CLI::App& app, Session& session) {
                             "softkey show\n"
                             "softkey show SK0001 --json"),
                  [&session](const std::string& serial) { Show(serial, session); });
-}
-
-void AddUnlock(CLI::App& app, Session& session) {
-    AddForOneKey(AddCommand(app, "unlock",
-                            "Give back all PIN tries, as the issuer's desk does; the PIN stays",
-                            "softkey unlock\n"
-                            "softkey unlock SK0001"),
-                 [&session](const std::string& serial) { Unlock(serial, session); });
 }
 
 void AddInsert(CLI::App& app, Session& session) {

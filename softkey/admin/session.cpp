@@ -63,7 +63,7 @@ CLI::App* AddCommand(CLI::App& app, const std::string& name, const std::string& 
     std::string footer = "Examples:\n";
     std::istringstream lines(examples);
     for (std::string line; std::getline(lines, line);) footer += "  " + line + "\n";
-    command->footer(footer);
+    command->footer(footer + "\nWith --json the answer is JSON.\n");
     command->fallthrough();  // --json may stand behind the subcommand too
     return command;
 }

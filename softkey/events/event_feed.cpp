@@ -13,9 +13,13 @@ constexpr int kCallsBetweenLooks = 50;  // one second of a wait that polls every
 
 }  // namespace
 
-std::vector<KeyRecord> EventFeed::Keys() {
+void EventFeed::Begin() {
     callsSinceLook_ = kCallsBetweenLooks;
     Attend();
+}
+
+std::vector<KeyRecord> EventFeed::Keys() {
+    Begin();
     return store_ ? store_->Keys() : std::vector<KeyRecord>();
 }
 
@@ -60,8 +64,9 @@ void EventFeed::Reopen(const std::string& home) {
     const bool replaced = store_ != nullptr && !elsewhere;
     store_.reset();
     version_.reset();
+    if (replaced || elsewhere) waiting_.clear();
+    if (replaced) seen_ = 0;  // before anything can fail: the next call no longer knows
     std::unique_ptr<Store> opened = Store::OpenExisting(home);
-    if (replaced) seen_ = 0;
     if (!begun_ || elsewhere) seen_ = opened ? opened->LastEventNumber() : 0;
     store_ = std::move(opened);
     home_ = home;

@@ -20,12 +20,15 @@ namespace softkey {
 //
 // The feed begins with the first call of any member: what happens after it is delivered, also when
 // nobody is waiting at that moment. A folder that comes into being later, or takes the place of
-// another, is new as a whole, so all its events are delivered.
+// another at the same path, is new as a whole, so all its events are delivered. What was not taken
+// of a folder that is gone, or no longer the one that the environment names, is dropped.
 //
 // A call of Next without news costs two fcntl calls, and one stat more each fiftieth time, to find
 // out that the database was replaced.
 class EventFeed {
 public:
+    // Begins the feed, or makes sure that it reads the folder that the environment names now.
+    void Begin();
     std::vector<KeyRecord> Keys();
 
     // The oldest event that was not taken yet, which stays until it is taken; null without one.

@@ -171,7 +171,7 @@ KESTA_EVENT_EXPORT int ValtoT_ContextInit(std::uint32_t* context) {
         if (plan.code) return *plan.code;
         Shared& state = State();
         const std::lock_guard<std::mutex> lock(state.mutex);
-        state.feed.Next();  // the feed begins here, at the latest
+        state.feed.Begin();
         state.contextOpen = true;
         *context = 1;
         return kOk;

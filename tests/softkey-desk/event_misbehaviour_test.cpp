@@ -1,0 +1,115 @@
+// The plan's effects on the event library, and the folder that comes into being late.
+#include <array>
+#include <stdexcept>
+
+#include "event_client.h"
+#include "softkey/codes.h"
+#include "softkey/misbehaviour.h"
+
+namespace {
+
+class EventMisbehaviour : public EventClient {
+protected:
+    EventMisbehaviour() {
+        MakeKeys();
+        context_ = OpenContext();
+    }
+
+    void Plan(const std::string& rule) {
+        softkey::SetMisbehaviour(home_, R"({"rules": [{"entry": ")" + rule + "}]}");
+    }
+
+    std::uint32_t context_ = 0;
+};
+
+TEST_F(EventMisbehaviour, An_event_may_be_repeated) {
+    Plan(R"(ValtoT_WaitForEvent", "call": 1, "repeat": 2)");
+    desk_->SetInserted("A", false);
+    desk_->SetInserted("A", true);
+    EXPECT_EQ("-1 -1 -1 +1", Drain(context_));
+}
+
+TEST_F(EventMisbehaviour, An_event_may_bounce) {
+    Plan(R"(ValtoT_WaitForEvent", "call": 2, "bounce": 2)");
+    desk_->SetInserted("A", false);
+    desk_->SetInserted("A", true);
+    EXPECT_EQ("-1 +1 -1 +1 -1 +1", Drain(context_));
+}
+
+TEST_F(EventMisbehaviour, A_rule_for_every_event_ends_all_the_same) {
+    Plan(R"(ValtoT_WaitForEvent", "repeat": 1)");
+    desk_->SetInserted("A", false);
+    desk_->SetInserted("A", true);
+    EXPECT_EQ("-1 -1 +1 +1", Drain(context_));
+}
+
+TEST_F(EventMisbehaviour, A_failed_delivery_loses_no_event) {
+    Plan(R"(ValtoT_WaitForEvent", "call": 1, "code": 55)");
+    desk_->SetInserted("A", false);
+    VALTO_EVENT_INFO event = {};
+    EXPECT_EQ(55, ValtoT_WaitForEvent(1, 0, &event, &context_));
+    EXPECT_EQ("-1", Drain(context_));
+}
+
+TEST_F(EventMisbehaviour, An_exception_loses_no_event) {
+    Plan(R"(ValtoT_WaitForEvent", "call": 1, "throw": true)");
+    desk_->SetInserted("A", false);
+    VALTO_EVENT_INFO event = {};
+    EXPECT_THROW(ValtoT_WaitForEvent(1, 0, &event, &context_), std::runtime_error);
+    EXPECT_EQ("-1", Drain(context_));
+}
+
+TEST_F(EventMisbehaviour, A_poll_without_an_event_is_not_counted) {
+    Plan(R"(ValtoT_WaitForEvent", "call": 1, "code": 55)");
+    EXPECT_EQ("", Drain(context_));
+    EXPECT_TRUE(softkey::MisbehaviourCounts(home_).empty());
+}
+
+TEST_F(EventMisbehaviour, A_delivery_may_be_late) {
+    Plan(R"(ValtoT_WaitForEvent", "delay_ms": 120)");
+    desk_->SetInserted("A", false);
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ("-1", Drain(context_));
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(120));
+}
+
+TEST_F(EventMisbehaviour, The_slot_list_may_lie_about_its_length) {
+    Plan(R"(ValtoT_GetSlotList", "length": 4000)");
+    std::array<std::uint32_t, 16> slots = {};
+    std::uint32_t count = 10;
+    EXPECT_EQ(0, ValtoT_GetSlotList(1, slots.data(), &count));
+    EXPECT_EQ(4000U, count);
+    EXPECT_EQ(0U, slots[2]);
+}
+
+TEST_F(EventMisbehaviour, Each_entry_point_may_answer_a_code) {
+    softkey::SetMisbehaviour(home_, R"({"rules": [
+        {"entry": "ValtoT_GetSlotList", "code": 1}, {"entry": "ValtoT_GetDeviceInfo", "code": 2},
+        {"entry": "ValtoT_ContextInit", "code": 3}, {"entry": "ValtoT_ContextFinal", "code": 4}]})");
+    std::uint32_t value = 0;
+    _S_DEV_CONFIG record = {};
+    EXPECT_EQ(1, ValtoT_GetSlotList(1, nullptr, &value));
+    EXPECT_EQ(2, ValtoT_GetDeviceInfo(1, 0, &record));
+    EXPECT_EQ(3, ValtoT_ContextInit(&value));
+    EXPECT_EQ(4, ValtoT_ContextFinal());
+    softkey::ClearMisbehaviour(home_);
+}
+
+class LateFolder : public EventClient {};
+
+TEST_F(LateFolder, A_folder_that_is_not_there_has_no_slots_and_no_events) {
+    std::uint32_t count = 7;
+    EXPECT_EQ(0, ValtoT_GetSlotList(1, nullptr, &count));
+    EXPECT_EQ(0U, count);
+    EXPECT_EQ("", Drain(OpenContext()));
+    EXPECT_FALSE(std::filesystem::exists(home_));
+}
+
+TEST_F(LateFolder, The_first_key_of_a_new_folder_is_seen_arriving) {
+    const std::uint32_t context = OpenContext();
+    EXPECT_EQ("", Drain(context));
+    MakeKeys();
+    EXPECT_EQ("+1 +4", WaitFor(2, context));
+}
+
+}  // namespace

@@ -1,0 +1,277 @@
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <cstring>
+#include <fstream>
+#include <stdexcept>
+
+#include "event_client.h"
+#include "softkey/codes.h"
+#include "softkey/misbehaviour.h"
+
+namespace {
+
+class Events : public EventClient {
+protected:
+    Events() { MakeKeys(); }
+};
+
+TEST_F(Events, The_slot_list_holds_the_inserted_keys_in_order) {
+    std::array<std::uint32_t, 16> slots = {};
+    std::uint32_t count = 10;
+    EXPECT_EQ(0, ValtoT_GetSlotList(1, slots.data(), &count));
+    EXPECT_EQ(2U, count);
+    EXPECT_EQ(1U, slots[0]);
+    EXPECT_EQ(4U, slots[1]);
+}
+
+TEST_F(Events, All_slots_are_listed_when_the_absent_ones_are_asked_for_too) {
+    std::array<std::uint32_t, 16> slots = {};
+    std::uint32_t count = 10;
+    EXPECT_EQ(0, ValtoT_GetSlotList(0, slots.data(), &count));
+    EXPECT_EQ(3U, count);
+    EXPECT_EQ(9U, slots[2]);
+}
+
+TEST_F(Events, The_slot_list_does_not_go_beyond_the_room) {
+    std::array<std::uint32_t, 2> slots = {77, 77};
+    std::uint32_t count = 1;
+    EXPECT_EQ(0, ValtoT_GetSlotList(1, slots.data(), &count));
+    EXPECT_EQ(1U, count);
+    EXPECT_EQ(77U, slots[1]);
+}
+
+TEST_F(Events, The_slot_list_without_an_array_answers_the_number) {
+    std::uint32_t count = 0;
+    EXPECT_EQ(0, ValtoT_GetSlotList(1, nullptr, &count));
+    EXPECT_EQ(2U, count);
+}
+
+TEST_F(Events, The_device_record_holds_the_media_id_at_byte_248_and_zeros) {
+    _S_DEV_CONFIG record;
+    std::memset(&record, 0xEE, sizeof record);
+    EXPECT_EQ(0, ValtoT_GetDeviceInfo(4, 0, &record));
+    std::array<char, 396> expected = {};
+    std::memcpy(expected.data() + 248, "MEDIA-B-16-BYTES", 16);
+    EXPECT_EQ(0, std::memcmp(&record, expected.data(), expected.size()));
+}
+
+TEST_F(Events, The_device_record_of_an_absent_key_is_not_touched) {
+    _S_DEV_CONFIG record = {};
+    for (const std::uint32_t slot : {0U, 2U, 9U}) {
+        EXPECT_EQ(softkey::kKeyAbsent, ValtoT_GetDeviceInfo(slot, 0, &record));
+    }
+    EXPECT_EQ('\0', record.szMediaId[0]);
+}
+
+TEST_F(Events, Null_pointers_are_bad_arguments) {
+    EXPECT_EQ(softkey::kBadArgument, ValtoT_GetSlotList(1, nullptr, nullptr));
+    EXPECT_EQ(softkey::kBadArgument, ValtoT_GetDeviceInfo(1, 0, nullptr));
+    EXPECT_EQ(softkey::kBadArgument, ValtoT_ContextInit(nullptr));
+    std::uint32_t context = OpenContext();
+    EXPECT_EQ(softkey::kBadArgument, ValtoT_WaitForEvent(1, 0, nullptr, &context));
+}
+
+TEST_F(Events, Waiting_without_a_context_is_refused) {
+    VALTO_EVENT_INFO event = {};
+    std::uint32_t context = 0;
+    EXPECT_EQ(softkey::kNoContext, ValtoT_WaitForEvent(1, 0, &event, &context));
+    EXPECT_EQ(softkey::kNoContext, ValtoT_ContextFinal());
+}
+
+TEST_F(Events, What_happened_before_the_first_call_is_not_delivered) {
+    VALTO_EVENT_INFO event = {};
+    std::uint32_t context = OpenContext();
+    EXPECT_EQ(softkey::kNoEvent, ValtoT_WaitForEvent(1, 0, &event, &context));
+}
+
+TEST_F(Events, Removal_and_insertion_are_delivered_once_and_in_order) {
+    const std::uint32_t context = OpenContext();
+    desk_->SetInserted("A", false);
+    desk_->SetInserted("C", true);
+    desk_->SetInserted("A", true);
+    EXPECT_EQ("-1 +9 +1", Drain(context));
+    EXPECT_EQ("", Drain(context));
+}
+
+TEST_F(Events, The_record_is_zero_but_for_kind_and_slot) {
+    std::uint32_t context = OpenContext();
+    desk_->SetInserted("B", false);
+    VALTO_EVENT_INFO event;
+    std::memset(&event, 0xEE, sizeof event);
+    EXPECT_EQ(0, ValtoT_WaitForEvent(1, 0, &event, &context));
+    std::array<unsigned char, 332> expected = {};
+    expected[0] = 2;
+    expected[12] = 4;
+    EXPECT_EQ(0, std::memcmp(&event, expected.data(), expected.size()));
+}
+
+TEST_F(Events, An_event_between_two_waits_is_delivered_by_the_second) {
+    std::uint32_t context = OpenContext();
+    desk_->SetInserted("A", false);
+    EXPECT_EQ("-1", Drain(context));
+    EXPECT_EQ(0, ValtoT_ContextFinal());
+    desk_->SetInserted("A", true);
+    context = OpenContext();
+    EXPECT_EQ("+1", Drain(context));
+}
+
+TEST_F(Events, An_event_between_scan_and_wait_is_delivered) {
+    std::uint32_t count = 0;
+    ValtoT_GetSlotList(1, nullptr, &count);
+    desk_->SetInserted("A", false);
+    EXPECT_EQ("-1", Drain(OpenContext()));
+}
+
+TEST_F(Events, A_context_that_was_left_open_does_not_hinder_the_next) {
+    OpenContext();
+    desk_->SetInserted("A", false);
+    EXPECT_EQ("-1", Drain(OpenContext()));
+}
+
+TEST_F(Events, An_arrived_key_that_is_gone_again_still_tells_its_media_id) {
+    std::uint32_t context = OpenContext();
+    desk_->SetInserted("C", true);
+    desk_->SetInserted("C", false);
+    VALTO_EVENT_INFO event = {};
+    _S_DEV_CONFIG record = {};
+    EXPECT_EQ(0, ValtoT_WaitForEvent(1, 0, &event, &context));
+    EXPECT_EQ("+9", Text(event));
+    EXPECT_EQ(0, ValtoT_GetDeviceInfo(9, 0xE0000, &record));
+    EXPECT_STREQ("MEDIA-C", record.szMediaId);
+    EXPECT_EQ(softkey::kKeyAbsent, ValtoT_GetDeviceInfo(9, 0, &record));
+    EXPECT_EQ("-9", Drain(context));
+}
+
+TEST_F(Events, Creating_and_deleting_a_key_are_events) {
+    const std::uint32_t context = OpenContext();
+    AddKey(*desk_, "D", 2, "MEDIA-D");
+    desk_->DeleteKey("D");
+    EXPECT_EQ("+2 -2", Drain(context));
+}
+
+TEST_F(Events, Every_process_sees_every_event) {
+    std::array<int, 2> ready = {};
+    std::array<int, 2> result = {};
+    ASSERT_EQ(0, pipe(ready.data()));
+    ASSERT_EQ(0, pipe(result.data()));
+    std::vector<pid_t> children;
+    for (int i = 0; i < 3; ++i) {
+        children.push_back(fork());
+        if (children.back() != 0) continue;
+        const std::uint32_t context = OpenContext();
+        (void)!write(ready[1], "r", 1);
+        const std::string seen = WaitFor(4, context) + "\n";
+        (void)!write(result[1], seen.data(), seen.size());
+        _exit(0);
+    }
+    char byte = 0;
+    for (std::size_t i = 0; i < children.size(); ++i) ASSERT_EQ(1, read(ready[0], &byte, 1));
+    desk_->SetInserted("A", false);
+    desk_->SetInserted("A", true);
+    desk_->SetInserted("B", false);
+    desk_->SetInserted("C", true);
+    for (const pid_t child : children) waitpid(child, nullptr, 0);
+    close(result[1]);
+    std::string all;
+    while (read(result[0], &byte, 1) == 1) all += byte;
+    close(result[0]);
+    close(ready[0]);
+    close(ready[1]);
+    EXPECT_EQ("-1 +1 -4 +9\n-1 +1 -4 +9\n-1 +1 -4 +9\n", all);
+}
+
+TEST_F(Events, A_forked_child_goes_on_where_its_parent_was) {
+    const std::uint32_t context = OpenContext();
+    desk_->SetInserted("A", false);
+    EXPECT_EQ("-1", Drain(context));
+    desk_->SetInserted("A", true);
+    const pid_t child = fork();
+    if (child == 0) _exit(Drain(context) == "+1" ? 0 : 1);
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(0, status);
+    EXPECT_EQ("+1", Drain(context));
+}
+
+TEST_F(Events, A_folder_that_took_the_place_of_another_is_new_as_a_whole) {
+    const std::uint32_t context = OpenContext();
+    EXPECT_EQ("", Drain(context));
+    desk_.reset();
+    std::filesystem::remove_all(home_);
+    desk_ = softkey::Store::Open(home_);
+    AddKey(*desk_, "N", 3, "MEDIA-N");
+    EXPECT_EQ("+3", WaitFor(1, context));
+}
+
+TEST_F(Events, A_damaged_database_is_a_code_and_no_crash) {
+    desk_.reset();
+    std::filesystem::remove_all(home_);
+    std::filesystem::create_directory(home_);
+    folder_.Write("home/softkey.db", std::string(8192, 'x'));
+    std::uint32_t value = 0;
+    _S_DEV_CONFIG record = {};
+    EXPECT_EQ(softkey::kStateDamaged, ValtoT_GetSlotList(1, nullptr, &value));
+    EXPECT_EQ(softkey::kStateDamaged, ValtoT_GetDeviceInfo(1, 0, &record));
+    EXPECT_EQ(softkey::kStateDamaged, ValtoT_ContextInit(&value));
+}
+
+TEST_F(Events, Threads_that_wait_at_once_share_the_events) {
+    std::uint32_t context = OpenContext();
+    std::atomic<int> seen{0};
+    std::atomic<bool> done{false};
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 3; ++i) {
+        threads.emplace_back([&seen, &done, context]() mutable {
+            VALTO_EVENT_INFO event = {};
+            while (!done) {
+                if (ValtoT_WaitForEvent(1, 0, &event, &context) == 0) ++seen;
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            }
+        });
+    }
+    for (int i = 0; i < 20; ++i) desk_->SetInserted("A", i % 2 != 0);
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (seen < 20 && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    done = true;
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(20, seen);
+}
+
+TEST_F(Events, Leaving_the_process_while_a_thread_polls_does_not_crash) {
+    for (int run = 0; run < 20; ++run) {
+        const pid_t child = fork();
+        if (child == 0) {
+            std::thread([] {
+                std::uint32_t context = OpenContext();
+                VALTO_EVENT_INFO event = {};
+                for (;;) ValtoT_WaitForEvent(1, 0, &event, &context);
+            }).detach();
+            std::this_thread::sleep_for(std::chrono::milliseconds(run));
+            std::exit(0);  // with all exit handlers
+        }
+        int status = -1;
+        waitpid(child, &status, 0);
+        ASSERT_EQ(0, status) << "run " << run;
+    }
+}
+
+TEST_F(Events, Waits_leave_no_descriptor_behind) {
+    const auto open = [] {
+        const std::filesystem::directory_iterator all("/proc/self/fd");
+        return std::distance(begin(all), end(all));
+    };
+    OpenContext();
+    ValtoT_ContextFinal();
+    const auto before = open();
+    for (int i = 0; i < 100; ++i) {
+        Drain(OpenContext());
+        ValtoT_ContextFinal();
+    }
+    EXPECT_EQ(before, open());
+}
+
+}  // namespace
