@@ -117,11 +117,13 @@ private:
 
     friend class Transaction;
     void RaiseEvent(const KeyRecord& key, EventKind kind);
-    void RequireKey(const std::string& serial);
+    void RequireChange(const std::string& serial);
+    void ForgetScreen(const std::string& serial);
 
     std::string home_;
     std::unique_ptr<Database> db_;
     int depth_ = 0;
+    bool broken_ = false;
 };
 
 }  // namespace softkey

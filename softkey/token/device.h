@@ -1,0 +1,103 @@
+// What this process knows of the keys: its connection to their state, and which of them it has
+// unlocked. A verified PIN counts for this process alone, until the key is pulled out, the PIN is
+// changed or forgotten, or the process ends.
+#ifndef SOFTKEY_TOKEN_DEVICE_H
+#define SOFTKEY_TOKEN_DEVICE_H
+
+#include <sys/types.h>
+
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "softkey/openssl_types.h"
+#include "softkey/records.h"
+#include "softkey/store.h"
+#include "softkey/vault.h"
+
+namespace softkey {
+
+using SharedPKey = std::shared_ptr<EVP_PKEY>;
+
+// An unlocked key: its master key and the private keys that were needed so far.
+struct Unlocked {
+    MasterKey master;
+    std::map<std::int64_t, SharedPKey> opened;  // by the pair's id
+};
+
+struct Session {
+    std::int64_t insertions = 0;  // of the key when it was unlocked
+    std::int64_t pinVersion = 0;
+    std::shared_ptr<Unlocked> unlocked;
+    bool caching = false;
+    bool wrongBefore = false;
+    std::string warning;  // for the screen, with the next critical signature
+};
+
+// The process-wide state. It is never destroyed: a thread may be inside when the process ends.
+struct Device {
+    std::mutex mutex;
+    pid_t process = 0;
+    std::unique_ptr<Store> store;
+    std::vector<std::unique_ptr<Store>> abandoned;
+    std::int64_t version = 0;
+    std::vector<KeyRecord> keys;
+    std::map<std::string, std::vector<PairRecord>> pairs;
+    std::map<std::string, Session> sessions;
+
+    static Device& Instance();
+};
+
+// A stretch of work on the device, one thread at a time and short: nobody asks a person, derives
+// a key or signs within. What it shows is current as of its beginning.
+class Section {
+public:
+    Section();
+
+    Store& store();  // kKeyAbsent when no key was ever made
+    void Refresh();
+
+    // The key that a serial number names; null and the empty text name the only key that is
+    // present. kKeyAbsent, kSeveralKeys.
+    KeyRecord Resolve(const char* serial) const;
+    const std::vector<KeyRecord>& Keys() const { return device_.keys; }
+    // kKeyRemoved when the key was pulled out since the record was taken, if only for a moment.
+    void Confirm(const KeyRecord& key) const;
+    const std::vector<PairRecord>& Pairs(const KeyRecord& key);
+
+    Session& SessionOf(const KeyRecord& key) { return device_.sessions[key.serial]; }
+    // Null when the PIN must be verified first.
+    std::shared_ptr<Unlocked> UnlockedOf(const KeyRecord& key);
+    void SetUnlocked(const KeyRecord& key, const MasterKey& master);
+    void ForgetPins();
+
+    SharedPKey OpenPair(const KeyRecord& key, const PairRecord& pair, Unlocked& unlocked);
+
+private:
+    void FollowHome();
+
+    Device& device_;
+    std::lock_guard<std::mutex> lock_;
+};
+
+// A change to one key, made whole or not at all, and not made when the key is gone.
+class Change {
+public:
+    explicit Change(const KeyRecord& key) : transaction_(section_.store()) {
+        section_.Refresh();
+        section_.Confirm(key);
+    }
+    Section& section() { return section_; }
+    Store& store() { return section_.store(); }
+    void Commit() { transaction_.Commit(); }
+
+private:
+    Section section_;
+    Store::Transaction transaction_;
+};
+
+}  // namespace softkey
+
+#endif

@@ -1,0 +1,183 @@
+// Entry points that take certificates and escrowed keys in, and tell and delete what is there.
+#include <algorithm>
+#include <cstring>
+#include <optional>
+
+#include "softkey/base64.h"
+#include "softkey/certificate.h"
+#include "softkey/envelope.h"
+#include "softkey/key_pair.h"
+#include "softkey/result.h"
+#include "softkey/token/call.h"
+#include "softkey/token/entry_points.h"
+#include "softkey/token/pairs.h"
+#include "softkey/token/pin.h"
+
+namespace softkey {
+namespace {
+
+constexpr std::size_t kNameBuffer = 1024;
+constexpr std::size_t kKeyTextBuffer = 1024;
+
+// The new certificate takes the place of the one of the same kind, whose pair goes with it. An
+// encryption certificate ends the enrolment that the temporary pairs were made for.
+void Install(Store& store, const std::string& serial, const PairRecord& pair, const Bytes& der) {
+    for (const PairRecord& other : store.Pairs(serial)) {
+        const bool replaced = other.id != pair.id && other.role == pair.role &&
+                              other.algorithm == pair.algorithm && !other.certificate.empty();
+        const bool spent = pair.role == Role::kEncryption && other.role == Role::kTemporary;
+        if (replaced || spent) store.DeletePair(other.id);
+    }
+    store.SetCertificate(pair.id, der);
+}
+
+// Installs those certificates of a chain that belong to a pair on the key.
+void InstallMatching(Store& store, const KeyRecord& key, const std::vector<X509Ptr>& chain) {
+    bool matched = false;
+    for (const X509Ptr& certificate : chain) {
+        for (const PairRecord& pair : store.Pairs(key.serial)) {
+            if (pair.role == Role::kTemporary ||
+                !BelongsTogether(certificate.get(), pair.publicKey)) {
+                continue;
+            }
+            const Bytes der = CertificateDer(certificate.get());
+            if (der.size() > kMaxCertificateSize) throw Failure(kTooLong, "the certificate");
+            Install(store, key.serial, pair, der);
+            matched = true;
+            break;
+        }
+    }
+    if (!matched) throw Failure(kCertificateMismatch);
+}
+
+std::vector<std::pair<PairRecord, SharedPKey>> TemporaryPairs(const KeyRecord& key,
+                                                              Unlocked& unlocked) {
+    std::vector<std::pair<PairRecord, SharedPKey>> pairs;
+    Section section;
+    for (const PairRecord& pair : section.Pairs(key)) {
+        if (pair.role != Role::kTemporary) continue;
+        pairs.emplace_back(pair, section.OpenPair(key, pair, unlocked));
+    }
+    if (pairs.empty()) throw Failure(kNoKeyPair, "no request for encryption was made");
+    return pairs;
+}
+
+// Tries the temporary pairs, the newest first: a request may have been made more than once.
+PKeyPtr OpenWithAny(const Bytes& envelope, const KeyRecord& key, Unlocked& unlocked) {
+    for (const auto& [record, pair] : TemporaryPairs(key, unlocked)) {
+        try {
+            return OpenEnvelope(envelope, pair.get());
+        } catch (const Failure& failure) {
+            if (failure.code() != kEnvelopeMismatch) throw;
+        }
+    }
+    throw Failure(kEnvelopeMismatch, "sealed to another key");
+}
+
+// The new pair takes the place of the old one, whose certificate goes with it. The same pair once
+// more changes nothing.
+void InstallEncryptionPair(Store& store, const std::string& serial, const PairRecord& pair) {
+    for (const PairRecord& other : store.Pairs(serial)) {
+        if (other.role != Role::kEncryption) continue;
+        if (other.publicKey == pair.publicKey) return;
+        store.DeletePair(other.id);
+    }
+    store.AddPair(serial, pair);
+}
+
+PairRecord Certified(const char* serial, std::uint32_t certType, std::uint32_t keyType) {
+    const Selection selection(certType, keyType);
+    Section section;
+    return PairWithCertificate(section.Pairs(section.Resolve(serial)), selection);
+}
+
+// Certificates with their pairs, and pairs that wait for one. False when there were none.
+bool DeletePairs(Store& store, const std::string& serial, const Selection& selection) {
+    bool any = false;
+    for (PairRecord pair : store.Pairs(serial)) {
+        const std::int64_t id = pair.id;
+        if (pair.role == Role::kTemporary) pair.role = Role::kEncryption;
+        if (!selection.Takes(pair)) continue;
+        store.DeletePair(id);
+        any = true;
+    }
+    return any;
+}
+
+}  // namespace
+}  // namespace softkey
+
+using namespace softkey;
+
+// The output string is left as it is.
+int GMWritePKCS7(const char* serial, const char* certificate, KestaStringObject&) {
+    return Enter({"GMWritePKCS7", serial}, [=](Call& call) {
+        if (certificate == nullptr) throw Failure(kBadArgument, "no certificate");
+        const std::vector<X509Ptr> chain = ParseCertificates(certificate);
+        const KeyRecord key = Section().Resolve(serial);
+        call.Midway(key);
+        Change change(key);
+        InstallMatching(change.store(), key, chain);
+        change.Commit();
+    });
+}
+
+int GMImportPriKey(const char* serial, char* key, std::uint32_t) {
+    return Enter({"GMImportPriKey", serial}, [=](Call& call) {
+        if (key == nullptr) throw Failure(kBadArgument, "no key");
+        const std::optional<Bytes> envelope = FromBase64({key, strnlen(key, kKeyTextBuffer)});
+        if (!envelope || envelope->empty()) throw Failure(kEnvelopeMalformed, "not Base64");
+        const KeyRecord record = Section().Resolve(serial);
+        const std::shared_ptr<Unlocked> unlocked = RequirePin(record);
+        const PKeyPtr pair = OpenWithAny(*envelope, record, *unlocked);
+        const PairRecord wrapped =
+            ToRecord(pair.get(), Role::kEncryption, record.serial, unlocked->master);
+        call.Midway(record);
+        Change change(record);
+        InstallEncryptionPair(change.store(), record.serial, wrapped);
+        change.Commit();
+    });
+}
+
+// argument2: CertType; argument3: KeyType; 0 is either.
+int GetCertInfo(const char* serial, std::uint32_t argument2, std::uint32_t argument3,
+                char* certificate, std::uint32_t* length) {
+    return Enter({"GetCertInfo", serial, length}, [=](Call&) {
+        WriteText(ToBase64(Certified(serial, argument2, argument3).certificate), certificate,
+                  length);
+    });
+}
+
+int GM_GetCertDN(const char* serial, std::uint32_t argument2, std::uint32_t argument3, char* name) {
+    return Enter({"GM_GetCertDN", serial}, [=](Call&) {
+        if (name == nullptr) throw Failure(kBadArgument, "no buffer");
+        const PairRecord pair = Certified(serial, argument2, argument3);
+        const std::string text = SubjectText(StoredCertificate(pair.certificate).get());
+        if (text.size() >= kNameBuffer) throw Failure(kTooLong, "the subject");
+        std::memcpy(name, text.c_str(), text.size() + 1);
+    });
+}
+
+// argument2: CertType; 0 is either.
+int GetCertInfo_UOS(const char* serial, std::uint32_t argument2, void* information,
+                    std::uint32_t* length) {
+    return Enter({"GetCertInfo_UOS", serial, length}, [=](Call&) {
+        const PairRecord pair = Certified(serial, argument2, 0);
+        const X509Ptr certificate = StoredCertificate(pair.certificate);
+        WriteText(InformationBlock(certificate.get(), pair.role, pair.algorithm),
+                  static_cast<char*>(information), length);
+    });
+}
+
+// argument2: CertType; argument3: KeyType; 0 is either.
+int DelCertAndTempKey(const char* serial, std::uint32_t argument2, std::uint32_t argument3) {
+    return Enter({"DelCertAndTempKey", serial}, [=](Call& call) {
+        const Selection selection(argument2, argument3);
+        const KeyRecord key = Section().Resolve(serial);
+        RequirePin(key);
+        call.Midway(key);
+        Change change(key);
+        if (!DeletePairs(change.store(), key.serial, selection)) throw Failure(kNoCertificate);
+        change.Commit();
+    });
+}

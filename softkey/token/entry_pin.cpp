@@ -1,0 +1,134 @@
+// Entry points around the PIN.
+#include <array>
+#include <cstring>
+
+#include "softkey/result.h"
+#include "softkey/token/call.h"
+#include "softkey/token/device.h"
+#include "softkey/token/entry_points.h"
+#include "softkey/token/pin.h"
+
+namespace softkey {
+namespace {
+
+constexpr std::size_t kPinInfoSize = 8;
+
+KeyRecord KeyOf(const char* serial) {
+    return Section().Resolve(serial);
+}
+
+void SetCaching(const KeyRecord& key, bool caching) {
+    Section section;
+    Session& session = section.SessionOf(key);
+    session.caching = caching;
+    if (!caching) session.unlocked.reset();
+}
+
+// With caching on, a PIN that was verified before counts again.
+bool HasCachedPin(const KeyRecord& key) {
+    Section section;
+    return section.SessionOf(key).caching && section.UnlockedOf(key) != nullptr;
+}
+
+std::array<std::uint8_t, kPinInfoSize> PinInfo(const char* serial) {
+    Section section;
+    const KeyRecord key = section.Resolve(serial);
+    const bool unlocked = section.UnlockedOf(key) != nullptr;
+    return {static_cast<std::uint8_t>(key.triesLeft),
+            static_cast<std::uint8_t>(key.maxTries),
+            static_cast<std::uint8_t>(key.triesLeft == 0 ? 1 : 0),
+            static_cast<std::uint8_t>(unlocked ? 1 : 0),
+            static_cast<std::uint8_t>(section.SessionOf(key).caching ? 1 : 0),
+            static_cast<std::uint8_t>(kMinPinLength),
+            static_cast<std::uint8_t>(kMaxPinLength),
+            0};
+}
+
+// Erases the key and keeps its PIN, which is asked for unless a text gives it.
+void InitialiseWithPresentPin(Call& call, const KeyRecord& key, const char* pin) {
+    if (pin == nullptr) {
+        RequirePin(key);
+    } else {
+        VerifyPin(key, {pin, strnlen(pin, kMaxPinLength + 1)});
+    }
+    call.Midway(key);
+    Change change(key);
+    change.store().EraseContents(key.serial);
+    change.Commit();
+}
+
+}  // namespace
+}  // namespace softkey
+
+using namespace softkey;
+
+int VerifyPIN(const char* serial) {
+    return Enter({"VerifyPIN", serial}, [=](Call& call) {
+        const KeyRecord key = KeyOf(serial);
+        call.Midway(key);
+        if (!HasCachedPin(key)) AskAndVerifyPin(key);
+    });
+}
+
+// argument2 is the PIN as a text; null asks the person.
+int VerifyAndCachePin(const char* serial, void* argument2) {
+    return Enter({"VerifyAndCachePin", serial}, [=](Call& call) {
+        const KeyRecord key = KeyOf(serial);
+        const char* const pin = static_cast<const char*>(argument2);
+        call.Midway(key);
+        if (pin == nullptr) {
+            AskAndVerifyPin(key);
+        } else {
+            VerifyPin(key, {pin, strnlen(pin, kMaxPinLength + 1)});
+        }
+        Section section;
+        section.SessionOf(key).caching = true;
+    });
+}
+
+int GM_RemoveUserPin() {
+    return Enter({"GM_RemoveUserPin"}, [](Call&) { Section().ForgetPins(); });
+}
+
+int SetCachePinFlag(const char* serial, std::int32_t flag) {
+    return Enter({"SetCachePinFlag", serial}, [=](Call&) {
+        if (flag != 0 && flag != 1) throw Failure(kBadArgument, "the flag is 0 or 1");
+        SetCaching(KeyOf(serial), flag == 1);
+    });
+}
+
+// pinInfo: tries left, tries at most, locked, verified in this process, caching, shortest PIN,
+// longest PIN, zero; one byte each.
+int GetPinInfo(const char* serial, void* pinInfo, std::uint32_t* length) {
+    return Enter({"GetPinInfo", serial, length}, [=](Call&) {
+        if (IsProbe(kPinInfoSize, pinInfo, length)) return;
+        const auto info = PinInfo(serial);
+        std::memcpy(pinInfo, info.data(), info.size());
+        *length = static_cast<std::uint32_t>(info.size());
+    });
+}
+
+int ChangePin(const char* serial) {
+    return Enter({"ChangePin", serial}, [=](Call& call) {
+        const KeyRecord key = KeyOf(serial);
+        call.Midway(key);
+        ChangePinOf(key);
+    });
+}
+
+// argument2 0 gives the key a new PIN and lifts its lock, 1 keeps the PIN. argument3 is that PIN as
+// a text; null asks the person.
+int CustInitCard(const char* serial, std::uint32_t argument2, void* argument3,
+                 std::uint32_t argument4) {
+    return Enter({"CustInitCard", serial}, [=](Call& call) {
+        if (argument2 > 1 || argument4 != 0) throw Failure(kBadArgument, "CustInitCard");
+        const KeyRecord key = KeyOf(serial);
+        const char* const pin = static_cast<const char*>(argument3);
+        if (argument2 == 1) {
+            InitialiseWithPresentPin(call, key, pin);
+        } else {
+            call.Midway(key);
+            InitialiseWithNewPin(key, pin);
+        }
+    });
+}

@@ -1,0 +1,59 @@
+#include "softkey/token/pairs.h"
+
+#include "softkey/result.h"
+
+namespace softkey {
+namespace {
+
+constexpr int kWaitingPairs = 8;
+
+}  // namespace
+
+Selection::Selection(std::int64_t wantedCertType, std::int64_t wantedKeyType)
+    : certType(wantedCertType), keyType(wantedKeyType) {
+    if (certType != 0 && certType != 1 && certType != 3) {
+        throw Failure(kBadArgument, "CertType " + std::to_string(certType));
+    }
+    if (keyType < 0 || keyType > 2) {
+        throw Failure(kBadArgument, "KeyType " + std::to_string(keyType));
+    }
+}
+
+bool Selection::Takes(const PairRecord& pair) const {
+    if (pair.role == Role::kTemporary) return false;
+    return (certType == 0 || certType == static_cast<std::int64_t>(pair.role)) &&
+           (keyType == 0 || keyType == static_cast<std::int64_t>(pair.algorithm));
+}
+
+PairRecord PairToUse(const std::vector<PairRecord>& pairs, const Selection& selection) {
+    const PairRecord* waiting = nullptr;
+    for (const PairRecord& pair : pairs) {
+        if (!selection.Takes(pair)) continue;
+        if (!pair.certificate.empty()) return pair;
+        if (waiting == nullptr) waiting = &pair;
+    }
+    if (waiting == nullptr) throw Failure(kNoKeyPair);
+    return *waiting;
+}
+
+PairRecord PairWithCertificate(const std::vector<PairRecord>& pairs, const Selection& selection) {
+    const PairRecord* found = nullptr;
+    for (const PairRecord& pair : pairs) {
+        if (!selection.Takes(pair) || pair.certificate.empty()) continue;
+        if (pair.role == Role::kSigning) return pair;
+        if (found == nullptr) found = &pair;
+    }
+    if (found == nullptr) throw Failure(kNoCertificate);
+    return *found;
+}
+
+void AddWaitingPair(Store& store, const std::string& serial, const PairRecord& pair) {
+    int waiting = 1;
+    for (const PairRecord& other : store.Pairs(serial)) {
+        if (other.role != pair.role || !other.certificate.empty()) continue;
+        if (++waiting > kWaitingPairs) store.DeletePair(other.id);
+    }
+    store.AddPair(serial, pair);
+}
+
+}  // namespace softkey

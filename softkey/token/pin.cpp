@@ -1,0 +1,134 @@
+#include "softkey/token/pin.h"
+
+#include <cstring>
+#include <optional>
+
+#include "softkey/pinentry.h"
+#include "softkey/secret_text.h"
+#include "softkey/token/locale.h"
+
+namespace softkey {
+namespace {
+
+void RequireOk(Code code) {
+    if (code != kOk) throw Failure(code);
+}
+
+PinContext ContextOf(const KeyRecord& key) {
+    PinContext context;
+    context.serial = key.serial;
+    context.label = key.label;
+    context.triesLeft = key.triesLeft;
+    context.language = currentLanguage;
+    Section section;
+    context.wrongBefore = section.SessionOf(key).wrongBefore;
+    return context;
+}
+
+// The key as it is now, still the same insertion and the same PIN.
+KeyRecord Unchanged(const Section& section, const KeyRecord& key) {
+    section.Confirm(key);
+    KeyRecord now = section.Resolve(key.serial.c_str());
+    if (now.pinVersion != key.pinVersion) throw Failure(kPinRequired, key.serial);
+    return now;
+}
+
+struct Attempt {
+    PinSeal seal;
+    int triesLeft = 0;
+};
+
+Attempt CountTry(const KeyRecord& key) {
+    Change change(key);
+    Unchanged(change.section(), key);
+    Attempt attempt{change.store().Seal(key.serial), change.store().TakeTry(key.serial)};
+    change.Commit();
+    return attempt;
+}
+
+std::shared_ptr<Unlocked> Accept(const KeyRecord& key, const MasterKey& master) {
+    {
+        Change change(key);
+        Unchanged(change.section(), key);
+        change.store().ResetTries(key.serial);
+        change.Commit();
+    }
+    Section section;
+    section.SetUnlocked(key, master);
+    return section.SessionOf(key).unlocked;
+}
+
+void TakeNewPin(const KeyRecord& key, SecretText& pin) {
+    RequireOk(AskNewPin(ContextOf(key), pin));
+    CheckPinLength(pin.View());
+}
+
+// After a change of the PIN the process that made it stays unlocked.
+void KeepUnlocked(const KeyRecord& key, const MasterKey& master) {
+    Section section;
+    section.SetUnlocked(section.Resolve(key.serial.c_str()), master);
+}
+
+}  // namespace
+
+std::shared_ptr<Unlocked> VerifyPin(const KeyRecord& key, std::string_view pin) {
+    // Refused before it reaches the key, so it costs no try.
+    CheckPinLength(pin);
+    const Attempt attempt = CountTry(key);
+    const std::optional<MasterKey> master = OpenMaster(attempt.seal, pin, key.serial);
+    if (master) return Accept(key, *master);
+    Section section;
+    section.SessionOf(key).wrongBefore = true;
+    throw Failure(attempt.triesLeft == 0 ? kPinLocked : kPinWrong, key.serial);
+}
+
+std::shared_ptr<Unlocked> AskAndVerifyPin(const KeyRecord& key) {
+    if (key.triesLeft == 0) throw Failure(kPinLocked, key.serial);
+    SecretText pin;
+    RequireOk(AskPresentPin(ContextOf(key), pin));
+    return VerifyPin(key, pin.View());
+}
+
+std::shared_ptr<Unlocked> RequirePin(const KeyRecord& key) {
+    {
+        Section section;
+        if (std::shared_ptr<Unlocked> unlocked = section.UnlockedOf(key)) return unlocked;
+    }
+    return AskAndVerifyPin(key);
+}
+
+void ChangePinOf(const KeyRecord& key) {
+    const std::shared_ptr<Unlocked> unlocked = AskAndVerifyPin(key);
+    SecretText pin;
+    TakeNewPin(key, pin);
+    const PinSeal seal = SealMaster(unlocked->master, pin.View(), key.serial);
+    {
+        Change change(key);
+        Unchanged(change.section(), key);
+        change.store().SetSeal(key.serial, seal);
+        change.Commit();
+    }
+    KeepUnlocked(key, unlocked->master);
+}
+
+void InitialiseWithNewPin(const KeyRecord& key, const char* text) {
+    SecretText pin;
+    if (text == nullptr) {
+        TakeNewPin(key, pin);
+    } else {
+        // One character more than allowed is enough to see that it is too long.
+        pin.Append(text, strnlen(text, kMaxPinLength + 1));
+        CheckPinLength(pin.View());
+    }
+    const MasterKey master = MasterKey::Random();
+    const PinSeal seal = SealMaster(master, pin.View(), key.serial);
+    {
+        Change change(key);
+        change.store().EraseContents(key.serial);
+        change.store().SetSeal(key.serial, seal);
+        change.Commit();
+    }
+    KeepUnlocked(key, master);
+}
+
+}  // namespace softkey
