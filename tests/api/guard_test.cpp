@@ -142,13 +142,16 @@ TEST(Guard, lets_the_escrowed_key_be_logged_first) {
 
 TEST(Guard, leaves_the_outputs_alone) {
     make_nothing_bindable();
+    char serial[] = "as it was";  // logged as the caller passed it
     CanaryBuffer buffer(100);
     int length = 77;
     unsigned size = 77;
     EXPECT_EQ(GetErrorMsg(1, buffer.data(), &length), -101);
-    EXPECT_EQ(GetPrintNumber(buffer.data(), &size), -101);
+    EXPECT_EQ(GetPrintNumber(serial, &size), -101);
+    EXPECT_STREQ(serial, "as it was");
     EXPECT_EQ(GetCert("A1", 1, 2, buffer.data(), &size), -101);
     EXPECT_EQ(GenerateCertRequest("A1", "CertType(1)", buffer.data(), &length), -101);
+    EXPECT_TRUE(buffer.untouched());
     EXPECT_EQ(length, 77);
     EXPECT_EQ(size, 77U);
 }

@@ -1,30 +1,50 @@
 #include "log_file.h"
 
+#include <regex.h>
 #include <sys/stat.h>
 
 #include <cstdio>
 #include <fstream>
 #include <iterator>
-#include <regex>
 #include <stdexcept>
 
 namespace {
 
-const std::regex head_shape(
-    "\\[([0-9]{2}),([0-9]{2}):([0-9]{2}):([0-9]{2})\\.([0-9]{3,6})\\] (.*): "
-    "\\(Process is ([0-9]+), thread is (-?[0-9]+)\\)");
-const std::regex next_start("^\\[[0-9]{2},[0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3,6}\\] ");
+// A compiled pattern with what it matched. That of POSIX: the one of the standard library recurses
+// with the text, and compilers warn about its insides when sanitizers are on.
+class Pattern {
+public:
+    explicit Pattern(const char* shape) { regcomp(&compiled_, shape, REG_EXTENDED); }
+    ~Pattern() { regfree(&compiled_); }
+    Pattern(const Pattern&) = delete;
+    Pattern& operator=(const Pattern&) = delete;
+    bool matches(const std::string& text) {
+        return regexec(&compiled_, text.c_str(), 9, parts_, 0) == 0;
+    }
+    std::string part(const std::string& text, std::size_t index) const {
+        const auto start = static_cast<std::size_t>(parts_[index].rm_so);
+        return text.substr(start, static_cast<std::size_t>(parts_[index].rm_eo) - start);
+    }
+
+private:
+    regex_t compiled_{};
+    regmatch_t parts_[9];
+};
+
+Pattern head_shape(
+    "^\\[([0-9]{2}),([0-9]{2}):([0-9]{2}):([0-9]{2})\\.([0-9]{3,6})\\] (.*): "
+    "\\(Process is ([0-9]+), thread is (-?[0-9]+)\\)$");
+Pattern next_start("^\\[[0-9]{2},[0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3,6}\\] ");
 
 [[noreturn]] void bad(const std::string& what, const std::string& text) {
     throw std::runtime_error("the log has no proper record: " + what + ": " + text.substr(0, 200));
 }
 
 LogRecord parse_head(const std::string& head) {
-    std::smatch part;
-    if (!std::regex_match(head, part, head_shape)) bad("head line", head);
-    const auto number = [&part](std::size_t index) { return std::stoi(part[index].str()); };
-    return {number(1),     number(2), number(3), number(4), part[5].str(),
-            part[6].str(), number(7), number(8), ""};
+    if (!head_shape.matches(head)) bad("head line", head);
+    const auto text = [&head](std::size_t index) { return head_shape.part(head, index); };
+    const auto number = [&text](std::size_t index) { return std::stoi(text(index)); };
+    return {number(1), number(2), number(3), number(4), text(5), text(6), number(7), number(8), ""};
 }
 
 // A body may hold line breaks and brackets; it ends where the file ends or a head follows.
@@ -32,7 +52,7 @@ std::size_t end_of_body(const std::string& text, std::size_t from) {
     for (std::size_t end = text.find("]\r\n", from); end != std::string::npos;
          end = text.find("]\r\n", end + 1)) {
         const std::string after = text.substr(end + 3, 40);
-        if (after.empty() || std::regex_search(after, next_start)) return end;
+        if (after.empty() || next_start.matches(after)) return end;
     }
     bad("no closing bracket with CR LF", text.substr(from));
 }
