@@ -1,0 +1,125 @@
+// How much room a buffer gets: when it is made and when it grows.
+#include "lgn/lgn_test.h"
+
+namespace {
+
+struct Room {
+    int characters;
+    int capacity;
+};
+
+class NewBuffer : public LgnTest, public testing::WithParamInterface<Room> {};
+
+TEST_P(NewBuffer, reserves_the_next_multiple_of_eight_above_its_characters) {
+    const std::string text(static_cast<std::size_t>(GetParam().characters), 'x');
+    const Buffer buffer(text.data(), GetParam().characters, _lgnBufferManager);
+    EXPECT_EQ(capacity_of(buffer), GetParam().capacity);
+    EXPECT_EQ(length_of(buffer), GetParam().characters);
+    EXPECT_EQ(references_of(buffer), 1);
+    EXPECT_EQ(_lgnMemoryManager->GetSize(nullptr), static_cast<unsigned>(GetParam().capacity) + 25);
+    EXPECT_EQ(text_of(buffer), text);
+    EXPECT_TRUE(is_terminated(buffer));
+}
+
+INSTANTIATE_TEST_SUITE_P(Sizes, NewBuffer,
+                         testing::Values(Room{0, 7}, Room{1, 7}, Room{7, 7}, Room{8, 15},
+                                         Room{15, 15}, Room{16, 23}, Room{1023, 1023},
+                                         Room{1024, 1031}, Room{100000, 100007}),
+                         [](const auto& test) { return std::to_string(test.param.characters); });
+
+struct Growth {
+    int before;     // capacity
+    int needed;     // characters
+    int requested;  // of the manager
+    int after;      // capacity
+};
+
+class Growing : public FaultyManagerTest, public testing::WithParamInterface<Growth> {
+protected:
+    // A private text whose buffer has the capacity to begin with.
+    LgnString text_with_room() {
+        const std::string text(static_cast<std::size_t>(GetParam().before), 'x');
+        LgnString string(text.data(), GetParam().before, mgr());
+        peer::set_capacity(&string, GetParam().before);
+        raw.allocated.clear();
+        return string;
+    }
+    void expect_growth(const LgnString& string) {
+        EXPECT_EQ(raw.reallocated, std::vector<int>{GetParam().requested});
+        EXPECT_EQ(raw.allocated, std::vector<int>{}) << "a private buffer grows in place";
+        EXPECT_EQ(capacity_of(string), GetParam().after);
+        EXPECT_TRUE(is_terminated(string));
+    }
+};
+
+TEST_P(Growing, in_GetBuffer) {
+    LgnString string = text_with_room();
+    const std::string before = text_of(string);
+    const char* const buffer = string.GetBuffer(GetParam().needed);
+    EXPECT_EQ(buffer, address_of(string));
+    expect_growth(string);
+    EXPECT_EQ(text_of(string), before);
+}
+
+TEST_P(Growing, in_SetString) {
+    LgnString string = text_with_room();
+    const std::string text(static_cast<std::size_t>(GetParam().needed), 'y');
+    string.SetString(text.c_str());
+    expect_growth(string);
+    EXPECT_EQ(text_of(string), text);
+}
+
+TEST_P(Growing, in_an_assignment_between_managers) {
+    LgnString string = text_with_room();
+    const std::string text(static_cast<std::size_t>(GetParam().needed), 'y');
+    const LgnString source(text.c_str());
+    string = source;
+    expect_growth(string);
+    EXPECT_EQ(text_of(string), text);
+}
+
+TEST_P(Growing, in_Replace) {
+    LgnString string = text_with_room();
+    string.GetBuffer(0)[0] = '|';
+    const std::string longer(static_cast<std::size_t>(GetParam().needed - GetParam().before + 1),
+                             'y');
+    EXPECT_EQ(string.Replace("|", longer.c_str()), 1);
+    expect_growth(string);
+    EXPECT_EQ(length_of(string), GetParam().needed);
+}
+
+TEST_P(Growing, in_Append) {
+    LgnString string = text_with_room();
+    const std::string more(static_cast<std::size_t>(GetParam().needed - GetParam().before), 'y');
+    string.Append(more.c_str(), static_cast<int>(more.size()));
+    expect_growth(string);
+    EXPECT_EQ(length_of(string), GetParam().needed);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rule, Growing,
+    testing::Values(Growth{7, 8, 14, 15}, Growth{7, 14, 14, 15}, Growth{7, 15, 15, 15},
+                    Growth{7, 16, 16, 23}, Growth{7, 100, 100, 103}, Growth{1023, 1024, 2046, 2047},
+                    Growth{1024, 1025, 2048, 2055}, Growth{1025, 1026, 2049, 2055},
+                    Growth{1031, 1032, 2055, 2055}, Growth{1031, 5000, 5000, 5007},
+                    Growth{2055, 2056, 3079, 3079}, Growth{100007, 100008, 101031, 101031}),
+    [](const auto& test) {
+        return std::to_string(test.param.before) + "_to_" + std::to_string(test.param.needed);
+    });
+
+using CapacityLimits = FaultyManagerTest;
+
+TEST_F(CapacityLimits, a_count_that_overflows_is_no_memory) {
+    for (const int chars : {0x7fffffff, 0x7ffffff8}) {
+        EXPECT_EQ(_lgnBufferManager->Allocate(chars, 1), nullptr) << chars;
+    }
+    EXPECT_EQ(_lgnBufferManager->Allocate(0x20000000, 8), nullptr);
+}
+
+TEST_F(CapacityLimits, a_growth_that_overflows_is_no_memory_and_leaves_the_text) {
+    LgnString string("abc");
+    EXPECT_EQ(thrown_by([&] { string.GetBuffer(0x7fffffff); }), kNoMemoryCode);
+    EXPECT_EQ(text_of(string), "abc");
+}
+
+}  // namespace

@@ -1,0 +1,16 @@
+// The system heap as the string library uses it. The linker sends the calls of malloc, realloc and
+// free that the program's own objects make to the functions behind this.
+#ifndef KESTA_UNIT_LGN_HEAP_WATCH_H
+#define KESTA_UNIT_LGN_HEAP_WATCH_H
+
+namespace heap {
+
+// Blocks taken and not yet given back.
+long live_blocks();
+bool is_live(const void* block);
+// From now on the nth request (1: the next) finds no memory; 0 ends it.
+void fail_request(int n);
+
+}  // namespace heap
+
+#endif

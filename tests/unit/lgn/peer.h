@@ -1,0 +1,120 @@
+// A string and its managers as a component compiled elsewhere sees them: bytes at offsets, words of
+// a table. Nothing here uses the classes of the string library.
+#ifndef KESTA_UNIT_LGN_PEER_H
+#define KESTA_UNIT_LGN_PEER_H
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <vector>
+
+#include "kesta/token_library.h"
+
+// clang's check of calls through pointers knows the callee's C++ type; a peer does not.
+#if defined(__clang__)
+#define PEER_CALL __attribute__((no_sanitize("function")))
+#else
+#define PEER_CALL
+#endif
+
+namespace peer {
+
+template <typename T>
+T load(const void* base, std::ptrdiff_t offset) {
+    T value;
+    std::memcpy(&value, static_cast<const char*>(base) + offset, sizeof value);
+    return value;
+}
+
+template <typename T>
+void store(void* base, std::ptrdiff_t offset, T value) {
+    std::memcpy(static_cast<char*>(base) + offset, &value, sizeof value);
+}
+
+// Words of the managers' tables.
+enum BufferSlot {
+    kDestroy,
+    kDestroyAndDelete,
+    kAllocate,
+    kFree,
+    kReallocate,
+    kGetNilBuffer,
+    kClone
+};
+enum MemorySlot { kMemoryAllocate = 2, kMemoryFree, kMemoryReallocate, kMemoryGetSize };
+
+using Destroy = void(void* self);
+using Allocate = KestaStringHeader*(void* self, int chars, int charSize);
+using Free = void(void* self, KestaStringHeader* header);
+using Reallocate = KestaStringHeader*(void* self, KestaStringHeader* header, int chars, int size);
+using GetNilBuffer = KestaStringHeader*(void* self);
+using Clone = void*(void* self);
+using MemoryAllocate = void*(void* self, std::size_t bytes);
+using MemoryFree = void(void* self, void* block);
+using MemoryReallocate = void*(void* self, void* block, std::size_t bytes);
+using MemoryGetSize = std::size_t(void* self, void* block);
+
+// Calls the operation in a slot of the table that an object's first word names.
+template <typename Operation, typename... Arguments>
+PEER_CALL auto call(int slot, void* object, Arguments... arguments) {
+    const auto* table = load<const char*>(object, 0);
+    auto* operation = load<Operation*>(table, slot * 8);
+    return operation(object, arguments...);
+}
+
+// The parts of a string, given the address of its object.
+char* characters(const void* string);
+KestaStringHeader header(const void* string);
+void set_references(const void* string, std::int64_t references);
+void set_capacity(const void* string, std::int32_t capacity);
+
+// One string fewer uses the header's buffer.
+void release(KestaStringHeader* header);
+// Replaces a string's text as a token library does.
+void fill(void* string, const char* text);
+
+// A buffer manager that is a block of bytes laid out by hand: the address of a table, the memory
+// manager, the header and the four zero bytes of the empty text. Its table holds the operations of
+// the library's own manager, each behind a counter and a fault that can be set.
+class RawManager {
+public:
+    enum class Fault { kNone, kNoMemory, kTooShort };
+
+    // Takes the operations from an existing manager.
+    explicit RawManager(void* original);
+    RawManager(const RawManager&) = delete;
+    RawManager& operator=(const RawManager&) = delete;
+
+    void* address() { return m_object; }
+    template <typename Manager>
+    Manager* as() {
+        return reinterpret_cast<Manager*>(m_object);
+    }
+    std::int64_t nil_references() const { return load<std::int64_t>(m_object, 32); }
+    char* nil_characters() { return reinterpret_cast<char*>(m_object) + 40; }
+
+    Fault allocation = Fault::kNone;
+    Fault reallocation = Fault::kNone;
+    void* clone = nullptr;  // what Clone returns; null: this manager
+
+    std::vector<int> allocated;    // characters asked for by each allocation
+    std::vector<int> reallocated;  // the same by each reallocation
+    int freed = 0;
+
+private:
+    static RawManager& of(void* self) { return *load<RawManager*>(self, 48); }
+    static KestaStringHeader* allocate(void* self, int chars, int charSize);
+    static KestaStringHeader* reallocate(void* self, KestaStringHeader* header, int chars,
+                                         int size);
+    static void free(void* self, KestaStringHeader* header);
+    static void* clone_of(void* self);
+
+    void* m_original;
+    alignas(8) unsigned char m_object[56] = {};
+    // In front of a table stand two words that belong to the compiler.
+    void* m_table[2 + 7] = {};
+};
+
+}  // namespace peer
+
+#endif
