@@ -8,7 +8,8 @@
 
 #include "recording.h"
 
-// While it lives, the nth operator new or new[] that the library itself calls throws bad_alloc.
+// While it lives, the nth allocation of the library itself fails: operator new throws bad_alloc,
+// malloc returns null (not in a sanitizer's build, which has its own malloc).
 class FailingAllocation {
 public:
     explicit FailingAllocation(int nth);
