@@ -49,7 +49,7 @@ Event EventFeed::Take() {
 void EventFeed::Attend() {
     if (process_ != getpid()) {
         // A connection must not be used, nor closed, by a forked child.
-        (void)store_.release();
+        if (store_) ofParent_.push_back(store_.release());
         process_ = getpid();
     }
     if (store_ && ++callsSinceLook_ < kCallsBetweenLooks) return;

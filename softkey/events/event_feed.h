@@ -40,6 +40,7 @@ private:
     void Reopen(const std::string& home);
 
     std::unique_ptr<Store> store_;
+    std::vector<Store*> ofParent_;  // opened before a fork; never touched again
     std::string home_;
     pid_t process_ = 0;
     int callsSinceLook_ = 0;
