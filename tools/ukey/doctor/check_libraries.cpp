@@ -1,0 +1,254 @@
+// The client library and the maker's two: present, readable, of this machine, complete, loadable.
+#include <unistd.h>
+
+#include <cstring>
+#include <deque>
+#include <map>
+#include <set>
+
+#include "doctor/checks.h"
+#include "doctor/elf_file.h"
+#include "kesta/token_library.h"
+#include "kesta/ukey.hpp"
+
+namespace ukey {
+namespace {
+
+using Names = std::vector<std::string>;
+
+const Names& TokenEntryPoints() {
+#define UKEY_NAME(result, name, arguments) #name,
+    static const Names names = {KESTA_TOKEN_ENTRY_POINTS(UKEY_NAME)};
+#undef UKEY_NAME
+    return names;
+}
+
+const Names& EventEntryPoints() {
+    static const Names names = {"ValtoT_GetSlotList", "ValtoT_GetDeviceInfo", "ValtoT_ContextInit",
+                                "ValtoT_WaitForEvent", "ValtoT_ContextFinal"};
+    return names;
+}
+
+std::string Listed(const Names& names) {
+    std::string text;
+    for (const std::string& name : names) text += (text.empty() ? "" : ", ") + name;
+    return text;
+}
+
+std::string FolderOf(const std::string& path) {
+    return path.substr(0, path.rfind('/'));
+}
+
+struct Suspect {
+    std::string id;      // in front of its findings' ids
+    std::string name;    // for a person
+    std::string path;    // without the root
+    std::string remedy;  // for a file that is missing or of no use
+};
+
+// Reads the file and reports what makes it useless. True when it is worth looking further.
+bool Usable(Report& report, const Suspect& suspect, ElfFile& file) {
+    const std::string path = report.root + suspect.path;
+    if (::access(path.c_str(), F_OK) != 0) {
+        report.Problem(suspect.id + ".present", suspect.name, path + ": " + std::strerror(errno),
+                       suspect.remedy);
+        return false;
+    }
+    if (::access(path.c_str(), R_OK) != 0) {
+        report.Problem(suspect.id + ".readable", suspect.name, path + " cannot be read",
+                       "make it readable for all: chmod a+r " + path);
+        return false;
+    }
+    file = ReadElf(path);
+    if (!file.fault.empty()) {
+        report.Problem(suspect.id + ".readable", suspect.name, path + " " + file.fault,
+                       suspect.remedy);
+        return false;
+    }
+    if (!file.sixtyFourBit || file.machine != OwnMachine()) {
+        report.Problem(suspect.id + ".machine", suspect.name,
+                       path + " is for " + MachineName(file.machine) + ", programs here are for " +
+                           MachineName(OwnMachine()),
+                       "install the package for " + MachineName(OwnMachine()));
+        return false;
+    }
+    return true;
+}
+
+// Finds libraries once and remembers what they say.
+class Closure {
+public:
+    Closure(const LibraryPath& path, std::string root) : path_(path), root_(std::move(root)) {}
+
+    struct Gaps {
+        Names missing;                   // "libfoo.so.1 (for libKestaZRK.so)"
+        std::set<std::string> versions;  // "GLIBC_2.40 of libc.so.6"
+    };
+
+    Gaps Of(const ElfFile& file, const std::string& path) {
+        std::deque<Asker> open = {{file, path}};
+        std::set<std::string> seen;
+        Gaps gaps;
+        while (!open.empty()) {
+            const Asker asker = std::move(open.front());
+            open.pop_front();
+            std::map<std::string, ElfFile> providers;
+            for (const std::string& name : asker.file.needed) {
+                const std::string found = Find(name, asker);
+                if (found.empty()) {
+                    if (seen.insert(name).second) gaps.missing.push_back(Blame(name, asker, path));
+                    continue;
+                }
+                providers[name] = ReadElf(root_ + found);
+                if (seen.insert(name).second) open.push_back({providers[name], found});
+            }
+            AddVersions(asker.file, providers, gaps);
+        }
+        return gaps;
+    }
+
+private:
+    struct Asker {
+        ElfFile file;
+        std::string path;  // without the root
+    };
+
+    std::string Find(const std::string& name, const Asker& asker) const {
+        const std::string found = path_.Find(name, asker.file.runpath, FolderOf(asker.path));
+        return found.empty() ? found : found.substr(root_.size());
+    }
+
+    static std::string Blame(const std::string& name, const Asker& asker, const std::string& path) {
+        return asker.path == path ? name : name + " (for " + asker.path + ")";
+    }
+
+    static void AddVersions(const ElfFile& file, const std::map<std::string, ElfFile>& providers,
+                            Gaps& gaps) {
+        for (const auto& need : file.versionNeeds) {
+            const auto provider = providers.find(need.library);
+            if (provider == providers.end() || !provider->second.fault.empty()) continue;
+            if (provider->second.versions.count(need.version) == 0) {
+                gaps.versions.insert(need.version + " of " + need.library);
+            }
+        }
+    }
+
+    const LibraryPath& path_;
+    const std::string root_;
+};
+
+void CheckDependencies(Report& report, const LibraryPath& path, const Suspect& suspect,
+                       const ElfFile& file) {
+    const auto gaps = Closure(path, report.root).Of(file, suspect.path);
+    if (!gaps.missing.empty()) {
+        report.Problem(suspect.id + ".dependencies", suspect.name,
+                       "needs libraries that are not there: " + Listed(gaps.missing),
+                       "install the packages that bring them (apt-file search NAME)");
+    }
+    if (!gaps.versions.empty()) {
+        report.Problem(suspect.id + ".versions", suspect.name,
+                       "needs newer libraries than are there: " +
+                           Listed(Names(gaps.versions.begin(), gaps.versions.end())),
+                       "use a newer system, or a package that was built for this one");
+    }
+    if (gaps.missing.empty() && gaps.versions.empty()) {
+        report.Fine(suspect.id + ".dependencies", suspect.name,
+                    "all libraries that it needs are there");
+    }
+}
+
+void CheckEntryPoints(Report& report, const Suspect& suspect, const ElfFile& file,
+                      const Names& wanted) {
+    Names missing;
+    for (const std::string& name : wanted) {
+        const bool found = file.symbols.count(name) != 0;
+        if (!found) missing.push_back(name);
+        report.entryPoints.push_back(
+            {suspect.path.substr(suspect.path.rfind('/') + 1), name, found});
+    }
+    const std::string all = std::to_string(wanted.size());
+    if (missing.empty()) {
+        report.Fine(suspect.id + ".entry-points", suspect.name,
+                    "all " + all + " entry points found");
+    } else {
+        report.Problem(suspect.id + ".entry-points", suspect.name,
+                       std::to_string(missing.size()) + " of " + all +
+                           " entry points missing: " + Listed(missing),
+                       "install a version of the maker's package that has them");
+    }
+}
+
+void CheckMakersLibrary(Report& report, const LibraryPath& path, const Suspect& suspect,
+                        const Names& entryPoints) {
+    report.paths.push_back(report.root + suspect.path);
+    ElfFile file;
+    if (!Usable(report, suspect, file)) {
+        for (const std::string& name : entryPoints) {
+            report.entryPoints.push_back(
+                {suspect.path.substr(suspect.path.rfind('/') + 1), name, false});
+        }
+        return;
+    }
+    report.Fine(suspect.id + ".present", suspect.name,
+                report.root + suspect.path + ", " + MachineName(file.machine));
+    CheckEntryPoints(report, suspect, file, entryPoints);
+    CheckDependencies(report, path, suspect, file);
+}
+
+std::string OwnRunpath() {
+    return ReadElf("/proc/self/exe").runpath;
+}
+
+std::string Without(const std::string& root, const std::string& path) {
+    return path.compare(0, root.size(), root) == 0 ? path.substr(root.size()) : path;
+}
+
+}  // namespace
+
+void CheckClientLibrary(Report& report, const LibraryPath& path, const std::string& given) {
+    const std::string name = given.empty() ? kesta::Library::kFileName : given;
+    const bool byPath = name.find('/') != std::string::npos;
+    const std::string runpath = report.root.empty() ? OwnRunpath() : "";
+    const std::string found = path.Find(name, runpath, FolderOf("/usr/bin/ukey"));
+    if (byPath) {
+        report.paths.push_back(report.root + name);
+    } else {
+        for (const std::string& folder : path.Folders(runpath, "/usr/bin")) {
+            report.paths.push_back(report.root + folder + "/" + name);
+        }
+    }
+    const Suspect suspect = {"client-library", "client library",
+                             byPath ? name : Without(report.root, found),
+                             "install the package of " + std::string(kesta::Library::kFileName) +
+                                 ", or name the file with --library"};
+    if (found.empty() && !byPath) {
+        report.Problem("client-library.present", suspect.name,
+                       name + " is in none of the folders for libraries (--verbose lists them)",
+                       suspect.remedy);
+        return;
+    }
+    ElfFile file;
+    if (!Usable(report, suspect, file)) return;
+    report.Fine("client-library.present", suspect.name,
+                report.root + suspect.path + ", " + MachineName(file.machine));
+    CheckDependencies(report, path, suspect, file);
+}
+
+void CheckMakersLibraries(Report& report, const LibraryPath& path) {
+    const std::string folder = kInstallDirectory;
+    const std::string reinstall = "install the maker's package; it brings " + folder;
+    if (::access((report.root + folder).c_str(), R_OK | X_OK) != 0) {
+        report.Problem("install-directory", "install directory",
+                       report.root + folder + ": " + std::strerror(errno), reinstall);
+    } else {
+        report.Fine("install-directory", "install directory", report.root + folder);
+    }
+    CheckMakersLibrary(report, path,
+                       {"token-library", "token library", folder + "/" + kTokenLibrary, reinstall},
+                       TokenEntryPoints());
+    CheckMakersLibrary(report, path,
+                       {"event-library", "event library", folder + "/" + kEventLibrary, reinstall},
+                       EventEntryPoints());
+}
+
+}  // namespace ukey

@@ -1,0 +1,66 @@
+// doctor: why a key does not work here.
+#include <sys/stat.h>
+
+#include "commands.h"
+#include "doctor/checks.h"
+
+namespace ukey {
+namespace {
+
+struct DoctorWish {
+    std::string root;
+    bool verbose = false;
+    bool noKey = false;
+};
+
+std::string CheckedRoot(std::string root) {
+    while (!root.empty() && root.back() == '/') root.pop_back();
+    struct stat status {};
+    if (!root.empty() && (::stat(root.c_str(), &status) != 0 || !S_ISDIR(status.st_mode))) {
+        throw UsageError("--root is \"" + root + "\", which is no folder");
+    }
+    return root;
+}
+
+Exit Doctor(Session& session, const DoctorWish& wish) {
+    Report report;
+    report.root = CheckedRoot(wish.root);
+    const LibraryPath path(report.root);
+    CheckMakersLibraries(report, path);
+    CheckClientLibrary(report, path, session.libraryFile);
+    // A library that does not pass is not loaded, and a folder is no running system.
+    const bool loadable = report.Count(Severity::kProblem) == 0;
+    CheckUsbDevice(report);
+    if (loadable && report.root.empty() && !wish.noKey) CheckKey(report, session.libraryFile);
+    CheckCompanions(report);
+    CheckLog(report);
+    report.Rank();
+    if (session.json) {
+        PrintJson(ToJson(report));
+    } else {
+        Print(report, wish.verbose);
+    }
+    return report.Count(Severity::kProblem) == 0 ? Exit::kOk : Exit::kFindings;
+}
+
+}  // namespace
+
+void AddDoctorCommand(CLI::App& app, Session& session) {
+    CLI::App* const command =
+        AddCommand(app, session, "doctor", "Find out why a key does not work, and what to do",
+                   "  ukey doctor                      start here when a call answers -101\n"
+                   "  ukey doctor --verbose            with every path and entry point\n"
+                   "  ukey doctor --json | jq '.findings[] | select(.severity == \"problem\")'\n"
+                   "  ukey doctor --root /mnt/target   the files of another system",
+                   {true, false});
+    auto wish = std::make_shared<DoctorWish>();
+    command
+        ->add_option("--root", wish->root, "Look at the system below this folder; asks for no key")
+        ->type_name("DIR");
+    command->add_flag("--no-key", wish->noKey, "Load nothing and ask for no key");
+    command->add_flag("-v,--verbose", wish->verbose, "Show every path tried and every entry point");
+    command->callback(
+        [&session, wish] { session.action = [&session, wish] { return Doctor(session, *wish); }; });
+}
+
+}  // namespace ukey

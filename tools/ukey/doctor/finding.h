@@ -1,0 +1,54 @@
+// What doctor has to say: one finding for each thing that was looked at.
+#ifndef UKEY_DOCTOR_FINDING_H
+#define UKEY_DOCTOR_FINDING_H
+
+#include <string>
+#include <vector>
+
+#include "output.h"
+
+namespace ukey {
+
+enum class Severity {
+    kProblem,  // the key cannot be used while this lasts
+    kWarning,  // something is missing that may be wanted
+    kFine,
+};
+
+struct Finding {
+    std::string id;  // stable, for programs: "token-library.entry-points"
+    Severity severity = Severity::kFine;
+    std::string subject;
+    std::string detail;
+    std::string remedy;  // empty when all is fine
+};
+
+struct EntryPoint {
+    std::string library;
+    std::string name;
+    bool found = false;
+};
+
+struct Report {
+    std::string root;
+    std::vector<std::string> paths;  // tried, in order
+    std::vector<Finding> findings;
+    std::vector<EntryPoint> entryPoints;
+
+    void Fine(const std::string& id, const std::string& subject, const std::string& detail);
+    void Warn(const std::string& id, const std::string& subject, const std::string& detail,
+              const std::string& remedy);
+    void Problem(const std::string& id, const std::string& subject, const std::string& detail,
+                 const std::string& remedy);
+
+    std::size_t Count(Severity severity) const;
+    // Problems first, then warnings; within each, causes before consequences.
+    void Rank();
+};
+
+Json ToJson(const Report& report);
+void Print(const Report& report, bool everything);
+
+}  // namespace ukey
+
+#endif

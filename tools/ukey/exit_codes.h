@@ -1,0 +1,49 @@
+// The command's exit codes: one for each kind of failure, stable between versions.
+#ifndef UKEY_EXIT_CODES_H
+#define UKEY_EXIT_CODES_H
+
+#include <string>
+
+#include "kesta/ukey/failure.hpp"
+
+namespace ukey {
+
+enum class Exit : int {
+    kOk = 0,
+    kFailed = 1,     // the key or its library reported something else
+    kUsage = 2,      // wrong options or malformed input
+    kKeyAbsent = 3,  // no key, not this key, or pulled out meanwhile
+    kPin = 4,        // wrong, locked, missing or not entered
+    kRefused = 5,    // by a person: at the key's button, or at the question
+    kBuffer = 6,     // a buffer too small, or a length that cannot be true
+    kNotLoaded = 7,  // this library or the token library cannot be loaded
+    kNotFound = 8,   // no such certificate, key pair or data object on the key
+    kFile = 9,       // an input cannot be read or an output cannot be written
+    kUnsupported = 10,
+    kTimeout = 11,   // no event in time
+    kFindings = 12,  // doctor found something that needs a remedy
+    kInterrupted = 130,
+};
+
+struct ExitKind {
+    Exit code;
+    const char* name;   // in --json
+    const char* words;  // in --help and the manual page
+};
+
+// All of them, in the order of their numbers.
+extern const ExitKind kExitKinds[14];
+
+const char* Name(Exit code);
+
+// The kind of a result code. The library's own codes are known; of the token libraries', those of
+// the software key are, and every other one is kFailed.
+Exit KindOfCode(int code);
+Exit KindOf(const kesta::Failure& failure);
+
+// What to do about a failure, in one sentence; empty where there is nothing to add.
+std::string Advice(const kesta::Failure& failure);
+
+}  // namespace ukey
+
+#endif

@@ -1,0 +1,46 @@
+// How a key pair, an algorithm or a request is named on the command line. The numbers are the token
+// library's; the words stand for those that the maker's requests use.
+#ifndef UKEY_SELECTORS_H
+#define UKEY_SELECTORS_H
+
+#include <CLI/CLI.hpp>
+#include <string>
+#include <vector>
+
+#include "session.h"
+
+namespace ukey {
+
+// A pair on the key: its CertType and its KeyType.
+struct Pair {
+    int type = 1;
+    int algorithm = 2;
+
+    unsigned first() const { return static_cast<unsigned>(type); }
+    unsigned second() const { return static_cast<unsigned>(algorithm); }
+    std::string Words() const;
+};
+
+// "signing", "encryption" or the number.
+std::string CertTypeWord(int type);
+std::string KeyTypeWord(int algorithm);
+
+// --type sign|enc|N and --key-type rsa|sm2|N.
+void AddPairOptions(CLI::App& command, Pair& pair);
+
+// --hash-type sha1|sha256|sm3|N.
+void AddHashOption(CLI::App& command, int& hashType);
+
+// --no-pin. Everything that uses a private key or changes the key verifies the PIN before.
+struct PinRule {
+    bool skip = false;
+};
+void AddPinOption(CLI::App& command, PinRule& rule);
+void VerifyFirst(Session& session, const PinRule& rule, const std::string& serial);
+
+// The groups of a request: words or numbers "TYPE:KEY:HASH".
+kesta::RequestGroup ParseGroup(const std::string& text);
+
+}  // namespace ukey
+
+#endif

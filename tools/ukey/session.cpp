@@ -1,0 +1,89 @@
+#include "session.h"
+
+#include <unistd.h>
+
+#include <iostream>
+
+namespace ukey {
+
+const kesta::Result<kesta::Library>& Session::TryLibrary() {
+    if (!library_) {
+        library_ =
+            kesta::Library::TryLoad(libraryFile.empty() ? kesta::Library::kFileName : libraryFile);
+    }
+    return *library_;
+}
+
+const kesta::Library& Session::library() {
+    return TryLibrary().value();
+}
+
+std::string Session::Serial() {
+    return givenSerial.empty() ? library().GetPrintNumber() : givenSerial;
+}
+
+void Session::Confirm(const std::string& question) const {
+    if (yes) return;
+    if (::isatty(STDIN_FILENO) != 1) {
+        throw UsageError(question + " Nobody can be asked here: confirm with --yes.");
+    }
+    std::cerr << question << " [y/N] " << std::flush;
+    std::string answer;
+    std::getline(std::cin, answer);
+    if (answer != "y" && answer != "Y" && answer != "yes") throw Refused("nothing was done");
+}
+
+CLI::App* AddCommand(CLI::App& parent, Session& session, const std::string& name,
+                     const std::string& description, const std::string& examples,
+                     const Takes& takes) {
+    CLI::App* const command = parent.add_subcommand(name, description);
+    command->add_flag("--json", session.json, "Print one JSON object instead of text");
+    if (takes.library) {
+        command->add_option("--library", session.libraryFile, "Load this library file")
+            ->type_name("FILE");
+    }
+    if (takes.serial) {
+        command
+            ->add_option("-s,--serial", session.givenSerial,
+                         "Use the key with this serial number, not the one that is present")
+            ->type_name("SN");
+    }
+    if (takes.output) {
+        command
+            ->add_option("-o,--output", session.outputFile,
+                         "Write the result to this file, readable by its owner alone")
+            ->type_name("FILE");
+    }
+    if (takes.yes) command->add_flag("-y,--yes", session.yes, "Do it without asking");
+    if (!examples.empty()) command->footer("Examples:\n" + examples);
+    return command;
+}
+
+Json Success(Json fields) {
+    Json object = {{"ok", true}};
+    object.update(fields);
+    return object;
+}
+
+void GiveText(const Session& session, TextForm form, const std::string& field,
+              const std::string& text, Json more) {
+    const std::string written = form == TextForm::kLine ? text + "\n" : text;
+    if (!session.outputFile.empty()) WriteOutput(session.outputFile, written);
+    if (session.json) {
+        const bool inFile = !session.outputFile.empty();
+        more[inFile ? "output" : field] = inFile ? session.outputFile : text;
+        PrintJson(Success(std::move(more)));
+    } else if (session.outputFile.empty()) {
+        WriteOutput("-", written);
+    }
+}
+
+void GiveDone(const Session& session, const std::string& sentence, Json fields) {
+    if (session.json) {
+        PrintJson(Success(std::move(fields)));
+    } else {
+        PrintLine(Printable(sentence));
+    }
+}
+
+}  // namespace ukey
