@@ -42,6 +42,15 @@ bool HasLength(const std::string& entry) {
                     "GetPinInfo", "GetCertInfo_UOS", "Batch_Sign", "ValtoT_GetSlotList"});
 }
 
+// What these do takes long enough to be interrupted.
+bool WorksOnKey(const std::string& entry) {
+    return IsOneOf(
+        entry,
+        {"SetLabel", "SetData", "GMWritePKCS7", "GMImportPriKey", "DelCertAndTempKey", "VerifyPIN",
+         "VerifyAndCachePin", "ChangePin", "CustInitCard", "GMCreatePKCS10", "GMCreatePKCS10Ex",
+         "GMUsbKeyCriticalSign", "GMUsbKeyCommonSign", "GMUSBKeyAsymDec2", "Batch_Sign"});
+}
+
 bool UsesKey(const std::string& entry) {
     return !OfEventLibrary(entry) &&
            !IsOneOf(entry, {"X_ErrorConvert_UOS", "UOS_SetCharset", "UOS_SetLanguage"});
@@ -162,6 +171,9 @@ void ParseRemoval(const Fields& fields, MisbehaviourRule& rule) {
         Reject(fields.Name("remove"), "must be \"before\" or \"during\", not " + value.dump());
     }
     if (!UsesKey(rule.entry)) Reject(fields.Name("remove"), rule.entry + " works with no key");
+    if (rule.effect.removal == Misbehaviour::Removal::kDuring && !WorksOnKey(rule.entry)) {
+        Reject(fields.Name("remove"), rule.entry + " only looks at the key; use \"before\"");
+    }
 }
 
 void ParseEventEffects(const Fields& fields, MisbehaviourRule& rule) {

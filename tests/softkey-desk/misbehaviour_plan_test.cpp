@@ -192,6 +192,9 @@ TEST(MisbehaviourPlan, An_effect_that_the_entry_point_cannot_have_is_refused) {
               RuleErrorOf(R"("entry": "X_ErrorConvert_UOS", "code": 1)"));
     EXPECT_EQ("rules[0].length: SetData writes no length",
               RuleErrorOf(R"("entry": "SetData", "length": 1)"));
+    EXPECT_EQ("rules[0].remove: GetLabel only looks at the key; use \"before\"",
+              RuleErrorOf(R"("entry": "GetLabel", "remove": "during")"));
+    EXPECT_EQ("accepted", RuleErrorOf(R"("entry": "GetLabel", "remove": "before")"));
     EXPECT_EQ("rules[0].remove: UOS_SetCharset works with no key",
               RuleErrorOf(R"("entry": "UOS_SetCharset", "remove": "before")"));
     EXPECT_EQ("rules[0].remove: ValtoT_WaitForEvent works with no key",
