@@ -13,9 +13,9 @@ if(KESTA_RUNTIME_FLOOR)
     set(floor_sources "${CMAKE_CURRENT_LIST_DIR}/floor")
     set(floor_libraries "${CMAKE_BINARY_DIR}/floor")
 
-    # Constructors of what is linked before it have run, and destructors not begun, around these.
     add_library(kesta_floor_compat STATIC
-        "${floor_sources}/compat.c" "${floor_sources}/single_threaded.c")
+        "${floor_sources}/compat.c" "${floor_sources}/single_threaded.c"
+        "${floor_sources}/clock_wait.c" "${floor_sources}/libstdcxx.cpp")
     add_library(kesta_floor_module OBJECT "${floor_sources}/module_end.c")
     add_library(kesta_floor_program OBJECT "${floor_sources}/program_start.c")
     foreach(part IN ITEMS compat module program)
@@ -36,6 +36,20 @@ if(KESTA_RUNTIME_FLOOR)
     endif()
     set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${floor_sources}/make-stubs")
 endif()
+
+# kesta_takes_openssl_along(): in the folder that calls it, OpenSSL::Crypto is the static library.
+# The userlands that are served have an older OpenSSL, whose shared library has another name.
+function(kesta_takes_openssl_along)
+    if(NOT KESTA_RUNTIME_FLOOR)
+        return()
+    endif()
+    get_target_property(shared OpenSSL::Crypto IMPORTED_LOCATION)
+    string(REGEX REPLACE "\\.so$" ".a" static "${shared}")
+    if(NOT EXISTS "${static}")
+        message(FATAL_ERROR "KESTA_RUNTIME_FLOOR needs OpenSSL's static library, ${static}")
+    endif()
+    set_target_properties(OpenSSL::Crypto PROPERTIES IMPORTED_LOCATION "${static}")
+endfunction()
 
 # kesta_serves_old_userlands(TARGET): TARGET, a shared library or a program, loads on the floor.
 function(kesta_serves_old_userlands target)
