@@ -1,0 +1,85 @@
+// A thread that is cancelled inside WaitForKeyEvent unwinds: the catch that survives exceptions of
+// the event library must not stop it.
+#include <pthread.h>
+#include <unistd.h>
+
+#include "waiting_thread.h"
+
+namespace {
+
+std::atomic<int> unwound{0};
+
+struct CountsItsEnd {
+    ~CountsItsEnd() { ++unwound; }
+};
+
+void* wait_for_event(void*) {
+    const CountsItsEnd local;
+    unsigned kind = 0, length = 0;
+    char media_id[17];
+    WaitForKeyEvent(&kind, media_id, &length);
+    return nullptr;
+}
+
+// Cancels a waiting thread once ready says so, and tells whether it was cancelled indeed.
+template <class Ready>
+bool cancelled(Ready ready) {
+    pthread_t thread;
+    EXPECT_EQ(pthread_create(&thread, nullptr, wait_for_event, nullptr), 0);
+    while (!ready()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    EXPECT_EQ(pthread_cancel(thread), 0);
+    void* result = nullptr;
+    EXPECT_EQ(pthread_join(thread, &result), 0);
+    return result == PTHREAD_CANCELED;
+}
+
+Lines without_begin_and_scan(const Lines& lines) {
+    return {lines.begin() + 3, lines.end()};
+}
+
+}  // namespace
+
+TEST(CancelledWait, unwinds_out_of_the_event_library) {
+    offer_slots({});
+    std::atomic<bool> inside{false};
+    recorder().on("ValtoT_WaitForEvent").does([&inside](const recording::Call&) {
+        inside = true;
+        for (;;) pause();
+    });
+    EXPECT_TRUE(cancelled([&inside] { return inside.load(); }));
+    EXPECT_EQ(unwound, 1);
+    EXPECT_EQ(without_begin_and_scan(log_lines()), Lines{});
+}
+
+TEST(CancelledWait, unwinds_out_of_its_sleep) {
+    offer_slots({});
+    for (int round = 1; round <= 20; ++round) {
+        const Polls polls;
+        EXPECT_TRUE(cancelled([&polls] { return polls.count() > 1; }));
+        EXPECT_EQ(unwound, round);
+    }
+}
+
+TEST(CancelledWait, unwinds_when_the_event_library_throws_too) {
+    offer_slots({});
+    std::atomic<int> thrown{0};
+    recorder().on("ValtoT_WaitForEvent").does([&thrown](const recording::Call&) {
+        ++thrown;
+        throw 1;
+    });
+    EXPECT_TRUE(cancelled([&thrown] { return thrown > 1; }));
+    EXPECT_EQ(unwound, 1);
+}
+
+TEST(CancelledWait, leaves_the_next_wait_as_it_should_be) {
+    {
+        offer_slots({});
+        const Polls polls;
+        EXPECT_TRUE(cancelled([&polls] { return polls.count() > 0; }));
+    }
+    const Polls polls;
+    WaitingThread waiting;
+    polls.wait_for(2);
+    waiting.stop_and_join();
+    EXPECT_EQ(waiting.kind, 3U);
+}

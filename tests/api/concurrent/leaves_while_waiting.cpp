@@ -1,0 +1,70 @@
+// Leaves the process while another thread is inside WaitForKeyEvent, many times over, each time in
+// a child of its own. Such a child must end with the code that it chose.
+//   leaves_while_waiting WAY PLACE
+//   WAY    exit, return
+//   PLACE  call: inside the event library; sleep: between its calls; throw: while the event library
+//          throws; events: while one wait follows the other
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+
+#include "waiting_thread.h"
+
+namespace {
+
+constexpr int chosen_code = 23;
+std::atomic<int> polls{0};
+
+void answer_polls(const std::string& place) {
+    recording::Answer& answer = recorder().on("ValtoT_WaitForEvent").returns(1);
+    if (place == "events") answer.returns(0).writes(2, event_record(2, 5));
+    answer.does([place](const recording::Call&) {
+        ++polls;
+        if (place == "throw") throw 1;
+        while (place == "call") pause();
+    });
+}
+
+[[noreturn]] void wait_for_ever() {
+    for (;;) {
+        unsigned kind = 0, length = 0;
+        char media_id[17];
+        WaitForKeyEvent(&kind, media_id, &length);
+    }
+}
+
+void start_waiting(const std::string& place) {
+    offer_slots({5});
+    recorder().on("ValtoT_GetDeviceInfo").writes(2, device_record("0123456789ABCDEF"));
+    answer_polls(place);
+    std::thread(wait_for_ever).detach();
+    const int enough = place == "call" ? 1 : 2;
+    while (polls < enough) usleep(500);
+}
+
+bool ended_as_chosen(pid_t child) {
+    int status = 0;
+    if (waitpid(child, &status, 0) != child) return false;
+    if (WIFEXITED(status) && WEXITSTATUS(status) == chosen_code) return true;
+    std::fprintf(stderr, "the process ended with status 0x%X\n", static_cast<unsigned>(status));
+    return false;
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+    if (count != 3) return EXIT_FAILURE;
+    const std::string way = arguments[1], place = arguments[2];
+    for (int round = 0; round < 20; ++round) {
+        const pid_t child = fork();
+        if (child == 0) {
+            start_waiting(place);
+            if (way == "exit") std::exit(chosen_code);
+            return chosen_code;
+        }
+        if (!ended_as_chosen(child)) return EXIT_FAILURE;
+    }
+    return EXIT_SUCCESS;
+}
