@@ -110,4 +110,9 @@ SharedPKey Section::OpenPair(const KeyRecord& key, const PairRecord& pair, Unloc
     return opened;
 }
 
+KeyRecord KeyOf(const char* serial) {
+    Section section;
+    return section.Resolve(serial);
+}
+
 }  // namespace softkey

@@ -82,6 +82,10 @@ private:
     std::lock_guard<std::mutex> lock_;
 };
 
+// The same as Section::Resolve, with a section that ends before the answer is used: a section that
+// lived to the end of the caller's expression would lock out what else stands there.
+KeyRecord KeyOf(const char* serial);
+
 // A change to one key, made whole or not at all, and not made when the key is gone.
 class Change {
 public:

@@ -114,7 +114,7 @@ int GMWritePKCS7(const char* serial, const char* certificate, KestaStringObject&
     return Enter({"GMWritePKCS7", serial}, [=](Call& call) {
         if (certificate == nullptr) throw Failure(kBadArgument, "no certificate");
         const std::vector<X509Ptr> chain = ParseCertificates(certificate);
-        const KeyRecord key = Section().Resolve(serial);
+        const KeyRecord key = KeyOf(serial);
         call.Midway(key);
         Change change(key);
         InstallMatching(change.store(), key, chain);
@@ -127,7 +127,7 @@ int GMImportPriKey(const char* serial, char* key, std::uint32_t) {
         if (key == nullptr) throw Failure(kBadArgument, "no key");
         const std::optional<Bytes> envelope = FromBase64({key, strnlen(key, kKeyTextBuffer)});
         if (!envelope || envelope->empty()) throw Failure(kEnvelopeMalformed, "not Base64");
-        const KeyRecord record = Section().Resolve(serial);
+        const KeyRecord record = KeyOf(serial);
         const std::shared_ptr<Unlocked> unlocked = RequirePin(record);
         const PKeyPtr pair = OpenWithAny(*envelope, record, *unlocked);
         const PairRecord wrapped =
@@ -173,7 +173,7 @@ int GetCertInfo_UOS(const char* serial, std::uint32_t argument2, void* informati
 int DelCertAndTempKey(const char* serial, std::uint32_t argument2, std::uint32_t argument3) {
     return Enter({"DelCertAndTempKey", serial}, [=](Call& call) {
         const Selection selection(argument2, argument3);
-        const KeyRecord key = Section().Resolve(serial);
+        const KeyRecord key = KeyOf(serial);
         RequirePin(key);
         call.Midway(key);
         Change change(key);

@@ -17,10 +17,6 @@ void Copy(const std::string& text, char* buffer) {
     std::memcpy(buffer, text.c_str(), text.size() + 1);
 }
 
-KeyRecord KeyOf(const char* serial) {
-    return Section().Resolve(serial);
-}
-
 std::string CheckedName(const char* name) {
     const std::size_t length = name != nullptr ? strnlen(name, kMaxNameLength + 1) : 0;
     if (length < kMinNameLength || length > kMaxNameLength) {

@@ -13,10 +13,6 @@ namespace {
 
 constexpr std::size_t kPinInfoSize = 8;
 
-KeyRecord KeyOf(const char* serial) {
-    return Section().Resolve(serial);
-}
-
 void SetCaching(const KeyRecord& key, bool caching) {
     Section section;
     Session& session = section.SessionOf(key);

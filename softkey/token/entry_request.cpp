@@ -39,7 +39,7 @@ std::vector<Role> RolesOf(const Wanted& wanted) {
 // The text is the caller's, who releases it with delete[].
 char* MakeRequests(Call& call, const char* serial, const Wanted& wanted) {
     Check(wanted);
-    const KeyRecord key = Section().Resolve(serial);
+    const KeyRecord key = KeyOf(serial);
     const std::shared_ptr<Unlocked> unlocked = RequirePin(key);
     std::string text;
     std::vector<PairRecord> records;

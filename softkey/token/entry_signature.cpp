@@ -130,7 +130,7 @@ using namespace softkey;
 int SetWarningMsg(const char* serial, const char* warning) {
     return Enter({"SetWarningMsg", serial}, [=](Call&) {
         if (warning == nullptr) throw Failure(kBadArgument, "no warning");
-        SetWarning(Section().Resolve(serial), warning);
+        SetWarning(KeyOf(serial), warning);
     });
 }
 

@@ -79,6 +79,7 @@ std::shared_ptr<Unlocked> VerifyPin(const KeyRecord& key, std::string_view pin) 
     if (master) return Accept(key, *master);
     Section section;
     section.SessionOf(key).wrongBefore = true;
+    section.SessionOf(key).unlocked.reset();  // a wrong PIN ends what an earlier right one began
     throw Failure(attempt.triesLeft == 0 ? kPinLocked : kPinWrong, key.serial);
 }
 

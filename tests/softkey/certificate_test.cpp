@@ -1,5 +1,5 @@
 // Import, reading and deletion of certificates.
-#include "softkey/certificate.h"
+#include <algorithm>
 
 #include "token_fixture.h"
 

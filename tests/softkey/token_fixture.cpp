@@ -200,13 +200,16 @@ std::string TokenTest::Issue(const std::string& request) {
     MakeAuthority();
     Write("issue.csr", Pem("CERTIFICATE REQUEST", request));
     // The identity is an option of SM2 alone, and the command fails on what it does not know.
-    const bool sm2 = Succeed("openssl req -in issue.csr -noout -pubkey | openssl pkey -pubin -noout"
-                             " -text").find("SM2") != std::string::npos;
-    return Succeed("openssl x509 -req -in issue.csr -CA ca.pem -CAkey ca.key -CAcreateserial -sm3"
-                   " -sigopt " + std::string(kIdentity) +
-                   (sm2 ? " -vfyopt " + std::string(kIdentity) : "") +
-                   " -days 10 -out issue.pem 2>issue.log && openssl x509 -in issue.pem -outform DER"
-                   " | openssl base64 -A");
+    const bool sm2 = Succeed(
+                         "openssl req -in issue.csr -noout -pubkey | openssl pkey -pubin -noout"
+                         " -text")
+                         .find("SM2") != std::string::npos;
+    return Succeed(
+        "openssl x509 -req -in issue.csr -CA ca.pem -CAkey ca.key -CAcreateserial -sm3"
+        " -sigopt " +
+        std::string(kIdentity) + (sm2 ? " -vfyopt " + std::string(kIdentity) : "") +
+        " -days 10 -out issue.pem 2>issue.log && openssl x509 -in issue.pem -outform DER"
+        " | openssl base64 -A");
 }
 
 std::string TokenTest::Enrol(std::uint32_t certType, std::uint32_t keyType,

@@ -1,0 +1,176 @@
+// The screen, the button, and a key that is pulled out in the middle of things.
+#include <atomic>
+#include <functional>
+#include <thread>
+
+#include "softkey/misbehaviour.h"
+#include "token_fixture.h"
+
+using namespace softkey;
+
+namespace {
+
+class ButtonTest : public TokenTest {
+protected:
+    ButtonTest() {
+        CreateKey();
+        EXPECT_EQ(Request(1, 2, 3).code, kOk);
+    }
+    // Waits until the key asks its question.
+    void AwaitQuestion(Store& store) {
+        for (int i = 0; i < 500 && store.WaitingPrompts(kSerial).empty(); ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+        ASSERT_EQ(store.WaitingPrompts(kSerial).size(), 1U);
+    }
+    // Signs on another thread while act runs; the signature's result.
+    template <typename Act>
+    int SignWhile(Act act) {
+        auto store = OpenStore();
+        store->DecideButton(kSerial, Button::kAsk);
+        std::atomic<int> result{-1};
+        std::thread signer([&] { result = CriticalSign("text").code; });
+        AwaitQuestion(*store);
+        EXPECT_EQ(result, -1) << "it does not wait";
+        act(*store);
+        signer.join();
+        EXPECT_TRUE(store->WaitingPrompts(kSerial).empty());
+        return result;
+    }
+};
+
+TEST_F(ButtonTest, the_warning_is_shown_with_the_signature_it_was_set_for) {
+    ASSERT_EQ(token.SetWarningMsg(kSerial, "pay 100?"), kOk);
+    EXPECT_EQ(OpenStore()->Screen(kSerial), "");
+    ASSERT_EQ(CriticalSign("text").code, kOk);
+    EXPECT_EQ(OpenStore()->Screen(kSerial), "pay 100?");
+    ASSERT_EQ(CriticalSign("text").code, kOk);
+    EXPECT_EQ(OpenStore()->Screen(kSerial), "");
+}
+
+TEST_F(ButtonTest, a_warning_of_1024_bytes_fits_the_screen_and_a_longer_one_does_not) {
+    EXPECT_EQ(token.SetWarningMsg(kSerial, std::string(1025, 'w').c_str()), kTooLong);
+    EXPECT_EQ(token.SetWarningMsg(kSerial, nullptr), kBadArgument);
+    EXPECT_EQ(token.SetWarningMsg("KS-UNKNOWN", "w"), kKeyAbsent);
+    ASSERT_EQ(token.SetWarningMsg(kSerial, std::string(1024, 'w').c_str()), kOk);
+    ASSERT_EQ(CriticalSign("text").code, kOk);
+    EXPECT_EQ(OpenStore()->Screen(kSerial), std::string(1024, 'w'));
+}
+
+TEST_F(ButtonTest, a_refusing_button_refuses_critical_signatures_alone) {
+    OpenStore()->DecideButton(kSerial, Button::kRefuse);
+    EXPECT_EQ(CriticalSign("text").code, kButtonRefused);
+    EXPECT_EQ(SignHash(std::string(64, 'a')).code, kOk);
+}
+
+TEST_F(ButtonTest, a_question_waits_for_a_press) {
+    EXPECT_EQ(
+        SignWhile([](Store& store) { EXPECT_EQ(store.DecideButton(kSerial, Button::kPress), 1); }),
+        kOk);
+    EXPECT_EQ(OpenStore()->FindKey(kSerial)->button, Button::kAsk) << "it answered one question";
+}
+
+TEST_F(ButtonTest, a_question_may_be_refused) {
+    EXPECT_EQ(SignWhile([](Store& store) { store.DecideButton(kSerial, Button::kRefuse); }),
+              kButtonRefused);
+}
+
+TEST_F(ButtonTest, a_question_ends_when_the_key_is_pulled_out) {
+    EXPECT_EQ(SignWhile([](Store& store) { store.SetInserted(kSerial, false); }), kKeyRemoved);
+}
+
+TEST_F(ButtonTest, a_question_ends_when_the_key_was_pulled_out_for_a_moment) {
+    EXPECT_EQ(SignWhile([](Store& store) {
+                  store.SetInserted(kSerial, false);
+                  store.SetInserted(kSerial, true);
+              }),
+              kKeyRemoved);
+}
+
+TEST_F(ButtonTest, a_question_ends_when_nobody_answers) {
+    setenv("KESTA_SOFTKEY_BUTTON_MS", "120", 1);
+    OpenStore()->DecideButton(kSerial, Button::kAsk);
+    EXPECT_EQ(CriticalSign("text").code, kButtonTimeout);
+    EXPECT_TRUE(OpenStore()->WaitingPrompts(kSerial).empty());
+}
+
+TEST_F(ButtonTest, other_calls_go_on_while_a_question_waits) {
+    EXPECT_EQ(SignWhile([this](Store& store) {
+                  EXPECT_EQ(token.SetData("0123456789", 0, "meanwhile"), kOk);
+                  EXPECT_EQ(SignHash(std::string(64, 'a')).code, kOk);
+                  store.DecideButton(kSerial, Button::kPress);
+              }),
+              kOk);
+}
+
+// One test for each entry point that works on a key: pulled out half way, it ends with the
+// removal's code and has changed nothing.
+struct Operation {
+    const char* name;
+    std::function<int(const TokenLibrary&)> run;
+};
+
+class RemovalTest : public TokenTest, public testing::WithParamInterface<Operation> {};
+
+std::string state(Store& store) {
+    std::string text = store.FindKey(kSerial)->label;
+    for (const PairRecord& pair : store.Pairs(kSerial)) {
+        text += "/" + std::to_string(pair.id) + ":" + std::to_string(pair.certificate.size());
+    }
+    for (const DataObject& object : store.DataObjects(kSerial)) text += "/" + object.name;
+    const PinSeal seal = store.Seal(kSerial);
+    text.append(seal.sealed.begin(), seal.sealed.end());
+    return text;
+}
+
+TEST_P(RemovalTest, in_mid_operation_ends_it_and_changes_nothing) {
+    CreateKey();
+    Enrol(1, 2, 3);
+    SetNewPin("abcdef");
+    const std::string before = state(*OpenStore());
+    SetMisbehaviour(Home(), std::string(R"({"rules": [{"entry": ")") + GetParam().name +
+                                R"(", "remove": "during"}]})");
+    EXPECT_EQ(GetParam().run(token), kKeyRemoved);
+    EXPECT_EQ(state(*OpenStore()), before);
+    EXPECT_FALSE(OpenStore()->FindKey(kSerial)->inserted);
+}
+
+int MakeRequest(const TokenLibrary& token) {
+    std::string serial = kSerial;
+    char* text = nullptr;
+    const int code = token.GMCreatePKCS10(serial.data(), 1, 2, 3, &text, nullptr, 0);
+    EXPECT_EQ(text, nullptr);
+    return code;
+}
+
+int SignText(const TokenLibrary& token) {
+    char buffer[512] = "untouched";
+    std::uint32_t length = sizeof buffer;
+    const int code = token.GMUsbKeyCriticalSign(kSerial, 0, 0, "text", buffer, &length);
+    EXPECT_STREQ(buffer, "untouched");
+    return code;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Entry, RemovalTest,
+    testing::Values(
+        Operation{"GMCreatePKCS10", MakeRequest}, Operation{"GMUsbKeyCriticalSign", SignText},
+        Operation{"SetLabel",
+                  [](const TokenLibrary& library) { return library.SetLabel(kSerial, "new"); }},
+        Operation{
+            "SetData",
+            [](const TokenLibrary& library) { return library.SetData("0123456789", 0, "v"); }},
+        Operation{"ChangePin",
+                  [](const TokenLibrary& library) { return library.ChangePin(kSerial); }},
+        Operation{"CustInitCard",
+                  [](const TokenLibrary& library) {
+                      return library.CustInitCard(kSerial, 0, nullptr, 0);
+                  }},
+        Operation{
+            "DelCertAndTempKey",
+            [](const TokenLibrary& library) { return library.DelCertAndTempKey(kSerial, 1, 2); }},
+        Operation{"VerifyPIN",
+                  [](const TokenLibrary& library) { return library.VerifyPIN(kSerial); }}),
+    [](const auto& entry) { return std::string(entry.param.name); });
+
+}  // namespace

@@ -1,0 +1,192 @@
+// Which key is there, its small texts, and the language of the messages.
+#include <sys/stat.h>
+
+#include <cstring>
+
+#include "token_fixture.h"
+
+using namespace softkey;
+
+namespace {
+
+class DeviceTest : public TokenTest {
+protected:
+    Result Serial() {
+        std::uint32_t state = 77;
+        _S_DEV_CONFIG record{};
+        char serial[1024] = {};
+        const int code = token.CheckDeviceEx(&state, &record, 1, serial);
+        state_ = state;
+        mediaId_ = std::string(record.szMediaId, strnlen(record.szMediaId, 16));
+        return {code, serial};
+    }
+    std::uint32_t state_ = 0;
+    std::string mediaId_;
+};
+
+TEST_F(DeviceTest, the_key_that_is_present_is_told) {
+    CreateKey();
+    EXPECT_EQ(Serial().text, kSerial);
+    EXPECT_EQ(state_, 1U);
+    EXPECT_EQ(mediaId_, "MEDIA1");
+}
+
+TEST_F(DeviceTest, a_media_id_of_sixteen_characters_fills_its_field) {
+    CreateKey(kSerial, "0123456789ABCDEF");
+    EXPECT_EQ(Serial().code, kOk);
+    EXPECT_EQ(mediaId_, "0123456789ABCDEF");
+    char mediaId[17] = {};
+    EXPECT_EQ(token.GetMediaID(kSerial, mediaId), kOk);
+    EXPECT_STREQ(mediaId, "0123456789ABCDEF");
+}
+
+TEST_F(DeviceTest, without_a_state_folder_no_key_is_present_and_none_is_made) {
+    EXPECT_EQ(Serial().code, kKeyAbsent);
+    EXPECT_EQ(state_, 0U);
+    EXPECT_EQ(token.VerifyPIN(kSerial), kKeyAbsent);
+    struct stat status {};
+    EXPECT_NE(stat(Home().c_str(), &status), 0);
+}
+
+TEST_F(DeviceTest, a_key_that_was_pulled_out_is_absent) {
+    CreateKey();
+    OpenStore()->SetInserted(kSerial, false);
+    EXPECT_EQ(Serial().code, kKeyAbsent);
+    char label[512] = {};
+    char serial[] = "KS0000000001";
+    EXPECT_EQ(token.GetLabel(serial, label), kKeyAbsent);
+    OpenStore()->SetInserted(kSerial, true);
+    EXPECT_EQ(Serial().code, kOk);
+}
+
+TEST_F(DeviceTest, several_keys_must_be_named) {
+    CreateKey();
+    CreateKey("KS0000000002", "MEDIA2");
+    EXPECT_EQ(Serial().code, kSeveralKeys);
+    EXPECT_EQ(state_, 2U);
+    EXPECT_EQ(token.VerifyPIN(""), kSeveralKeys);
+    EXPECT_EQ(token.VerifyPIN("KS0000000002"), kOk);
+    EXPECT_EQ(token.VerifyPIN("KS0000000003"), kKeyAbsent);
+    OpenStore()->SetInserted("KS0000000002", false);
+    EXPECT_EQ(Serial().text, kSerial);
+}
+
+TEST_F(DeviceTest, one_record_at_a_time_is_told) {
+    CreateKey();
+    std::uint32_t state = 0;
+    _S_DEV_CONFIG record{};
+    char serial[1024] = {};
+    EXPECT_EQ(token.CheckDeviceEx(&state, &record, 2, serial), kBadArgument);
+    EXPECT_EQ(token.CheckDeviceEx(&state, &record, 1, nullptr), kBadArgument);
+}
+
+TEST_F(DeviceTest, a_label_is_kept) {
+    CreateKey();
+    char serial[] = "KS0000000001";
+    char label[512] = {};
+    EXPECT_EQ(token.SetLabel(kSerial, "my \xE5\xAF\x86\xE9\x92\xA5"), kOk);
+    EXPECT_EQ(token.GetLabel(serial, label), kOk);
+    EXPECT_STREQ(label, "my \xE5\xAF\x86\xE9\x92\xA5");
+}
+
+TEST_F(DeviceTest, a_label_of_511_bytes_is_kept_and_a_longer_one_refused) {
+    CreateKey();
+    char serial[] = "KS0000000001";
+    char label[512] = {};
+    EXPECT_EQ(token.SetLabel(kSerial, std::string(511, 'l').c_str()), kOk);
+    EXPECT_EQ(token.SetLabel(kSerial, std::string(512, 'm').c_str()), kTooLong);
+    EXPECT_EQ(token.GetLabel(serial, label), kOk);
+    EXPECT_EQ(std::string(label), std::string(511, 'l'));
+    EXPECT_EQ(token.SetLabel(kSerial, nullptr), kBadArgument);
+}
+
+TEST_F(DeviceTest, data_objects_are_kept_by_name_and_number) {
+    CreateKey();
+    char value[260] = {};
+    EXPECT_EQ(token.GetData("0123456789", 0, value), kDataNotFound);
+    EXPECT_EQ(token.SetData("0123456789", 0, "zero"), kOk);
+    EXPECT_EQ(token.SetData("0123456789", 7, "seven"), kOk);
+    EXPECT_EQ(token.GetData("0123456789", 0, value), kOk);
+    EXPECT_STREQ(value, "zero");
+    EXPECT_EQ(token.GetData("0123456789", 7, value), kOk);
+    EXPECT_STREQ(value, "seven");
+    EXPECT_EQ(token.SetData("0123456789", 0, ""), kOk);
+    EXPECT_EQ(token.GetData("0123456789", 0, value), kOk);
+    EXPECT_STREQ(value, "");
+}
+
+TEST_F(DeviceTest, a_value_that_could_not_be_read_back_is_refused) {
+    CreateKey();
+    char value[260] = {};
+    EXPECT_EQ(token.SetData("0123456789", 0, std::string(259, 'v').c_str()), kOk);
+    EXPECT_EQ(token.SetData("0123456789", 0, std::string(260, 'w').c_str()), kTooLong);
+    EXPECT_EQ(token.GetData("0123456789", 0, value), kOk);
+    EXPECT_EQ(std::string(value), std::string(259, 'v'));
+}
+
+TEST_F(DeviceTest, names_of_other_lengths_are_refused) {
+    CreateKey();
+    char value[260] = {};
+    for (const std::string& name : {std::string(9, 'n'), std::string(17, 'n'), std::string()}) {
+        EXPECT_EQ(token.SetData(name.c_str(), 0, "v"), kBadArgument);
+        EXPECT_EQ(token.GetData(name.c_str(), 0, value), kBadArgument);
+    }
+    EXPECT_EQ(token.SetData(nullptr, 0, "v"), kBadArgument);
+    EXPECT_EQ(token.SetData(std::string(16, 'n').c_str(), 0, "v"), kOk);
+}
+
+TEST_F(DeviceTest, messages_follow_language_and_charset) {
+    EXPECT_EQ(token.UOS_SetLanguage("", "en_US"), kOk);
+    EXPECT_STREQ(token.X_ErrorConvert_UOS(kPinWrong), "the PIN is wrong");
+    EXPECT_EQ(token.UOS_SetLanguage("", "zh_CN.UTF-8"), kOk);
+    EXPECT_STREQ(token.X_ErrorConvert_UOS(kPinWrong), "PIN 码错误");
+    EXPECT_EQ(token.UOS_SetCharset("", "gb18030"), kOk);
+    EXPECT_STREQ(token.X_ErrorConvert_UOS(kPinWrong), "PIN \xC2\xEB\xB4\xED\xCE\xF3");
+    EXPECT_EQ(token.UOS_SetCharset(nullptr, "UTF-8"), kOk);
+}
+
+TEST_F(DeviceTest, unknown_locales_are_refused_and_change_nothing) {
+    EXPECT_EQ(token.UOS_SetLanguage("", "en"), kOk);
+    EXPECT_EQ(token.UOS_SetLanguage("", "klingon"), kUnknownLocale);
+    EXPECT_EQ(token.UOS_SetCharset("", "EBCDIC"), kUnknownLocale);
+    EXPECT_EQ(token.UOS_SetCharset("", ""), kUnknownLocale);
+    EXPECT_EQ(token.UOS_SetLanguage("", nullptr), kBadArgument);
+    EXPECT_STREQ(token.X_ErrorConvert_UOS(kOk), "success");
+    EXPECT_EQ(token.UOS_SetLanguage("", "0"), kOk);
+}
+
+TEST_F(DeviceTest, every_code_has_a_message) {
+    for (const std::int32_t code : {0, -1, -101, 0x5B12, 0x7FFFFFFF, -0x7FFFFFFF - 1}) {
+        ASSERT_NE(token.X_ErrorConvert_UOS(code), nullptr);
+        EXPECT_STRNE(token.X_ErrorConvert_UOS(code), "");
+    }
+}
+
+TEST_F(DeviceTest, folder_and_files_belong_to_their_owner_alone) {
+    CreateKey();
+    ASSERT_EQ(token.VerifyPIN(kSerial), kOk);
+    ASSERT_EQ(Request(1, 2, 3).code, kOk);
+    ASSERT_EQ(CriticalSign("x").code, kOk);
+    EXPECT_EQ(Succeed("stat -c %a home"), "700\n");
+    EXPECT_EQ(Succeed("stat -c %a home/* | sort -u"), "600\n");
+}
+
+TEST_F(DeviceTest, another_folder_holds_other_keys) {
+    CreateKey();
+    ASSERT_EQ(token.VerifyPIN(kSerial), kOk);
+    setenv("KESTA_SOFTKEY_HOME", Path("other").c_str(), 1);
+    EXPECT_EQ(Serial().code, kKeyAbsent);
+    setenv("KESTA_SOFTKEY_HOME", Home().c_str(), 1);
+    EXPECT_EQ(Serial().code, kOk);
+}
+
+TEST_F(DeviceTest, a_folder_that_was_made_anew_is_noticed) {
+    CreateKey();
+    ASSERT_EQ(Serial().text, kSerial);
+    Succeed("rm -r home");
+    EXPECT_EQ(Serial().code, kKeyAbsent);
+    CreateKey("KS0000000009", "MEDIA9");
+    EXPECT_EQ(Serial().text, "KS0000000009");
+}
+
+}  // namespace
