@@ -61,6 +61,19 @@ function(kesta_serves_old_userlands target)
     if(type STREQUAL "EXECUTABLE")
         target_sources(${target} PRIVATE $<TARGET_OBJECTS:kesta_floor_program>)
     endif()
-    target_link_options(${target} PRIVATE -nostartfiles "-L${floor_libraries}")
+    # The second for what linked libraries need in turn.
+    target_link_options(${target} PRIVATE -nostartfiles "-L${floor_libraries}"
+                        "-Wl,-rpath-link,${floor_libraries}")
     add_dependencies(${target} kesta_floor_compat)
+endfunction()
+
+# kesta_folder_serves_old_userlands(FOLDER): so does each program and library of FOLDER.
+function(kesta_folder_serves_old_userlands folder)
+    get_property(targets DIRECTORY "${folder}" PROPERTY BUILDSYSTEM_TARGETS)
+    foreach(target IN LISTS targets)
+        get_target_property(type ${target} TYPE)
+        if(type MATCHES "^(EXECUTABLE|SHARED_LIBRARY|MODULE_LIBRARY)$")
+            kesta_serves_old_userlands(${target})
+        endif()
+    endforeach()
 endfunction()
