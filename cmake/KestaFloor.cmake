@@ -10,12 +10,16 @@ if(KESTA_RUNTIME_FLOOR)
     if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "GNU" OR KESTA_SANITIZE)
         message(FATAL_ERROR "KESTA_RUNTIME_FLOOR takes GCC and no sanitizer")
     endif()
+    # The same source gives the same bytes wherever it lies.
+    add_compile_options("-ffile-prefix-map=${PROJECT_BINARY_DIR}=build"
+                        "-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.")
     set(floor_sources "${CMAKE_CURRENT_LIST_DIR}/floor")
     set(floor_libraries "${CMAKE_BINARY_DIR}/floor")
 
     add_library(kesta_floor_compat STATIC
         "${floor_sources}/compat.c" "${floor_sources}/single_threaded.c"
-        "${floor_sources}/clock_wait.c" "${floor_sources}/libstdcxx.cpp")
+        "${floor_sources}/clock_wait.c" "${floor_sources}/heap_figures.c"
+        "${floor_sources}/libstdcxx.cpp")
     add_library(kesta_floor_module OBJECT "${floor_sources}/module_end.c")
     add_library(kesta_floor_program OBJECT "${floor_sources}/program_start.c")
     foreach(part IN ITEMS compat module program)

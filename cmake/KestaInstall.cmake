@@ -1,0 +1,72 @@
+# What `cmake --install` and the packages lay down, by component:
+#   runtime      the library
+#   development  headers, CMake package, pkg-config file, man pages, examples
+#   tools        the ukey command
+#   softkey      software key, its admin command, the sandbox
+# Included last, when every target is known.
+include(CMakePackageConfigHelpers)
+
+set(package kesta_unified_zrkukey)
+set(package_folder "${CMAKE_INSTALL_LIBDIR}/cmake/${package}")
+
+add_library(kesta::${package} ALIAS ${package})
+set_target_properties(event_import PROPERTIES EXPORT_NAME event_library)
+install(TARGETS ${package} EXPORT ${package}
+        LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT runtime)
+# The linker follows the library's own needs. Where the maker's files are not installed it finds the
+# event library's names here; nothing loads it from a folder that no loader looks into.
+install(TARGETS event_import EXPORT ${package}
+        LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}/${package}" COMPONENT development)
+
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/include/" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}"
+        COMPONENT development)
+install(EXPORT ${package} NAMESPACE kesta:: FILE ${package}-targets.cmake
+        DESTINATION "${package_folder}" COMPONENT development)
+write_basic_package_version_file("${PROJECT_BINARY_DIR}/${package}-config-version.cmake"
+                                 COMPATIBILITY SameMajorVersion)
+install(FILES "${PROJECT_SOURCE_DIR}/cmake/${package}-config.cmake"
+              "${PROJECT_BINARY_DIR}/${package}-config-version.cmake"
+        DESTINATION "${package_folder}" COMPONENT development)
+
+# The prefix is told relative to the file, so that an installation can be moved.
+set(pkgconfig_folder "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+file(RELATIVE_PATH up_to_prefix "/prefix/${pkgconfig_folder}" "/prefix")
+configure_file("${PROJECT_SOURCE_DIR}/cmake/${package}.pc.in"
+               "${PROJECT_BINARY_DIR}/${package}.pc" @ONLY)
+install(FILES "${PROJECT_BINARY_DIR}/${package}.pc" DESTINATION "${pkgconfig_folder}"
+        COMPONENT development)
+
+set(document_folder "${CMAKE_INSTALL_DATAROOTDIR}/doc")
+file(GLOB example_sources CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/examples/*.c")
+install(FILES ${example_sources} DESTINATION "${document_folder}/libkesta-unified-zrkukey-dev/examples"
+        COMPONENT development)
+
+if(KESTA_BUILD_TOOLS AND TARGET ukey)
+    install(TARGETS ukey RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT tools)
+    set(tool_files "${PROJECT_BINARY_DIR}/tool-files")
+    add_custom_command(
+        OUTPUT "${tool_files}/ukey.1" "${tool_files}/ukey.bash"
+        COMMAND "${CMAKE_COMMAND}" -E make_directory "${tool_files}"
+        COMMAND ukey completion manual >"${tool_files}/ukey.1"
+        COMMAND ukey completion bash >"${tool_files}/ukey.bash"
+        VERBATIM)
+    add_custom_target(kesta_tool_files ALL DEPENDS "${tool_files}/ukey.1" "${tool_files}/ukey.bash")
+    install(FILES "${tool_files}/ukey.1" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT tools)
+    install(FILES "${tool_files}/ukey.bash" RENAME ukey COMPONENT tools
+            DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/bash-completion/completions")
+    install(PROGRAMS "${PROJECT_SOURCE_DIR}/tools/ukey-sandbox"
+            DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT softkey)
+endif()
+
+# Never at the maker's install directory: the sandbox shows the software key there to one client.
+if(KESTA_BUILD_SOFTKEY AND TARGET softkey)
+    install(DIRECTORY "${PROJECT_BINARY_DIR}/softkey/bin/"
+            DESTINATION "${CMAKE_INSTALL_LIBDIR}/kesta-softkey" COMPONENT softkey)
+    install(TARGETS softkey RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT softkey)
+    install(FILES "${PROJECT_SOURCE_DIR}/docs/man/softkey.1"
+            DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT softkey)
+    install(PROGRAMS "${PROJECT_SOURCE_DIR}/packaging/softkey-demo" RENAME demo COMPONENT softkey
+            DESTINATION "${document_folder}/kesta-softkey/examples")
+    install(FILES "${PROJECT_SOURCE_DIR}/docs/softkey.md"
+            DESTINATION "${document_folder}/kesta-softkey" COMPONENT softkey)
+endif()
