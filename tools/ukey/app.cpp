@@ -1,5 +1,6 @@
 // The whole command line.
 #include "commands.h"
+#include "help.h"
 #include "version.h"
 
 namespace ukey {
@@ -18,11 +19,10 @@ std::string ExitText() {
 
 std::unique_ptr<CLI::App> MakeApp(Session& session) {
     auto app = std::make_unique<CLI::App>(
-        "Reads, enrols and uses a USB security key, and finds out why one does not work.", "ukey");
+        "Reads, enrols and uses a USB security key, and finds out why one does not work", "ukey");
     app->require_subcommand(1);
     app->set_version_flag("--version", "ukey " UKEY_VERSION);
-    app->get_formatter()->column_width(28);
-    app->footer(ExitText());
+    app->formatter(std::make_shared<HelpFormatter>());
     AddInfoCommands(*app, session);
     AddPinCommands(*app, session);
     AddEnrolCommands(*app, session);
@@ -35,6 +35,7 @@ std::unique_ptr<CLI::App> MakeApp(Session& session) {
     AddLogCommand(*app, session);
     AddDoctorCommand(*app, session);
     AddCompletionCommands(*app, session);
+    app->footer(ExitText());  // last: subcommands would inherit it
     return app;
 }
 

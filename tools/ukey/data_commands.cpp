@@ -60,20 +60,19 @@ Exit SetData(Session& session, const DataWish& wish) {
     return Exit::kOk;
 }
 
-// The library hands the two arguments on in reverse; the token library takes the key first.
+// The library hands the two arguments on in reverse; the token library takes the key first. No key
+// need be there: the messages that say so have a language too.
 Exit SetCharset(Session& session, const DataWish& wish) {
-    const std::string serial = session.Serial();
+    const std::string& serial = session.givenSerial;
     session.library().SetCharset(wish.value, serial);
-    GiveDone(session, "the charset is " + wish.value,
-             {{"serial", serial}, {"charset", wish.value}});
+    GiveDone(session, "the charset is " + wish.value, {{"charset", wish.value}});
     return Exit::kOk;
 }
 
 Exit SetLanguage(Session& session, const DataWish& wish) {
-    const std::string serial = session.Serial();
+    const std::string& serial = session.givenSerial;
     session.library().SetLanguage(wish.value, serial);
-    GiveDone(session, "the language is " + wish.value,
-             {{"serial", serial}, {"language", wish.value}});
+    GiveDone(session, "the language is " + wish.value, {{"language", wish.value}});
     return Exit::kOk;
 }
 
@@ -129,13 +128,15 @@ void AddData(CLI::App& app, Session& session) {
 void AddLocale(CLI::App& app, Session& session) {
     auto charset = std::make_shared<DataWish>();
     AddStep(app, session, "charset", "Choose the charset of the token library's texts",
-            "  ukey charset UTF-8\n  ukey charset GB18030", {}, SetCharset, charset)
+            "  ukey charset GB18030     where the token library keeps it beyond the process", {},
+            SetCharset, charset)
         ->add_option("charset", charset->value, "A name that the token library knows")
         ->type_name("CHARSET")
         ->required();
     auto language = std::make_shared<DataWish>();
     AddStep(app, session, "language", "Choose the language of the token library's texts",
-            "  ukey language en\n  ukey language zh", {}, SetLanguage, language)
+            "  ukey language zh_CN      where the token library keeps it beyond the process", {},
+            SetLanguage, language)
         ->add_option("language", language->value, "A name that the token library knows")
         ->type_name("LANGUAGE")
         ->required();

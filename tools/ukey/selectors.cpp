@@ -79,9 +79,17 @@ void AddPairOptions(CLI::App& command, Pair& pair) {
                   "Algorithm of the key pair, by default " + KeyTypeWord(pair.algorithm));
 }
 
-void AddHashOption(CLI::App& command, int& hashType) {
+void AddAlgorithmOptions(CLI::App& command, int& algorithm, int& hashType) {
+    AddWordOption(command, "--key-type", algorithm, KeyTypes(),
+                  "Algorithm of the key pair, by default " + KeyTypeWord(algorithm));
     AddWordOption(command, "--hash-type", hashType, HashTypes(),
-                  "Algorithm of the hash, by default " + Word(HashTypes(), hashType));
+                  "Algorithm of the hash, by default sm3 for sm2 and sha256 for rsa");
+}
+
+int HashTypeFor(int algorithm, int hashType) {
+    constexpr int kRsa = 1;
+    if (hashType != 0) return hashType;
+    return algorithm == kRsa ? HashTypes().at("sha256") : HashTypes().at("sm3");
 }
 
 void AddPinOption(CLI::App& command, PinRule& rule) {

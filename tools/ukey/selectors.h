@@ -28,8 +28,9 @@ std::string KeyTypeWord(int algorithm);
 // --type sign|enc|N and --key-type rsa|sm2|N.
 void AddPairOptions(CLI::App& command, Pair& pair);
 
-// --hash-type sha1|sha256|sm3|N.
-void AddHashOption(CLI::App& command, int& hashType);
+// --key-type, and --hash-type sha1|sha256|sm3|N. 0 for the hash: the usual one of the algorithm.
+void AddAlgorithmOptions(CLI::App& command, int& algorithm, int& hashType);
+int HashTypeFor(int algorithm, int hashType);
 
 // --no-pin. Everything that uses a private key or changes the key verifies the PIN before.
 struct PinRule {

@@ -2,14 +2,32 @@
 
 #include <unistd.h>
 
+#include <cstdlib>
+#include <cstring>
 #include <iostream>
 
 namespace ukey {
+namespace {
+
+// Messages in English, unless the person's locale is Chinese. A token library that does not know
+// the name, or cannot be bound, stays as it is: the command itself will tell.
+void ChooseLanguage(const kesta::Library& library) {
+    for (const char* const name : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
+        const char* const value = std::getenv(name);
+        if (value == nullptr || *value == '\0') continue;
+        if (std::strncmp(value, "zh", 2) == 0) return;
+        break;
+    }
+    static_cast<void>(library.Try().SetLanguage("en_US", "").ok());
+}
+
+}  // namespace
 
 const kesta::Result<kesta::Library>& Session::TryLibrary() {
     if (!library_) {
         library_ =
             kesta::Library::TryLoad(libraryFile.empty() ? kesta::Library::kFileName : libraryFile);
+        if (library_->ok()) ChooseLanguage(library_->value());
     }
     return *library_;
 }

@@ -6,14 +6,17 @@ namespace ukey {
 namespace {
 
 struct SignWish {
-    Pair pair;
+    int algorithm = 2;
+    int hashType = 0;  // 0: the usual one of the algorithm
+    int writing = 0;   // of a hash: 0 either, 1 hexadecimal, 2 Base64
     PinRule pin;
-    int hashType = 3;
     std::string file;
     std::string text;
     std::string warning;
     std::vector<std::string> files;
     bool lines = false;
+
+    int Hash() const { return HashTypeFor(algorithm, hashType); }
 };
 using Wish = std::shared_ptr<SignWish>;
 
@@ -28,7 +31,7 @@ Exit Sign(Session& session, const SignWish& wish) {
     const std::string serial = session.Serial();
     VerifyFirst(session, wish.pin, serial);
     const std::string signature =
-        session.library().Sign(serial, wish.pair.type, wish.pair.algorithm, data, wish.warning);
+        session.library().Sign(serial, wish.algorithm, wish.Hash(), data, wish.warning);
     GiveText(session, TextForm::kLine, "signature", signature, {{"serial", serial}});
     return Exit::kOk;
 }
@@ -38,8 +41,8 @@ Exit SignHash(Session& session, const SignWish& wish) {
     if (hash.empty()) throw UsageError("there is no hash to sign");
     const std::string serial = session.Serial();
     VerifyFirst(session, wish.pin, serial);
-    const std::string signature = session.library().SignHash(
-        serial, wish.pair.type, wish.pair.algorithm, hash, wish.hashType);
+    const std::string signature =
+        session.library().SignHash(serial, wish.algorithm, wish.Hash(), hash, wish.writing);
     GiveText(session, TextForm::kLine, "signature", signature, {{"serial", serial}});
     return Exit::kOk;
 }
@@ -70,26 +73,39 @@ std::vector<std::string> ListOf(const SignWish& wish) {
     return list;
 }
 
-Exit BatchSign(Session& session, const SignWish& wish) {
+// Where a warning is given, the key shows it once and its button stands for all texts. The call
+// wants the first text beside the list then.
+kesta::BatchSignature BatchOf(const SignWish& wish, std::string& warning) {
     kesta::BatchSignature batch;
     batch.list = ListOf(wish);
     if (batch.list.empty()) throw UsageError("there is nothing to sign");
-    const std::string serial = session.Serial();
-    std::string writableSerial = serial;
-    std::string writableWarning = wish.warning;
-    batch.parameter2 = writableSerial.data();
-    batch.parameter3 = wish.pair.type;
-    batch.parameter4 = wish.pair.algorithm;
-    batch.parameter6 = writableWarning.data();
+    batch.data = batch.list.front();
+    batch.list.erase(batch.list.begin());
+    batch.flags = warning.empty() ? 0 : 1;
+    batch.parameter3 = wish.algorithm;
+    batch.parameter4 = wish.Hash();
+    batch.parameter6 = warning.data();
+    batch.parameter11 = static_cast<int>(batch.list.size());
+    return batch;
+}
+
+Exit BatchSign(Session& session, const SignWish& wish) {
+    std::string warning = wish.warning;
+    kesta::BatchSignature batch = BatchOf(wish, warning);
+    std::string serial = session.Serial();
+    batch.parameter2 = serial.data();
     VerifyFirst(session, wish.pin, serial);
     const std::vector<std::string> signatures = session.library().Batch_Sign(batch);
-    if (session.json) {
-        PrintJson(Success({{"serial", serial}, {"signatures", signatures}}));
-        return Exit::kOk;
-    }
     std::string text;
     for (const std::string& signature : signatures) text += signature + "\n";
-    WriteOutput(session.outputFile, text);
+    if (!session.outputFile.empty()) WriteOutput(session.outputFile, text);
+    if (session.json) {
+        Json fields = {{"serial", serial}, {"signatures", signatures}};
+        if (!session.outputFile.empty()) fields["output"] = session.outputFile;
+        PrintJson(Success(std::move(fields)));
+    } else if (session.outputFile.empty()) {
+        WriteOutput("-", text);
+    }
     return Exit::kOk;
 }
 
@@ -98,7 +114,7 @@ CLI::App* AddStep(CLI::App& app, Session& session, const std::string& name,
                   Exit (*step)(Session&, const SignWish&), const Wish& wish) {
     CLI::App* const command =
         AddCommand(app, session, name, description, examples, {true, true, true});
-    AddPairOptions(*command, wish->pair);
+    AddAlgorithmOptions(*command, wish->algorithm, wish->hashType);
     AddPinOption(*command, wish->pin);
     command->callback([&session, step, wish] {
         session.action = [&session, step, wish] { return step(session, *wish); };
@@ -137,10 +153,18 @@ void AddSignCommands(CLI::App& app, Session& session) {
     CLI::App* const hashCommand =
         AddStep(app, session, "sign-hash", "Sign a hash that was computed elsewhere",
                 "  openssl dgst -sha256 -r order.txt | cut -d' ' -f1 |\n"
-                "      ukey sign-hash --key-type rsa --hash-type sha256",
+                "      ukey sign-hash --key-type rsa",
                 SignHash, hash);
-    AddInput(*hashCommand, *hash, "Hash to sign, as the token library takes it");
-    AddHashOption(*hashCommand, hash->hashType);
+    AddInput(*hashCommand, *hash, "Hash to sign");
+    hashCommand
+        ->add_option_function<std::string>(
+            "--form",
+            [hash](const std::string& form) {
+                hash->writing = form == "hex" ? 1 : form == "base64" ? 2 : 0;
+            },
+            "How the hash is written, by default either")
+        ->type_name("hex|base64|either")
+        ->check(CLI::IsMember({"hex", "base64", "either"}));
 
     auto batch = std::make_shared<SignWish>();
     CLI::App* const batchCommand =
