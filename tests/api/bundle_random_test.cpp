@@ -1,0 +1,182 @@
+// Batch_ImportX509Cert against a literal transcription of its steps, over many random texts; and
+// its cost.
+#include <algorithm>
+#include <ctime>
+#include <random>
+#include <set>
+
+#include "api_test.h"
+
+namespace {
+
+// ---- The steps, as they are told ----------------------------------------------------------------
+
+std::string upper(std::string text) {
+    for (char& character : text) {
+        if (character >= 'a' && character <= 'z') character = static_cast<char>(character - 32);
+    }
+    return text;
+}
+
+bool accepted(const std::string& name) {
+    return upper(name) == "SIGNCERT" || upper(name) == "ENCCERT" || upper(name) == "ENCPRIKEY";
+}
+
+int classify(const std::string& text) {
+    std::size_t p = text.find('(');
+    if (p == std::string::npos || p == 0) return 2;
+    std::size_t s = 0;
+    for (;;) {
+        const std::string name = p < s ? "" : text.substr(s, p - s);
+        if (!accepted(name)) return 1;
+        if (p + 1 > text.size()) return 3;
+        const std::size_t b = text.find('|', p + 1);
+        if (b == std::string::npos) return 3;
+        s = b + 1;
+        if (b + 2 > text.size()) return 1;
+        p = text.find('(', b + 2);
+        if (p == std::string::npos) return 1;
+    }
+}
+
+Lines sections(const std::string& text, const std::string& opener) {
+    Lines contents;
+    std::set<std::size_t> handled;
+    std::size_t position = 0;
+    for (;;) {
+        if (position > text.size()) return contents;
+        const std::size_t found = text.find(opener, position);
+        if (found == std::string::npos) return contents;
+        if (!handled.insert(found).second) return contents;  // never the same opener twice
+        const std::size_t close = text.find(')', found);
+        if (close == std::string::npos) {
+            contents.emplace_back();
+            position = 1;
+        } else {
+            const std::size_t start = found + opener.size();
+            contents.push_back(text.substr(start, close - start));
+            position = close + 2;
+        }
+    }
+}
+
+struct Import {
+    int code = 0;
+    Lines calls;
+};
+
+Import expected(const std::string& bundle) {
+    std::string text;
+    for (const char character : bundle) {
+        if (character != ',' && character != '\r' && character != '\n') text += character;
+    }
+    Import import;
+    const int kind = classify(text);
+    if (kind == 1) import.code = -401;
+    if (kind == 2) import.calls.push_back("C" + text);
+    if (kind != 3) return import;
+    for (const auto& [opener, mark] : {std::pair<const char*, const char*>{"SignCert(", "C"},
+                                       {"EncPriKey(", "K"},
+                                       {"EncCert(", "C"}}) {
+        for (const std::string& content : sections(text, opener)) {
+            import.calls.push_back(mark + content);
+        }
+    }
+    if (import.calls.empty()) import.code = -401;
+    return import;
+}
+
+Import seen(const std::string& bundle) {
+    recorder().forget();
+    Import import;
+    import.code = Batch_ImportX509Cert("A1", bundle.c_str());
+    for (const recording::Call& call : recorder().calls()) {
+        // A key ends at its first NUL; none here fills the buffer.
+        import.calls.push_back(call.entry == "GMImportPriKey"
+                                   ? std::string("K") + call.bytes(1).c_str()
+                                   : "C" + call.bytes(1));
+    }
+    return import;
+}
+
+// ---- Random texts -------------------------------------------------------------------------------
+
+std::string random_bundle(std::mt19937& random) {
+    static const char* const pieces[] = {"SignCert(",   "EncCert(",
+                                         "EncPriKey(",  "SignCert(A)|",
+                                         "EncCert(B)|", "EncPriKey(K)|",
+                                         "signcert(c",  "|",
+                                         ")",           "(",
+                                         "A",           ",",
+                                         "\r\n",        "SignCert",
+                                         ")|",          "Enc"};
+    std::uniform_int_distribution<std::size_t> piece(0, std::size(pieces) - 1);
+    std::uniform_int_distribution<int> length(0, 9);
+    std::string bundle;
+    for (int left = length(random); left > 0; --left) bundle += pieces[piece(random)];
+    return bundle;
+}
+
+}  // namespace
+
+TEST(RandomBundle, is_imported_as_the_steps_say) {
+    std::mt19937 random(20250731);
+    int with_sections = 0, malformed = 0;
+    for (int round = 0; round < 20000; ++round) {
+        const std::string bundle = random_bundle(random);
+        const Import wanted = expected(bundle);
+        const Import found = seen(bundle);
+        ASSERT_EQ(found.code, wanted.code) << bundle;
+        ASSERT_EQ(found.calls, wanted.calls) << bundle;
+        with_sections += wanted.calls.size() > 1;
+        malformed += wanted.code != 0;
+    }
+    EXPECT_GT(with_sections, 500) << "the texts are too poor";
+    EXPECT_GT(malformed, 500) << "the texts are too poor";
+}
+
+// ---- Cost ---------------------------------------------------------------------------------------
+
+namespace {
+
+std::string wrapped_bundle(std::size_t size) {
+    std::string bundle = "SignCert(";
+    while (bundle.size() < size) bundle += std::string(64, 'M') + "\r\n";
+    return bundle + ")";
+}
+
+std::string many_sections(std::size_t size) {
+    std::string bundle = "SignCert(A)";
+    while (bundle.size() < size) bundle += "|EncCert(" + std::string(64, 'M') + ")";
+    return bundle;
+}
+
+// Processor time of this thread, since others may be busy.
+double now() {
+    timespec time{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
+}
+
+// The quickest of several.
+double seconds(const std::string& bundle) {
+    double quickest = 1e9;
+    for (int round = 0; round < 5; ++round) {
+        recorder().forget();
+        const double start = now();
+        EXPECT_EQ(Batch_ImportX509Cert("A1", bundle.c_str()), 0);
+        quickest = std::min(quickest, now() - start);
+    }
+    return quickest;
+}
+
+}  // namespace
+
+// Four times the text takes about four times as long; sixteen times, were the cost quadratic.
+TEST(BundleCost, is_linear_in_the_length_of_a_wrapped_content) {
+    EXPECT_LT(seconds(wrapped_bundle(4 << 20)), 8 * seconds(wrapped_bundle(1 << 20)));
+}
+
+TEST(BundleCost, is_linear_in_the_number_of_sections) {
+    EXPECT_LT(seconds(many_sections(4 << 20)), 8 * seconds(many_sections(1 << 20)));
+}
