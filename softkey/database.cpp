@@ -10,7 +10,7 @@
 namespace softkey {
 namespace {
 
-constexpr int kBusyMilliseconds = 10000;
+constexpr int kBusyMilliseconds = 5000;
 
 Code CodeOf(int result, int systemError) {
     switch (result & 0xFF) {
@@ -33,6 +33,9 @@ Code CodeOf(int result, int systemError) {
             break;
     }
     if (systemError == ENOSPC || systemError == EDQUOT || systemError == EFBIG) return kStateFull;
+    // SQLite says "full" for a full disk alone; a quota or a limit on file sizes shows as this, and
+    // what the system said has been overwritten by then.
+    if (result == SQLITE_IOERR_WRITE || result == SQLITE_IOERR_SHMSIZE) return kStateFull;
     if (result == SQLITE_IOERR_SHORT_READ) return kStateDamaged;
     return kStateUnreachable;
 }

@@ -62,8 +62,11 @@ std::vector<std::string> Store::FindDamage() {
     std::vector<std::string> damage;
     try {
         CheckDatabase(*db_, damage);
+        EventsAfter(0);
         for (const KeyRecord& key : Keys()) {
             CheckSeal(key.serial, Seal(key.serial), damage);
+            DataObjects(key.serial);
+            WaitingPrompts(key.serial);
             for (const PairRecord& pair : Pairs(key.serial)) {
                 CheckPair(key.serial, pair, WrappedPrivate(pair.id), damage);
             }

@@ -62,21 +62,25 @@ void Wait(const KeyRecord& key) {
 
 }  // namespace
 
-void SetWarning(const KeyRecord& key, const std::string& text) {
+void SetWarning(const char* serial, const std::string& text) {
     if (text.size() > kMaxWarningLength) throw Failure(kTooLong, "the warning");
     Section section;
-    section.SessionOf(key).warning = text;
+    section.SessionOf(section.Resolve(serial)).warning = text;
 }
 
-std::string TakeWarning(const KeyRecord& key) {
-    Section section;
-    return std::exchange(section.SessionOf(key).warning, {});
+void ConfirmWarning(const KeyRecord& key) {
+    std::string text;
+    {
+        Section section(Section::Look::kAsBefore);
+        text = std::exchange(section.SessionOf(key).warning, {});
+    }
+    Confirm(key, text);
 }
 
 void Confirm(const KeyRecord& key, const std::string& text) {
     Button decision;
     {
-        Section section;
+        Section section(Section::Look::kAsBefore);
         section.Confirm(key);
         section.store().ShowOnScreen(key.serial, text);
         decision = section.Resolve(key.serial.c_str()).button;

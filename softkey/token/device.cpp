@@ -1,6 +1,6 @@
 #include "softkey/token/device.h"
 
-#include <unistd.h>
+#include <pthread.h>
 
 #include <utility>
 
@@ -10,11 +10,21 @@
 namespace softkey {
 
 Device& Device::Instance() {
-    static Device* const device = new Device;
+    static Device* const device = [] {
+        // Cheaper than to ask for the process id in each call. No fork falls into a section.
+        pthread_atfork([] { Device::Instance().mutex.lock(); },
+                       [] { Device::Instance().mutex.unlock(); },
+                       [] {
+                           Device::Instance().forked = true;
+                           Device::Instance().mutex.unlock();
+                       });
+        return new Device;
+    }();
     return *device;
 }
 
-Section::Section() : device_(Device::Instance()), lock_(device_.mutex) {
+Section::Section(Look look) : device_(Device::Instance()), lock_(device_.mutex) {
+    if (look == Look::kAsBefore) return;
     FollowHome();
     Refresh();
 }
@@ -22,12 +32,12 @@ Section::Section() : device_(Device::Instance()), lock_(device_.mutex) {
 // Opens the state when it appears, was replaced, or another folder was named meanwhile.
 void Section::FollowHome() {
     const std::string home = StateHome();
-    if (device_.process != getpid()) {
+    if (device_.forked) {
         // A connection must not be used across a fork, nor closed: its locks are the parent's.
         // Neither does the parent's PIN count here.
         if (device_.store) device_.abandoned.push_back(std::move(device_.store));
         device_.sessions.clear();
-        device_.process = getpid();
+        device_.forked = false;
     }
     if (device_.store && device_.store->home() == home && device_.store->StillThere()) return;
     device_.store.reset();

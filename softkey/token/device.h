@@ -4,8 +4,6 @@
 #ifndef SOFTKEY_TOKEN_DEVICE_H
 #define SOFTKEY_TOKEN_DEVICE_H
 
-#include <sys/types.h>
-
 #include <map>
 #include <memory>
 #include <mutex>
@@ -39,7 +37,7 @@ struct Session {
 // The process-wide state. It is never destroyed: a thread may be inside when the process ends.
 struct Device {
     std::mutex mutex;
-    pid_t process = 0;
+    bool forked = false;
     std::unique_ptr<Store> store;
     std::vector<std::unique_ptr<Store>> abandoned;
     std::int64_t version = 0;
@@ -51,10 +49,14 @@ struct Device {
 };
 
 // A stretch of work on the device, one thread at a time and short: nobody asks a person, derives
-// a key or signs within. What it shows is current as of its beginning.
+// a key or signs within. What it shows is current as of its beginning, or of the last Refresh.
 class Section {
 public:
-    Section();
+    // Asking what has changed costs a few system calls. Within one operation the beginning and the
+    // end ask; what stands between may work on what the beginning saw.
+    enum class Look { kFresh, kAsBefore };
+
+    explicit Section(Look look = Look::kFresh);
 
     Store& store();  // kKeyAbsent when no key was ever made
     void Refresh();

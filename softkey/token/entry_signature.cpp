@@ -49,7 +49,9 @@ Ready Prepare(const char* serial, const Selection& selection) {
 // The work counts only if the key is still there.
 void Finish(Call& call, const Ready& ready) {
     call.Midway(ready.key);
-    Section().Confirm(ready.key);
+    Section section(Section::Look::kAsBefore);
+    section.Refresh();
+    section.Confirm(ready.key);
 }
 
 // The Base64 of the longest signature of the pair, so that a size that was told once is enough
@@ -130,7 +132,7 @@ using namespace softkey;
 int SetWarningMsg(const char* serial, const char* warning) {
     return Enter({"SetWarningMsg", serial}, [=](Call&) {
         if (warning == nullptr) throw Failure(kBadArgument, "no warning");
-        SetWarning(KeyOf(serial), warning);
+        SetWarning(serial, warning);
     });
 }
 
@@ -142,7 +144,7 @@ int GMUsbKeyCriticalSign(const char* serial, std::int64_t option1, std::int64_t 
         const Ready ready = Prepare(serial, Selection(1, option1));
         DigestName(ready.record.algorithm, option2);
         if (IsProbe(TextSize(ready) + 1, signature, length)) return;
-        Confirm(ready.key, TakeWarning(ready.key));
+        ConfirmWarning(ready.key);
         const Bytes made = SignText(ready.pair.get(), option2, data);
         Finish(call, ready);
         WriteText(ToBase64(made), signature, length);

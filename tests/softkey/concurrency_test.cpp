@@ -1,0 +1,110 @@
+// Several threads and several processes at once.
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <thread>
+
+#include "token_fixture.h"
+
+using namespace softkey;
+
+namespace {
+
+class ConcurrencyTest : public TokenTest {
+protected:
+    ConcurrencyTest() { CreateKey(); }
+};
+
+TEST_F(ConcurrencyTest, threads_sign_write_and_ask_side_by_side) {
+    ASSERT_EQ(Request(1, 2, 3).code, kOk);
+    constexpr int kRounds = 30;
+    std::atomic<int> failures{0};
+    const auto repeat = [&failures](auto act) {
+        return std::thread([&failures, act] {
+            for (int i = 0; i < kRounds; ++i) failures += act() ? 0 : 1;
+        });
+    };
+    std::vector<std::thread> threads;
+    const std::string hash(64, 'a');
+    threads.push_back(repeat([&] { return SignHash(hash).code == kOk; }));
+    threads.push_back(repeat([&] { return SignHash(hash).code == kOk; }));
+    threads.push_back(repeat([&] { return CriticalSign("text").code == kOk; }));
+    threads.push_back(repeat([&] { return token.SetData("0123456789", 0, "v") == kOk; }));
+    threads.push_back(repeat([&] {
+        char label[512];
+        std::string serial = kSerial;
+        return token.GetLabel(serial.data(), label) == kOk;
+    }));
+    threads.push_back(repeat([&] {
+        token.UOS_SetLanguage("", "en");
+        return token.X_ErrorConvert_UOS(kPinWrong) != nullptr;
+    }));
+    threads.push_back(repeat([&] { return token.VerifyPIN(kSerial) == kOk; }));
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(failures, 0);
+    token.UOS_SetLanguage("", "zh_CN");
+}
+
+TEST_F(ConcurrencyTest, a_key_that_comes_and_goes_ends_signatures_cleanly) {
+    ASSERT_EQ(Request(1, 2, 3).code, kOk);
+    std::atomic<bool> stop{false};
+    std::thread mover([&] {
+        auto store = OpenStore();
+        while (!stop) {
+            store->SetInserted(kSerial, false);
+            store->SetInserted(kSerial, true);
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
+    });
+    int signedWell = 0;
+    for (int i = 0; i < 60; ++i) {
+        const int code = SignHash(std::string(64, 'a')).code;
+        EXPECT_TRUE(code == kOk || code == kKeyAbsent || code == kKeyRemoved) << code;
+        signedWell += code == kOk ? 1 : 0;
+    }
+    stop = true;
+    mover.join();
+    EXPECT_GT(signedWell, 0);
+    EXPECT_EQ(OpenStore()->FindKey(kSerial)->insertions % 2, 1);
+}
+
+// Two clients and the desk at once: nothing is lost, nothing deadlocks.
+TEST_F(ConcurrencyTest, processes_work_side_by_side) {
+    constexpr int kRounds = 20;
+    std::vector<pid_t> children;
+    for (std::uint32_t client = 1; client <= 2; ++client) {
+        const pid_t child = fork();
+        if (child == 0) {
+            int failures = 0;
+            for (int i = 0; i < kRounds; ++i) {
+                failures += token.SetData("0123456789", client, std::to_string(i).c_str()) != kOk;
+                failures += Request(1, 2, 3).code != kOk;
+                failures += SignHash(std::string(64, 'a')).code != kOk;
+            }
+            _exit(failures);
+        }
+        children.push_back(child);
+    }
+    auto store = OpenStore();
+    for (int i = 0; i < kRounds; ++i) {
+        const std::string serial = "KS-" + std::to_string(i);
+        NewKey key;  // never inserted: the clients name no key
+        key.serial = serial;
+        key.inserted = false;
+        softkey::CreateKey(*store, key, kPin);
+        store->DeleteKey(serial);
+        store->SetLabel(kSerial, serial);
+    }
+    for (const pid_t child : children) {
+        int status = 0;
+        waitpid(child, &status, 0);
+        EXPECT_EQ(status, 0);
+    }
+    EXPECT_EQ(store->GetData(kSerial, "0123456789", 1), std::to_string(kRounds - 1));
+    EXPECT_EQ(store->GetData(kSerial, "0123456789", 2), std::to_string(kRounds - 1));
+    EXPECT_EQ(store->Keys().size(), 1U);
+    EXPECT_EQ(store->FindDamage(), std::vector<std::string>());
+}
+
+}  // namespace

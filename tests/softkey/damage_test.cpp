@@ -1,0 +1,234 @@
+// A state that is damaged, full, read-only or busy: a clear code, never a crash.
+#include <sched.h>
+#include <signal.h>
+#include <sqlite3.h>
+#include <sys/mount.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <random>
+
+#include "token_fixture.h"
+
+using namespace softkey;
+
+namespace {
+
+class DamageTest : public TokenTest {
+protected:
+    DamageTest() { CreateKey(); }
+
+    std::string Database() const { return Home() + "/softkey.db"; }
+    // Runs SQL behind the key's back.
+    void Sql(const std::string& sql) {
+        sqlite3* db = nullptr;
+        ASSERT_EQ(sqlite3_open(Database().c_str(), &db), SQLITE_OK);
+        char* error = nullptr;
+        EXPECT_EQ(sqlite3_exec(db, sql.c_str(), nullptr, nullptr, &error), SQLITE_OK) << error;
+        sqlite3_close(db);
+    }
+    std::vector<std::string> Damage() { return OpenStore()->FindDamage(); }
+    bool DamageNames(const std::string& what) {
+        for (const std::string& line : Damage()) {
+            if (line.find(what) != std::string::npos) return true;
+        }
+        return false;
+    }
+    int Describe() {
+        std::uint32_t state = 0;
+        _S_DEV_CONFIG record{};
+        char serial[1024] = {};
+        return token.CheckDeviceEx(&state, &record, 1, serial);
+    }
+};
+
+TEST_F(DamageTest, a_sound_state_has_none) {
+    Enrol(1, 2, 3);
+    EXPECT_EQ(Damage(), std::vector<std::string>());
+}
+
+TEST_F(DamageTest, a_file_that_is_no_database_is_told_by_every_operation) {
+    std::filesystem::remove_all(Home());
+    std::filesystem::create_directory(Home());
+    std::ofstream(Database()) << std::string(8192, 'x');
+    EXPECT_EQ(Describe(), kStateDamaged);
+    EXPECT_EQ(token.VerifyPIN(kSerial), kStateDamaged);
+    EXPECT_EQ(Request(1, 2, 3).code, kStateDamaged);
+    EXPECT_EQ(SignHash(std::string(64, 'a')).code, kStateDamaged);
+    EXPECT_EQ(token.SetData("0123456789", 0, "v"), kStateDamaged);
+    EXPECT_THROW(OpenStore(), Failure);
+}
+
+TEST_F(DamageTest, a_schema_of_another_version_is_told) {
+    Sql("PRAGMA user_version = 99");
+    EXPECT_EQ(Describe(), kStateDamaged);
+}
+
+TEST_F(DamageTest, a_missing_table_is_told) {
+    Sql("DROP TABLE data");
+    char value[260];
+    EXPECT_EQ(token.GetData("0123456789", 0, value), kStateDamaged);
+    EXPECT_FALSE(Damage().empty());
+}
+
+TEST_F(DamageTest, a_spoilt_wrapped_key_is_told_and_signs_nothing) {
+    ASSERT_EQ(Request(1, 2, 3).code, kOk);
+    token.GM_RemoveUserPin();
+    Sql("UPDATE pairs SET wrapped = zeroblob(length(wrapped))");
+    EXPECT_EQ(SignHash(std::string(64, 'a')).code, kStateDamaged);
+    Sql("UPDATE pairs SET wrapped = x'00'");
+    EXPECT_TRUE(DamageNames("wrapped private key"));
+}
+
+TEST_F(DamageTest, a_wrapped_key_does_not_open_for_another_public_key) {
+    ASSERT_EQ(Request(1, 2, 3).code, kOk);
+    ASSERT_EQ(Request(1, 2, 3).code, kOk);
+    token.GM_RemoveUserPin();
+    Sql("UPDATE pairs SET wrapped = (SELECT wrapped FROM pairs ORDER BY id LIMIT 1)");
+    EXPECT_EQ(SignHash(std::string(64, 'a')).code, kStateDamaged);
+}
+
+TEST_F(DamageTest, a_spoilt_certificate_is_told) {
+    Enrol(1, 2, 3);
+    Sql("UPDATE pairs SET certificate = x'3000'");
+    char name[1024];
+    EXPECT_EQ(token.GM_GetCertDN(kSerial, 1, 2, name), kStateDamaged);
+    EXPECT_TRUE(DamageNames("certificate cannot be read"));
+}
+
+TEST_F(DamageTest, a_certificate_of_another_pair_is_told) {
+    Enrol(1, 2, 3);
+    ASSERT_EQ(Request(1, 2, 3).code, kOk);
+    Sql("UPDATE pairs SET certificate = (SELECT certificate FROM pairs ORDER BY id LIMIT 1)");
+    EXPECT_TRUE(DamageNames("belongs to another key"));
+}
+
+TEST_F(DamageTest, a_spoilt_pin_seal_is_told) {
+    Sql("UPDATE keys SET sealed = x'00'");
+    EXPECT_EQ(token.VerifyPIN(kSerial), kStateDamaged);
+    EXPECT_TRUE(DamageNames("PIN seal"));
+}
+
+TEST_F(DamageTest, a_pair_that_belongs_to_no_key_is_told) {
+    ASSERT_EQ(Request(1, 2, 3).code, kOk);
+    Sql("PRAGMA foreign_keys = OFF; UPDATE pairs SET serial = 'nobody'");
+    EXPECT_TRUE(DamageNames("belongs to no key"));
+}
+
+// Random bytes over the database: every operation ends, with whatever code.
+TEST_F(DamageTest, no_spoilt_page_crashes_an_operation) {
+    Enrol(1, 2, 3);
+    Sql("VACUUM INTO '" + Path("sound.db") + "'");
+    const std::string sound = Read("sound.db");
+    std::mt19937 random(7);
+    int told = 0;
+    for (int i = 0; i < 40; ++i) {
+        std::string spoilt = sound;
+        for (int k = 0; k < 64; ++k) spoilt[random() % spoilt.size()] = static_cast<char>(random());
+        std::filesystem::remove_all(Home());
+        std::filesystem::create_directory(Home());
+        std::ofstream(Database(), std::ios::binary) << spoilt;
+        told += Describe() == kStateDamaged ? 1 : 0;
+        token.VerifyPIN(kSerial);
+        SignHash(std::string(64, 'a'));
+        Certificate(1);
+        token.SetData("0123456789", 0, "v");
+        Request(1, 2, 3);
+    }
+    EXPECT_GT(told, 0);
+}
+
+TEST_F(DamageTest, a_file_that_must_not_grow_is_told_and_changes_nothing) {
+    Enrol(1, 2, 3);
+    const auto pairs = OpenStore()->Pairs(kSerial).size();
+    struct rlimit before {};
+    getrlimit(RLIMIT_FSIZE, &before);
+    signal(SIGXFSZ, SIG_IGN);
+    struct rlimit none = before;
+    none.rlim_cur = 4096;
+    setrlimit(RLIMIT_FSIZE, &none);
+    const int data = token.SetData("0123456789", 0, "v");
+    const int request = Request(1, 2, 3).code;
+    const int verify = token.VerifyPIN(kSerial);
+    setrlimit(RLIMIT_FSIZE, &before);
+    EXPECT_EQ(data, kStateFull);
+    EXPECT_EQ(request, kStateFull);
+    EXPECT_EQ(verify, kStateFull);
+    EXPECT_EQ(OpenStore()->Pairs(kSerial).size(), pairs);
+    EXPECT_EQ(TriesLeft(), kMaxTries);
+    EXPECT_EQ(token.VerifyPIN(kSerial), kOk);
+}
+
+// An ordinary user needs a user namespace, in which the files are still the user's; root does not.
+bool LeaveNamespace() {
+    if (unshare(CLONE_NEWNS) == 0) return true;
+    const std::string user = std::to_string(getuid());
+    const std::string group = std::to_string(getgid());
+    if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) return false;
+    std::ofstream("/proc/self/setgroups") << "deny";
+    std::ofstream("/proc/self/gid_map") << group << " " << group << " 1";
+    std::ofstream map("/proc/self/uid_map");
+    map << user << " " << user << " 1" << std::flush;
+    return static_cast<bool>(map);
+}
+
+// In a process of its own, which sees a small file system of its own at the state folder.
+int FillTheDisk(const std::string& home, const std::function<void()>& act) {
+    const pid_t child = fork();
+    if (child == 0) {
+        if (!LeaveNamespace()) _exit(77);
+        mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr);
+        if (mount("tmpfs", home.c_str(), "tmpfs", 0, "size=1m,mode=700") != 0) _exit(77);
+        act();
+        _exit(testing::Test::HasFailure() ? 1 : 0);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+TEST_F(DamageTest, a_full_disk_is_told_and_changes_nothing) {
+    const int status = FillTheDisk(Home(), [this] {
+        CreateKey();
+        ASSERT_EQ(Request(1, 2, 3).code, kOk);
+        const std::string filler = Path("home/filler");
+        std::ofstream(filler) << std::string(2 << 20, 'x');
+        int data = kOk;
+        for (int i = 0; i < 100 && data == kOk; ++i) {
+            data = token.SetData("0123456789", static_cast<std::uint32_t>(i), "value");
+        }
+        EXPECT_EQ(data, kStateFull);
+        EXPECT_EQ(Request(1, 2, 3).code, kStateFull);
+        EXPECT_EQ(token.VerifyPIN(kSerial), kStateFull);
+        EXPECT_EQ(SignHash(std::string(64, 'a')).code, kOk) << "needs no room";
+        unlink(filler.c_str());
+        EXPECT_EQ(OpenStore()->Pairs(kSerial).size(), 1U);
+        EXPECT_EQ(TriesLeft(), kMaxTries);
+        EXPECT_EQ(Request(1, 2, 3).code, kOk);
+        EXPECT_EQ(Damage(), std::vector<std::string>());
+    });
+    EXPECT_EQ(status, 0) << (status == 77 ? "a file system of its own cannot be had here" : "");
+}
+
+TEST_F(DamageTest, a_folder_that_cannot_be_opened_is_told) {
+    std::filesystem::remove_all(Home());
+    std::filesystem::create_directories(Database());  // a folder where the file should be
+    EXPECT_EQ(Describe(), kStateUnreachable);
+}
+
+TEST_F(DamageTest, a_state_that_stays_locked_is_busy) {
+    ASSERT_EQ(token.VerifyPIN(kSerial), kOk);
+    sqlite3* db = nullptr;
+    ASSERT_EQ(sqlite3_open(Database().c_str(), &db), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(db, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
+    EXPECT_EQ(token.SetLabel(kSerial, "new"), kStateBusy);
+    EXPECT_EQ(Describe(), kOk) << "readers do not wait";
+    sqlite3_close(db);
+    EXPECT_EQ(token.SetLabel(kSerial, "new"), kOk);
+}
+
+}  // namespace

@@ -1,0 +1,293 @@
+// Processes that are killed in mid-operation: what they leave behind is the state before or after
+// the operation, never between. Seeded, so that a failure can be had again.
+#include <openssl/x509.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
+#include <functional>
+#include <map>
+#include <random>
+#include <set>
+
+#include "softkey/base64.h"
+#include "softkey/certificate.h"
+#include "softkey/envelope.h"
+#include "softkey/key_pair.h"
+#include "token_fixture.h"
+
+using namespace softkey;
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::microseconds;
+
+constexpr unsigned kSeed = 20250731;
+constexpr int kKills = 400;
+constexpr const char* kOtherPin = "abcdef";
+
+// Everything that an operation may change, but the tries.
+struct State {
+    std::set<std::string> keys;
+    std::int64_t events = 0;
+    std::map<std::int64_t, PairRecord> pairs;
+    std::map<std::string, std::string> data;
+    Bytes seal;
+
+    int Count(Role role) const {
+        return static_cast<int>(std::count_if(pairs.begin(), pairs.end(), [role](const auto& pair) {
+            return pair.second.role == role;
+        }));
+    }
+};
+
+State Look(Store& store) {
+    State state;
+    for (const KeyRecord& key : store.Keys()) state.keys.insert(key.serial);
+    state.events = store.LastEventNumber();
+    for (const PairRecord& pair : store.Pairs(kSerial)) state.pairs[pair.id] = pair;
+    for (const DataObject& object : store.DataObjects(kSerial)) {
+        state.data[object.name] = object.value;
+    }
+    state.seal = store.Seal(kSerial).sealed;
+    return state;
+}
+
+bool Same(const PairRecord& a, const PairRecord& b) {
+    return a.id == b.id && a.role == b.role && a.publicKey == b.publicKey &&
+           a.certificate == b.certificate;
+}
+
+bool Same(const State& a, const State& b) {
+    return a.keys == b.keys && a.events == b.events && a.data == b.data && a.seal == b.seal &&
+           std::equal(a.pairs.begin(), a.pairs.end(), b.pairs.begin(), b.pairs.end(),
+                      [](const auto& x, const auto& y) { return Same(x.second, y.second); });
+}
+
+int NewPairs(const State& before, const State& after) {
+    int count = 0;
+    for (const auto& [id, pair] : after.pairs) count += before.pairs.count(id) == 0 ? 1 : 0;
+    return count;
+}
+
+// A certificate over a public key, signed by nobody in particular: the key looks at the key alone.
+std::string CertificateOver(const Bytes& publicKey) {
+    static const PKeyPtr authority = GeneratePair(Algorithm::kRsa);
+    const PKeyPtr key = ParsePublicKey(publicKey);
+    const X509Ptr certificate(X509_new());
+    ASN1_INTEGER_set(X509_get_serialNumber(certificate.get()), 1);
+    X509_gmtime_adj(X509_getm_notBefore(certificate.get()), 0);
+    X509_gmtime_adj(X509_getm_notAfter(certificate.get()), 1000);
+    X509_set_pubkey(certificate.get(), key.get());
+    X509_sign(certificate.get(), authority.get(), EVP_sha256());
+    return ToBase64(CertificateDer(certificate.get()));
+}
+
+const PairRecord* Newest(const State& state, Role role) {
+    for (auto pair = state.pairs.rbegin(); pair != state.pairs.rend(); ++pair) {
+        if (pair->second.role == role) return &pair->second;
+    }
+    return nullptr;
+}
+
+// An operation made ready for one run: what to do, and what the state is when it was done.
+struct Prepared {
+    std::function<int()> run;
+    std::function<bool(const State& before, const State& after)> done;
+};
+
+class KillTest : public TokenTest {
+protected:
+    KillTest() : random_(kSeed) { CreateKey(); }
+
+    Prepared PrepareKeyCreation() {
+        const std::string serial = "KS-" + std::to_string(++serials_);
+        return {[this, serial] {
+                    CreateKey(serial, "M" + serial);
+                    return 0;
+                },
+                [serial](const State& before, const State& after) {
+                    return after.keys.size() == before.keys.size() + 1 &&
+                           after.keys.count(serial) == 1 && after.events == before.events + 1;
+                }};
+    }
+    Prepared PrepareRequest() {
+        return {[this] { return PairedRequest().code; },
+                [](const State& before, const State& after) {
+                    return NewPairs(before, after) == 2 &&
+                           after.Count(Role::kSigning) == after.Count(Role::kTemporary) +
+                                                              before.Count(Role::kSigning) -
+                                                              before.Count(Role::kTemporary);
+                }};
+    }
+    Prepared PrepareCertificate(const PairRecord& pair) {
+        const std::string text = CertificateOver(pair.publicKey);
+        return {[this, text] { return WriteCertificate(text); },
+                [pair](const State&, const State& after) {
+                    int certified = 0;
+                    for (const auto& [id, other] : after.pairs) {
+                        certified += other.role == pair.role && !other.certificate.empty() ? 1 : 0;
+                    }
+                    return certified == 1 && !after.pairs.at(pair.id).certificate.empty() &&
+                           (pair.role == Role::kSigning || after.Count(Role::kTemporary) == 0);
+                }};
+    }
+    Prepared PrepareEnvelope(const PairRecord& temporary) {
+        const PKeyPtr recipient = ParsePublicKey(temporary.publicKey);
+        const PKeyPtr pair = GeneratePair(Algorithm::kSm2);
+        const std::string text = ToBase64(SealEnvelope(recipient.get(), pair.get()));
+        return {[this, text] { return ImportKey(text); },
+                [](const State& before, const State& after) {
+                    return NewPairs(before, after) == 1 && after.Count(Role::kEncryption) == 1 &&
+                           after.Count(Role::kTemporary) == before.Count(Role::kTemporary);
+                }};
+    }
+    Prepared PreparePinChange() {
+        return {[this] {
+                    SetNewPin(pin_ == kPin ? kOtherPin : kPin);
+                    return token.ChangePin(kSerial);
+                },
+                [](const State& before, const State& after) { return before.seal != after.seal; }};
+    }
+    Prepared PrepareData() {
+        const std::string value(200, static_cast<char>('a' + random_() % 26));
+        return {[this, value] { return token.SetData("data-object", 0, value.c_str()); },
+                [value](const State&, const State& after) {
+                    return after.data.at("data-object") == value;
+                }};
+    }
+    Prepared PrepareInitialisation() {
+        return {[this] { return token.CustInitCard(kSerial, 1, nullptr, 0); },
+                [](const State&, const State& after) {
+                    return after.pairs.empty() && after.data.empty();
+                }};
+    }
+    // One that makes sense in this state.
+    Prepared Prepare(const State& state) {
+        const PairRecord* const temporary = Newest(state, Role::kTemporary);
+        const PairRecord* const encryption = Newest(state, Role::kEncryption);
+        const PairRecord* const signing = Newest(state, Role::kSigning);
+        switch (random_() % 8) {
+            case 0:
+                return PrepareKeyCreation();
+            case 1:
+                return PreparePinChange();
+            case 2:
+                return PrepareInitialisation();
+            case 3:
+                if (signing != nullptr) return PrepareCertificate(*signing);
+                break;
+            case 4:
+                if (encryption != nullptr) return PrepareCertificate(*encryption);
+                [[fallthrough]];
+            case 5:
+                if (temporary != nullptr) return PrepareEnvelope(*temporary);
+                break;
+            case 6:
+                return PrepareData();
+            default:
+                break;
+        }
+        return PrepareRequest();
+    }
+
+    // Runs the operation in a process of its own, the PIN verified, and kills it after the delay.
+    // Whether it came to its end before.
+    bool RunAndKill(const Prepared& operation, microseconds delay) {
+        int ready[2];
+        if (pipe(ready) != 0) std::abort();
+        const pid_t child = fork();
+        if (child == 0) {
+            const bool verified = token.VerifyPIN(kSerial) == kOk;
+            if (write(ready[1], "r", 1) != 1 || !verified) _exit(3);
+            _exit(operation.run() == kOk ? 0 : 2);
+        }
+        close(ready[1]);
+        char byte = 0;
+        EXPECT_EQ(read(ready[0], &byte, 1), 1);
+        close(ready[0]);
+        usleep(static_cast<useconds_t>(delay.count()));
+        kill(child, SIGKILL);
+        int status = 0;
+        waitpid(child, &status, 0);
+        const bool ended = WIFEXITED(status);
+        EXPECT_TRUE(!ended || WEXITSTATUS(status) == 0) << "status " << WEXITSTATUS(status);
+        return ended;
+    }
+
+    // The PIN is the old or the new one, and every private key still opens.
+    void CheckSecrets(Store& store) {
+        auto master = OpenMaster(store.Seal(kSerial), pin_, kSerial);
+        if (!master) {
+            pin_ = pin_ == kPin ? kOtherPin : kPin;
+            master = OpenMaster(store.Seal(kSerial), pin_, kSerial);
+        }
+        ASSERT_TRUE(master) << "no PIN opens the key";
+        for (const PairRecord& pair : store.Pairs(kSerial)) {
+            EXPECT_NO_THROW(OpenPrivate(pair, store.WrappedPrivate(pair.id), kSerial, *master));
+        }
+        SetPin(pin_.c_str());
+    }
+
+    std::mt19937 random_;
+    std::string pin_ = kPin;
+    int serials_ = 0;
+};
+
+TEST_F(KillTest, a_killed_process_leaves_the_state_before_or_after_never_between) {
+    auto store = OpenStore();
+    int killed = 0;
+    int undone = 0;
+    int done = 0;
+    for (int i = 0; i < kKills && !HasFailure(); ++i) {
+        SCOPED_TRACE("operation " + std::to_string(i) + " of seed " + std::to_string(kSeed));
+        const State before = Look(*store);
+        const Prepared operation = Prepare(before);
+        const bool ended = RunAndKill(operation, microseconds(random_() % 6000));
+        const State after = Look(*store);
+        const bool same = Same(before, after);
+        EXPECT_TRUE(same || operation.done(before, after)) << "something between";
+        EXPECT_TRUE(!ended || operation.done(before, after)) << "it ended and was not done";
+        EXPECT_EQ(store->FindDamage(), std::vector<std::string>());
+        EXPECT_GE(TriesLeft(), kMaxTries - 1);
+        CheckSecrets(*store);
+        store->ResetTries(kSerial);
+        killed += ended ? 0 : 1;
+        undone += same ? 1 : 0;
+        done += same ? 0 : 1;
+    }
+    // A test whose kills come always too early or too late would show nothing.
+    EXPECT_GE(killed, kKills / 4);
+    EXPECT_GE(undone, kKills / 20);
+    EXPECT_GE(done, kKills / 20);
+    std::printf("%d killed in mid-operation; %d not done, %d done\n", killed, undone, done);
+}
+
+// Killed at any moment of a check, the process has used up its try: the tries only ever fall until
+// the right PIN is seen.
+TEST_F(KillTest, a_kill_during_a_pin_check_gives_no_free_try) {
+    auto store = OpenStore();
+    SetPin("000000");
+    int counted = 0;
+    for (int i = 0; i < 100; ++i) {
+        const int before = TriesLeft();
+        const pid_t child = fork();
+        if (child == 0) _exit(token.VerifyPIN(kSerial) == kPinWrong ? 0 : 1);
+        usleep(static_cast<useconds_t>(random_() % 12000));
+        kill(child, SIGKILL);
+        int status = 0;
+        waitpid(child, &status, 0);
+        const int after = TriesLeft();
+        ASSERT_TRUE(after == before || after == before - 1);
+        ASSERT_TRUE(!WIFEXITED(status) || after == before - 1) << "it looked without counting";
+        counted += before - after;
+        store->ResetTries(kSerial);
+    }
+    EXPECT_GT(counted, 5);
+    EXPECT_LT(counted, 100);
+}
+
+}  // namespace

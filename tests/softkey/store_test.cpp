@@ -1,0 +1,168 @@
+// The store: what it keeps, what it refuses, and how others see a change.
+#include "softkey/store.h"
+
+#include "token_fixture.h"
+
+using namespace softkey;
+
+namespace {
+
+class StoreTest : public TokenTest {
+protected:
+    StoreTest() : store_(OpenStore()) {}
+
+    KeyRecord Record(const std::string& serial, const std::string& mediaId, std::uint32_t slot) {
+        KeyRecord key;
+        key.serial = serial;
+        key.mediaId = mediaId;
+        key.label = "label";
+        key.slot = slot;
+        return key;
+    }
+    Code Add(const KeyRecord& key) {
+        try {
+            store_->AddKey(key, {Bytes(16, 1), 1, Bytes(60, 2)});
+            return kOk;
+        } catch (const Failure& failure) {
+            EXPECT_NE(failure.detail(), "");
+            return failure.code();
+        }
+    }
+    std::unique_ptr<Store> store_;
+};
+
+TEST_F(StoreTest, what_only_looks_makes_no_folder) {
+    EXPECT_EQ(Store::OpenExisting(Path("elsewhere")), nullptr);
+    int status = 0;
+    Shell("test -e elsewhere", &status);
+    EXPECT_NE(status, 0);
+}
+
+TEST_F(StoreTest, missing_folders_are_made_for_their_owner_alone) {
+    Store::Open(Path("a/b/c"));
+    EXPECT_EQ(Succeed("stat -c %a a a/b a/b/c"), "700\n700\n700\n");
+}
+
+TEST_F(StoreTest, names_that_are_taken_are_refused) {
+    ASSERT_EQ(Add(Record("K1", "M1", 1)), kOk);
+    EXPECT_EQ(Add(Record("K1", "M2", 2)), kBadArgument);
+    EXPECT_EQ(Add(Record("K2", "M1", 2)), kBadArgument);
+    EXPECT_EQ(Add(Record("K2", "M2", 1)), kBadArgument);
+    EXPECT_EQ(Add(Record("K2", "M2", 2)), kOk);
+}
+
+TEST_F(StoreTest, names_that_are_malformed_are_refused) {
+    EXPECT_EQ(Add(Record("", "M1", 1)), kBadArgument);
+    EXPECT_EQ(Add(Record("../K1", "M1", 1)), kBadArgument);
+    EXPECT_EQ(Add(Record("K 1", "M1", 1)), kBadArgument);
+    EXPECT_EQ(Add(Record(std::string(33, 'K'), "M1", 1)), kBadArgument);
+    EXPECT_EQ(Add(Record("K1", "", 1)), kBadArgument);
+    EXPECT_EQ(Add(Record("K1", std::string(17, 'M'), 1)), kBadArgument);
+    EXPECT_EQ(Add(Record(std::string(32, 'K'), std::string(16, 'M'), 1)), kOk);
+}
+
+TEST_F(StoreTest, insertion_and_removal_raise_numbered_events) {
+    Add(Record("K1", "M1", 5));
+    EXPECT_TRUE(store_->SetInserted("K1", false));
+    EXPECT_FALSE(store_->SetInserted("K1", false));
+    EXPECT_TRUE(store_->SetInserted("K1", true));
+    const std::vector<Event> events = store_->EventsAfter(0);
+    ASSERT_EQ(events.size(), 3U);
+    EXPECT_EQ(events[0].kind, EventKind::kInserted);
+    EXPECT_EQ(events[1].kind, EventKind::kRemoved);
+    EXPECT_EQ(events[2].number, 3);
+    EXPECT_EQ(events[2].slot, 5U);
+    EXPECT_EQ(events[2].mediaId, "M1");
+    EXPECT_EQ(store_->LastEventNumber(), 3);
+    EXPECT_EQ(store_->EventsAfter(2).size(), 1U);
+}
+
+TEST_F(StoreTest, a_key_that_is_not_inserted_raises_none) {
+    KeyRecord key = Record("K1", "M1", 1);
+    key.inserted = false;
+    Add(key);
+    store_->DeleteKey("K1");
+    EXPECT_EQ(store_->LastEventNumber(), 0);
+}
+
+TEST_F(StoreTest, the_log_keeps_the_last_thousand) {
+    Add(Record("K1", "M1", 1));
+    Store::Transaction transaction(*store_);
+    for (int i = 0; i < 600; ++i) {
+        store_->SetInserted("K1", false);
+        store_->SetInserted("K1", true);
+    }
+    transaction.Commit();
+    const std::vector<Event> events = store_->EventsAfter(0);
+    EXPECT_EQ(events.size(), 1000U);
+    EXPECT_EQ(events.back().number, 1201);
+}
+
+TEST_F(StoreTest, the_version_changes_with_what_anyone_changes_and_not_otherwise) {
+    Add(Record("K1", "M1", 1));
+    auto other = OpenStore();
+    const std::int64_t quiet = store_->Version();
+    EXPECT_EQ(store_->Version(), quiet);
+    other->SetLabel("K1", "theirs");
+    const std::int64_t theirs = store_->Version();
+    EXPECT_NE(theirs, quiet);
+    store_->SetLabel("K1", "ours");
+    EXPECT_NE(store_->Version(), theirs);
+}
+
+TEST_F(StoreTest, what_was_not_committed_is_not_there) {
+    Add(Record("K1", "M1", 1));
+    {
+        Store::Transaction transaction(*store_);
+        store_->SetLabel("K1", "half");
+    }
+    EXPECT_EQ(store_->FindKey("K1")->label, "label");
+}
+
+TEST_F(StoreTest, a_part_that_fails_fails_the_whole) {
+    Add(Record("K1", "M1", 1));
+    try {
+        Store::Transaction transaction(*store_);
+        store_->SetLabel("K1", "half");
+        EXPECT_THROW(store_->SetLabel("K2", "nobody"), Failure);
+        transaction.Commit();
+        ADD_FAILURE() << "committed";
+    } catch (const std::logic_error&) {
+    }
+    EXPECT_EQ(store_->FindKey("K1")->label, "label");
+    EXPECT_NO_THROW(store_->SetLabel("K1", "whole"));
+}
+
+TEST_F(StoreTest, deletion_takes_everything_of_a_key_along) {
+    Add(Record("K1", "M1", 1));
+    store_->SetData("K1", {"0123456789", 0, "v"});
+    store_->AddPair("K1", {});
+    store_->ShowOnScreen("K1", "text");
+    store_->DeleteKey("K1");
+    EXPECT_TRUE(store_->Pairs("K1").empty());
+    EXPECT_TRUE(store_->DataObjects("K1").empty());
+    EXPECT_EQ(store_->Screen("K1"), "");
+    EXPECT_EQ(store_->FindDamage(), std::vector<std::string>());
+}
+
+TEST_F(StoreTest, a_made_up_key_takes_the_lowest_free_slot) {
+    CreateKey("K1", "M1");
+    CreateKey("K2", "M2");
+    CreateKey("K3", "M3");
+    store_->DeleteKey("K2");
+    const KeyRecord made = softkey::CreateKey(*store_, {}, "123456");
+    EXPECT_EQ(made.slot, 2U);
+    EXPECT_EQ(made.label, made.serial);
+    EXPECT_EQ(made.serial.size(), 12U);
+    EXPECT_LE(made.mediaId.size(), kMaxMediaIdLength);
+    EXPECT_THROW(softkey::CreateKey(*store_, {}, "12345"), Failure);
+}
+
+TEST_F(StoreTest, an_old_question_is_not_answered) {
+    Add(Record("K1", "M1", 1));
+    store_->OpenPrompt("K1", std::chrono::milliseconds(-1));
+    EXPECT_EQ(store_->DecideButton("K1", Button::kRefuse), 0);
+    EXPECT_EQ(store_->FindKey("K1")->button, Button::kRefuse);
+}
+
+}  // namespace
