@@ -35,6 +35,7 @@ TEST(CheckDriverIntegrity, refuses_every_mode_but_1) {
 }
 
 TEST(CheckDriverIntegrity, of_a_directory_without_the_companion_files_is_0) {
+    Initialize();
     G_LastError = unrelated_code;
     EXPECT_EQ(CheckDriverIntegrity(1), 0);
     EXPECT_EQ(G_LastError, 0);

@@ -19,6 +19,7 @@ using Query = int (*)(char*, unsigned*);
 void expect_constant(Query query, const std::string& text) {
     CanaryBuffer buffer(text.size());
     unsigned length = 0;
+    Initialize();
     G_LastError = unrelated_code;
     EXPECT_EQ(query(buffer.data(), &length), 0);
     EXPECT_TRUE(buffer.holds_only(text)) << "no NUL, nothing beyond";
@@ -29,6 +30,7 @@ void expect_constant(Query query, const std::string& text) {
 
 void expect_probe(Query query, unsigned expected) {
     unsigned length = 0xFFFFFFFF;
+    Initialize();
     G_LastError = unrelated_code;
     EXPECT_EQ(query(nullptr, &length), 0);
     EXPECT_EQ(length, expected);
@@ -221,7 +223,10 @@ TEST(GetPrintNumber, gives_the_token_all_of_its_buffers) {
 }
 
 TEST(GetPrintNumber, never_reads_beyond_a_serial_number_without_NUL) {
-    recorder().on("CheckDeviceEx").writes(3, std::string(1024, 's'));
+    recorder()
+        .on("CheckDeviceEx")
+        .writes(1, std::string(396, 'r'))
+        .writes(3, std::string(1024, 's'));
     unsigned length = 0;
     EXPECT_EQ(GetPrintNumber(nullptr, &length), 0);
     EXPECT_EQ(length, 1024U);
@@ -241,6 +246,7 @@ TEST(GetVendorInfo, writes_the_name_with_its_NUL_and_no_length) {
          {std::pair(0, maker_in_chinese), std::pair(1, maker_in_chinese), std::pair(2, maker)}) {
         CanaryBuffer buffer(name.size() + 1);
         unsigned length = 3;
+        Initialize();
         G_LastError = unrelated_code;
         EXPECT_EQ(GetVendorInfo(language, buffer.data(), &length), 0);
         EXPECT_TRUE(buffer.holds_only(name + '\0')) << language;
