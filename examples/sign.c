@@ -7,8 +7,8 @@
 
 #include "kesta_unified_zrkukey.h"
 
-/* What the token library takes: the key pair's CertType and its KeyType. */
-enum { SIGNING_PAIR = 1, SM2 = 2 };
+/* What the token library takes: KeyType and HashType. */
+enum { SM2 = 2, SM3 = 3 };
 
 static int usage(FILE* stream) {
     fputs(
@@ -54,7 +54,7 @@ static char* serial_number(void) {
 static int sign(const char* serial, const char* text, const char* warning) {
     unsigned int length = 0;
     /* The probe answers with a bound, without asking the key: nothing is shown yet. */
-    int code = Sign(serial, SIGNING_PAIR, SM2, text, warning, NULL, &length);
+    int code = Sign(serial, SM2, SM3, text, warning, NULL, &length);
     if (code != KESTA_OK) return failed("asking for the signature's size", code);
 
     char* signature = calloc(length + 1U, 1);
@@ -62,7 +62,7 @@ static int sign(const char* serial, const char* text, const char* warning) {
         fputs("sign: out of memory\n", stderr);
         return EXIT_FAILURE;
     }
-    code = Sign(serial, SIGNING_PAIR, SM2, text, warning, signature, &length);
+    code = Sign(serial, SM2, SM3, text, warning, signature, &length);
     if (code == KESTA_OK) {
         puts(signature);
     } else {
