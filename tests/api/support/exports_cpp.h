@@ -18,7 +18,10 @@ class CommonFunction {
 public:
     int init();
     int FreeFunc();
+    int memcpy_s(void* dst, unsigned long dstSize, const void* src, unsigned long count);
     unsigned GetSubStringCount(const std::string& text, const std::string& sub);
+    int MB2MB(unsigned nDirection, const unsigned char* pIn, unsigned nInLen, unsigned char** ppOut,
+              unsigned* pnOutLen);
     int find_dir_file(const char* path, std::vector<std::string>& names);
 
     void* entries[29] = {};  // in the order of the token library's contract
