@@ -70,3 +70,8 @@ if(KESTA_BUILD_SOFTKEY AND TARGET softkey)
     install(FILES "${PROJECT_SOURCE_DIR}/docs/softkey.md"
             DESTINATION "${document_folder}/kesta-softkey" COMPONENT softkey)
 endif()
+
+option(KESTA_PACKAGES "Prepare Debian packages for cpack" OFF)
+if(KESTA_PACKAGES)
+    include(KestaPackages)
+endif()
