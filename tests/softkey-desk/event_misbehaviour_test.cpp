@@ -41,6 +41,7 @@ TEST_F(EventMisbehaviour, A_rule_for_every_event_ends_all_the_same) {
     desk_->SetInserted("A", false);
     desk_->SetInserted("A", true);
     EXPECT_EQ("-1 -1 +1 +1", Drain(context_));
+    EXPECT_EQ(2U, softkey::MisbehaviourCounts(home_)["ValtoT_WaitForEvent"]);
 }
 
 TEST_F(EventMisbehaviour, A_failed_delivery_loses_no_event) {

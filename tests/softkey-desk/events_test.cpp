@@ -1,15 +1,14 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cstring>
-#include <fstream>
-#include <stdexcept>
+#include <system_error>
 
 #include "event_client.h"
 #include "softkey/codes.h"
-#include "softkey/misbehaviour.h"
 
 namespace {
 
@@ -181,6 +180,27 @@ TEST_F(Events, Every_process_sees_every_event) {
     close(ready[0]);
     close(ready[1]);
     EXPECT_EQ("-1 +1 -4 +9\n-1 +1 -4 +9\n-1 +1 -4 +9\n", all);
+}
+
+std::ptrdiff_t OpenDatabases() {
+    const std::filesystem::directory_iterator all("/proc/self/fd");
+    return std::count_if(begin(all), end(all), [](const auto& entry) {
+        std::error_code closed;  // the one that lists the folder
+        return std::filesystem::read_symlink(entry, closed).filename() == "softkey.db";
+    });
+}
+
+TEST_F(Events, A_forked_child_opens_the_database_for_itself) {
+    const std::uint32_t context = OpenContext();
+    const auto before = OpenDatabases();
+    const pid_t child = fork();
+    if (child == 0) {
+        Drain(context);
+        _exit(OpenDatabases() > before ? 0 : 1);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(0, status);
 }
 
 TEST_F(Events, A_forked_child_goes_on_where_its_parent_was) {

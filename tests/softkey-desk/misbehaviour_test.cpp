@@ -61,13 +61,13 @@ TEST_F(Misbehaviours, The_count_goes_on_in_another_process) {
 TEST_F(Misbehaviours, No_call_is_lost_when_threads_count_at_once) {
     softkey::SetMisbehaviour(home_, kThirdFails);
     std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i) {
+    for (int i = 0; i < 8; ++i) {
         threads.emplace_back([this] {
-            for (int call = 0; call < 50; ++call) NextMisbehaviour(home_, "SetData");
+            for (int call = 0; call < 400; ++call) NextMisbehaviour(home_, "SetData");
         });
     }
     for (std::thread& thread : threads) thread.join();
-    EXPECT_EQ(200U, softkey::MisbehaviourCounts(home_)["SetData"]);
+    EXPECT_EQ(3200U, softkey::MisbehaviourCounts(home_)["SetData"]);
 }
 
 TEST_F(Misbehaviours, A_new_plan_starts_to_count_afresh) {

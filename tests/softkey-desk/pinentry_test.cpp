@@ -196,6 +196,25 @@ TEST_F(Pinentry, A_program_that_hangs_is_killed) {
     }
 }
 
+TEST_F(Pinentry, A_program_that_does_not_leave_is_killed_after_the_answer) {
+    Install(R"(#!/bin/bash
+trap '' TERM
+echo $$ >"$NOTES"
+echo OK
+while read -r line; do
+    case $line in
+    GETPIN) echo 'D 123456'; echo OK ;;
+    BYE) exec sleep 100 ;;
+    *) echo OK ;;
+    esac
+done
+)");
+    EXPECT_EQ(softkey::kOk, AskPresentPin(context_, pin_));
+    EXPECT_EQ("123456", pin_.View());
+    EXPECT_EQ(-1, kill(std::stoi(Notes()), 0));
+    EXPECT_EQ(ESRCH, errno);
+}
+
 TEST_F(Pinentry, No_child_is_left_behind) {
     for (const char* script : {"#!/bin/bash\nexit 3\n", "#!/bin/bash\nexec sleep 100\n",
                                "#!/bin/bash\necho OK\nexec sleep 100\n"}) {
