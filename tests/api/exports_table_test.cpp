@@ -30,7 +30,9 @@ protected:
         return driver.fixed_length ? driver.fixed_length : in.result.size();
     }
     unsigned value(const std::string& cell, const Inputs& in) const {
-        const auto size = [](const std::string& text) { return static_cast<unsigned>(text.size()); };
+        const auto size = [](const std::string& text) {
+            return static_cast<unsigned>(text.size());
+        };
         const unsigned separators = (size(in.list) - 1) / 3;
         return evaluate(cell, {{"length", static_cast<unsigned>(result_length(in))},
                                {"data", size(in.data)},
@@ -50,8 +52,7 @@ protected:
 
     // The length is handed on: the token library sees the capacity and what it writes stays.
     void expect_the_tokens(const Inputs& in) {
-        const std::string entry =
-            driver.length_entry.empty() ? driver.entry : driver.length_entry;
+        const std::string entry = driver.length_entry.empty() ? driver.entry : driver.length_entry;
         const auto argument = static_cast<std::size_t>(driver.length_argument);
         ASSERT_GE(driver.length_argument, 0) << "no entry point takes the length";
         recorder().on(entry).writes_number(argument, from_the_token);
