@@ -3,6 +3,8 @@
 #ifndef KESTA_UNIT_CPU_RATIO_H
 #define KESTA_UNIT_CPU_RATIO_H
 
+#include <malloc.h>
+
 #include <algorithm>
 #include <ctime>
 
@@ -19,10 +21,18 @@ double cpu_time(Work work) {
     return cpu_seconds() - start;
 }
 
+// Memory once taken stays with the process: the heap would otherwise give large blocks back to the
+// system and fetch their pages anew each time, and small ones not.
+inline void keep_memory() {
+    mallopt(M_MMAP_THRESHOLD, 32 << 20);
+    mallopt(M_TRIM_THRESHOLD, 1 << 30);
+}
+
 template <typename Small, typename Large>
 double cpu_ratio(Small small, Large large) {
+    keep_memory();
     double small_time = 1e9, large_time = 1e9;
-    for (int run = 0; run < 5; ++run) {
+    for (int run = 0; run < 7; ++run) {
         small_time = std::min(small_time, cpu_time(small));
         large_time = std::min(large_time, cpu_time(large));
     }

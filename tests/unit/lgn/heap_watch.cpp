@@ -1,11 +1,12 @@
 #include "lgn/heap_watch.h"
 
+#include <algorithm>
 #include <cstddef>
-#include <unordered_set>
+#include <cstring>
+#include <unordered_map>
 
 extern "C" {
 void* __real_malloc(std::size_t bytes);
-void* __real_realloc(void* block, std::size_t bytes);
 void __real_free(void* block);
 void* __wrap_malloc(std::size_t bytes);
 void* __wrap_realloc(void* block, std::size_t bytes);
@@ -16,10 +17,10 @@ namespace {
 
 int requests_until_failure = 0;
 
-// Never destroyed: blocks are given back until the very end.
-std::unordered_set<const void*>& blocks() {
-    static auto& set = *new std::unordered_set<const void*>;
-    return set;
+// Blocks and their sizes. Never destroyed: blocks are given back until the very end.
+std::unordered_map<const void*, std::size_t>& blocks() {
+    static auto& map = *new std::unordered_map<const void*, std::size_t>;
+    return map;
 }
 
 bool fails_now() {
@@ -47,16 +48,17 @@ void fail_request(int n) {
 void* __wrap_malloc(std::size_t bytes) {
     if (fails_now()) return nullptr;
     void* block = __real_malloc(bytes);
-    if (block != nullptr) blocks().insert(block);
+    if (block != nullptr) blocks()[block] = bytes;
     return block;
 }
 
 void* __wrap_realloc(void* block, std::size_t bytes) {
-    if (fails_now()) return nullptr;
-    const void* const old = block;
-    blocks().erase(old);
-    void* moved = __real_realloc(block, bytes);
-    if (moved != nullptr) blocks().insert(moved);
+    void* const moved = __wrap_malloc(bytes);
+    if (moved == nullptr || block == nullptr) return moved;
+    const std::size_t size = blocks().at(block);
+    std::memcpy(moved, block, std::min(size, bytes));
+    std::memset(block, '#', size);
+    __wrap_free(block);
     return moved;
 }
 

@@ -1,5 +1,6 @@
 // The system heap as the string library uses it. The linker sends the calls of malloc, realloc and
-// free that the program's own objects make to the functions behind this.
+// free that the program's own objects make to the functions behind this. A block that is resized
+// always moves, and its old place is overwritten: who reads on there is found out.
 #ifndef KESTA_UNIT_LGN_HEAP_WATCH_H
 #define KESTA_UNIT_LGN_HEAP_WATCH_H
 

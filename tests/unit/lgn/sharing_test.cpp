@@ -71,6 +71,15 @@ TEST_F(Assignment, of_the_same_buffer_changes_nothing) {
     EXPECT_EQ(text_of(string), "abc");
 }
 
+TEST_F(Assignment, of_the_same_buffer_makes_no_copy_where_the_manager_now_clones_to_another) {
+    const Buffer string("abc", 3, mgr());
+    Buffer sharer(string);
+    raw.clone = other.address();
+    sharer = string;
+    EXPECT_EQ(address_of(sharer), address_of(string));
+    EXPECT_EQ(other.allocated, std::vector<int>{});
+}
+
 TEST_F(Assignment, of_the_same_locked_buffer_changes_nothing) {
     LgnString string("abc");
     const char* const before = address_of(string);
