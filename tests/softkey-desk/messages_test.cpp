@@ -73,7 +73,8 @@ TEST(Messages, The_pointer_stays_the_same_and_stays_valid) {
     const char* const first = MessageText(0x7001, Language::kChinese, Charset::kGb18030);
     const std::string copy = first;
     for (int code = 0; code < 500; ++code) {
-        MessageText(0x7100 + code, Language::kChinese, Charset::kGb18030);
+        const std::string other = MessageText(0x7100 + code, Language::kChinese, Charset::kGb18030);
+        ASSERT_NE(other.npos, other.find("0x0000")) << code;
     }
     EXPECT_EQ(first, MessageText(0x7001, Language::kChinese, Charset::kGb18030));
     EXPECT_EQ(copy, first);

@@ -7,7 +7,9 @@
 
 #include <cerrno>
 #include <csignal>
+#include <thread>
 
+#include "softkey/assuan.h"
 #include "temporary_folder.h"
 
 namespace {
@@ -277,6 +279,15 @@ TEST_F(Pinentry, A_long_label_is_cut_between_characters) {
     for (int i = 0; i < 400; ++i) context_.label += "密";
     EXPECT_EQ(softkey::kOk, AskPresentPin(context_, pin_));
     EXPECT_NE(std::string::npos, Notes().find("密... SK1\n"));
+}
+
+TEST_F(Pinentry, Asking_a_dead_program_raises_no_signal) {
+    Install("#!/bin/bash\necho OK\n");
+    softkey::AssuanProgram program;
+    ASSERT_TRUE(program.Start("pinentry", {}, context_.protocolPatience));
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    EXPECT_EQ(softkey::AssuanResult::kBroken, program.Ask("GETPIN", context_.patience));
+    EXPECT_EQ(softkey::AssuanResult::kBroken, program.Ask("GETPIN", context_.patience));
 }
 
 }  // namespace
