@@ -1,0 +1,140 @@
+#!/usr/bin/env bash
+# The files that ship: hardening, the runtime that they load on, what they name and where they lie.
+# They are installed as for the packages and read from there.
+# shellcheck source=tests/claims.bash
+. "$(dirname "$(readlink -f "$0")")/../claims.bash"
+# shellcheck source=tests/install/installation.bash
+. "$(dirname "$(readlink -f "$0")")/installation.bash"
+
+checker=$source_tree/packaging/check-symbol-versions
+
+# Sets programs (what runs or is loaded; the names for the linker are neither) and library.
+install_everything() {
+    local file
+    need readelf file
+    install_parts "$PWD/prefix" runtime development tools softkey
+    programs=()
+    while IFS= read -r file; do
+        [[ $(file -b "$file") != ELF* ]] || programs+=("$file")
+    done < <(find prefix -type f ! -path 'prefix/*/kesta_unified_zrkukey/*')
+    library=prefix/$libdir/libkesta_unified_zrkukey.so
+    expect_equal "files that run or are loaded" \
+        "libKestaZRK.so libR7Token_KESTA.so libkesta_unified_zrkukey.so softkey ukey" \
+        "$(printf '%s\n' "${programs[@]##*/}" | LC_ALL=C sort | xargs)"
+}
+
+# Puts down what each program is told to be that must be, or must not be. hardened FILE.
+hardened() {
+    local segments dynamic imports stack
+    segments=$(readelf --segments --wide "$1")
+    dynamic=$(readelf --dynamic --wide "$1")
+    imports=$(readelf --dyn-syms --wide "$1" | awk '$7 == "UND" {sub(/@.*/, "", $8); print $8}')
+    grep -q GNU_RELRO <<<"$segments" || echo "no read-only relocations"
+    grep -q BIND_NOW <<<"$dynamic" || echo "relocations are not done before the start"
+    stack=$(grep GNU_STACK <<<"$segments") || echo "no word about the stack"
+    [[ $stack != *RWE* ]] || echo "the stack is executable"
+    if grep -E '^ +LOAD .* RWE ' <<<"$segments"; then echo "writable and executable"; fi
+    if grep TEXTREL <<<"$dynamic"; then echo "text relocations"; fi
+    grep -qx __stack_chk_fail <<<"$imports" || echo "no stack protector"
+    [[ ${KESTA_BUILD_TYPE:-} == Debug ]] ||
+        grep -qE '^__[a-z_]+_chk$' <(grep -vx __stack_chk_fail <<<"$imports") ||
+        echo "no checked calls of the C library"
+    [[ $1 == *.so ]] || grep -q 'Flags:.* PIE' <<<"$dynamic" || echo "not position-independent"
+}
+
+test_every_program_and_library_is_hardened() {
+    local file found
+    install_everything
+    for file in "${programs[@]}"; do
+        found=$(hardened "$file")
+        expect_equal "$file" "" "$found"
+    done
+}
+
+# The check above is only worth something when it finds what is missing.
+test_unhardened_library_is_found_out() {
+    echo 'int f(char* p) { char t[9]; __builtin_strcpy(t, p); return t[0]; }' >bare.c
+    "$CC" -shared -fPIC -O1 -fno-stack-protector -U_FORTIFY_SOURCE -Wl,-z,norelro,-z,lazy \
+        -Wl,-z,execstack bare.c -o bare.so 2>/dev/null
+    hardened bare.so >found
+    expect_equal "what is missing" "no read-only relocations
+relocations are not done before the start
+the stack is executable
+no stack protector
+no checked calls of the C library" "$(<found)"
+}
+
+# The kernel and the loader switch control-flow protection on for a file that says so as a whole,
+# start files included. In a build that ships the library does; there alone are the start files ours.
+test_library_is_marked_for_control_flow_protection() {
+    local marks='x86 feature: IBT, SHSTK'
+    [[ $KESTA_PROCESSOR != aarch64 ]] || marks='AArch64 feature: BTI, PAC'
+    install_everything
+    readelf --notes --wide "$library" >notes
+    if [[ $KESTA_FLOOR == ON ]]; then
+        expect_matches notes "$marks" "$(<notes)"
+    else
+        expect_matches "own code" 'endbr64|paciasp|bti' \
+            "$("$OBJDUMP" --disassemble --no-show-raw-insn "$library")"
+    fi
+}
+
+# The commands hold code of Debian's static libraries, which is not marked, so the whole is not.
+# Their own code is protected nonetheless.
+test_commands_own_code_begins_with_landing_pads() {
+    local name first
+    for name in ukey softkey; do
+        first=$("$OBJDUMP" --disassemble=main --no-show-raw-insn "$build/bin/$name" |
+            sed -n '/<main>:$/{n;p}')
+        expect_matches "first instruction of main in $name" 'endbr64|paciasp|bti|hint' "$first"
+    done
+}
+
+test_library_and_command_load_on_the_oldest_runtime() {
+    install_everything
+    if [[ $KESTA_FLOOR == ON ]]; then
+        "$checker" "$library" prefix/bin/ukey
+    elif "$checker" "$library" prefix/bin/ukey; then
+        fail "a build without KESTA_RUNTIME_FLOOR passes for one with it"
+    fi
+}
+
+test_plainly_linked_program_does_not_pass_for_an_old_one() {
+    echo 'int main(void) { return 0; }' >plain.c
+    "$CC" plain.c -o plain
+    if "$checker" plain 2>found; then fail "it passes"; fi
+    expect_matches reason '__libc_start_main asks for GLIBC_2\.34, above GLIBC_2\.28' "$(<found)"
+}
+
+test_commands_look_for_libraries_in_the_system_alone() {
+    install_everything
+    for name in ukey softkey; do
+        if readelf --dynamic --wide "prefix/bin/$name" | grep -E 'RPATH|RUNPATH'; then
+            fail "$name looks elsewhere"
+        fi
+    done
+}
+
+test_nothing_is_laid_down_at_the_makers_place() {
+    local folder
+    DESTDIR=$PWD/root install_parts /usr runtime development tools softkey
+    folder=$(find root -mindepth 1 -maxdepth 1 -printf '%f ')
+    expect_equal "folders at the root" "usr " "$folder"
+    if grep -rlE 'libKestaZRK|libR7Token' root/usr/lib/*/lib* root/usr/lib/lib* 2>/dev/null |
+        grep -v libkesta_unified_zrkukey.so; then
+        fail "a library in the system's folder has the name of one of the maker's"
+    fi
+    if find root \( -name postinst -o -name preinst \) | grep .; then
+        fail "something would run on installation"
+    fi
+}
+
+test_no_file_names_the_folder_it_was_built_in() {
+    [[ $KESTA_FLOOR == ON ]] || return 0
+    install_everything
+    if grep -rlaF "$source_tree" prefix; then
+        fail "these files name $source_tree"
+    fi
+}
+
+run_claims "$@"
