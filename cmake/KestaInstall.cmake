@@ -59,10 +59,9 @@ if(KESTA_BUILD_TOOLS AND TARGET ukey)
 endif()
 
 # Never at the maker's install directory: the sandbox shows the software key there to one client.
-if(KESTA_BUILD_SOFTKEY AND TARGET softkey)
-    install(DIRECTORY "${PROJECT_BINARY_DIR}/softkey/bin/"
-            DESTINATION "${CMAKE_INSTALL_LIBDIR}/kesta-softkey" COMPONENT softkey)
-    install(TARGETS softkey RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT softkey)
+if(KESTA_BUILD_SOFTKEY AND TARGET softkey_command)
+    install(TARGETS softkey_token softkey_events LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}/kesta-softkey" COMPONENT softkey)
+    install(TARGETS softkey_command RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT softkey)
     install(FILES "${PROJECT_SOURCE_DIR}/docs/man/softkey.1"
             DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT softkey)
     install(PROGRAMS "${PROJECT_SOURCE_DIR}/packaging/softkey-demo" RENAME demo COMPONENT softkey

@@ -59,7 +59,7 @@ work.")
                 DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/doc/kesta-ukey/third-party" OPTIONAL)
     endforeach()
 endif()
-if(TARGET softkey)
+if(TARGET softkey_command)
     kesta_package(softkey kesta-softkey devel
         "libkesta-unified-zrkukey (= ${this_version}), bubblewrap, libc6 (>= 2.36), libgcc-s1 (>= 4.2), \
 libsqlite3-0 (>= 3.40), libssl3 (>= 3.0), libstdc++6 (>= 12)"
