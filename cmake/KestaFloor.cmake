@@ -69,6 +69,7 @@ function(kesta_serves_old_userlands target)
     target_link_options(${target} PRIVATE -nostartfiles "-L${floor_libraries}"
                         "-Wl,-rpath-link,${floor_libraries}")
     add_dependencies(${target} kesta_floor_compat)
+    set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS "${floor_libraries}/libc.so")
 endfunction()
 
 # kesta_folder_serves_old_userlands(FOLDER): so does each program and library of FOLDER.
