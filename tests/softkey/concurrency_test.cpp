@@ -54,7 +54,7 @@ TEST_F(ConcurrencyTest, a_key_that_comes_and_goes_ends_signatures_cleanly) {
         while (!stop) {
             store->SetInserted(kSerial, false);
             store->SetInserted(kSerial, true);
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+            std::this_thread::sleep_for(std::chrono::milliseconds(60));
         }
     });
     int signedWell = 0;

@@ -1,0 +1,41 @@
+#!/usr/bin/env bash
+# The token library as a file. KESTA_TOKEN_LIBRARY is that file, KESTA_SOURCE the source tree.
+# shellcheck source=tests/claims.bash
+. "$(dirname "$(readlink -f "$0")")/../claims.bash"
+
+library=${KESTA_TOKEN_LIBRARY:?names the token library}
+contract=${KESTA_SOURCE:?names the source tree}/include/kesta/token_library.h
+
+test_it_shows_exactly_the_names_of_the_contract() {
+    need nm
+    grep -oE '^ *X\((int|const char\*), [A-Za-z0-9_]+' "$contract" | sed 's/.* //' | sort >expected
+    expect_equal "names in the contract" 29 "$(wc -l <expected)"
+    nm -D --defined-only "$library" | awk '{ print $3 }' | sort >actual
+    expect_same_lines "the library shows other names" expected actual
+}
+
+test_its_own_names_are_bound_to_itself() {
+    need nm readelf
+    nm -D --defined-only "$library" | awk '{ print $3 }' | sort >own
+    # What the loader looks up in other libraries first must not be a name of its own.
+    readelf -rW "$library" | awk 'NF > 4 { print $5 }' | sed 's/@.*//' | sort -u >asked
+    grep -q sqlite3_open asked || fail "the relocations could not be read"
+    expect_equal "own names that the loader looks up" "" "$(comm -12 own asked)"
+    readelf -dW "$library" | grep -q SYMBOLIC || fail "it is not linked with -Bsymbolic"
+}
+
+test_it_stays_loaded_once_it_is() {
+    need readelf
+    readelf -dW "$library" | grep -q NODELETE || fail "it is not linked with -z nodelete"
+}
+
+test_it_needs_only_OpenSSL_SQLite_and_the_runtime() {
+    need readelf
+    readelf -dW "$library" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p' >needed
+    grep -q '^libcrypto' needed || fail "it does not even need OpenSSL"
+    local runtime='lib(stdc\+\+|m|gcc_s|c)\.so\.[0-9]+|ld-linux.*'
+    expect_equal "foreign libraries" "" \
+        "$(grep -vE "^(libcrypto\.so\.3|libsqlite3\.so\.0|$runtime)$" needed || true)"
+}
+
+run_claims "$@"
