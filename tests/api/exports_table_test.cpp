@@ -45,7 +45,7 @@ protected:
     int call(const Inputs& in, unsigned capacity) {
         driver.answer(in);
         length = capacity;
-        buffer = std::make_unique<CanaryBuffer>(plenty);
+        buffer = std::make_unique<CanaryBuffer>(plenty, fill);
         return driver.call(in, buffer->data(), &length);
     }
     int succeed() { return call(inputs[0], plenty); }
@@ -64,6 +64,7 @@ protected:
 
     const Driver& driver;
     TableRow row;
+    char fill = '\x5A';
     unsigned length = 0;
     std::unique_ptr<CanaryBuffer> buffer;
 };
@@ -155,6 +156,7 @@ TEST_P(ExportsTable, tells_whether_a_capacity_equal_to_the_length_is_accepted) {
 }
 
 TEST_P(ExportsTable, tells_the_librarys_own_codes) {
+    fill = '\0';  // a failing export may log the buffer as a text
     std::set<int> seen;
     seen.insert(succeed());
     if (driver.has_buffer) seen.insert(call(inputs[0], 0));
@@ -174,6 +176,7 @@ TEST_P(ExportsTable, tells_the_librarys_own_codes) {
 }
 
 TEST_P(ExportsTable, tells_which_records_are_logged) {
+    fill = '\0';  // a failing export may log the buffer as a text
     Lines seen;
     const auto add_new_words = [&seen] {
         for (const LogRecord& record : log_records()) {

@@ -1,5 +1,12 @@
 // A thread that is cancelled inside WaitForKeyEvent unwinds: the catch that survives exceptions of
 // the event library must not stop it.
+//
+// Not in a build with AddressSanitizer: it does not see the unwinding of a cancelled thread, keeps
+// the frames poisoned, and then stumbles over them itself.
+#include "sanitized.h"
+
+#if !KESTA_ADDRESS_SANITIZED
+
 #include <pthread.h>
 #include <unistd.h>
 
@@ -83,3 +90,5 @@ TEST(CancelledWait, leaves_the_next_wait_as_it_should_be) {
     waiting.stop_and_join();
     EXPECT_EQ(waiting.kind, 3U);
 }
+
+#endif
