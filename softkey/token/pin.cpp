@@ -20,7 +20,7 @@ PinContext ContextOf(const KeyRecord& key) {
     context.label = key.label;
     context.triesLeft = key.triesLeft;
     context.language = currentLanguage;
-    Section section;
+    Section section(Section::Look::kAsBefore);
     context.wrongBefore = section.SessionOf(key).wrongBefore;
     return context;
 }
@@ -47,15 +47,12 @@ Attempt CountTry(const KeyRecord& key) {
 }
 
 std::shared_ptr<Unlocked> Accept(const KeyRecord& key, const MasterKey& master) {
-    {
-        Change change(key);
-        Unchanged(change.section(), key);
-        change.store().ResetTries(key.serial);
-        change.Commit();
-    }
-    Section section;
-    section.SetUnlocked(key, master);
-    return section.SessionOf(key).unlocked;
+    Change change(key);
+    Unchanged(change.section(), key);
+    change.store().ResetTries(key.serial);
+    change.Commit();
+    change.section().SetUnlocked(key, master);
+    return change.section().SessionOf(key).unlocked;
 }
 
 void TakeNewPin(const KeyRecord& key, SecretText& pin) {

@@ -1,4 +1,5 @@
 // The PIN's life: tries, lock, change, cache, initialisation.
+#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -264,13 +265,22 @@ TEST_F(PinTest, initialisation_with_1_refuses_a_wrong_pin_and_erases_nothing) {
     EXPECT_EQ(token.CustInitCard(kSerial, 2, nullptr, 0), kBadArgument);
 }
 
-// A process that dies while it looks at a PIN has used up the try.
-TEST_F(PinTest, a_kill_in_mid_check_gives_no_free_try) {
-    // The pinentry program stands for the moment between the question and the check.
+// A process that dies while it looks at a PIN has used up the try. The look is made to last
+// seconds.
+TEST_F(PinTest, a_try_is_counted_before_the_pin_is_looked_at) {
     auto store = OpenStore();
-    EXPECT_EQ(store->TakeTry(kSerial), kMaxTries - 1);
-    store.reset();
-    EXPECT_EQ(Info()[0], kMaxTries - 1);
+    PinSeal seal = store->Seal(kSerial);
+    seal.iterations = 10000000;
+    store->SetSeal(kSerial, seal);
+    const pid_t child = fork();
+    if (child == 0) _exit(token.VerifyPIN(kSerial) == kPinWrong ? 0 : 1);
+    for (int i = 0; i < 1000 && store->FindKey(kSerial)->triesLeft == kMaxTries; ++i) usleep(10000);
+    EXPECT_EQ(store->FindKey(kSerial)->triesLeft, kMaxTries - 1);
+    usleep(300000);
+    EXPECT_EQ(waitpid(child, nullptr, WNOHANG), 0) << "it had looked before it counted";
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+    EXPECT_EQ(store->FindKey(kSerial)->triesLeft, kMaxTries - 1);
 }
 
 }  // namespace
