@@ -209,11 +209,12 @@ void CheckClientLibrary(Report& report, const LibraryPath& path, const std::stri
     const std::string name = given.empty() ? kesta::Library::kFileName : given;
     const bool byPath = name.find('/') != std::string::npos;
     const std::string runpath = report.root.empty() ? OwnRunpath() : "";
-    const std::string found = path.Find(name, runpath, FolderOf("/usr/bin/ukey"));
+    const std::string origin = OwnFolder();
+    const std::string found = path.Find(name, runpath, origin);
     if (byPath) {
         report.paths.push_back(report.root + name);
     } else {
-        for (const std::string& folder : path.Folders(runpath, "/usr/bin")) {
+        for (const std::string& folder : path.Folders(runpath, origin)) {
             report.paths.push_back(report.root + folder + "/" + name);
         }
     }
