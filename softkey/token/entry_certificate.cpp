@@ -74,13 +74,10 @@ PKeyPtr OpenWithAny(const Bytes& envelope, const KeyRecord& key, Unlocked& unloc
     throw Failure(kEnvelopeMismatch, "sealed to another key");
 }
 
-// The new pair takes the place of the old one, whose certificate goes with it. The same pair once
-// more changes nothing.
+// The new pair takes the place of the old one, whose certificate goes with it.
 void InstallEncryptionPair(Store& store, const std::string& serial, const PairRecord& pair) {
     for (const PairRecord& other : store.Pairs(serial)) {
-        if (other.role != Role::kEncryption) continue;
-        if (other.publicKey == pair.publicKey) return;
-        store.DeletePair(other.id);
+        if (other.role == Role::kEncryption) store.DeletePair(other.id);
     }
     store.AddPair(serial, pair);
 }

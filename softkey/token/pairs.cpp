@@ -20,7 +20,6 @@ Selection::Selection(std::int64_t wantedCertType, std::int64_t wantedKeyType)
 }
 
 bool Selection::Takes(const PairRecord& pair) const {
-    if (pair.role == Role::kTemporary) return false;
     return (certType == 0 || certType == static_cast<std::int64_t>(pair.role)) &&
            (keyType == 0 || keyType == static_cast<std::int64_t>(pair.algorithm));
 }

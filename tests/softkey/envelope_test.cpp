@@ -166,6 +166,19 @@ TEST_F(EnvelopeTest, import_asks_for_the_pin) {
     EXPECT_EQ(ImportKey(envelope), kOk);
 }
 
+// The encoder cuts trailing zero bits off unless it is told not to, and half of all numbers end in
+// one.
+TEST_F(EnvelopeTest, its_bit_strings_have_no_unused_bits) {
+    const std::string request = Request(3, 2, 3).text;
+    Succeed("openssl genpkey -algorithm SM2 -out enc.key");
+    for (int i = 0; i < 30; ++i) {
+        const Bytes envelope = *FromBase64(SealEnvelopeText(request, Read("enc.key")));
+        ASSERT_EQ(envelope[envelope.size() - 35], 0x03);
+        ASSERT_EQ(envelope[envelope.size() - 34], 33);
+        ASSERT_EQ(envelope[envelope.size() - 33], 0);
+    }
+}
+
 // An envelope put together by hand, with the openssl command for its parts.
 class HandmadeEnvelopeTest : public EnvelopeTest {
 protected:
