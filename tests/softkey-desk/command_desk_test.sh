@@ -141,8 +141,11 @@ test_export_of_a_certificate_that_is_not_there() {
 # A certificate put straight into the database stands in for an import.
 test_a_certificate_is_shown_and_exported_in_every_form() {
     create --serial SK1
-    openssl req -x509 -newkey rsa:2048 -nodes -keyout key.pem -subj '/CN=Li Wei/O=Kesta' \
-        -days 30 -set_serial 0x1234 -out cert.pem 2>/dev/null || fail openssl
+    openssl req -x509 -newkey rsa:2048 -nodes -keyout ca-key.pem -subj /CN=Root -out ca.pem \
+        2>/dev/null || fail openssl
+    openssl req -x509 -newkey rsa:2048 -nodes -keyout key.pem -utf8 -subj '/CN=李伟/O=Kesta' \
+        -CA ca.pem -CAkey ca-key.pem -days 30 -set_serial 0x1234 -out cert.pem 2>/dev/null ||
+        fail openssl
     openssl x509 -in cert.pem -outform DER -out cert.der
     openssl pkey -in key.pem -pubout -outform DER -out public.der
     hex() { od -An -v -tx1 "$1" | tr -d ' \n'; }
@@ -150,8 +153,8 @@ test_a_certificate_is_shown_and_exported_in_every_form() {
         public_key, wrapped, certificate) VALUES('SK1', 1, 1, x'$(hex public.der)',
         zeroblob(100), x'$(hex cert.der)')" || fail sqlite3
     run 0 show
-    out_has 'signing RSA  subject  O=Kesta,CN=Li Wei'
-    out_has 'issuer   O=Kesta,CN=Li Wei'
+    out_has 'signing RSA  subject  O=Kesta,CN=李伟'
+    out_has 'issuer   CN=Root'
     run 0 show --json
     value_is /pairs/0/role signing
     value_is /pairs/0/certificate/serial 1234

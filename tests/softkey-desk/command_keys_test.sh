@@ -171,6 +171,20 @@ test_show_in_json_has_pairs_and_data() {
     value_is /data '[]'
 }
 
+test_show_names_data_objects_without_their_values() {
+    create --serial SK1
+    sqlite3 "$KESTA_SOFTKEY_HOME/softkey.db" "INSERT INTO data(serial, name, number, value)
+        VALUES('SK1', '数据对象', 1, 'hidden'), ('SK1', 'abcdefghij', 20, 'hidden too')" ||
+        fail sqlite3
+    run 0 show
+    out_has '  数据对象    number 1   6 bytes'
+    out_has '  abcdefghij  number 20  10 bytes'
+    out_lacks hidden
+    run 0 show --json
+    "$json_value" /data/1 <out >/dev/null || fail "no second object"
+    out_lacks hidden
+}
+
 test_control_characters_of_a_label_do_not_reach_the_terminal() {
     create --label $'a\e[31mb'
     run 0 list
