@@ -11,6 +11,7 @@
 
 #include "import_text.h"
 #include "last_error.h"
+#include "library_file.h"
 
 // The managers of the string library.
 static LGN::CCRTHeap g_heapmgr;
@@ -41,7 +42,7 @@ bool lookUp(void* library, const char* name, Entry*& slot) {
 }  // namespace
 
 int CommonFunction::init() {
-    void* library = dlopen(kTokenLibrary, RTLD_LAZY);
+    void* library = kesta::isCutShort(kTokenLibrary) ? nullptr : dlopen(kTokenLibrary, RTLD_LAZY);
     if (library == nullptr) {
         __atomic_store_n(&m_hLibrary, library, __ATOMIC_RELEASE);
         return setLastError(KESTA_NOT_BOUND);

@@ -53,7 +53,7 @@ std::string BashWordsBranch(const CommandFacts& command) {
            (TakesFiles(command) ? "; files=yes" : "") + " ;;\n";
 }
 
-// '...' in a zsh _arguments specification; brackets and colons have a meaning there.
+// '...' in the words of zsh's _arguments; brackets and colons have a meaning there.
 std::string ZshQuoted(const std::string& text) {
     std::string quoted;
     for (const char c : text) {

@@ -1,0 +1,58 @@
+#include "library_file.h"
+
+#include <elf.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstring>
+
+namespace kesta {
+
+namespace {
+
+class File {
+public:
+    explicit File(const char* path) : m_descriptor(open(path, O_RDONLY | O_CLOEXEC)) {}
+    ~File() {
+        if (m_descriptor >= 0) close(m_descriptor);
+    }
+    File(const File&) = delete;
+    File& operator=(const File&) = delete;
+
+    bool status(struct stat& out) const {
+        return m_descriptor >= 0 && fstat(m_descriptor, &out) == 0;
+    }
+
+    template <typename Record>
+    bool read(Record& record, Elf64_Off offset) const {
+        return pread(m_descriptor, &record, sizeof record, static_cast<off_t>(offset)) ==
+               static_cast<ssize_t>(sizeof record);
+    }
+
+private:
+    int m_descriptor;
+};
+
+}  // namespace
+
+bool isCutShort(const char* path) {
+    const File file(path);
+    struct stat status;
+    Elf64_Ehdr header;
+    if (!file.status(status) || !S_ISREG(status.st_mode) || !file.read(header, 0)) return false;
+    if (std::memcmp(header.e_ident, ELFMAG, SELFMAG) != 0 ||
+        header.e_ident[EI_CLASS] != ELFCLASS64 || header.e_phentsize != sizeof(Elf64_Phdr)) {
+        return false;
+    }
+    const auto size = static_cast<Elf64_Off>(status.st_size);
+    for (unsigned i = 0; i < header.e_phnum; ++i) {
+        Elf64_Phdr segment;
+        if (!file.read(segment, header.e_phoff + i * sizeof segment)) return true;
+        if (segment.p_type != PT_LOAD) continue;
+        if (segment.p_offset > size || segment.p_filesz > size - segment.p_offset) return true;
+    }
+    return false;
+}
+
+}  // namespace kesta
