@@ -7,11 +7,7 @@
 #include <iostream>
 
 namespace ukey {
-namespace {
-
-// Messages in English, unless the person's locale is Chinese. A token library that does not know
-// the name, or cannot be bound, stays as it is: the command itself will tell.
-void ChooseLanguage(const kesta::Library& library) {
+void UsePersonsLanguage(const kesta::Library& library) {
     for (const char* const name : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
         const char* const value = std::getenv(name);
         if (value == nullptr || *value == '\0') continue;
@@ -21,13 +17,11 @@ void ChooseLanguage(const kesta::Library& library) {
     static_cast<void>(library.Try().SetLanguage("en_US", "").ok());
 }
 
-}  // namespace
-
 const kesta::Result<kesta::Library>& Session::TryLibrary() {
     if (!library_) {
         library_ =
             kesta::Library::TryLoad(libraryFile.empty() ? kesta::Library::kFileName : libraryFile);
-        if (library_->ok()) ChooseLanguage(library_->value());
+        if (library_->ok()) UsePersonsLanguage(library_->value());
     }
     return *library_;
 }

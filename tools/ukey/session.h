@@ -16,6 +16,10 @@
 
 namespace ukey {
 
+// Messages in English, unless the person's locale is Chinese. A token library that does not know the
+// name, or cannot be bound, stays as it is: the command itself will tell.
+void UsePersonsLanguage(const kesta::Library& library);
+
 // A person said no.
 struct Refused : std::runtime_error {
     using std::runtime_error::runtime_error;

@@ -15,6 +15,7 @@
 #include "doctor/checks.h"
 #include "exit_codes.h"
 #include "kesta/ukey.hpp"
+#include "session.h"
 
 namespace ukey {
 namespace {
@@ -84,6 +85,7 @@ struct Answer {
         answer.code = library.failure().code;
         std::snprintf(answer.text, sizeof answer.text, "%s", library.failure().message.c_str());
     } else {
+        UsePersonsLanguage(library.value());
         const auto serial = library.value().Try().GetPrintNumber();
         answer.code = serial.code();
         const std::string text = serial ? serial.value() : serial.failure().message;

@@ -199,6 +199,12 @@ std::string OwnRunpath() {
     return ReadElf("/proc/self/exe").runpath;
 }
 
+std::string OwnFolder() {
+    char path[4096];
+    const ssize_t length = ::readlink("/proc/self/exe", path, sizeof path);
+    return length > 0 ? FolderOf(std::string(path, static_cast<std::size_t>(length))) : "/usr/bin";
+}
+
 std::string Without(const std::string& root, const std::string& path) {
     return path.compare(0, root.size(), root) == 0 ? path.substr(root.size()) : path;
 }
