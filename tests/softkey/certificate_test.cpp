@@ -185,6 +185,15 @@ TEST_F(CertificateTest, deletion_takes_certificate_and_pairs) {
     EXPECT_EQ(token.DelCertAndTempKey(kSerial, 0, 0), kNoCertificate);
 }
 
+TEST_F(CertificateTest, deletion_for_encryption_takes_the_temporary_pair_and_no_other) {
+    ASSERT_EQ(Request(1, 2, 3).code, kOk);
+    ASSERT_EQ(Request(3, 2, 3).code, kOk);
+    EXPECT_EQ(token.DelCertAndTempKey(kSerial, 3, 2), kOk);
+    const auto pairs = OpenStore()->Pairs(kSerial);
+    ASSERT_EQ(pairs.size(), 1U);
+    EXPECT_EQ(pairs[0].role, Role::kSigning);
+}
+
 TEST_F(CertificateTest, deletion_needs_the_pin) {
     Enrol(1, 2, 3);
     token.GM_RemoveUserPin();

@@ -49,23 +49,32 @@ TEST_F(ConcurrencyTest, threads_sign_write_and_ask_side_by_side) {
 TEST_F(ConcurrencyTest, a_key_that_comes_and_goes_ends_signatures_cleanly) {
     ASSERT_EQ(Request(1, 2, 3).code, kOk);
     std::atomic<bool> stop{false};
+    std::atomic<int> well{0};
+    std::atomic<int> refused{0};
+    // Pulls the key out as soon as it has signed, and puts it back as soon as that was noticed.
     std::thread mover([&] {
         auto store = OpenStore();
+        const auto await = [&stop](const std::atomic<int>& count, int more) {
+            while (!stop && count < more) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        };
         while (!stop) {
+            await(well, well + 1);
+            const int seen = refused;
             store->SetInserted(kSerial, false);
+            await(refused, seen + 1);
             store->SetInserted(kSerial, true);
-            std::this_thread::sleep_for(std::chrono::milliseconds(60));
         }
     });
-    int signedWell = 0;
-    for (int i = 0; i < 60; ++i) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    while (well < 20 && std::chrono::steady_clock::now() < deadline) {
         const int code = SignHash(std::string(64, 'a')).code;
         EXPECT_TRUE(code == kOk || code == kKeyAbsent || code == kKeyRemoved) << code;
-        signedWell += code == kOk ? 1 : 0;
+        ++(code == kOk ? well : refused);
     }
     stop = true;
     mover.join();
-    EXPECT_GT(signedWell, 0);
+    EXPECT_EQ(well, 20);
+    EXPECT_GT(refused, 5);
     EXPECT_EQ(OpenStore()->FindKey(kSerial)->insertions % 2, 1);
 }
 
