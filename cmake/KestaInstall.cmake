@@ -47,8 +47,11 @@ if(KESTA_BUILD_TOOLS AND TARGET ukey)
     add_custom_command(
         OUTPUT "${tool_files}/ukey.1" "${tool_files}/ukey.bash"
         COMMAND "${CMAKE_COMMAND}" -E make_directory "${tool_files}"
-        COMMAND ukey completion manual >"${tool_files}/ukey.1"
-        COMMAND ukey completion bash >"${tool_files}/ukey.bash"
+        COMMAND sh -c "exec \"$@\" >\"$0\"" "${tool_files}/ukey.1"
+                ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:ukey> completion manual
+        COMMAND sh -c "exec \"$@\" >\"$0\"" "${tool_files}/ukey.bash"
+                ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:ukey> completion bash
+        DEPENDS ukey
         VERBATIM)
     add_custom_target(kesta_tool_files ALL DEPENDS "${tool_files}/ukey.1" "${tool_files}/ukey.bash")
     install(FILES "${tool_files}/ukey.1" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT tools)

@@ -57,11 +57,11 @@ extern "C" {
 /* Result codes that the library itself produces. */
 enum {
     KESTA_OK = 0,
-    KESTA_NOT_BOUND = -101,        /* the token library is missing or incomplete */
-    KESTA_NOT_INITIALISED = -109,  /* InitUKey before any initialisation */
-    KESTA_UNSUPPORTED = -300,      /* a selector or an operation that is not supported */
-    KESTA_BAD_ARGUMENT = -401,     /* a required argument is missing or out of range */
-    KESTA_BUFFER_TOO_SMALL = -404  /* the output buffer is too small */
+    KESTA_NOT_BOUND = -101,       /* the token library is missing or incomplete */
+    KESTA_NOT_INITIALISED = -109, /* InitUKey before any initialisation */
+    KESTA_UNSUPPORTED = -300,     /* a selector or an operation that is not supported */
+    KESTA_BAD_ARGUMENT = -401,    /* a required argument is missing or out of range */
+    KESTA_BUFFER_TOO_SMALL = -404 /* the output buffer is too small */
 };
 
 /* Kinds of event that WaitForKeyEvent reports. */
@@ -515,8 +515,7 @@ KESTA_API int GenerateCertRequest(const char* szSN, const char* requestInfo, cha
  * Blocking: until the user has answered. Log: beginning.
  */
 KESTA_API int Batch_InitAndGenerateCertRequest(const char* szSN, int initFlag,
-                                               const char* requestInfo, char* szP10,
-                                               int* pnP10Len);
+                                               const char* requestInfo, char* szP10, int* pnP10Len);
 
 /* ---- Installation of certificates ------------------------------------------------------------ */
 

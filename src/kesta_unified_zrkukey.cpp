@@ -30,23 +30,18 @@ KESTA_API void X_getMediaId(std::string& text, _S_DEV_CONFIG* record);
 int G_LastError = 0;
 bool g_initFlag = false;
 
-namespace kesta {
-
-// The slot map under its exported name is an alias of this: a thread may still wait for events
-// when the process ends, so the map is never destroyed.
-union UndestroyedSlotMap {
-    std::map<unsigned int, std::string> map;
-    UndestroyedSlotMap() : map() {}
-    ~UndestroyedSlotMap() {}
-};
-
-}  // namespace kesta
+using SlotMap = std::map<unsigned int, std::string>;
 
 extern "C" {
-kesta::UndestroyedSlotMap undestroyedSlotMap;
-extern std::map<unsigned int, std::string> g_WaitEventSlotMap
-    __attribute__((alias("undestroyedSlotMap")));
+// Room for the slot map without its destructor: a thread may still wait for events when the process
+// ends. The exported name is an alias of it.
+alignas(SlotMap) unsigned char undestroyedSlotMap[sizeof(SlotMap)];
+extern SlotMap g_WaitEventSlotMap __attribute__((alias("undestroyedSlotMap")));
 }
+
+// Built under the exported name: where a client's program holds a copy of the variable, that name
+// leads to the copy, which is then the one in use.
+[[maybe_unused]] static const SlotMap* const builtSlotMap = new (&g_WaitEventSlotMap) SlotMap;
 
 static CommonFunction KESTA_ComFunc;
 

@@ -6,17 +6,16 @@
 
 enum { nanoseconds = 1000000000, longest_sleep = 50000000 };
 
-static int is_past(const struct timespec* moment, const struct timespec* now)
-{
+static int is_past(const struct timespec* moment, const struct timespec* now) {
     return now->tv_sec > moment->tv_sec ||
            (now->tv_sec == moment->tv_sec && now->tv_nsec >= moment->tv_nsec);
 }
 
 /* Waits in short steps of the clock that the floor waits by, so that a change of that clock delays
- * the end by one step at most. A return between is a spurious wake-up, which every caller expects. */
+ * the end by one step at most. A return between is a spurious wake-up, which every caller expects.
+ */
 int pthread_cond_clockwait(pthread_cond_t* condition, pthread_mutex_t* mutex, clockid_t clock,
-                           const struct timespec* end)
-{
+                           const struct timespec* end) {
     struct timespec now;
     if (clock == CLOCK_REALTIME) {
         return pthread_cond_timedwait(condition, mutex, end);

@@ -17,23 +17,19 @@ enum { stat_version = 1 };
 enum { stat_version = 0 };
 #endif
 
-int stat(const char* path, struct stat* out)
-{
+int stat(const char* path, struct stat* out) {
     return __xstat(stat_version, path, out);
 }
 
-int lstat(const char* path, struct stat* out)
-{
+int lstat(const char* path, struct stat* out) {
     return __lxstat(stat_version, path, out);
 }
 
-int fstat(int fd, struct stat* out)
-{
+int fstat(int fd, struct stat* out) {
     return __fxstat(stat_version, fd, out);
 }
 
-int fstatat(int fd, const char* path, struct stat* out, int flags)
-{
+int fstatat(int fd, const char* path, struct stat* out, int flags) {
     return __fxstatat(stat_version, fd, path, out, flags);
 }
 

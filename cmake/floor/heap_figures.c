@@ -1,10 +1,9 @@
-/* The heap's figures in types that hold more than 2 GB, which the C library has had since 2.33 only.
- * On the floor they are as small as its own. */
+/* The heap's figures in types that hold more than 2 GB, which the C library has had since 2.33
+ * only. On the floor they are as small as its own. */
 #define _GNU_SOURCE 1
 #include <malloc.h>
 
-struct mallinfo2 mallinfo2(void)
-{
+struct mallinfo2 mallinfo2(void) {
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
     const struct mallinfo figures = mallinfo();
     const struct mallinfo2 wide = {

@@ -15,17 +15,12 @@ template basic_ostringstream<char>::basic_ostringstream();
 template void basic_string<char>::reserve();
 
 runtime_error::runtime_error(runtime_error&& other) noexcept
-    : runtime_error(static_cast<const runtime_error&>(other))
-{
-}
+    : runtime_error(static_cast<const runtime_error&>(other)) {}
 
 logic_error::logic_error(logic_error&& other) noexcept
-    : logic_error(static_cast<const logic_error&>(other))
-{
-}
+    : logic_error(static_cast<const logic_error&>(other)) {}
 
-void __throw_bad_array_new_length()
-{
+void __throw_bad_array_new_length() {
     throw bad_array_new_length();
 }
 

@@ -6,7 +6,6 @@ extern void __cxa_finalize(void*) __attribute__((weak, visibility("default")));
 extern void* const __dso_handle __attribute__((visibility("hidden")));
 void* const __dso_handle = (void*)&__dso_handle;
 
-__attribute__((destructor)) static void finalize_module(void)
-{
+__attribute__((destructor)) static void finalize_module(void) {
     __cxa_finalize((void*)&__dso_handle);
 }

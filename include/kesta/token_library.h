@@ -70,8 +70,7 @@ static_assert(offsetof(KestaStringHeader, references) == 16, "the count stands a
     X(int, GMCreatePKCS10,                                                                         \
       (char* serial, std::uint32_t certType, std::uint32_t keyType, std::uint32_t hashType,        \
        char** request, void* argument6, std::uint32_t argument7))                                  \
-    X(int, GMWritePKCS7,                                                                           \
-      (const char* serial, const char* certificate, KestaStringObject& output))                    \
+    X(int, GMWritePKCS7, (const char* serial, const char* certificate, KestaStringObject& output)) \
     /* certificate: 4096 zeroed bytes; *length: 4096 on entry, the actual length on return */      \
     X(int, GetCertInfo,                                                                            \
       (const char* serial, std::uint32_t argument2, std::uint32_t argument3, char* certificate,    \
@@ -99,7 +98,7 @@ static_assert(offsetof(KestaStringHeader, references) == 16, "the count stands a
       (char* serial, std::int32_t option1, std::uint32_t option2, char* cipher, char* plain,       \
        std::uint32_t* length))                                                                     \
     X(int, GMCreatePKCS10Ex,                                                                       \
-      (char* serial, KestaRequestRecord * record, char** request, std::uint32_t argument4,         \
+      (char* serial, KestaRequestRecord* record, char** request, std::uint32_t argument4,          \
        void* argument5, std::uint32_t argument6))                                                  \
     /* a text that the token library owns */                                                       \
     X(const char*, X_ErrorConvert_UOS, (std::int32_t code))                                        \

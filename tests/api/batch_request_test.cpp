@@ -82,11 +82,15 @@ TEST(BatchRequest, initialises_the_key_instead_of_verifying_the_user) {
     EXPECT_EQ(recorder().only("CustInitCard").at(0).address, serial);
 }
 
-TEST(BatchRequest, refuses_another_init_flag_after_parsing_and_before_it_asks) {
+TEST(BatchRequest, refuses_another_init_flag_before_it_asks) {
     for (const int flag : {2, 3, -1, 2147483647, -2147483647 - 1}) {
         EXPECT_EQ(probe(one_group, flag), -401) << flag;
     }
     EXPECT_EQ(trace(), Lines{});
+}
+
+TEST(BatchRequest, parses_before_it_looks_at_the_init_flag) {
+    EXPECT_EQ(code_thrown_by([] { probe("CertType", 2); }), invalid_argument);
 }
 
 TEST(BatchRequest, does_not_let_the_token_change_the_callers_serial_number) {

@@ -143,17 +143,30 @@ test_zsh_accepts_its_script_and_completes() {
     bare completion zsh >_ukey
     zsh -n _ukey
     # In a terminal of zsh's own, as a person would press the tabulator.
-    zsh -fc '
-        zmodload zsh/zpty
-        zpty shell zsh -f -i
-        zpty -w shell "PROMPT=; fpath=($PWD \$fpath); autoload -Uz compinit; compinit -u -d $PWD/dump"
-        zpty -w shell "bindkey \"^I\" complete-word; zstyle \":completion:*\" menu no"
-        zpty -n -w shell "ukey doct"$'"'\t'"'
-        sleep 3
-        zpty -r -t shell output
-        while zpty -r -t shell more; do output+=$more; done
-        print -r -- $output' >said 2>&1
-    expect_matches "completed" 'ukey doctor' "$(<said)"
+    cat >person <<'ZSH'
+zmodload zsh/zpty zsh/zselect
+zpty -b shell "TERM=dumb zsh -f -i"
+hear() {
+    local piece tries
+    heard=''
+    for ((tries = 0; tries < 100; ++tries)); do
+        while zpty -rt shell piece; do heard+=$piece; done
+        [[ $heard != *$1* ]] || return 0
+        zselect -t 10 || true
+    done
+}
+zpty -w shell "fpath=($PWD \$fpath); autoload -Uz compinit; compinit -u -d $PWD/dump; print re''ady"
+hear ready
+zpty -wn shell "ukey doct"$'\t'
+hear "ukey doctor"
+print -r -- $heard
+zpty -wn shell $'\025'"ukey sign --key-type s"$'\t'
+hear "--key-type sm2"
+print -r -- $heard
+ZSH
+    zsh -f person >said 2>&1
+    expect_matches "subcommand" 'ukey doctor' "$(<said)"
+    expect_matches "value" 'key-type sm2' "$(<said)"
 }
 
 test_manual_page_is_the_one_that_the_command_makes() {

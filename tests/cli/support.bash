@@ -90,5 +90,5 @@ enrolled_key() {
     make_requests
     answer_requests
     ukey import sign.pem >/dev/null
-    ukey import enc.pem --key enc.key >/dev/null
+    ukey import enc.pem --key enc.key --json >imported
 }

@@ -65,15 +65,12 @@ void AddRequestOptions(CLI::App& command, RequestWish& wish) {
     CLI::Option* const groups =
         command
             .add_option("-g,--group", wish.groups,
-                        "One request, words or numbers; may be given several times. "
-                        "By default sign:sm2:sm3 and enc:sm2:sm3")
+                        "One request; repeat it. Default: sign:sm2:sm3, enc:sm2:sm3")
             ->type_name("TYPE:KEY:HASH")
             ->expected(1)
             ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     command
-        .add_option("--info", wish.info,
-                    "The request information as the library takes it, as in "
-                    "'CertType(1)KeyType(2)HashType(3)'")
+        .add_option("--info", wish.info, "All requests, as in 'CertType(1)KeyType(2)HashType(3)'")
         ->type_name("TEXT")
         ->excludes(groups);
     command.add_flag("--pem", wish.pem, "Print PEM instead of one line of Base64 for each request");

@@ -16,8 +16,8 @@
 
 namespace ukey {
 
-// Messages in English, unless the person's locale is Chinese. A token library that does not know the
-// name, or cannot be bound, stays as it is: the command itself will tell.
+// Messages in English, unless the person's locale is Chinese. A token library that does not know
+// the name, or cannot be bound, stays as it is: the command itself will tell.
 void UsePersonsLanguage(const kesta::Library& library);
 
 // A person said no.

@@ -14,8 +14,9 @@
 #define KESTA_UKEY_FUNCTIONS(X)                                                                    \
     X(Initialize)                                                                                  \
     X(Finalize)                                                                                    \
-    X(GetLastErrCode) X(GetErrorMsg) X(GetDriverVersion) X(GetDllVersion) X(GetVidAndPid)          \
-        X(GetPrintNumber) X(GetVendorInfo) X(ChangePin) X(InitUKey) X(TestInitUKey) X(VerifyPIN)   \
+    X(GetLastErrCode)                                                                              \
+    X(GetErrorMsg) X(GetDriverVersion) X(GetDllVersion) X(GetVidAndPid) X(GetPrintNumber)          \
+        X(GetVendorInfo) X(ChangePin) X(InitUKey) X(TestInitUKey) X(VerifyPIN)                     \
             X(TestVerifyAndCachePin) X(GetPinInfo) X(SetCachePinFlag) X(RemovePinCache) X(GetCert) \
                 X(GetCertDN) X(GetCertInfo) X(DelCertAndTempKey) X(RegisterCert) X(UnregisterCert) \
                     X(RepairDriver) X(Sign) X(SignHash) X(Batch_Sign) X(AsymDec) X(GetLabel)       \

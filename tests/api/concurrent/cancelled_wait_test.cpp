@@ -78,6 +78,22 @@ TEST(CancelledWait, unwinds_when_the_event_library_throws_too) {
     EXPECT_EQ(unwound, 1);
 }
 
+// The cancellation is there before the record of the exception is written.
+TEST(CancelledWait, unwinds_behind_a_record_that_it_has_written_whole) {
+    offer_slots({});
+    recorder().on("ValtoT_WaitForEvent").does([](const recording::Call&) {
+        pthread_cancel(pthread_self());
+        throw 1;
+    });
+    pthread_t thread;
+    ASSERT_EQ(pthread_create(&thread, nullptr, wait_for_event, nullptr), 0);
+    void* result = nullptr;
+    ASSERT_EQ(pthread_join(thread, &result), 0);
+    EXPECT_EQ(result, PTHREAD_CANCELED);
+    EXPECT_EQ(without_begin_and_scan(log_lines()),
+              (Lines{"SKF_WaitForDevEvent| end in catch ,G_LastError = 0, line = 582"}));
+}
+
 TEST(CancelledWait, leaves_the_next_wait_as_it_should_be) {
     {
         offer_slots({});

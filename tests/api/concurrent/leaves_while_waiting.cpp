@@ -3,7 +3,8 @@
 //   leaves_while_waiting WAY PLACE
 //   WAY    exit, return
 //   PLACE  call: inside the event library; sleep: between its calls; throw: while the event library
-//          throws; events: while one wait follows the other
+//          throws; events: while one wait follows the other; last: a wait behind the destructors of
+//          the library
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -24,7 +25,7 @@ std::atomic<int> polls{0};
 
 void answer_polls(const std::string& place) {
     recording::Answer& answer = recorder().on("ValtoT_WaitForEvent").returns(1);
-    if (place == "events") answer.returns(0).writes(2, event_record(2, 5));
+    if (place == "events" || place == "last") answer.returns(0).writes(2, event_record(2, 5));
     answer.does([place](const recording::Call&) {
         ++polls;
         if (place == "throw") throw 1;
@@ -40,10 +41,23 @@ void answer_polls(const std::string& place) {
     }
 }
 
+// What a thread may still do that outlives the destructors.
+void wait_behind_the_destructors() {
+    unsigned kind = 0, length = 0;
+    char media_id[17] = {};
+    const int code = WaitForKeyEvent(&kind, media_id, &length);
+    if (code != 0 || kind != 2 || std::string(media_id) != "0123456789ABCDEF") std::abort();
+}
+
 void start_waiting(const std::string& place) {
     offer_slots({5});
     recorder().on("ValtoT_GetDeviceInfo").writes(2, device_record("0123456789ABCDEF"));
     answer_polls(place);
+    if (place == "last") {
+        wait_behind_the_destructors();  // fills the slot map
+        recorder().when_leaving(wait_behind_the_destructors);
+        return;
+    }
     std::thread(wait_for_ever).detach();
     const int enough = place == "call" ? 1 : 2;
     while (polls < enough) usleep(500);

@@ -122,6 +122,20 @@ void Recorder::when_looked_up(std::function<void()> what) {
     looked_up_ = std::move(what);
 }
 
+void Recorder::when_leaving(std::function<void()> what) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    leaving_ = std::move(what);
+}
+
+void Recorder::leave() {
+    std::function<void()> last;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        last = leaving_;
+    }
+    if (last) last();
+}
+
 void Recorder::note_lookup(const char* name) {
     std::function<void()> look;
     {
@@ -184,6 +198,15 @@ void released(const void* block) noexcept {
             return;
     }
 }
+
+namespace {
+
+struct Leaving {
+    ~Leaving() { recorder().leave(); }
+};
+const Leaving leaving;
+
+}  // namespace
 
 Recorder& recorder() {
     // Never destroyed: a thread may still be inside an entry point when the process ends.

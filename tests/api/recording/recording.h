@@ -88,11 +88,16 @@ public:
     // Runs at each look-up of an entry point, before it is written down.
     void when_looked_up(std::function<void()> what);
 
+    // Runs when the process ends, behind the destructors of the library under test, which is loaded
+    // after this one.
+    void when_leaving(std::function<void()> what);
+
     // Request texts handed out and not yet released.
     int live_requests() const;
 
     // For the stand-ins.
     void note_lookup(const char* name);
+    void leave();
     std::size_t captured(const std::string& entry, std::size_t argument) const;
     Answer record(const Call& call);
     const char* keep_message(const Answer& answer);
@@ -107,6 +112,7 @@ private:
     std::vector<Call> calls_;
     std::vector<std::string> lookups_;
     std::function<void()> looked_up_;
+    std::function<void()> leaving_;
     std::map<std::string, std::string> messages_;
 };
 

@@ -2,8 +2,7 @@
 #include <kesta_unified_zrkukey.h>
 #include <stdio.h>
 
-int main(void)
-{
+int main(void) {
     char version[64] = "";
     unsigned int length = sizeof version;
     const int code = GetDllVersion(version, &length);

@@ -1,7 +1,8 @@
 // Prints the library's version, by the C++ face, and uses the variable that C++ clients alone have.
+#include <kesta_unified_zrkukey.h>
+
 #include <iostream>
 #include <kesta/ukey.hpp>
-#include <kesta_unified_zrkukey.h>
 
 int main() {
     std::cout << "version " << kesta::Library::Linked().GetDllVersion() << '\n';

@@ -11,16 +11,14 @@
 
 static int wrong = 0;
 
-static void expect(int is_so, const char* claim)
-{
+static void expect(int is_so, const char* claim) {
     if (!is_so) {
         printf("not so: %s\n", claim);
         wrong = 1;
     }
 }
 
-static void ask_for_status(void)
-{
+static void ask_for_status(void) {
     struct stat file, link, open_file, relative;
     FILE* const stream = fopen("five", "w");
     fputs("bytes", stream);
@@ -33,15 +31,14 @@ static void ask_for_status(void)
     expect(lstat("link", &link) == 0 && S_ISLNK(link.st_mode), "lstat looks at the link");
     expect(fstat(fd, &open_file) == 0 && open_file.st_ino == file.st_ino,
            "fstat tells the same file");
-    expect(fstatat(AT_FDCWD, "link", &relative, AT_SYMLINK_NOFOLLOW) == 0 &&
-               S_ISLNK(relative.st_mode),
-           "fstatat minds its flags");
+    expect(
+        fstatat(AT_FDCWD, "link", &relative, AT_SYMLINK_NOFOLLOW) == 0 && S_ISLNK(relative.st_mode),
+        "fstatat minds its flags");
     expect(stat("nothing", &file) == -1 && errno == ENOENT, "stat sets errno");
     close(fd);
 }
 
-static double now(void)
-{
+static double now(void) {
     struct timespec time;
     clock_gettime(CLOCK_MONOTONIC, &time);
     return (double)time.tv_sec + (double)time.tv_nsec / 1e9;
@@ -51,8 +48,7 @@ static pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
 static pthread_cond_t condition = PTHREAD_COND_INITIALIZER;
 static int signalled = 0;
 
-static void* signal_later(void* unused)
-{
+static void* signal_later(void* unused) {
     usleep(100000);
     pthread_mutex_lock(&mutex);
     signalled = 1;
@@ -62,8 +58,7 @@ static void* signal_later(void* unused)
 }
 
 /* Waits as callers do, until the time is over or what they wait for has come. */
-static int wait_until_signalled(long milliseconds)
-{
+static int wait_until_signalled(long milliseconds) {
     struct timespec end;
     int result = 0;
     clock_gettime(CLOCK_MONOTONIC, &end);
@@ -76,8 +71,7 @@ static int wait_until_signalled(long milliseconds)
     return result;
 }
 
-static void wait_by_the_clock(void)
-{
+static void wait_by_the_clock(void) {
     pthread_t thread;
     pthread_mutex_lock(&mutex);
     double began = now();
@@ -93,8 +87,7 @@ static void wait_by_the_clock(void)
     pthread_join(thread, NULL);
 }
 
-int main(void)
-{
+int main(void) {
     ask_for_status();
     wait_by_the_clock();
     return wrong;

@@ -1,8 +1,8 @@
 // An event library that throws four times, each time something else, before it delivers an event.
+#include "kesta/event_library.h"
+
 #include <new>
 #include <stdexcept>
-
-#include "kesta/event_library.h"
 
 namespace {
 struct OfItsOwn {};
@@ -11,11 +11,17 @@ int polls = 0;
 
 int ValtoT_WaitForEvent(std::uint32_t, std::uint32_t, VALTO_EVENT_INFO* event, std::uint32_t*) {
     switch (++polls) {
-        case 1: throw std::runtime_error("gone");
-        case 2: throw std::bad_alloc();
-        case 3: throw 42;
-        case 4: throw OfItsOwn();
-        default: event->u32EventType = 0x7f; return 0;
+        case 1:
+            throw std::runtime_error("gone");
+        case 2:
+            throw std::bad_alloc();
+        case 3:
+            throw 42;
+        case 4:
+            throw OfItsOwn();
+        default:
+            event->u32EventType = 0x7f;
+            return 0;
     }
 }
 

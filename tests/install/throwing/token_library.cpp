@@ -1,10 +1,10 @@
 // A token library whose every entry point throws.
-#include <stdexcept>
-
 #include "kesta/token_library.h"
 
-#define THROW(result, name, arguments) \
+#include <stdexcept>
+
+#define THROW(result, name, arguments)                                        \
     extern "C" __attribute__((visibility("default"))) result name arguments { \
-        throw std::runtime_error(#name); \
+        throw std::runtime_error(#name);                                      \
     }
 KESTA_TOKEN_ENTRY_POINTS(THROW)
