@@ -409,7 +409,6 @@ test_wait_is_interrupted_cleanly() {
 
 test_no_secret_is_printed() {
     enrolled_key
-    local command
     ukey pin verify >all 2>&1
     ukey info --json >>all 2>&1
     ukey sign --text x -w 'Sign?' >>all 2>&1

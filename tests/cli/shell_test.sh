@@ -157,6 +157,7 @@ hear() {
 }
 zpty -w shell "fpath=($PWD \$fpath); autoload -Uz compinit; compinit -u -d $PWD/dump; print re''ady"
 hear ready
+zselect -t 100 || true  # until its prompt stands there
 zpty -wn shell "ukey doct"$'\t'
 hear "ukey doctor"
 print -r -- $heard

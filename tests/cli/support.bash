@@ -19,7 +19,7 @@ ukey() {
         --softkey "${KESTA_KEY_BIN:?names the software key}" "$ukey_command" "$@"
 }
 
-new_key() { softkey create --serial "${1:-CLI00001}" --label 'Test key' >/dev/null; }
+new_key() { softkey create --serial CLI00001 --label 'Test key' >/dev/null; }
 
 # ends STATUS COMMAND...: the command ends with that status; what it says is in out and err.
 ends() {

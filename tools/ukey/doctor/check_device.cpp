@@ -86,7 +86,6 @@ struct Answer {
         std::snprintf(answer.text, sizeof answer.text, "%s", library.failure().message.c_str());
     } else {
         UsePersonsLanguage(library.value());
-        UsePersonsLanguage(library.value());
         const auto serial = library.value().Try().GetPrintNumber();
         answer.code = serial.code();
         const std::string text = serial ? serial.value() : serial.failure().message;
