@@ -48,7 +48,7 @@ if(KESTA_BUILD_TOOLS AND TARGET ukey)
         OUTPUT "${tool_files}/ukey.1" "${tool_files}/ukey.bash"
         COMMAND "${CMAKE_COMMAND}" -E make_directory "${tool_files}"
         COMMAND sh -c "exec \"$@\" >\"$0\"" "${tool_files}/ukey.1"
-                ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:ukey> completion manual
+                ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:ukey> manual
         COMMAND sh -c "exec \"$@\" >\"$0\"" "${tool_files}/ukey.bash"
                 ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:ukey> completion bash
         DEPENDS ukey

@@ -66,15 +66,15 @@ TEST_F(ConcurrencyTest, a_key_that_comes_and_goes_ends_signatures_cleanly) {
         }
     });
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-    while (well < 20 && std::chrono::steady_clock::now() < deadline) {
+    while ((well < 20 || refused < 10) && std::chrono::steady_clock::now() < deadline) {
         const int code = SignHash(std::string(64, 'a')).code;
         EXPECT_TRUE(code == kOk || code == kKeyAbsent || code == kKeyRemoved) << code;
         ++(code == kOk ? well : refused);
     }
     stop = true;
     mover.join();
-    EXPECT_EQ(well, 20);
-    EXPECT_GT(refused, 5);
+    EXPECT_GE(well, 20);
+    EXPECT_GE(refused, 10);
     EXPECT_EQ(OpenStore()->FindKey(kSerial)->insertions % 2, 1);
 }
 

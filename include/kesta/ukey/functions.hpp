@@ -11,6 +11,7 @@
 #include "kesta_unified_zrkukey.h"
 
 // One line for each function of the public header.
+// clang-format off
 #define KESTA_UKEY_FUNCTIONS(X)                                                                    \
     X(Initialize)                                                                                  \
     X(Finalize)                                                                                    \
@@ -25,6 +26,7 @@
                                 X(Batch_InitAndGenerateCertRequest) X(ImportX509Cert)              \
                                     X(ImportEncX509Cert) X(Batch_ImportX509Cert)                   \
                                         X(CheckDriverIntegrity)
+// clang-format on
 
 namespace kesta {
 
