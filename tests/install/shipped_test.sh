@@ -120,7 +120,7 @@ test_nothing_is_laid_down_at_the_makers_place() {
     DESTDIR=$PWD/root install_parts /usr runtime development tools softkey
     folder=$(find root -mindepth 1 -maxdepth 1 -printf '%f ')
     expect_equal "folders at the root" "usr " "$folder"
-    if grep -rlE 'libKestaZRK|libR7Token' root/usr/lib/*/lib* root/usr/lib/lib* 2>/dev/null |
+    if grep -rlE 'libKestaZRK|libR7Token' root/usr/lib/*-linux-gnu/lib* root/usr/lib/lib* 2>/dev/null |
         grep -v libkesta_unified_zrkukey.so; then
         fail "a library in the system's folder has the name of one of the maker's"
     fi
