@@ -7,14 +7,14 @@
 namespace softkey::admin {
 namespace {
 
-struct Options {
+struct CreateOptions {
     NewKey key;
     std::uint32_t slot = 0;
     bool removed = false;
     PinSource pin;
 };
 
-void Create(const Options& options, const Session& session) {
+void Create(const CreateOptions& options, const Session& session) {
     PinContext context;
     context.serial = options.key.serial;
     context.label = options.key.label;
@@ -30,7 +30,7 @@ void Create(const Options& options, const Session& session) {
 }  // namespace
 
 void AddCreate(CLI::App& app, Session& session) {
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<CreateOptions>();
     CLI::App* const command = AddCommand(
         app, "create",
         "Make a key. Its PIN comes from $KESTA_SOFTKEY_PIN, a file, the standard input, or "

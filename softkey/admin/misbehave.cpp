@@ -6,7 +6,7 @@
 namespace softkey::admin {
 namespace {
 
-struct Options {
+struct MisbehaveOptions {
     std::string plan;
     bool clear = false;
     bool show = false;
@@ -53,7 +53,7 @@ void Show(const Session& session) {
 }  // namespace
 
 void AddMisbehave(CLI::App& app, Session& session) {
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<MisbehaveOptions>();
     CLI::App* const command = AddCommand(
         app, "misbehave",
         "Make entry points misbehave by a plan: codes, delays, removal in mid-operation, lengths "

@@ -7,14 +7,14 @@
 namespace softkey::admin {
 namespace {
 
-struct Options {
+struct UnlockOptions {
     std::string serial;
     bool erase = false;
     PinSource pin;
 };
 
 // The private keys cannot be opened without the old PIN, so a new one comes with an empty key.
-void EraseWithNewPin(const Options& options, const KeyRecord& key, Store& store) {
+void EraseWithNewPin(const UnlockOptions& options, const KeyRecord& key, Store& store) {
     PinContext context;
     context.serial = key.serial;
     context.label = key.label;
@@ -29,7 +29,7 @@ void EraseWithNewPin(const Options& options, const KeyRecord& key, Store& store)
     transaction.Commit();
 }
 
-void Unlock(const Options& options, const Session& session) {
+void Unlock(const UnlockOptions& options, const Session& session) {
     const std::unique_ptr<Store> store = OpenState();
     const KeyRecord chosen = ChooseKey(*store, options.serial);
     if (options.erase) {
@@ -46,7 +46,7 @@ void Unlock(const Options& options, const Session& session) {
 }  // namespace
 
 void AddUnlock(CLI::App& app, Session& session) {
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<UnlockOptions>();
     CLI::App* const command = AddCommand(
         app, "unlock",
         "Give back all PIN tries, as the issuer's desk does; the PIN stays. With --erase the key "

@@ -11,7 +11,7 @@ struct CertificateWish {
     PinRule pin;
     bool pem = false;
 };
-using Wish = std::shared_ptr<CertificateWish>;
+using SharedCertificateWish = std::shared_ptr<CertificateWish>;
 
 std::string Read(Session& session, const CertificateWish& wish) {
     return session.library().GetCert(session.Serial(), wish.pair.first(), wish.pair.second());
@@ -74,7 +74,8 @@ Exit Delete(Session& session, const CertificateWish& wish) {
 
 CLI::App* AddStep(CLI::App& parent, Session& session, const std::string& name,
                   const std::string& description, const std::string& examples, const Takes& takes,
-                  Exit (*step)(Session&, const CertificateWish&), const Wish& wish) {
+                  Exit (*step)(Session&, const CertificateWish&),
+                  const SharedCertificateWish& wish) {
     CLI::App* const command = AddCommand(parent, session, name, description, examples, takes);
     AddPairOptions(*command, wish->pair);
     command->callback([&session, step, wish] {

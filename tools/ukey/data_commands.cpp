@@ -12,8 +12,8 @@ struct DataWish {
     unsigned number = 0;
     PinRule pin;
 };
-using Wish = std::shared_ptr<DataWish>;
-using Step = Exit (*)(Session&, const DataWish&);
+using SharedDataWish = std::shared_ptr<DataWish>;
+using DataStep = Exit (*)(Session&, const DataWish&);
 
 Exit GetLabel(Session& session, const DataWish&) {
     const std::string serial = session.Serial();
@@ -78,7 +78,7 @@ Exit SetLanguage(Session& session, const DataWish& wish) {
 
 CLI::App* AddStep(CLI::App& parent, Session& session, const std::string& name,
                   const std::string& description, const std::string& examples, const Takes& takes,
-                  Step step, const Wish& wish) {
+                  DataStep step, const SharedDataWish& wish) {
     CLI::App* const command = AddCommand(parent, session, name, description, examples, takes);
     command->callback([&session, step, wish] {
         session.action = [&session, step, wish] { return step(session, *wish); };

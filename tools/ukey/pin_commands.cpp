@@ -6,7 +6,7 @@
 namespace ukey {
 namespace {
 
-using Step = Exit (*)(Session&);
+using PinStep = Exit (*)(Session&);
 
 Exit VerifyPin(Session& session) {
     const std::string serial = session.Serial();
@@ -78,7 +78,7 @@ Exit InitialiseKey(Session& session) {
 
 void AddStep(CLI::App& parent, Session& session, const std::string& name,
              const std::string& description, const std::string& examples, const Takes& takes,
-             Step step) {
+             PinStep step) {
     CLI::App* const command = AddCommand(parent, session, name, description, examples, takes);
     command->callback(
         [&session, step] { session.action = [&session, step] { return step(session); }; });

@@ -18,7 +18,7 @@ struct SignWish {
 
     int Hash() const { return HashTypeFor(algorithm, hashType); }
 };
-using Wish = std::shared_ptr<SignWish>;
+using SharedSignWish = std::shared_ptr<SignWish>;
 
 // The text is signed as it is, line breaks included.
 std::string DataOf(const SignWish& wish) {
@@ -111,7 +111,7 @@ Exit BatchSign(Session& session, const SignWish& wish) {
 
 CLI::App* AddStep(CLI::App& app, Session& session, const std::string& name,
                   const std::string& description, const std::string& examples,
-                  Exit (*step)(Session&, const SignWish&), const Wish& wish) {
+                  Exit (*step)(Session&, const SignWish&), const SharedSignWish& wish) {
     CLI::App* const command =
         AddCommand(app, session, name, description, examples, {true, true, true});
     AddAlgorithmOptions(*command, wish->algorithm, wish->hashType);
