@@ -10,9 +10,19 @@ source_tree=${KESTA_SOURCE:?names the source tree}
 # fail), breaks/PRESET (the build fails), skips/PRESET (a test does not run), count/PRESET (number of
 # concurrent tests, else 7).
 make_tree() {
-    mkdir -p tree/tools programs fails breaks skips count
+    mkdir -p tree/tools tree/packaging programs fails breaks skips count
     cp "$source_tree/check" tree/
-    printf '#!/bin/sh\n' >tree/tools/install-packages
+    printf '#!/bin/sh\n' | tee tree/tools/install-packages >tree/packaging/prepare-aarch64
+    cat >tree/packaging/check-aarch64 <<'STUB'
+#!/usr/bin/env bash
+set -euo pipefail
+cd "$(dirname "$0")/.."
+cmake --preset aarch64
+cmake --build --preset aarch64
+ctest --preset aarch64 | tee build/aarch64/check.log
+STUB
+    # The machine that runs this may be either.
+    printf '#!/bin/sh\necho "${MACHINE:-x86_64}"\n' >programs/uname
     cat >programs/cmake <<'STUB'
 #!/usr/bin/env bash
 if [[ $1 == --preset ]]; then
@@ -36,7 +46,7 @@ printf '\n%s%% tests passed, %s tests failed out of 7\n\nTotal Test time (real) 
 [[ ! -e ../skips/$2 ]] || printf '\nThe following tests did not run:\n\t3 - third (Skipped)\n'
 ((failed == 0)) || { printf '\nThe following tests FAILED:\n\t1 - first of %s\n' "$2"; exit 8; }
 STUB
-    chmod +x tree/tools/install-packages programs/*
+    chmod +x tree/tools/* tree/packaging/* programs/*
     PATH=$PWD/programs:$PATH
 }
 
@@ -51,7 +61,7 @@ test_green_run_ends_with_the_closing_lines_of_what_ships() {
     make_tree
     checks 0
     expect_equal "the last line" "Total Test time (real) = 1 sec (dev)" "$(tail -n 1 said)"
-    expect_equal "runs in the summary" "tsan asan dev" "$(sed -n 's/: passed$//p' said | xargs)"
+    expect_equal "runs in the summary" "aarch64 tsan asan dev" "$(sed -n 's/: passed$//p' said | xargs)"
 }
 
 test_failed_run_fails_the_check_and_is_shown_last() {
@@ -59,7 +69,7 @@ test_failed_run_fails_the_check_and_is_shown_last() {
     touch fails/dev
     checks 1
     expect_matches "the last line" "first of dev" "$(tail -n 1 said)"
-    expect_equal "runs that passed" "tsan asan" "$(sed -n 's/: passed$//p' said | xargs)"
+    expect_equal "runs that passed" "aarch64 tsan asan" "$(sed -n 's/: passed$//p' said | xargs)"
     expect_equal "runs that failed" "dev" "$(sed -n 's/: FAILED$//p' said | xargs)"
 }
 
@@ -75,6 +85,20 @@ test_failed_build_fails_the_check_and_is_named() {
     touch breaks/tsan
     checks 1
     grep -q 'FAILED before any test ran: tsan' said || fail "the build is not named"
+}
+
+test_aarch64_run_that_fails_fails_the_check() {
+    make_tree
+    touch fails/aarch64
+    checks 1
+    expect_matches "the last line" "first of aarch64" "$(tail -n 1 said)"
+}
+
+test_aarch64_machine_runs_no_emulator() {
+    make_tree
+    export MACHINE=aarch64
+    checks 0
+    expect_equal "runs" "tsan asan dev" "$(sed -n 's/: passed$//p' said | xargs)"
 }
 
 test_lines_of_an_earlier_check_are_not_shown_again() {

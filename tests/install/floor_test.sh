@@ -84,4 +84,14 @@ test_names_of_one_variable_stay_one() {
     expect_equal environment "NAME=value" "$(env -i NAME=value "${emulator[@]}" ./names | head -n 1)"
 }
 
+# As the packages have it, whatever build this is a test of.
+test_released_library_loads_on_the_oldest_runtime() {
+    local options=()
+    [[ -z ${KESTA_TOOLCHAIN:-} ]] || options=("-DCMAKE_TOOLCHAIN_FILE=$KESTA_TOOLCHAIN")
+    cmake -S "$source_tree" -B released -DCMAKE_BUILD_TYPE=Release -DKESTA_RUNTIME_FLOOR=ON \
+        "${options[@]}"
+    cmake --build released --target kesta_unified_zrkukey --parallel 2
+    "$source_tree/packaging/check-symbol-versions" released/lib/libkesta_unified_zrkukey.so
+}
+
 run_claims "$@"

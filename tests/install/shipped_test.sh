@@ -129,12 +129,4 @@ test_nothing_is_laid_down_at_the_makers_place() {
     fi
 }
 
-test_no_file_names_the_folder_it_was_built_in() {
-    [[ $KESTA_FLOOR == ON ]] || return 0
-    install_everything
-    if grep -rlaF "$source_tree" prefix; then
-        fail "these files name $source_tree"
-    fi
-}
-
 run_claims "$@"
