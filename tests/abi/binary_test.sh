@@ -23,11 +23,12 @@ script_symbols() {
     sed -E 's/#.*//; /local:/,$d' "$version_script" | tr ';' '\n' | sed -nE 's/^ *([A-Za-z_0-9]+)$/\1/p'
 }
 
-# Every defined dynamic symbol: type, size, name.
+# Every defined dynamic symbol that others can see: type, size, name. Linkers for AArch64 leave
+# local symbols of sections in the table, which have no name for anyone.
 dynamic_symbols() {
     need readelf
     readelf --dyn-syms --wide "$library" |
-        awk '$1 ~ /^[0-9]+:$/ && $7 != "UND" {sub(/@.*/, "", $8); print $4, $3, $8}'
+        awk '$1 ~ /^[0-9]+:$/ && $5 != "LOCAL" && $7 != "UND" {sub(/@.*/, "", $8); print $4, $3, $8}'
 }
 
 dynamic_names() {
