@@ -37,7 +37,8 @@ install(FILES "${PROJECT_BINARY_DIR}/${package}.pc" DESTINATION "${pkgconfig_fol
         COMPONENT development)
 
 set(document_folder "${CMAKE_INSTALL_DATAROOTDIR}/doc")
-file(GLOB example_sources CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/examples/*.c")
+file(GLOB example_sources CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/examples/*.c"
+     "${PROJECT_SOURCE_DIR}/examples/*.cpp")
 install(FILES ${example_sources} DESTINATION "${document_folder}/libkesta-unified-zrkukey-dev/examples"
         COMPONENT development)
 
@@ -45,18 +46,23 @@ if(KESTA_BUILD_TOOLS AND TARGET ukey)
     install(TARGETS ukey RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT tools)
     set(tool_files "${PROJECT_BINARY_DIR}/tool-files")
     add_custom_command(
-        OUTPUT "${tool_files}/ukey.1" "${tool_files}/ukey.bash"
+        OUTPUT "${tool_files}/ukey.1" "${tool_files}/ukey.bash" "${tool_files}/ukey.zsh"
         COMMAND "${CMAKE_COMMAND}" -E make_directory "${tool_files}"
         COMMAND sh -c "exec \"$@\" >\"$0\"" "${tool_files}/ukey.1"
                 ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:ukey> manual
         COMMAND sh -c "exec \"$@\" >\"$0\"" "${tool_files}/ukey.bash"
                 ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:ukey> completion bash
+        COMMAND sh -c "exec \"$@\" >\"$0\"" "${tool_files}/ukey.zsh"
+                ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:ukey> completion zsh
         DEPENDS ukey
         VERBATIM)
-    add_custom_target(kesta_tool_files ALL DEPENDS "${tool_files}/ukey.1" "${tool_files}/ukey.bash")
+    add_custom_target(kesta_tool_files ALL
+        DEPENDS "${tool_files}/ukey.1" "${tool_files}/ukey.bash" "${tool_files}/ukey.zsh")
     install(FILES "${tool_files}/ukey.1" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT tools)
     install(FILES "${tool_files}/ukey.bash" RENAME ukey COMPONENT tools
             DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/bash-completion/completions")
+    install(FILES "${tool_files}/ukey.zsh" RENAME _ukey COMPONENT tools
+            DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/zsh/vendor-completions")
     install(PROGRAMS "${PROJECT_SOURCE_DIR}/tools/ukey-sandbox"
             DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT softkey)
 endif()
@@ -70,6 +76,7 @@ if(KESTA_BUILD_SOFTKEY AND TARGET softkey_command)
     install(PROGRAMS "${PROJECT_SOURCE_DIR}/packaging/softkey-demo" RENAME demo COMPONENT softkey
             DESTINATION "${document_folder}/kesta-softkey/examples")
     install(FILES "${PROJECT_SOURCE_DIR}/docs/softkey.md"
+                  "${PROJECT_SOURCE_DIR}/docs/softkey-entry-points.md"
             DESTINATION "${document_folder}/kesta-softkey" COMPONENT softkey)
 endif()
 
