@@ -2,63 +2,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <functional>
-
-#include "kesta/ukey.hpp"
-#include "stand_in.h"
+#include "outputs.h"
+#include "public_header.h"
 
 namespace kesta {
 namespace {
 
 using testing::HasSubstr;
-
-// An operation with an output, brought to one form: its code and its text.
-struct Output {
-    std::string text;
-    int code;
-};
-struct Operation {
-    const char* name;
-    std::size_t bound;  // the capacity that is offered
-    std::function<Output(const Library::Quiet&)> run;
-};
-
-Output Of(const Result<std::string>& result) {
-    return {result.ok() ? result.value() : result.failure().message, result.code()};
-}
-Output Of(const Result<Bytes>& result) {
-    return {result.ok() ? std::string(result.value().begin(), result.value().end())
-                        : result.failure().message,
-            result.code()};
-}
-Output Of(const Result<std::vector<std::string>>& result) {
-    return {result.ok() ? JoinList(result.value()) : result.failure().message, result.code()};
-}
-
-Result<std::vector<std::string>> OneInBatch(const Library::Quiet& quiet) {
-    BatchSignature batch;
-    batch.list = {"text"};
-    return quiet.Batch_Sign(batch);
-}
-
-const Operation kTexts[] = {
-    {"GetDllVersion", 64, [](auto& q) { return Of(q.GetDllVersion()); }},
-    {"GetDriverVersion", 64, [](auto& q) { return Of(q.GetDriverVersion()); }},
-    {"GetVidAndPid", 64, [](auto& q) { return Of(q.GetVidAndPid()); }},
-    {"GetPrintNumber", 1024, [](auto& q) { return Of(q.GetPrintNumber()); }},
-    {"GetVendorInfo", 256, [](auto& q) { return Of(q.GetVendorInfo(1)); }},
-    {"GetCert", 4096, [](auto& q) { return Of(q.GetCert("SN", 1, 2)); }},
-    {"GetCertDN", 1024, [](auto& q) { return Of(q.GetCertDN("SN", 1, 2)); }},
-    {"GetLabel", 512, [](auto& q) { return Of(q.GetLabel("SN")); }},
-    {"GetData", 260, [](auto& q) { return Of(q.GetData("ten-letter", 0)); }},
-    {"Sign", 8200, [](auto& q) { return Of(q.Sign("SN", 1, 2, "data", "w")); }},
-    {"SignHash", 8200, [](auto& q) { return Of(q.SignHash("SN", 1, 2, "hash", 3)); }},
-    {"Batch_Sign", 4104, [](auto& q) { return Of(OneInBatch(q)); }},
-};
-const Operation kRecords[] = {
-    {"GetPinInfo", 8, [](auto& q) { return Of(q.GetPinInfo("SN")); }},
-    {"GetCertInfo", 1280, [](auto& q) { return Of(q.GetCertInfo("SN", 1)); }},
-};
 
 class Outputs : public testing::TestWithParam<Operation> {
 protected:
@@ -139,10 +89,12 @@ TEST_F(Lengths, failing_probe_is_the_failure_of_the_operation) {
     EXPECT_EQ(stand_in().calls.size(), 2U);  // the probe, and the message
 }
 
-TEST_F(Lengths, probe_of_four_gigabytes_is_refused) {
-    stand_in().probed = 0xffffffffU;
-    EXPECT_EQ(library.Try().Sign("SN", 1, 2, "data", "w").failure().origin,
-              Failure::Origin::kRefused);
+TEST_F(Lengths, probe_beyond_the_bound_is_an_answer_that_cannot_be_true) {
+    stand_in().probed = 8201;
+    const auto result = library.Try().Sign("SN", 1, 2, "data", "w");
+    ASSERT_FALSE(result.ok());
+    EXPECT_EQ(result.failure().origin, Failure::Origin::kAnswer);
+    EXPECT_THAT(result.failure().message, HasSubstr("at most 8200"));
 }
 
 TEST_F(Lengths, probe_of_nothing_still_offers_room_for_the_NUL) {

@@ -120,6 +120,7 @@ std::string& Kept() {
 int Requests(const char* name, char* buffer, int* length, const std::string& arguments) {
     const Turn turn;
     StandIn& s = stand_in();
+    const int capacity = *length;
     Record(name, arguments.c_str());
     if (s.raise) throw std::length_error("from inside");
     if (buffer == nullptr) {
@@ -128,8 +129,10 @@ int Requests(const char* name, char* buffer, int* length, const std::string& arg
         *length = s.probed ? static_cast<int>(*s.probed) : static_cast<int>(s.text.size()) + 1;
         return G_LastError = 0;
     }
-    if (s.fetchLost) return G_LastError = KESTA_BUFFER_TOO_SMALL;
-    *length = static_cast<int>(Kept().size());
+    const auto size = static_cast<std::uint32_t>(Kept().size());
+    *length = static_cast<int>(s.reported.value_or(size));
+    if (s.fetchLost || capacity < static_cast<int>(size))
+        return G_LastError = KESTA_BUFFER_TOO_SMALL;
     std::memcpy(buffer, Kept().c_str(), Kept().size() + 1);
     return G_LastError = s.fetchCode;
 }
@@ -150,10 +153,12 @@ void GetLastErrCode(unsigned* code) {
 }
 int GetErrorMsg(int code, char* buffer, int* length) {
     Record("GetErrorMsg", code);
-    const std::string& text = stand_in().message;
+    const StandIn& s = stand_in();
+    const std::string& text = s.message;
     if (static_cast<int>(text.size()) >= *length) return KESTA_BUFFER_TOO_SMALL;
     std::memcpy(buffer, text.c_str(), text.size() + 1);
-    *length = static_cast<int>(text.size()) + 1;
+    const auto size = static_cast<std::uint32_t>(text.size()) + 1;
+    *length = static_cast<int>(s.reported.value_or(size));
     return 0;
 }
 int GetDriverVersion(char* b, unsigned* n) {

@@ -58,6 +58,7 @@ public:
     }
 
     struct Probe {
+        std::size_t most = 0;          // what the library can answer for such an input
         std::size_t least = 0;         // a capacity that is offered at any rate
         unsigned* reported = nullptr;  // receives the length that the library reports
     };
@@ -70,8 +71,8 @@ public:
         unsigned length = 0;
         Outcome outcome = Call(function, Raw(arguments)..., nullptr, &length);
         if (outcome.Failed()) return Describe(operation, outcome);
+        if (length > probe.most) return FalseLength(operation, length, probe.most);
         const std::size_t bound = std::max<std::size_t>(length, probe.least);
-        if (bound > kLargestBuffer) return Refusal(operation, "the result would exceed 2 GiB");
         std::string text(bound + kMargin, '\0');
         length = static_cast<unsigned>(bound);
         outcome = Call(function, Raw(arguments)..., text.data(), &length);
@@ -114,7 +115,9 @@ public:
             lock.unlock();  // the message is a call too
             return Describe(operation, outcome);
         }
-        if (length < 1) return FalseLength(operation, static_cast<unsigned>(length), 0);
+        if (length < 1 || static_cast<std::size_t>(length) > kLongestRequests) {
+            return FalseLength(operation, static_cast<unsigned>(length), kLongestRequests);
+        }
         constexpr char kUntouched = '\x01';
         const auto bound = static_cast<std::size_t>(length);
         std::string text(bound + kMargin, '\0');
@@ -194,7 +197,8 @@ private:
     // Room behind what is offered: for the NUL, and for a token library that writes too far.
     static constexpr std::size_t kMargin = 64;
     static constexpr std::size_t kLongestMessage = 4096;
-    static constexpr std::size_t kLargestBuffer = 0x7fffffff;
+    // Some hundred thousand requests: what exceeds this is no length of theirs.
+    static constexpr std::size_t kLongestRequests = std::size_t{64} << 20U;
 
     // The library has no lock and wants one call at a time.
     static std::mutex& Mutex() {
@@ -240,8 +244,9 @@ private:
 
     static Failure FalseLength(const char* operation, unsigned length, std::size_t bound) {
         return WrongAnswer(operation, KESTA_BUFFER_TOO_SMALL,
-                           "the token library reports " + std::to_string(length) +
-                               " bytes where at most " + std::to_string(bound) + " are possible");
+                           "the token library reports " + std::to_string(length) + " bytes where " +
+                               (length == 0 ? "1 to " : "at most ") + std::to_string(bound) +
+                               " are possible");
     }
 
     static Failure Overwritten(const char* operation, std::size_t bound) {

@@ -144,11 +144,12 @@ public:
 
     Answer<Text> Sign(const Text& serial, int option1, int option2, const Text& data,
                       const Text& warning) const {
-        return Probed("Sign", F().Sign, serial, option1, option2, data, warning);
+        return Probed("Sign", F().Sign, Room(data), serial, option1, option2, data, warning);
     }
     Answer<Text> SignHash(const Text& serial, int option1, int option2, const Text& hash,
                           int option3) const {
-        return Probed("SignHash", F().SignHash, serial, option1, option2, hash, option3);
+        return Probed("SignHash", F().SignHash, Room(hash), serial, option1, option2, hash,
+                      option3);
     }
     Answer<std::vector<Text>> Batch_Sign(const BatchSignature& batch) const {
         return Form::Give(BatchSign(batch));
@@ -157,8 +158,8 @@ public:
     Answer<Text> AsymDec(const Text& serial, int option1, unsigned option2,
                          const Text& cipher) const {
         unsigned reported = 0;
-        auto plain = caller_.ProbedText("AsymDec", F().AsymDec, {0, &reported}, serial, option1,
-                                        option2, cipher);
+        auto plain = caller_.ProbedText("AsymDec", F().AsymDec, {Room(cipher), 0, &reported},
+                                        serial, option1, option2, cipher);
         // A token library may or may not count the NUL.
         if (plain.ok() && reported > plain.value().size() + 1) {
             plain = Caller::WrongAnswer(
@@ -235,6 +236,9 @@ protected:
     const Functions& F() const { return caller_.functions(); }
 
 private:
+    // What a probe answers for this input.
+    static std::size_t Room(const Text& input) { return 2 * (input.size() + 4096); }
+
     template <class Function, class... Arguments>
     Answer<void> Run(const char* operation, Function* function,
                      const Arguments&... arguments) const {
@@ -256,9 +260,10 @@ private:
     }
 
     template <class Function, class... Arguments>
-    Answer<Text> Probed(const char* operation, Function* function,
+    Answer<Text> Probed(const char* operation, Function* function, std::size_t most,
                         const Arguments&... arguments) const {
-        return Form::Give(caller_.ProbedText(operation, function, {}, arguments...));
+        return Form::Give(
+            caller_.ProbedText(operation, function, {most, 0, nullptr}, arguments...));
     }
 
     template <class Function, class... Arguments>
@@ -287,9 +292,9 @@ private:
         const std::uint64_t room = 2 * (data + batch.list.size() * (list.size() + 2048));
         if (room > 0x7fffffff) return Caller::Refusal(kName, "the list is too long for one call");
         auto joined = caller_.ProbedText(
-            kName, F().Batch_Sign, {room, nullptr}, batch.flags, batch.parameter2, batch.parameter3,
-            batch.parameter4, batch.data ? batch.data->c_str() : nullptr, batch.parameter6,
-            batch.parameter7, batch.parameter8, batch.parameter9,
+            kName, F().Batch_Sign, {room, room, nullptr}, batch.flags, batch.parameter2,
+            batch.parameter3, batch.parameter4, batch.data ? batch.data->c_str() : nullptr,
+            batch.parameter6, batch.parameter7, batch.parameter8, batch.parameter9,
             batch.list.empty() ? nullptr : list.c_str(), batch.parameter11);
         if (!joined.ok()) return joined.failure();
         return SplitList(joined.value());
