@@ -78,7 +78,15 @@ Exit Info(Session& session) {
 }
 
 Exit CheckInstall(Session& session) {
-    session.library().CheckDriverIntegrity(1);
+    const auto checked = session.library().Try().CheckDriverIntegrity(1);
+    if (!checked) {
+        // The code alone would say that something is not supported.
+        kesta::Failure failure = checked.failure();
+        if (failure.code == KESTA_UNSUPPORTED) {
+            failure.message = "the install directory cannot be listed; ask `ukey doctor`";
+        }
+        throw kesta::Error(failure);
+    }
     GiveDone(session, "the install directory can be listed; `ukey doctor` looks at the files");
     return Exit::kOk;
 }

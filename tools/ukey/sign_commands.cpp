@@ -164,7 +164,7 @@ void AddSignCommands(CLI::App& app, Session& session) {
             },
             "How the hash is written, by default either")
         ->type_name("hex|base64|either")
-        ->check(CLI::IsMember({"hex", "base64", "either"}));
+        ->check(CLI::IsMember({"hex", "base64", "either"}).description(""));
 
     auto batch = std::make_shared<SignWish>();
     CLI::App* const batchCommand =

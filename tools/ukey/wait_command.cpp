@@ -79,18 +79,19 @@ void AddWaitCommand(CLI::App& app, Session& session) {
                    "  ukey wait --forever --json       one JSON object on each line",
                    {true, false});
     auto wish = std::make_shared<WaitWish>();
+    // Checks without descriptions of their own, which would stand in the help beside the names.
     CLI::Option* const forever =
         command->add_flag("-f,--forever", wish->forever, "Go on until interrupted");
     command->add_option("-n,--count", wish->count, "End after so many events, by default 1")
         ->type_name("N")
-        ->check(CLI::Range(1U, 1000000U))
+        ->check(CLI::Range(1U, 1000000U).description(""))
         ->excludes(forever);
     command->add_option("-t,--timeout", wish->timeout, "Give up after so many seconds")
         ->type_name("SECONDS")
-        ->check(CLI::Range(0.001, 1e6));
+        ->check(CLI::Range(0.001, 1e6).description(""));
     command->add_option("--for", wish->kind, "Count these alone, by default any")
         ->type_name("inserted|removed|any")
-        ->check(CLI::IsMember({"inserted", "removed", "any"}));
+        ->check(CLI::IsMember({"inserted", "removed", "any"}).description(""));
     command->callback(
         [&session, wish] { session.action = [&session, wish] { return Wait(session, *wish); }; });
 }

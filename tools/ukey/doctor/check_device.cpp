@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -23,7 +24,6 @@ namespace {
 // What the library's GetVidAndPid names.
 constexpr const char* kVendor = "2e5a";
 constexpr const char* kProduct = "0301";
-constexpr int kPatience = 20000;  // milliseconds for a key to answer
 
 std::string FirstWord(const std::string& path) {
     std::ifstream file(path);
@@ -96,11 +96,11 @@ struct Answer {
 }
 
 // The answer, or nothing when the child ended or hung without one. status: how it ended.
-std::optional<Answer> Hear(pid_t child, int input, int& status) {
+std::optional<Answer> Hear(pid_t child, int input, int seconds, int& status) {
     pollfd wait{input, POLLIN, 0};
     int ready = 0;
     do {
-        ready = ::poll(&wait, 1, kPatience);
+        ready = ::poll(&wait, 1, seconds * 1000);
     } while (ready < 0 && errno == EINTR);
     Answer answer;
     const bool heard = ready == 1 && ::read(input, &answer, sizeof answer) == sizeof answer;
@@ -111,6 +111,11 @@ std::optional<Answer> Hear(pid_t child, int input, int& status) {
     answer.text[sizeof answer.text - 1] = '\0';
     if (!heard) return std::nullopt;
     return answer;
+}
+
+void ReportNoProcess(Report& report) {
+    report.Problem("key", "key", std::string("cannot be asked for: ") + std::strerror(errno),
+                   "end some programs: memory, processes or file descriptors ran out");
 }
 
 void ReportAnswer(Report& report, const Answer& answer) {
@@ -142,27 +147,26 @@ void CheckUsbDevice(Report& report) {
     }
 }
 
-void CheckKey(Report& report, const std::string& libraryFile) {
+void CheckKey(Report& report, const std::string& libraryFile, int seconds) {
     int ends[2];
-    if (::pipe(ends) != 0) {
-        report.Problem("key", "key", std::string("cannot be asked for: ") + std::strerror(errno),
-                       "free some memory and file descriptors");
-        return;
-    }
+    if (::pipe(ends) != 0) return ReportNoProcess(report);
     std::fflush(nullptr);
     const pid_t child = ::fork();
     if (child == 0) {
         ::close(ends[0]);
         AskForKey(libraryFile, ends[1]);
     }
+    if (child < 0) ReportNoProcess(report);
     ::close(ends[1]);
     int status = 0;
-    const auto answer = child > 0 ? Hear(child, ends[0], status) : std::nullopt;
+    const auto answer = child > 0 ? Hear(child, ends[0], seconds, status) : std::nullopt;
     ::close(ends[0]);
+    if (child < 0) return;
     if (answer) return ReportAnswer(report, *answer);
     const std::string how = !WIFSIGNALED(status) ? "ended without an answer"
                             : WTERMSIG(status) == SIGKILL
-                                ? "gave no answer in 20 seconds"
+                                ? "gave no answer in " + std::to_string(seconds) +
+                                      (seconds == 1 ? " second" : " seconds")
                                 : "crashed with " + std::string(::strsignal(WTERMSIG(status)));
     report.Problem("key", "key", "the token library " + how,
                    "install the maker's package again; pull the key out and insert it again");

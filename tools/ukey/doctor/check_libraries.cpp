@@ -81,7 +81,7 @@ public:
     Closure(const LibraryPath& path, std::string root) : path_(path), root_(std::move(root)) {}
 
     struct Gaps {
-        Names missing;                   // "libfoo.so.1 (for libKestaZRK.so)"
+        Names missing;                   // "libfoo.so.1 (for /usr/lib/libbar.so)"
         std::set<std::string> versions;  // "GLIBC_2.40 of libc.so.6"
     };
 
@@ -99,8 +99,13 @@ public:
                     if (seen.insert(name).second) gaps.missing.push_back(Blame(name, asker, path));
                     continue;
                 }
-                providers[name] = ReadElf(root_ + found);
-                if (seen.insert(name).second) open.push_back({providers[name], found});
+                const ElfFile& provider = providers[name] = ReadElf(root_ + found);
+                if (!seen.insert(name).second) continue;
+                if (provider.fault.empty()) {
+                    open.push_back({provider, found});
+                } else {
+                    gaps.missing.push_back(Blame(name, asker, path) + ", which " + provider.fault);
+                }
             }
             AddVersions(asker.file, providers, gaps);
         }
@@ -142,8 +147,8 @@ void CheckDependencies(Report& report, const LibraryPath& path, const Suspect& s
     const auto gaps = Closure(path, report.root).Of(file, suspect.path);
     if (!gaps.missing.empty()) {
         report.Problem(suspect.id + ".dependencies", suspect.name,
-                       "needs libraries that are not there: " + Listed(gaps.missing),
-                       "install the packages that bring them (apt-file search NAME)");
+                       "needs libraries that are missing or damaged: " + Listed(gaps.missing),
+                       "install the packages that bring them, again where they are damaged");
     }
     if (!gaps.versions.empty()) {
         report.Problem(suspect.id + ".versions", suspect.name,
@@ -216,13 +221,12 @@ void CheckClientLibrary(Report& report, const LibraryPath& path, const std::stri
     const bool byPath = name.find('/') != std::string::npos;
     const std::string runpath = report.root.empty() ? OwnRunpath() : "";
     const std::string origin = OwnFolder();
-    const std::string found = path.Find(name, runpath, origin);
-    if (byPath) {
-        report.paths.push_back(report.root + name);
-    } else {
-        for (const std::string& folder : path.Folders(runpath, origin)) {
-            report.paths.push_back(report.root + folder + "/" + name);
-        }
+    std::string found = path.Find(name, runpath, origin);
+    for (const std::string& folder : byPath ? Names{""} : path.Folders(runpath, origin)) {
+        const std::string tried = report.root + folder + (byPath ? name : "/" + name);
+        report.paths.push_back(tried);
+        // Passed over, since it is for another machine: that is worth telling.
+        if (found.empty() && ::access(tried.c_str(), F_OK) == 0) found = tried;
     }
     const Suspect suspect = {"client-library", "client library",
                              byPath ? name : Without(report.root, found),

@@ -23,7 +23,7 @@ void CheckCompanions(Report& report);
 void CheckLog(Report& report);
 void CheckUsbDevice(Report& report);
 // Asks the token library for a key, in a process of its own.
-void CheckKey(Report& report, const std::string& libraryFile);
+void CheckKey(Report& report, const std::string& libraryFile, int seconds);
 
 }  // namespace ukey
 

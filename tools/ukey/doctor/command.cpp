@@ -11,6 +11,7 @@ struct DoctorWish {
     std::string root;
     bool verbose = false;
     bool noKey = false;
+    int timeout = 20;  // seconds for a key to answer
 };
 
 std::string CheckedRoot(std::string root) {
@@ -31,7 +32,9 @@ Exit Doctor(Session& session, const DoctorWish& wish) {
     // A library that does not pass is not loaded, and a folder is no running system.
     const bool loadable = report.Count(Severity::kProblem) == 0;
     CheckUsbDevice(report);
-    if (loadable && report.root.empty() && !wish.noKey) CheckKey(report, session.libraryFile);
+    if (loadable && report.root.empty() && !wish.noKey) {
+        CheckKey(report, session.libraryFile, wish.timeout);
+    }
     CheckCompanions(report);
     CheckLog(report);
     report.Rank();
@@ -58,6 +61,11 @@ void AddDoctorCommand(CLI::App& app, Session& session) {
         ->add_option("--root", wish->root, "Look at the system below this folder; asks for no key")
         ->type_name("DIR");
     command->add_flag("--no-key", wish->noKey, "Load nothing and ask for no key");
+    command
+        ->add_option("-t,--timeout", wish->timeout,
+                     "Give the key so many seconds to answer, by default 20")
+        ->type_name("SECONDS")
+        ->check(CLI::Range(1, 3600).description(""));
     command->add_flag("-v,--verbose", wish->verbose, "Show every path tried and every entry point");
     command->callback(
         [&session, wish] { session.action = [&session, wish] { return Doctor(session, *wish); }; });

@@ -90,9 +90,9 @@ std::string LibraryPath::Find(const std::string& name, const std::string& runpat
         std::string path = root_;
         path += folder + "/" + name;
         if (::access(path.c_str(), F_OK) != 0) continue;
-        // A library for another machine is passed over by the loader too.
+        // The loader passes over a library for another machine, and stops at a damaged one.
         const ElfFile file = ReadElf(path);
-        if (file.elf && file.machine == OwnMachine()) return path;
+        if (!file.elf || file.machine == OwnMachine()) return path;
     }
     return {};
 }
