@@ -66,7 +66,9 @@ test_wrong_option_names_the_help_to_read() {
     fails 2 usage bare cert get --nonsense
 }
 
-test_no_subcommand_is_wrong_usage() { ends 2 bare; }
+test_no_subcommand_is_wrong_usage() {
+    ends 2 bare
+}
 
 test_missing_library_has_its_own_status_and_advice() {
     fails 7 not-loaded bare info --library ./nowhere.so
@@ -88,7 +90,9 @@ test_full_disk_is_told() {
     expect_matches "said" 'cannot be written' "$(<err)"
 }
 
-test_version_is_the_projects() { expect_matches "version" '^ukey [0-9.]+$' "$(bare --version)"; }
+test_version_is_the_projects() {
+    expect_matches "version" '^ukey [0-9.]+$' "$(bare --version)"
+}
 
 test_nothing_is_coloured_outside_a_terminal() {
     bare doctor --root / >out || true
@@ -123,6 +127,7 @@ test_bash_completes_subcommands_options_values_and_files() {
     expect_equal "second level" "get dn info delete" "$(complete_bash cert '' | grep -v '^-' | xargs)"
     expect_equal "option" "--key-type" "$(complete_bash sign --key | xargs)"
     expect_equal "value" "rsa sm2" "$(complete_bash sign --key-type '' | xargs)"
+    expect_equal "words" "inserted removed any" "$(complete_bash wait --for '' | xargs)"
     expect_equal "file of an option" "FILES" "$(complete_bash sign --output '' | xargs)"
     expect_equal "file" "FILES" "$(complete_bash import '' | xargs)"
 }

@@ -13,11 +13,27 @@ bare() { "$ukey_command" "$@"; }
 
 softkey() { KESTA_SOFTKEY_HOME=$scratch/key "$KESTA_BIN/softkey" "$@"; }
 
-# The command where the software key stands in for the maker's libraries, with a log of its own.
-ukey() {
+# A command where the software key stands in for the maker's libraries, with a log of its own.
+in_sandbox() {
     KESTA_SOFTKEY_HOME=$scratch/key "$KESTA_BIN/ukey-sandbox" --log "$scratch/library.log" \
-        --softkey "${KESTA_KEY_BIN:?names the software key}" "$ukey_command" "$@"
+        --softkey "${KESTA_KEY_BIN:?names the software key}" "$@"
 }
+
+ukey() { in_sandbox "$ukey_command" "$@"; }
+
+# until_true WHAT COMMAND...: tries the command for 30 seconds.
+until_true() {
+    local what=$1 tries
+    shift
+    for ((tries = 0; tries < 600; ++tries)); do
+        ! "$@" || return 0
+        sleep 0.05
+    done
+    fail "waited 30 seconds in vain: $what"
+}
+
+# The number of waits for events that have scanned the slots, and see whatever happens from now on.
+waits_begun() { (($(grep -c '\[after\]' "$scratch/library.log" 2>/dev/null || true) >= $1)); }
 
 new_key() { softkey create --serial CLI00001 --label 'Test key' >/dev/null; }
 
