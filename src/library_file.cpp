@@ -49,7 +49,8 @@ bool isCutShort(const char* path) {
     for (unsigned i = 0; i < header.e_phnum; ++i) {
         Elf64_Phdr segment;
         if (!file.read(segment, header.e_phoff + i * sizeof segment)) return true;
-        if (segment.p_type != PT_LOAD) continue;
+        // A segment of zeroes alone takes nothing of the file, wherever it says that it begins.
+        if (segment.p_type != PT_LOAD || segment.p_filesz == 0) continue;
         if (segment.p_offset > size || segment.p_filesz > size - segment.p_offset) return true;
     }
     return false;

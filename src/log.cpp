@@ -2,17 +2,19 @@
 //
 // A record costs a status call, an open, one write and a close. That is why the stream is built on
 // a descriptor of its own (fopen would seek and ask for the file's block size) and why the time is
-// broken down by localtime_r (localtime would look at the time zone's file each time).
+// broken down by localtime_r (localtime would look at the machine's time zone file each time).
 #include <fcntl.h>
 #include <pthread.h>
 #include <sys/stat.h>
 #include <sys/time.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <ctime>
 
 #include "commonfunction.h"
@@ -32,6 +34,18 @@ ssize_t writeAll(void* cookie, const char* bytes, size_t size) {
         done += static_cast<size_t>(n);
     }
     return static_cast<ssize_t>(size);
+}
+
+// Local time in the zone that TZ names at this moment: a client may change it. tzset costs no
+// system call while TZ stays as it was; without TZ it costs one, so it is asked once and when TZ
+// goes.
+tm localTime(time_t seconds) {
+    static std::atomic<bool> wasNamed{true};  // by whoever asked for local time before the log did
+    const bool named = getenv("TZ") != nullptr;
+    if (wasNamed.exchange(named, std::memory_order_relaxed) || named) tzset();
+    tm local{};
+    localtime_r(&seconds, &local);
+    return local;
 }
 
 // One record, from its head to its closing bracket. Every failure is silent.
@@ -71,8 +85,7 @@ private:
     void writeHead(const char* tag, Fraction fraction) {
         timeval now{};
         gettimeofday(&now, nullptr);
-        tm local{};
-        localtime_r(&now.tv_sec, &local);
+        const tm local = localTime(now.tv_sec);
         fprintf(m_stream, "[%02d,%02d:%02d:%02d.", local.tm_mday, local.tm_hour, local.tm_min,
                 local.tm_sec);
         // LogHex has always written microseconds where LogEntry writes milliseconds; readers of

@@ -1,7 +1,9 @@
 // The binding of the token library: all 29 entry points or none.
 #include <dlfcn.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cstdlib>
 
 #include "api_test.h"
 #include "exports_cpp.h"
@@ -87,6 +89,14 @@ TEST(Binding, fails_on_a_text_file) {
     EXPECT_FALSE(g_initFlag);
 }
 
+// Where nothing is read, the file need not reach.
+TEST(Binding, takes_a_library_whose_zeroes_begin_behind_the_files_end) {
+    install::put_library_with_distant_zeroes();
+    EXPECT_EQ(Initialize(), 0);
+    EXPECT_EQ(VerifyPIN("A1"), 0);
+    EXPECT_EQ(trace(), (Lines{"VerifyPIN(\"A1\")"}));
+}
+
 TEST(Binding, recovers_when_a_complete_library_is_put_in_place) {
     install::put_library_without("SetCachePinFlag");
     ASSERT_EQ(Initialize(), -101);
@@ -167,6 +177,16 @@ TEST(CommonFunction, FreeFunc_of_another_instance_leaves_the_exports_bound) {
     ASSERT_EQ(table.init(), 0);
     table.FreeFunc();
     EXPECT_EQ(VerifyPIN("A1"), 0);
+}
+
+// Other threads may be inside the token library when the process ends.
+TEST(BindingDeathTest, stays_when_the_library_is_destroyed) {
+    const auto leave = [] {
+        Initialize();
+        recorder().when_leaving([] { _exit(install::is_open() ? 23 : 1); });
+        std::exit(2);
+    };
+    EXPECT_EXIT(leave(), testing::ExitedWithCode(23), "");
 }
 
 TEST(Binding, hides_the_librarys_own_state) {

@@ -34,6 +34,18 @@ std::string tail_of_log(std::uintmax_t from) {
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
+// Only for records that are written: localtime makes the whole process look at the time zone anew.
+bool is_local_time_since(std::time_t before, const LogRecord& record) {
+    for (std::time_t at = before - 1; at <= std::time(nullptr); ++at) {
+        const std::tm local = *std::localtime(&at);
+        if (record.day == local.tm_mday && record.hour == local.tm_hour &&
+            record.minute == local.tm_min && record.second == local.tm_sec) {
+            return true;
+        }
+    }
+    return false;
+}
+
 }  // namespace
 
 TEST(LogEntry, writes_two_lines_head_and_body) {
@@ -65,16 +77,36 @@ TEST(LogEntry, tells_local_day_and_time_with_milliseconds) {
     tzset();
     const std::time_t before = std::time(nullptr);
     LogEntry("Tag", "x");
-    const std::time_t after = std::time(nullptr);
     const LogRecord record = log_records().at(0);
     EXPECT_EQ(record.fraction.size(), 3U);
-    bool matches = false;
-    for (std::time_t at = before - 1; at <= after; ++at) {
-        const std::tm local = *std::localtime(&at);
-        matches |= record.day == local.tm_mday && record.hour == local.tm_hour &&
-                   record.minute == local.tm_min && record.second == local.tm_sec;
+    EXPECT_TRUE(is_local_time_since(before, record));
+}
+
+// As localtime itself does, which looks at the variable each time.
+TEST(LogEntry, follows_a_time_zone_that_changes_between_records) {
+    const std::time_t before = std::time(nullptr);
+    for (const char* const zone : {"XYZ-5:30", "ABC+7:45", "XYZ-5:30"}) {
+        setenv("TZ", zone, 1);
+        forget_log();
+        LogEntry("Tag", "x");
+        EXPECT_TRUE(is_local_time_since(before, log_records().at(0))) << zone;
     }
-    EXPECT_TRUE(matches);
+}
+
+TEST(LogEntry, returns_to_the_machines_time_zone_when_the_client_names_none) {
+    const std::time_t before = std::time(nullptr);
+    setenv("TZ", "ABC+7:45", 1);
+    LogEntry("Tag", "x");
+    unsetenv("TZ");
+    LogEntry("Tag", "y");
+    EXPECT_TRUE(is_local_time_since(before, log_records().at(1)));
+}
+
+TEST(LogHex, tells_local_time_too) {
+    const std::time_t before = std::time(nullptr);
+    setenv("TZ", "ABC+7:45", 1);
+    LogHex("Tag", "x", 1);
+    EXPECT_TRUE(is_local_time_since(before, log_records().at(0)));
 }
 
 TEST(LogEntry, expands_its_format_as_printf_does) {
@@ -102,7 +134,7 @@ TEST(LogEntry, writes_a_body_of_megabytes_whole) {
     LogEntry("Tag", "%s", huge.c_str());
     const auto records = log_records();
     ASSERT_EQ(records.size(), 1U);
-    EXPECT_EQ(records[0].body, huge);
+    EXPECT_TRUE(records[0].body == huge);
 }
 
 TEST(LogEntry, appends_records_and_closes_after_each) {
@@ -122,6 +154,17 @@ TEST(LogEntry, starts_a_file_that_was_removed_between_records) {
     forget_log();
     LogEntry("Two", "2");
     EXPECT_EQ(log_lines(), (Lines{"Two|2"}));
+}
+
+TEST(LogEntry, makes_a_file_that_everybody_may_write_but_for_the_clients_mask) {
+    for (const mode_t mask : {0, 027}) {
+        umask(mask);
+        forget_log();
+        LogEntry("Tag", "x");
+        struct stat status {};
+        ASSERT_EQ(stat(log_path, &status), 0);
+        EXPECT_EQ(status.st_mode & 07777, 0666 & ~mask);
+    }
 }
 
 TEST(LogHex, writes_two_upper_case_digits_for_each_byte) {
@@ -178,6 +221,16 @@ TEST(LogSize, beyond_32_bits_starts_a_fresh_file) {
     EXPECT_EQ(log_lines(), (Lines{"Tag|x"}));
 }
 
+TEST(LogSize, of_a_linked_file_counts_and_the_link_alone_is_removed) {
+    make_log_of(size_limit + 1);
+    std::filesystem::rename(log_path, "/tmp/elsewhere");
+    std::filesystem::create_symlink("/tmp/elsewhere", log_path);
+    LogEntry("Tag", "x");
+    EXPECT_FALSE(std::filesystem::is_symlink(log_path));
+    EXPECT_EQ(log_lines(), (Lines{"Tag|x"}));
+    EXPECT_EQ(std::filesystem::file_size("/tmp/elsewhere"), size_limit + 1);
+}
+
 // ---- Failures are silent ---------------------------------------------------------------------
 
 TEST(LogThatCannotBeOpened, is_skipped_without_effect) {
@@ -194,6 +247,15 @@ TEST(LogThatCannotBeOpened, changes_no_exports_result) {
     unsigned length = 0;
     EXPECT_EQ(GetDllVersion(nullptr, &length), 0);
     EXPECT_EQ(length, 13U);
+    recorder().on("GMImportPriKey").returns(0x77);
+    EXPECT_EQ(ImportEncX509Cert("A1", "cert", "key"), 0x77);
+    EXPECT_EQ(G_LastError, 0x77);
+}
+
+TEST(LogThatTakesNoByte, changes_no_exports_result) {
+    std::filesystem::create_symlink("/dev/full", log_path);
+    LogHex("Tag", "x", 1);
+    LogEntry("Tag", "%s", std::string(100000, 'x').c_str());
     recorder().on("GMImportPriKey").returns(0x77);
     EXPECT_EQ(ImportEncX509Cert("A1", "cert", "key"), 0x77);
     EXPECT_EQ(G_LastError, 0x77);

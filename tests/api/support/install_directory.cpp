@@ -1,10 +1,13 @@
 #include "install_directory.h"
 
 #include <dlfcn.h>
+#include <elf.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
+#include <vector>
 
 namespace fs = std::filesystem;
 
@@ -44,6 +47,31 @@ void put_library_without(const std::string& entry) {
 
 void put_library_with_unresolved_function() {
     put(fs::path(KESTA_TOKEN_VARIANTS) / "unresolved" / "libKestaZRK.so");
+}
+
+void put_library_with_distant_zeroes() {
+    put(fs::path(KESTA_TOKEN_IMAGE) / "libKestaZRK.so");
+    std::fstream file(token_library, std::ios::in | std::ios::out | std::ios::binary);
+    Elf64_Ehdr header{};
+    file.read(reinterpret_cast<char*>(&header), sizeof header);
+    std::vector<Elf64_Phdr> segments(header.e_phnum);
+    const auto size = static_cast<std::streamsize>(segments.size() * sizeof(Elf64_Phdr));
+    file.seekg(static_cast<std::streamoff>(header.e_phoff));
+    file.read(reinterpret_cast<char*>(segments.data()), size);
+
+    // The note is of no use to the loader and stands behind the segments that it loads.
+    Elf64_Phdr* note = nullptr;
+    Elf64_Addr end = 0;
+    for (Elf64_Phdr& segment : segments) {
+        if (segment.p_type == PT_LOAD) end = std::max(end, segment.p_vaddr + segment.p_memsz);
+        if (segment.p_type == PT_NOTE) note = &segment;
+    }
+    if (!file || !note) throw std::runtime_error("the token library has no note");
+    constexpr Elf64_Xword page = 0x10000;
+    const Elf64_Addr place = (end / page + 2) * page;
+    *note = {PT_LOAD, PF_R | PF_W, 0x40000000, place, place, 0, page, page};
+    file.seekp(static_cast<std::streamoff>(header.e_phoff));
+    file.write(reinterpret_cast<const char*>(segments.data()), size);
 }
 
 void put_complete_library() {

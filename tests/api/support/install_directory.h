@@ -14,6 +14,8 @@ void truncate_token_library(unsigned bytes);  // cut after so many bytes
 void put_text_file();                         // a text instead of a library
 void put_library_without(const std::string& entry);
 void put_library_with_unresolved_function();
+// Complete; one segment of zeroes alone says that it begins far behind the file's end.
+void put_library_with_distant_zeroes();
 void put_complete_library();
 
 bool is_open();  // the token library, in this process
