@@ -180,7 +180,10 @@ TEST(BatchRequest, refuses_an_unknown_name_before_it_asks) {
 }
 
 TEST(BatchRequest, lets_the_exception_of_a_name_that_ends_the_group_pass) {
+    Initialize();
+    G_LastError = unrelated_code;
     EXPECT_EQ(code_thrown_by([] { probe("CertType"); }), invalid_argument);
+    EXPECT_EQ(G_LastError, 0) << "cleared before the text is read";
     EXPECT_EQ(trace(), Lines{});
 }
 

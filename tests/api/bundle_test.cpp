@@ -40,6 +40,26 @@ TEST(Bundle, for_a_null_serial_number_goes_to_an_empty_one) {
     EXPECT_EQ(trace(), (Lines{"GMWritePKCS7(\"\", \"cert\", string\"\")"}));
 }
 
+TEST(Bundle, of_sections_for_a_null_serial_number_goes_to_an_empty_one) {
+    EXPECT_EQ(Batch_ImportX509Cert(nullptr, "SignCert(A)|EncPriKey(K)|EncCert(B)"), 0);
+    EXPECT_EQ(trace(), (Lines{"GMWritePKCS7(\"\", \"A\", string\"\")",
+                              "GMImportPriKey(\"\", \"K\"[1024], 0)",
+                              "GMWritePKCS7(\"\", \"B\", string\"\")"}));
+}
+
+TEST(Bundle, works_on_a_copy_of_the_serial_number) {
+    const char* const serial = "A1";
+    EXPECT_EQ(Batch_ImportX509Cert(serial, "SignCert(A)|EncPriKey(K)|EncCert(B)"), 0);
+    for (const recording::Call& call : recorder().calls()) {
+        EXPECT_NE(call.at(0).address, static_cast<const void*>(serial)) << call.describe();
+    }
+}
+
+TEST(Bundle, is_not_taken_for_a_format) {
+    EXPECT_EQ(import_bundle("EncPriKey(%s%n)|SignCert(%d)"), 0);
+    EXPECT_EQ(log_lines(), (Lines{begin + "EncPriKey(%s%n)|SignCert(%d)", key_tag + "%s%n"}));
+}
+
 TEST(Bundle, clears_the_last_error_before_it_asks) {
     EXPECT_EQ(last_error_seen_by("GMWritePKCS7", [] { import_bundle("cert"); }), 0);
 }

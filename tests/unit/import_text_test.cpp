@@ -5,6 +5,7 @@
 
 #include <random>
 
+#include "commonfunction.h"
 #include "cpu_ratio.h"
 #include "oracles/bundle_steps.h"
 
@@ -133,6 +134,17 @@ TEST(ClassifyBundle, takes_a_parenthesis_right_behind_the_bar_for_a_part_of_the_
 TEST(ClassifyBundle, takes_a_bar_inside_a_content_for_a_separator) {
     EXPECT_EQ(kind_of("SignCert(A|B)"), 1);
     EXPECT_EQ(kind_of("SignCert(A|EncCert(B)"), 3);
+}
+
+// Also exported, for whoever passes a string of the library's own type.
+TEST(GetBatchCertDataType, is_the_kind_of_a_text_that_it_leaves_as_it_was) {
+    CommonFunction functions;
+    const LgnString bundle("SignCert(A)|enccert(B)");
+    EXPECT_EQ(functions.GetBatchCertDataType(bundle), 3);
+    EXPECT_EQ(functions.GetBatchCertDataType(LgnString("SignCert(A)|")), 1);
+    EXPECT_EQ(functions.GetBatchCertDataType(LgnString("MIIC")), 2);
+    EXPECT_EQ(functions.GetBatchCertDataType(LgnString()), 2);
+    EXPECT_EQ(bundle.View(), "SignCert(A)|enccert(B)");
 }
 
 TEST(SectionScanner, takes_the_contents_of_its_own_kind_in_order) {
