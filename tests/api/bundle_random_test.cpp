@@ -1,7 +1,5 @@
-// Batch_ImportX509Cert against a literal transcription of its steps, over many random texts; and
-// its cost.
-#include <algorithm>
-#include <ctime>
+// Batch_ImportX509Cert against a literal transcription of its steps, over many random texts.
+#include <iterator>
 #include <random>
 #include <set>
 

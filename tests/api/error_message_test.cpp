@@ -3,6 +3,8 @@
 #include <stdexcept>
 
 #include "api_test.h"
+#include "lgn_exception.h"
+#include "sanitized.h"
 
 namespace {
 
@@ -138,6 +140,20 @@ TEST(GetErrorMsg, lets_the_tokens_exception_pass) {
     EXPECT_THROW(GetErrorMsg(1, buffer.data(), &length), std::runtime_error);
     EXPECT_TRUE(buffer.untouched());
 }
+
+#if !KESTA_SANITIZED
+// A sanitizer's malloc does not fail.
+TEST(GetErrorMsg, without_memory_throws_and_leaves_the_outputs) {
+    Initialize();
+    recorder().on("X_ErrorConvert_UOS").message(message);
+    CanaryBuffer buffer(20);
+    int length = 20;
+    const FailingAllocation failing(1);
+    EXPECT_EQ(code_thrown_by([&] { GetErrorMsg(1, buffer.data(), &length); }), out_of_memory);
+    EXPECT_TRUE(buffer.untouched());
+    EXPECT_EQ(length, 20);
+}
+#endif
 
 TEST(GetErrorMsg, leaks_nothing) {
     recorder().on("X_ErrorConvert_UOS").message(std::string(100, 'm'));

@@ -81,7 +81,7 @@ TEST(ImportEncX509Cert, passes_a_certificate_of_megabytes) {
         wrapped += std::string(64, 'M') + ",\r\n";
     }
     EXPECT_EQ(ImportEncX509Cert(sn, wrapped.c_str(), "key"), 0);
-    EXPECT_EQ(recorder().only("GMWritePKCS7").bytes(1), plain);
+    EXPECT_TRUE(recorder().only("GMWritePKCS7").bytes(1) == plain);
 }
 
 TEST(ImportEncX509Cert, requires_three_pointers) {
@@ -225,7 +225,8 @@ namespace {
 void expect_abort(const std::string& key) {
     recorder().on("GMImportPriKey").does([](const auto&) { LogEntry("token", "asked"); });
     EXPECT_EXIT(ImportEncX509Cert(sn, "MIIC", key.c_str()), testing::KilledBySignal(SIGABRT), "");
-    EXPECT_EQ(log_lines(), (Lines{key_tag + "strPriKeyTemp:" + key}));
+    EXPECT_TRUE(log_lines() == Lines{key_tag + "strPriKeyTemp:" + key})
+        << log_lines().size() << " records";
 }
 
 }  // namespace

@@ -2,6 +2,8 @@
 #include <stdexcept>
 
 #include "api_test.h"
+#include "lgn_exception.h"
+#include "sanitized.h"
 
 namespace {
 
@@ -51,7 +53,7 @@ TEST(ImportX509Cert, passes_megabytes_of_lines) {
         plain += std::string(64, 'M');
         wrapped += std::string(64, 'M') + ",\r\n";
     }
-    EXPECT_EQ(written(wrapped), plain);
+    EXPECT_TRUE(written(wrapped) == plain);
 }
 
 TEST(ImportX509Cert, passes_the_tokens_code_through) {
@@ -90,7 +92,7 @@ TEST(ImportX509Cert, passes_empty_and_huge_serial_numbers) {
     recorder().forget();
     const std::string huge(2000000, 'S');
     ImportX509Cert(huge.c_str(), "MIIC");
-    EXPECT_EQ(recorder().only("GMWritePKCS7").bytes(0), huge);
+    EXPECT_TRUE(recorder().only("GMWritePKCS7").bytes(0) == huge);
 }
 
 // ---- The string that the token may fill ------------------------------------------------------
@@ -117,3 +119,21 @@ TEST(StringFilledByTheToken, is_released_when_the_token_throws) {
     });
     expect_no_leak([] { EXPECT_THROW(ImportX509Cert(sn, "MIIC"), std::runtime_error); });
 }
+
+#if !KESTA_SANITIZED
+// A sanitizer's malloc does not fail.
+TEST(ImportX509Cert, without_memory_throws_the_string_librarys_exception) {
+    const FailingAllocation failing(1);
+    EXPECT_EQ(code_thrown_by([] { ImportX509Cert(sn, "MIIC"); }), out_of_memory);
+    EXPECT_EQ(trace(), Lines{});
+}
+
+TEST(ImportEncX509Cert, without_memory_throws_the_string_librarys_exception) {
+    for (const int nth : {1, 2, 3}) {
+        const FailingAllocation failing(nth);
+        EXPECT_EQ(code_thrown_by([] { ImportEncX509Cert(sn, "MIIC", "key"); }), out_of_memory);
+    }
+    EXPECT_EQ(trace(), Lines{});
+    EXPECT_FALSE(log_exists());
+}
+#endif

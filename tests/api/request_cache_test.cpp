@@ -267,6 +267,18 @@ TEST(RequestCache, is_released_by_an_import_with_a_key_whatever_comes_of_it) {
     EXPECT_FALSE(is_cached());
 }
 
+TEST(RequestCache, is_released_before_an_import_asks_the_token) {
+    const auto refuse = [](const recording::Call&) { throw 1; };
+    recorder().on("GMWritePKCS7").does(refuse);
+    recorder().on("GMImportPriKey").does(refuse);
+    probe();
+    EXPECT_ANY_THROW(ImportX509Cert(sn, "cert"));
+    EXPECT_FALSE(is_cached());
+    probe();
+    EXPECT_ANY_THROW(ImportEncX509Cert(sn, "cert", "key"));
+    EXPECT_FALSE(is_cached());
+}
+
 TEST(RequestCache, stays_when_an_imports_pointer_is_missing) {
     probe();
     EXPECT_EQ(ImportX509Cert(nullptr, "cert"), -401);

@@ -1,4 +1,6 @@
 // CommonFunction: memcpy_s, GetSubStringCount, MB2MB.
+#include <new>
+
 #include "api_test.h"
 #include "exports_cpp.h"
 #include "lgn_exception.h"
@@ -226,4 +228,32 @@ TEST(MB2MB, leaks_nothing) {
         const Converted none(0, "\xFF");
         const Converted copy(1, "abc");
     });
+}
+
+TEST(MB2MB, hands_nothing_out_when_memory_runs_out) {
+    int failures = 0;
+    for (int nth = 1; nth < 100; ++nth) {
+        CommonFunction common;
+        unsigned char* out = nullptr;
+        unsigned length = 77;
+        bool failed = false;
+        const unsigned char text[] = "abc";
+        {
+            const FailingAllocation failing(nth);
+            try {
+                EXPECT_EQ(common.MB2MB(0, text, 3, &out, &length), 0);
+            } catch (const LGN::CLgnException& exception) {
+                EXPECT_EQ(exception.code, out_of_memory);
+                failed = true;
+            } catch (const std::bad_alloc&) {
+                failed = true;
+            }
+            EXPECT_EQ(failing.happened(), failed);
+        }
+        EXPECT_EQ(out == nullptr, failed);
+        delete[] out;
+        if (!failed) break;
+        ++failures;
+    }
+    EXPECT_GE(failures, 1) << "the buffer that is handed out is allocated";
 }

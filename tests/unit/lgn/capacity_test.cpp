@@ -116,6 +116,15 @@ TEST_F(CapacityLimits, a_count_that_overflows_is_no_memory) {
     EXPECT_EQ(_lgnBufferManager->Allocate(0x20000000, 8), nullptr);
 }
 
+TEST_F(CapacityLimits, a_negative_count_is_no_memory) {
+    for (const int chars : {-1, -8, -16, -0x7fffffff - 1}) {
+        EXPECT_EQ(_lgnBufferManager->Allocate(chars, 1), nullptr) << chars;
+    }
+    LgnString string("abc");
+    EXPECT_EQ(thrown_by([&] { string.Fork(-1); }), kNoMemoryCode);
+    EXPECT_EQ(text_of(string), "abc");
+}
+
 TEST_F(CapacityLimits, a_growth_that_overflows_is_no_memory_and_leaves_the_text) {
     LgnString string("abc");
     EXPECT_EQ(thrown_by([&] { string.GetBuffer(0x7fffffff); }), kNoMemoryCode);

@@ -87,6 +87,15 @@ TEST_F(Layout, the_trace_category_is_the_one_that_peers_look_for) {
     EXPECT_EQ(lgnTraceGeneral.level, 4);
 }
 
+TEST_F(Layout, the_hooks_around_the_librarys_life_leave_everything_as_it_is) {
+    const std::string before(static_cast<const char*>(library_manager()), 48);
+    const std::string heap_before(static_cast<const char*>(library_memory()), 16);
+    LGN::DoInitialization();
+    LGN::DoCleanup();
+    EXPECT_EQ(std::string(static_cast<const char*>(library_manager()), 48), before);
+    EXPECT_EQ(std::string(static_cast<const char*>(library_memory()), 16), heap_before);
+}
+
 TEST_F(MemorySlots, the_first_slot_destroys_in_place) {
     alignas(8) unsigned char place[sizeof(LGN::CCRTHeap)];
     void* memory = new (place) LGN::CCRTHeap;
@@ -96,8 +105,6 @@ TEST_F(MemorySlots, the_first_slot_destroys_in_place) {
 TEST_F(MemorySlots, the_second_slot_destroys_and_deletes) {
     void* memory = new LGN::CCRTHeap;
     peer::call<peer::Destroy>(peer::kDestroyAndDelete, memory);
-    void* manager = new LGN::CLgnBufferMgr(_lgnMemoryManager);
-    peer::call<peer::Destroy>(peer::kDestroyAndDelete, manager);
 }
 
 TEST_F(MemorySlots, the_third_and_fourth_take_and_give_back_a_block_of_the_system_heap) {
@@ -133,6 +140,14 @@ TEST_F(MemorySlots, the_sixth_answers_the_size_last_asked_for_whatever_block_is_
     memory.Free(first);
     EXPECT_EQ(size(second), 0u);
     memory.Free(second);
+}
+
+TEST_F(BufferSlots, the_first_and_second_destroy) {
+    alignas(8) unsigned char place[sizeof(LGN::CLgnBufferMgr)];
+    void* in_place = new (place) LGN::CLgnBufferMgr(_lgnMemoryManager);
+    peer::call<peer::Destroy>(peer::kDestroy, in_place);
+    void* manager = new LGN::CLgnBufferMgr(_lgnMemoryManager);
+    peer::call<peer::Destroy>(peer::kDestroyAndDelete, manager);
 }
 
 TEST_F(BufferSlots, the_third_makes_a_buffer_with_a_filled_header) {
