@@ -18,6 +18,7 @@ test_missing_install_directory_is_the_first_problem() {
     rm -r "root/$directory"
     finding install-directory problem 'No such file'
     expect_matches "first" '^problem  install directory' "$(<out)"
+    expect_matches "consequence" 'comes with the install directory, see above' "$(<out)"
 }
 
 test_missing_token_library_is_found() {

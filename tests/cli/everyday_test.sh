@@ -41,7 +41,7 @@ test_error_explains_codes_of_both_libraries() {
     ends 0 ukey error -101
     expect_matches "own" 'not-loaded, exit status 7' "$(<out)"
     ends 0 ukey error 4294967195
-    expect_matches "unsigned" '-101 \(-101\)' "$(<out)"
+    expect_matches "unsigned" '-101 \(0xFFFFFF9B\)' "$(<out)"
     shaped '{"ok":"true","code":"number","codeText":"text","message":"text","from":"text",
         "kind":"text","exitStatus":"number"}' ukey error 0x5B21 --json
     grep -q '"message":"the PIN is wrong"' out || fail "$(<out)"

@@ -228,6 +228,7 @@ TEST(Masking, leaves_other_records_alone) {
 }
 
 TEST(Durations, are_told_in_fitting_units) {
+    EXPECT_EQ(DurationText(0), "<1 ms");
     EXPECT_EQ(DurationText(12000), "12 ms");
     EXPECT_EQ(DurationText(3500000), "3.5 s");
     EXPECT_EQ(DurationText(INT64_C(250) * 1000000), "4 min 10 s");

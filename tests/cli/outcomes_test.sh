@@ -148,6 +148,47 @@ test_install_directory_that_is_not_there_is_told() {
     expect_matches "said" 'the install directory cannot be listed' "$(<out)"
 }
 
+# ---- What a person sees, and no program
+
+test_file_that_was_written_is_named() {
+    enrolled_key
+    ends 0 ukey sign --text data -w 'Sign?' -o data.sig
+    expect_equal "said" "signature written to data.sig" "$(<out)"
+    ends 0 ukey cert dn -o name
+    expect_equal "said" "distinguished name written to name" "$(<out)"
+    printf 'one\ntwo\n' | ends 0 ukey batch-sign -o both.sig
+    expect_equal "said" "2 signatures written to both.sig" "$(<out)"
+    ends 0 ukey cert dn -o -
+    expect_equal "standard output" "$(<name)" "$(<out)"
+}
+
+# on_a_terminal COMMAND...: what it shows there.
+on_a_terminal() {
+    need script
+    TERM=dumb script -qec "$(printf '%q ' "$@")" /dev/null | tr -d '\r'
+}
+
+test_prompt_does_not_stand_behind_a_value() {
+    new_key
+    ukey data set branch-code --value 0417 >/dev/null
+    export KESTA_SOFTKEY_HOME=$scratch/key
+    on_a_terminal "$KESTA_BIN/ukey-sandbox" --softkey "$KESTA_KEY_BIN" --log library.log \
+        "$ukey_command" data get branch-code >shown
+    expect_equal "lines" 1 "$(wc -l <shown)"
+    expect_equal "value" 0417 "$(<shown)"
+}
+
+test_columns_of_the_log_have_names_on_a_terminal_alone() {
+    new_key
+    ukey info >/dev/null
+    on_a_terminal "$ukey_command" log library.log >shown
+    expect_matches "head" '^Day and time .* Result$' "$(head -n 1 shown)"
+    bare log library.log >piped
+    expect_equal "without it" "$(tail -n +2 shown)" "$(<piped)"
+    expect_equal "column" "$(head -n 1 shown | grep -bo Call | cut -d: -f1)" \
+        "$(head -n 1 piped | grep -bo GetDllVersion | cut -d: -f1)"
+}
+
 # ---- All of it
 
 # The calls of all tests, one to a line.

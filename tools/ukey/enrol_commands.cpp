@@ -27,18 +27,8 @@ void Give(const Session& session, const RequestWish& wish, const std::string& in
     for (const std::string& request : requests) {
         text += wish.pem ? Armoured(OneLine(request), "CERTIFICATE REQUEST") : request + "\n";
     }
-    if (!session.outputFile.empty()) WriteOutput(session.outputFile, text);
-    if (session.json) {
-        Json object = {{"serial", serial}, {"requestInfo", information}, {"requests", requests}};
-        if (!session.outputFile.empty()) object["output"] = session.outputFile;
-        PrintJson(Success(object));
-    } else if (session.outputFile.empty()) {
-        WriteOutput("-", text);
-    } else {
-        PrintLine(std::to_string(requests.size()) +
-                  (requests.size() == 1 ? " request written to " : " requests written to ") +
-                  session.outputFile);
-    }
+    GiveLines(session, "request", requests, text,
+              {{"serial", serial}, {"requestInfo", information}});
 }
 
 Exit Request(Session& session, const RequestWish& wish) {
@@ -93,7 +83,7 @@ void AddEnrolCommands(CLI::App& app, Session& session) {
 
     CLI::App* const batch =
         AddCommand(app, session, "batch-request",
-                   "Make up to three requests in one go, after initialising the key if asked to",
+                   "Make up to three requests in one call, on an initialised key if asked to",
                    "  ukey batch-request -o request.txt\n"
                    "                           an SM2 signing pair and its encryption companion\n"
                    "                           become one request\n"

@@ -1,5 +1,6 @@
 // info, check-install, error.
-#include <unistd.h>
+
+#include <cstdio>
 
 #include "certificate_text.h"
 #include "commands.h"
@@ -107,6 +108,15 @@ int ParseCode(const std::string& text) {
     return static_cast<int>(static_cast<unsigned>(number));
 }
 
+// Both ways in which a code is met, in messages and in the log.
+std::string BothForms(int code) {
+    const std::string text = kesta::CodeText(code);
+    if (text.compare(0, 2, "0x") == 0) return text + " (" + std::to_string(code) + ")";
+    char hexadecimal[16];
+    std::snprintf(hexadecimal, sizeof hexadecimal, "0x%08X", static_cast<unsigned>(code));
+    return text + " (" + hexadecimal + ")";
+}
+
 struct ErrorQuery {
     std::string code;
 };
@@ -126,7 +136,7 @@ Exit Explain(Session& session, const ErrorQuery& query) {
                            {"exitStatus", static_cast<int>(kind)}}));
         return Exit::kOk;
     }
-    PrintRows({{"Code", kesta::CodeText(code) + " (" + std::to_string(code) + ")"},
+    PrintRows({{"Code", BothForms(code)},
                {"Text", Printable(message)},
                {"From", own ? "this library" : "the token library"},
                {"Kind", std::string(Name(kind)) + ", exit status " +

@@ -79,14 +79,36 @@ Json Success(Json fields) {
 
 void GiveText(const Session& session, TextForm form, const std::string& field,
               const std::string& text, Json more) {
-    const std::string written = form == TextForm::kLine ? text + "\n" : text;
-    if (!session.outputFile.empty()) WriteOutput(session.outputFile, written);
+    const std::string what = field == "dn"      ? "distinguished name"
+                             : field == "plain" ? "plain text"
+                                                : field;
+    const bool inFile = session.ToFile();
+    const bool prompt = form == TextForm::kExact && !inFile && ::isatty(STDOUT_FILENO) == 1;
+    const bool line = form == TextForm::kLine || (prompt && !text.empty() && text.back() != '\n');
+    const std::string written = line ? text + "\n" : text;
+    if (inFile) WriteOutput(session.outputFile, written);
     if (session.json) {
-        const bool inFile = !session.outputFile.empty();
         more[inFile ? "output" : field] = inFile ? session.outputFile : text;
         PrintJson(Success(std::move(more)));
-    } else if (session.outputFile.empty()) {
+    } else if (inFile) {
+        PrintLine(what + " written to " + Printable(session.outputFile));
+    } else {
         WriteOutput("-", written);
+    }
+}
+
+void GiveLines(const Session& session, const std::string& kind,
+               const std::vector<std::string>& texts, const std::string& text, Json more) {
+    if (session.ToFile()) WriteOutput(session.outputFile, text);
+    if (session.json) {
+        more[kind + "s"] = texts;
+        if (session.ToFile()) more["output"] = session.outputFile;
+        PrintJson(Success(std::move(more)));
+    } else if (session.ToFile()) {
+        PrintLine(std::to_string(texts.size()) + " " + kind + (texts.size() == 1 ? "" : "s") +
+                  " written to " + Printable(session.outputFile));
+    } else {
+        WriteOutput("-", text);
     }
 }
 

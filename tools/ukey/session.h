@@ -43,6 +43,9 @@ public:
     // The key that --serial names, else the one that is present.
     std::string Serial();
 
+    // True where --output names a file, not standard output.
+    bool ToFile() const { return !outputFile.empty() && outputFile != "-"; }
+
     // Asks before something is lost. Throws Refused; without a terminal, UsageError.
     void Confirm(const std::string& question) const;
 
@@ -67,10 +70,15 @@ CLI::App* AddCommand(CLI::App& parent, Session& session, const std::string& name
 Json Success(Json fields = Json::object());
 
 // A result that is one text: the text alone for a person or a file, a field of an object in JSON.
-// A line ends with a line break, an exact text is given byte by byte.
+// A line ends with a line break; an exact text is given byte by byte, but for a terminal, where the
+// prompt would stand behind it.
 enum class TextForm { kLine, kExact };
 void GiveText(const Session& session, TextForm form, const std::string& field,
               const std::string& text, Json more = Json::object());
+
+// Several texts of one kind, which are an array in JSON; text is what a person or a file gets.
+void GiveLines(const Session& session, const std::string& kind,
+               const std::vector<std::string>& texts, const std::string& text, Json more);
 
 // An action without a result: a sentence for a person.
 void GiveDone(const Session& session, const std::string& sentence, Json fields = Json::object());

@@ -98,14 +98,7 @@ Exit BatchSign(Session& session, const SignWish& wish) {
     const std::vector<std::string> signatures = session.library().Batch_Sign(batch);
     std::string text;
     for (const std::string& signature : signatures) text += signature + "\n";
-    if (!session.outputFile.empty()) WriteOutput(session.outputFile, text);
-    if (session.json) {
-        Json fields = {{"serial", serial}, {"signatures", signatures}};
-        if (!session.outputFile.empty()) fields["output"] = session.outputFile;
-        PrintJson(Success(std::move(fields)));
-    } else if (session.outputFile.empty()) {
-        WriteOutput("-", text);
-    }
+    GiveLines(session, "signature", signatures, text, {{"serial", serial}});
     return Exit::kOk;
 }
 

@@ -142,13 +142,20 @@ private:
     const std::string root_;
 };
 
+std::string RemedyFor(const Names& missing) {
+    if (missing.size() == 1 && missing.front().find(kEventLibrary) == 0) {
+        return "it is the maker's; see what is said of the event library";
+    }
+    return "install the packages that bring them, again where they are damaged";
+}
+
 void CheckDependencies(Report& report, const LibraryPath& path, const Suspect& suspect,
                        const ElfFile& file) {
     const auto gaps = Closure(path, report.root).Of(file, suspect.path);
     if (!gaps.missing.empty()) {
         report.Problem(suspect.id + ".dependencies", suspect.name,
                        "needs libraries that are missing or damaged: " + Listed(gaps.missing),
-                       "install the packages that bring them, again where they are damaged");
+                       RemedyFor(gaps.missing));
     }
     if (!gaps.versions.empty()) {
         report.Problem(suspect.id + ".versions", suspect.name,
@@ -247,10 +254,11 @@ void CheckClientLibrary(Report& report, const LibraryPath& path, const std::stri
 
 void CheckMakersLibraries(Report& report, const LibraryPath& path) {
     const std::string folder = kInstallDirectory;
-    const std::string reinstall = "install the maker's package; it brings " + folder;
+    std::string reinstall = "install the maker's package; it brings " + folder;
     if (::access((report.root + folder).c_str(), R_OK | X_OK) != 0) {
         report.Problem("install-directory", "install directory",
                        report.root + folder + ": " + std::strerror(errno), reinstall);
+        reinstall = "comes with the install directory, see above";
     } else {
         report.Fine("install-directory", "install directory", report.root + folder);
     }

@@ -91,6 +91,11 @@ LogShow MakeShow(Session& session, const LogWish& wish) {
                    [&session](int code) { return MessageOf(session, code); });
 }
 
+// Names of columns are in the way of a program.
+bool ForPerson(const Session& session) {
+    return !session.json && ::isatty(STDOUT_FILENO) == 1;
+}
+
 void TellStrange(const LogReader& reader) {
     if (reader.strangeBytes() == 0) return;
     std::fprintf(stderr, "ukey: %zu bytes of the log belong to no record and are left out\n",
@@ -114,6 +119,7 @@ Exit ShowAll(Session& session, const LogWish& wish) {
     pairing.Finish();
     LogShow show = MakeShow(session, wish);
     Json shown = Json::array();
+    if (ForPerson(session) && !calls.empty()) LogShow::PrintHead();
     for (const LogCall& call : calls) {
         const char* const state = call.code ? "ended" : "no-end";
         if (session.json) {
@@ -135,6 +141,7 @@ Exit ShowAll(Session& session, const LogWish& wish) {
 // Calls are shown twice, when they begin and when they are over: one that hangs is to be seen.
 Exit Follow(Session& session, const LogWish& wish) {
     LogShow show = MakeShow(session, wish);
+    if (ForPerson(session)) LogShow::PrintHead();
     const auto tell = [&](const LogCall& call, const char* state) {
         if (!wish.Wants(call)) return;
         if (session.json) {

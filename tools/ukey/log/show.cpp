@@ -50,6 +50,7 @@ std::string TimeText(const LogTime& time) {
 std::string DurationText(std::int64_t micros) {
     const double millis = static_cast<double>(micros) / 1000;
     char text[48];
+    if (micros < 1000) return "<1 ms";  // the log has no more than milliseconds
     if (micros < 1000000) {
         std::snprintf(text, sizeof text, "%.0f ms", millis);
     } else if (micros < std::int64_t{120} * 1000000) {
@@ -91,10 +92,15 @@ std::string LogShow::Result(const LogCall& call, const std::string& state) {
            (message.empty() ? "" : "  " + Printable(message));
 }
 
+void LogShow::PrintHead() {
+    PrintLine(Paint(STDOUT_FILENO, Colour::kDim,
+                    "Day and time     Process/thread  Call                  Took      Result"));
+}
+
 void LogShow::Print(const LogCall& call, const std::string& state) {
     const LogTime time = call.begin ? *call.begin : call.records.front().time;
     const auto micros = call.Micros();
-    PrintLine(TimeText(time) + "  " + Padded(ThreadName(call), 9) + "  " +
+    PrintLine(TimeText(time) + "  " + Padded(ThreadName(call), 14) + "  " +
               Padded(Printable(call.operation), 20) + "  " +
               Padded(micros ? DurationText(*micros) : "-", 8) + "  " + Result(call, state));
     if (!withRecords_) return;

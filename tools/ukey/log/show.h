@@ -26,6 +26,8 @@ public:
 
     // state: "begun", "ended", or "no-end" for a call that logged none.
     Json ToJson(const LogCall& call, const std::string& state);
+    // Names of the columns.
+    static void PrintHead();
     void Print(const LogCall& call, const std::string& state);
 
 private:
