@@ -72,6 +72,7 @@ if(KESTA_BUILD_SOFTKEY AND TARGET softkey_command)
     install(TARGETS softkey_token softkey_events LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}/kesta-softkey" COMPONENT softkey)
     install(TARGETS softkey_command RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT softkey)
     install(FILES "${PROJECT_SOURCE_DIR}/docs/man/softkey.1"
+                  "${PROJECT_SOURCE_DIR}/docs/man/ukey-sandbox.1"
             DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT softkey)
     install(PROGRAMS "${PROJECT_SOURCE_DIR}/packaging/softkey-demo" RENAME demo COMPONENT softkey
             DESTINATION "${document_folder}/kesta-softkey/examples")

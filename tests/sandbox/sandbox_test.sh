@@ -244,4 +244,16 @@ test_help_describes_every_option_and_gives_examples() {
     grep -q '^examples:' help || fail "no examples"
 }
 
+test_manual_page_knows_every_option() {
+    local page=$source_tree/docs/man/ukey-sandbox.1 option
+    need man
+    man --warnings -E UTF-8 -l "$page" >text 2>warnings
+    expect_equal "what man warns of" "" "$(<warnings)"
+    "$launcher" --help | grep -oE '^  --[a-z]+' | tr -d ' ' >options
+    [[ -s options ]] || fail "--help names no option"
+    while read -r option; do
+        grep -qE "^\.BI? ${option//-/\\\\-}( |\$)" "$page" || fail "the page lacks $option"
+    done <options
+}
+
 run_claims "$@"
