@@ -243,6 +243,24 @@ TEST(BatchCache, tells_keys_apart) {
     EXPECT_EQ(recorder().calls("GMCreatePKCS10Ex").size(), 1U);
 }
 
+TEST(BatchCache, does_not_take_a_null_serial_number_for_any_key) {
+    answer("MIIB");
+    const auto fetch = [](const char* serial) {
+        CanaryBuffer buffer(8);
+        int length = 8;
+        recorder().forget();
+        EXPECT_EQ(Batch_InitAndGenerateCertRequest(serial, 0, one_group, buffer.data(), &length),
+                  0);
+        return recorder().calls("GMCreatePKCS10Ex").size();
+    };
+    probe();
+    EXPECT_EQ(fetch(nullptr), 1U);
+    EXPECT_EQ(fetch("A1"), 1U) << "what was kept for the key is dropped";
+    int length = 0;
+    ASSERT_EQ(Batch_InitAndGenerateCertRequest(nullptr, 0, one_group, nullptr, &length), 0);
+    EXPECT_EQ(fetch("A1"), 1U);
+}
+
 TEST(BatchCache, is_shared_with_single_requests_in_both_directions) {
     answer("batch");
     recorder().on("GMCreatePKCS10").request("single");
