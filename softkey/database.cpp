@@ -139,7 +139,7 @@ void Database::Configure() {
     sqlite3_busy_timeout(db_, kBusyMilliseconds);
     sqlite3_db_config(db_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
     sqlite3_db_config(db_, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
-    sqlite3_wal_autocheckpoint(db_, 64);
+    sqlite3_wal_autocheckpoint(db_, 16);
     // The default; said here because lost tries and lost keys must not depend on how it was built.
     Execute("PRAGMA synchronous = FULL");
     Execute("PRAGMA foreign_keys = ON");

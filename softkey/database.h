@@ -7,7 +7,7 @@
 //   the question "was anything changed" is answered from shared memory;
 // - whatever dies in mid-write leaves an unfinished frame behind, which no reader counts.
 // The log is not folded back into the database on close, so that the end of a process touches no
-// file; it is folded back every 64 pages instead, so that the next process has little to read.
+// file; it is folded back every 16 pages instead, so that the next process has little to read.
 #ifndef SOFTKEY_DATABASE_H
 #define SOFTKEY_DATABASE_H
 
