@@ -159,7 +159,7 @@ TEST(LogEntry, starts_a_file_that_was_removed_between_records) {
 }
 
 TEST(LogEntry, makes_a_file_that_everybody_may_write_but_for_the_clients_mask) {
-    for (const mode_t mask : {0, 027}) {
+    for (const mode_t mask : {mode_t{0}, mode_t{027}}) {
         umask(mask);
         forget_log();
         LogEntry("Tag", "x");
