@@ -23,9 +23,8 @@ public:
 std::size_t heap_in_use();
 
 // Repeats what often enough that a leak of one block in each round shows.
-template <class Function>
+template <std::size_t rounds = 200, class Function>
 void expect_no_leak(Function what) {
-    constexpr std::size_t rounds = 200;
     const auto repeat = [&what] {
         for (std::size_t round = 0; round < rounds; ++round) {
             what();
