@@ -11,7 +11,7 @@
 int G_LastError = 0;
 bool g_initFlag = false;
 
-extern "C" StandIn& stand_in() {
+StandIn& stand_in() {
     static StandIn instance;
     return instance;
 }

@@ -47,6 +47,6 @@ struct StandIn {
     void Reset();
 };
 
-extern "C" __attribute__((visibility("default"))) StandIn& stand_in();
+__attribute__((visibility("default"))) StandIn& stand_in();
 
 #endif

@@ -68,11 +68,11 @@ ROW(SetCachePinFlag, "t v")
 }  // namespace
 
 extern "C" {
-#define ENTRY(result, name, arguments)                                 \
-    __attribute__((used)) static result(*resolve_##name()) arguments { \
-        recording::recorder().note_lookup(#name);                      \
-        return &Body<Row_##name, kesta::token::name>::run;             \
-    }                                                                  \
+#define ENTRY(result, name, arguments)                                          \
+    __attribute__((visibility("hidden"))) result(*resolve_##name()) arguments { \
+        recording::recorder().note_lookup(#name);                               \
+        return &Body<Row_##name, kesta::token::name>::run;                      \
+    }                                                                           \
     RECORDING_API result name arguments __attribute__((ifunc("resolve_" #name)));
 KESTA_TOKEN_ENTRY_POINTS(ENTRY)
 #undef ENTRY
