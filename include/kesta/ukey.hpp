@@ -43,7 +43,7 @@ public:
     typename Form::template Answer<void> StopDetectUKey() const {
         const auto outcome = Caller::CallUnlocked(this->F().StopDetectUKey);
         if (outcome.Failed()) {
-            return Form::Give(Result<void>(this->caller().Describe("StopDetectUKey", outcome)));
+            return Form::template Fail<void>(this->caller().Describe("StopDetectUKey", outcome));
         }
         return Form::Give(Result<void>(Nothing{}));
     }

@@ -27,6 +27,9 @@ struct Forwarded {
     const char* call;
     Step step;
 };
+void PrintTo(const Forwarded& forwarded, std::ostream* stream) {
+    *stream << forwarded.call;
+}
 
 class Forwards : public testing::TestWithParam<Forwarded> {};
 

@@ -3,6 +3,7 @@
 #define FACE_OUTPUTS_H
 
 #include <functional>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,9 @@ struct Operation {
     std::size_t bound;  // the capacity that is offered; 0 where the tests do not look at it
     std::function<Output(const Library::Quiet&)> run;
 };
+inline void PrintTo(const Operation& operation, std::ostream* stream) {
+    *stream << operation.name;
+}
 
 inline Output Of(const Result<std::string>& result) {
     return {result.ok() ? result.value() : result.failure().message, result.code()};

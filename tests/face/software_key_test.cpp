@@ -20,6 +20,9 @@ struct Use {
     const char* name;
     void (*run)(SoftwareKey&);
 };
+void PrintTo(const Use& use, std::ostream* stream) {
+    *stream << use.name;
+}
 
 class SoftwareKey : public flow::KeyTest, public testing::WithParamInterface<Use> {
 public:

@@ -4,10 +4,12 @@
 #define KESTA_UKEY_FAILURE_HPP
 
 #include <cstdio>
+#include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
+#include <type_traits>
 #include <utility>
-#include <variant>
 
 #include "kesta_unified_zrkukey.h"
 
@@ -80,30 +82,35 @@ class [[nodiscard]] Result {
 public:
     using Value = std::conditional_t<std::is_void_v<T>, Nothing, T>;
 
-    Result(Value value) : held_(std::in_place_index<0>, std::move(value)) {}
-    Result(Failure failure) : held_(std::in_place_index<1>, std::move(failure)) {}
+    Result(Value value) : value_(std::move(value)) {}
+    Result(Failure failure) : failure_(std::make_shared<const Failure>(std::move(failure))) {}
 
-    bool ok() const noexcept { return held_.index() == 0; }
+    bool ok() const noexcept { return value_.has_value(); }
     explicit operator bool() const noexcept { return ok(); }
     int code() const noexcept { return ok() ? KESTA_OK : failure().code; }
 
     // value() of a failure throws it; failure() of a success is the caller's mistake.
     const Value& value() const& {
         ThrowIfFailed();
-        return std::get<0>(held_);
+        return *value_;
     }
     Value value() && {
         ThrowIfFailed();
-        return std::get<0>(std::move(held_));
+        return *std::move(value_);
     }
-    const Failure& failure() const { return std::get<1>(held_); }
+    const Failure& failure() const {
+        if (failure_ == nullptr) throw std::logic_error("kesta::Result holds no failure");
+        return *failure_;
+    }
 
 private:
     void ThrowIfFailed() const {
         if (!ok()) throw Error(failure());
     }
 
-    std::variant<Value, Failure> held_;
+    // No std::variant of the two: gcc 12 warns where it cannot see which one is alive.
+    std::optional<Value> value_;
+    std::shared_ptr<const Failure> failure_;
 };
 
 }  // namespace kesta

@@ -22,6 +22,10 @@ struct Throwing {
         return std::move(result).value();
     }
     static void Give(Result<void> result) { static_cast<void>(std::move(result).value()); }
+    template <class T>
+    [[noreturn]] static T Fail(Failure failure) {
+        throw Error(std::move(failure));
+    }
 };
 
 struct Returning {
@@ -30,6 +34,10 @@ struct Returning {
     template <class T>
     static Result<T> Give(Result<T> result) {
         return result;
+    }
+    template <class T>
+    static Result<T> Fail(Failure failure) {
+        return failure;
     }
 };
 
@@ -274,7 +282,7 @@ private:
             return Refuse<std::vector<Text>>(operation, *reason);
         }
         auto joined = caller_.RequestText(operation, function, arguments...);
-        if (!joined.ok()) return Form::Give(Result<std::vector<Text>>(joined.failure()));
+        if (!joined.ok()) return Form::template Fail<std::vector<Text>>(joined.failure());
         return Form::Give(Result<std::vector<Text>>(SplitList(joined.value())));
     }
 
@@ -302,7 +310,7 @@ private:
 
     template <class T>
     Answer<T> Refuse(const char* operation, const std::string& reason) const {
-        return Form::Give(Result<T>(Caller::Refusal(operation, reason)));
+        return Form::template Fail<T>(Caller::Refusal(operation, reason));
     }
 
     Caller caller_;
