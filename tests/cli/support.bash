@@ -33,7 +33,11 @@ until_true() {
 }
 
 # The number of waits for events that have scanned the slots, and see whatever happens from now on.
-waits_begun() { (($(grep -c '\[after\]' "$scratch/library.log" 2>/dev/null || true) >= $1)); }
+waits_begun() {
+    local seen
+    seen=$(cat "$scratch/library.log" 2>/dev/null | grep -c '\[after\]' || true)
+    ((seen >= $1))
+}
 
 new_key() { softkey create --serial CLI00001 --label 'Test key' >/dev/null; }
 
