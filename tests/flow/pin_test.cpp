@@ -75,9 +75,9 @@ TEST_F(Pin, change_asks_for_the_old_one_first) {
 
 TEST_F(Pin, cached_PIN_is_not_asked_again_until_it_is_removed) {
     char pin[] = "246810";
+    EnterPin("000000");
     ASSERT_EQ(TestVerifyAndCachePin(kSerial, pin), 0);
     EXPECT_EQ(Information()[kCaching], 1);
-    EnterPin("000000");
     EXPECT_EQ(VerifyPIN(kSerial), 0);
     ASSERT_EQ(RemovePinCache(), 0);
     EXPECT_EQ(VerifyPIN(kSerial), softkey::kPinWrong);
