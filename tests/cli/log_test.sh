@@ -30,6 +30,13 @@ test_calls_have_durations_and_results() {
     expect_matches "no end" 'ImportEncX509Cert +- +no end logged' "$(<out)"
 }
 
+test_calls_are_in_the_order_in_which_they_began() {
+    { record 21,09:00:00.000 ChangePin Begin 41 -1 && record 21,09:00:01.000 GetDllVersion 'Begin x' 41 -2 &&
+        record 21,09:00:02.000 GetDllVersion 'End G_LastError: 00000000' 41 -2; } >log
+    expect_equal "order" "ChangePin GetDllVersion" "$(bare log log | awk '{ print $4 }' | xargs)"
+    expect_equal "the last" "GetDllVersion" "$(bare log log --last 1 | awk '{ print $4 }')"
+}
+
 test_json_has_all_calls() {
     some_log >log
     shaped '{"ok":"true","file":"text","strangeBytes":"number","calls":['"$call_shape"']}' \

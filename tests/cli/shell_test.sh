@@ -70,6 +70,17 @@ test_no_subcommand_is_wrong_usage() {
     ends 2 bare
 }
 
+test_word_that_is_no_command_is_named() {
+    ends 2 bare singe
+    expect_matches "said" 'there is no command "singe"' "$(<err)"
+    ends 2 bare cert gte
+    expect_matches "said" 'there is no command "gte"' "$(<err)"
+    ends 2 bare error
+    expect_matches "said" 'CODE is required' "$(<err)"
+    ends 2 bare wait --timeout 0
+    expect_matches "said" '--timeout: it takes a number of seconds above 0' "$(<err)"
+}
+
 test_missing_library_has_its_own_status_and_advice() {
     fails 7 not-loaded bare info --library ./nowhere.so
     grep -q '"advice":"`ukey doctor`' out || fail "$(<out)"

@@ -94,7 +94,7 @@ void AddLabel(CLI::App& app, Session& session) {
             GetLabel, wish);
     CLI::App* const set = AddStep(*label, session, "set", "Write the label",
                                   "  ukey label set 'Accounts, second floor'", {}, SetLabel, wish);
-    set->add_option("label", wish->value, "The new label")->type_name("LABEL")->required();
+    set->add_option("LABEL", wish->value, "The new label")->type_name("LABEL")->required();
     AddPinOption(*set, wish->pin);
 }
 
@@ -110,7 +110,7 @@ void AddData(CLI::App& app, Session& session) {
                 "  ukey data set branch-code --value 0417\n  ukey data set branch-code < code.txt",
                 {}, SetData, wish);
     for (CLI::App* const command : {get, set}) {
-        command->add_option("name", wish->name, "10 to 16 characters")
+        command->add_option("NAME", wish->name, "10 to 16 characters")
             ->type_name("NAME")
             ->required();
         command->add_option("--number", wish->number, "The token library's selector, by default 0")
@@ -130,14 +130,14 @@ void AddLocale(CLI::App& app, Session& session) {
     AddStep(app, session, "charset", "Choose the charset of the token library's texts",
             "  ukey charset GB18030     where the token library keeps it beyond the process", {},
             SetCharset, charset)
-        ->add_option("charset", charset->value, "A name that the token library knows")
+        ->add_option("CHARSET", charset->value, "A name that the token library knows")
         ->type_name("CHARSET")
         ->required();
     auto language = std::make_shared<DataWish>();
     AddStep(app, session, "language", "Choose the language of the token library's texts",
             "  ukey language zh_CN      where the token library keeps it beyond the process", {},
             SetLanguage, language)
-        ->add_option("language", language->value, "A name that the token library knows")
+        ->add_option("LANGUAGE", language->value, "A name that the token library knows")
         ->type_name("LANGUAGE")
         ->required();
 }

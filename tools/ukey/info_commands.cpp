@@ -166,7 +166,7 @@ void AddInfoCommands(CLI::App& app, Session& session) {
                                        "  ukey error 4294967195    as it may stand in a log",
                                        {true, false});
     auto query = std::make_shared<ErrorQuery>();
-    error->add_option("code", query->code, "Decimal, or hexadecimal with 0x")
+    error->add_option("CODE", query->code, "Decimal, or hexadecimal with 0x")
         ->type_name("CODE")
         ->required();
     error->callback([&session, query] {

@@ -37,6 +37,14 @@ int Act(Session& session) {
     }
 }
 
+// CLI11 misses a command before it looks at the words that are none.
+std::string Reason(const CLI::App& app, const std::exception& error) {
+    const auto words = app.remaining(true);
+    const bool missing = dynamic_cast<const CLI::RequiredError*>(&error) != nullptr;
+    if (!missing || words.empty() || words.front().front() == '-') return error.what();
+    return "there is no command \"" + words.front() + "\"";
+}
+
 // Wrong options: the advice names the command that was asked for.
 int Misused(const Session& session, const CLI::App& app, const std::exception& error) {
     std::string name = "ukey";
@@ -44,7 +52,7 @@ int Misused(const Session& session, const CLI::App& app, const std::exception& e
          found = found.front()->get_subcommands()) {
         name += " " + found.front()->get_name();
     }
-    return Fail(session, Complaint{Exit::kUsage, error.what(),
+    return Fail(session, Complaint{Exit::kUsage, Reason(app, error),
                                    "`" + name + " --help` shows what it takes", "", 0});
 }
 

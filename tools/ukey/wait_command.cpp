@@ -88,7 +88,11 @@ void AddWaitCommand(CLI::App& app, Session& session) {
         ->excludes(forever);
     command->add_option("-t,--timeout", wish->timeout, "Give up after so many seconds")
         ->type_name("SECONDS")
-        ->check(CLI::Range(0.001, 1e6).description(""));
+        ->check([](const std::string& text) {
+            double seconds = 0;
+            const bool good = CLI::detail::lexical_cast(text, seconds) && seconds > 0;
+            return good && seconds <= 1e6 ? "" : "it takes a number of seconds above 0";
+        });
     command->add_option("--for", wish->kind, "Count these alone, by default any")
         ->type_name("inserted|removed|any")
         ->check(CLI::IsMember({"inserted", "removed", "any"}).description(""));

@@ -3,10 +3,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <deque>
 #include <thread>
+#include <vector>
 
 #include "commands.h"
 #include "interrupt.h"
@@ -105,11 +106,9 @@ void TellStrange(const LogReader& reader) {
 Exit ShowAll(Session& session, const LogWish& wish) {
     GrowingFile file(wish.file);
     if (!file.Open()) throw FileError(wish.file + " cannot be read", errno);
-    std::deque<LogCall> calls;
+    std::vector<LogCall> calls;
     LogPairing pairing(nullptr, [&](const LogCall& call) {
-        if (!wish.Wants(call)) return;
-        calls.push_back(call);
-        if (wish.last != 0 && calls.size() > wish.last) calls.pop_front();
+        if (wish.Wants(call)) calls.push_back(call);
     });
     LogReader reader;
     for (std::string piece = file.Read(); !piece.empty(); piece = file.Read()) {
@@ -117,6 +116,12 @@ Exit ShowAll(Session& session, const LogWish& wish) {
     }
     for (LogRecord& record : reader.Pause()) pairing.Take(std::move(record));
     pairing.Finish();
+    // They come as they are over.
+    std::sort(calls.begin(), calls.end(),
+              [](const LogCall& a, const LogCall& b) { return a.number < b.number; });
+    if (wish.last != 0 && calls.size() > wish.last) {
+        calls.erase(calls.begin(), calls.end() - static_cast<std::ptrdiff_t>(wish.last));
+    }
     LogShow show = MakeShow(session, wish);
     Json shown = Json::array();
     if (ForPerson(session) && !calls.empty()) LogShow::PrintHead();

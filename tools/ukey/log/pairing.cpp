@@ -123,6 +123,7 @@ LogCall& LogPairing::Open(const Thread& thread, const std::string& operation,
     LogCall& call = open_[thread];
     call = LogCall();
     call.operation = operation;
+    call.number = ++count_;
     call.process = record.process;
     call.thread = record.thread;
     return call;

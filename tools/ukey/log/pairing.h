@@ -20,6 +20,7 @@ struct LogCall {
     std::optional<LogTime> end;
     std::optional<int> code;  // none when no end was logged
     std::vector<LogRecord> records;
+    std::size_t number = 0;  // in the order in which calls begin
 
     // Between begin and end; nothing when one of them is not known.
     std::optional<std::int64_t> Micros() const;
@@ -58,6 +59,7 @@ private:
     Notice begun_;
     Notice over_;
     std::map<Thread, LogCall> open_;
+    std::size_t count_ = 0;
 };
 
 }  // namespace ukey
