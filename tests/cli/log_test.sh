@@ -84,10 +84,10 @@ test_control_characters_do_not_reach_the_terminal() {
     return 0
 }
 
-# awaited TEXT: it appears in the file followed within ten seconds.
+# awaited TEXT: it appears in the file followed within thirty seconds.
 awaited() {
     local tries
-    for ((tries = 0; tries < 100; ++tries)); do
+    for ((tries = 0; tries < 300; ++tries)); do
         ! grep -q -- "$1" followed || return 0
         sleep 0.1
     done

@@ -133,6 +133,14 @@ test_label_and_locale_say_what_was_done() {
     fails 2 usage ukey charset EBCDIC
 }
 
+test_length_that_cannot_be_true_has_its_own_status() {
+    new_key
+    echo '{"rules": [{"entry": "GetPinInfo", "length": 5000}]}' >plan.json
+    softkey misbehave plan.json >/dev/null
+    fails 6 buffer ukey pin info
+    expect_matches "reason" '5000 bytes where at most 8 are possible' "$(<out)"
+}
+
 test_unknown_key_is_absent() {
     new_key
     fails 3 key-absent ukey pin info --serial NOSUCHKEY
@@ -215,6 +223,14 @@ test_text_JSON_and_status_of_each_subcommand_are_tested() {
         [[ $leaf == "pin forget" ]] || tested "status of $leaf" "^(fails [0-9]+ [a-z-]+|ends [1-9][0-9]*) (ukey|bare|bwrap .*command.) $leaf( |$)"
     done < <(on_the_library && echo log)
     [[ ! -s untested ]] || fail "nothing tests:" "$(<untested)"
+}
+
+test_every_exit_status_of_the_help_is_seen_by_a_test() {
+    local status
+    calls >all_calls
+    for status in $(bare --help | sed -n '/^Exit status:/,/^$/s/^  \([0-9]*\) .*/\1/p'); do
+        grep -qE "^(fails|ends) $status |\"status\" $status " all_calls || fail "no test ends with $status"
+    done
 }
 
 test_list_of_subcommands_is_the_one_of_the_help() {

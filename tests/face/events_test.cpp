@@ -74,8 +74,8 @@ TEST_F(Events, waiter_queues_events_in_order) {
     EventWaiter waiter(library);
     Happen(KESTA_EVENT_ARRIVAL, "A");
     Happen(KESTA_EVENT_REMOVAL, "B");
-    const auto first = waiter.Next(seconds(5));
-    const auto second = waiter.Next(seconds(5));
+    const auto first = waiter.Next(seconds(30));
+    const auto second = waiter.Next(seconds(30));
     ASSERT_TRUE(first && second);
     EXPECT_EQ(first->mediaId + second->mediaId, "AB");
 }
@@ -90,7 +90,7 @@ TEST_F(Events, waiter_hands_events_to_a_callback) {
         });
         Happen(KESTA_EVENT_ARRIVAL, "A");
         Happen(KESTA_EVENT_REMOVAL, "B");
-        const auto end = Clock::now() + seconds(5);
+        const auto end = Clock::now() + seconds(30);
         while (Clock::now() < end) {
             {
                 const std::lock_guard<std::mutex> lock(mutex);
@@ -105,7 +105,7 @@ TEST_F(Events, waiter_hands_events_to_a_callback) {
 TEST_F(Events, waiter_that_is_destroyed_at_once_is_gone_at_once) {
     const auto start = Clock::now();
     for (int i = 0; i < 50; ++i) const EventWaiter waiter(library);
-    EXPECT_LT(Clock::now() - start, seconds(5));
+    EXPECT_LT(Clock::now() - start, seconds(30));
 }
 
 TEST_F(Events, stop_is_repeated_until_the_wait_has_heard_it) {
@@ -115,7 +115,7 @@ TEST_F(Events, stop_is_repeated_until_the_wait_has_heard_it) {
         const EventWaiter waiter(library);
         while (stand_in().waits == 0) std::this_thread::sleep_for(milliseconds(1));
     }
-    EXPECT_LT(Clock::now() - start, seconds(5));
+    EXPECT_LT(Clock::now() - start, seconds(30));
     EXPECT_GT(stand_in().stops, 1);
     EXPECT_FALSE(stand_in().running);
 }
@@ -142,6 +142,7 @@ TEST_F(Events, callback_may_stop_its_waiter) {
 TEST_F(Events, failing_wait_is_reported_and_not_repeated_in_a_rush) {
     stand_in().waitFailure = 0x5B72;
     std::atomic<int> failures{0};
+    const auto start = Clock::now();
     {
         const EventWaiter waiter(
             library, [](const Event&) {},
@@ -149,18 +150,22 @@ TEST_F(Events, failing_wait_is_reported_and_not_repeated_in_a_rush) {
                 EXPECT_EQ(failure.code, 0x5B72);
                 ++failures;
             });
-        std::this_thread::sleep_for(milliseconds(400));
+        while (failures == 0) std::this_thread::sleep_for(milliseconds(1));
+        std::this_thread::sleep_for(milliseconds(300));
     }
-    EXPECT_GE(failures, 1);
-    EXPECT_LE(failures, 3);
+    // Four in a second, and what begins or ends beside that.
+    EXPECT_LE(failures, (Clock::now() - start) / milliseconds(250) + 2);
 }
 
 TEST_F(Events, latest_failure_is_handed_out_once) {
     stand_in().waitFailure = 0x5B72;
     EventWaiter waiter(library);
-    while (stand_in().waits == 0) std::this_thread::sleep_for(milliseconds(1));
-    std::this_thread::sleep_for(milliseconds(50));
-    const auto failure = waiter.LastFailure();
+    auto failure = waiter.LastFailure();
+    const auto end = Clock::now() + seconds(30);
+    while (!failure && Clock::now() < end) {
+        std::this_thread::sleep_for(milliseconds(1));
+        failure = waiter.LastFailure();
+    }
     ASSERT_TRUE(failure);
     EXPECT_EQ(failure->code, 0x5B72);
 }
