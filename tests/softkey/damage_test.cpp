@@ -198,8 +198,10 @@ TEST_F(DamageTest, a_full_disk_is_told_and_changes_nothing) {
         const std::string filler = Path("home/filler");
         std::ofstream(filler) << std::string(2 << 20, 'x');
         int data = kOk;
-        for (int i = 0; i < 100 && data == kOk; ++i) {
-            data = token.SetData("0123456789", static_cast<std::uint32_t>(i), "value");
+        // Pages that the files hold already take some of it.
+        const std::string value(250, 'v');
+        for (int i = 0; i < 1000 && data == kOk; ++i) {
+            data = token.SetData("0123456789", static_cast<std::uint32_t>(i), value.c_str());
         }
         EXPECT_EQ(data, kStateFull);
         EXPECT_EQ(Request(1, 2, 3).code, kStateFull);
