@@ -43,7 +43,6 @@ public:
 
     const kesta::Library key = kesta::Library::Linked();
     const std::string serial = kSerial;
-    static constexpr const char* kRight = kPin;
     const std::string kSign = kesta::RequestInfo({{1, 2, 3}});
     const std::string kBoth = kesta::RequestInfo({{1, 2, 3}, {3, 2, 3}});
 };
