@@ -94,6 +94,14 @@ test_aarch64_run_that_fails_fails_the_check() {
     expect_matches "the last line" "first of aarch64" "$(tail -n 1 said)"
 }
 
+test_failed_preparation_for_aarch64_keeps_no_other_run_from_running() {
+    make_tree
+    printf '#!/bin/sh\nexit 1\n' | tee tree/packaging/prepare-aarch64 >tree/packaging/check-aarch64
+    checks 1
+    grep -q 'FAILED before any test ran: aarch64' said || fail "the run is not named"
+    expect_equal "runs that passed" "tsan asan dev" "$(sed -n 's/: passed$//p' said | xargs)"
+}
+
 test_aarch64_machine_runs_no_emulator() {
     make_tree
     export MACHINE=aarch64
