@@ -37,11 +37,6 @@ endif()
 add_library(kesta_warnings INTERFACE)
 target_compile_options(kesta_warnings INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
 
-# The calls that sanitizers insert hide from gcc what is initialised; it warns of std::variant.
-if(KESTA_SANITIZE AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-    target_compile_options(kesta_warnings INTERFACE -Wno-maybe-uninitialized)
-endif()
-
 # Hardening of what ships. Sanitizers bring their own checks of the libc calls.
 add_library(kesta_hardening INTERFACE)
 target_compile_options(kesta_hardening INTERFACE -fstack-protector-strong)

@@ -128,8 +128,7 @@ TEST_F(Unbound, signatures_and_decryption_leave_the_outputs_alone) {
 TEST_F(Unbound, batch_request_is_read_before_the_token_is_missed) {
     for (const int initialise : {0, 1}) {
         for (const char* const text : {"Colour(1)", "CertType(3)KeyType(1)",
-                                       "KeyType(1)|HashType"
-                                       "(1)|HashType(1)|HashType(1)"}) {
+                                       "KeyType(1)|HashType(1)|HashType(1)|HashType(1)"}) {
             expect_refused(
                 Batch_InitAndGenerateCertRequest("A1", initialise, text, nullptr, &length));
         }

@@ -16,16 +16,45 @@
     X(Initialize)                                                                                  \
     X(Finalize)                                                                                    \
     X(GetLastErrCode)                                                                              \
-    X(GetErrorMsg) X(GetDriverVersion) X(GetDllVersion) X(GetVidAndPid) X(GetPrintNumber)          \
-        X(GetVendorInfo) X(ChangePin) X(InitUKey) X(TestInitUKey) X(VerifyPIN)                     \
-            X(TestVerifyAndCachePin) X(GetPinInfo) X(SetCachePinFlag) X(RemovePinCache) X(GetCert) \
-                X(GetCertDN) X(GetCertInfo) X(DelCertAndTempKey) X(RegisterCert) X(UnregisterCert) \
-                    X(RepairDriver) X(Sign) X(SignHash) X(Batch_Sign) X(AsymDec) X(GetLabel)       \
-                        X(SetLabel) X(SetData) X(GetData) X(SetCharset) X(SetLanguage)             \
-                            X(WaitForKeyEvent) X(StopDetectUKey) X(GenerateCertRequest)            \
-                                X(Batch_InitAndGenerateCertRequest) X(ImportX509Cert)              \
-                                    X(ImportEncX509Cert) X(Batch_ImportX509Cert)                   \
-                                        X(CheckDriverIntegrity)
+    X(GetErrorMsg)                                                                                 \
+    X(GetDriverVersion)                                                                            \
+    X(GetDllVersion)                                                                               \
+    X(GetVidAndPid)                                                                                \
+    X(GetPrintNumber)                                                                              \
+    X(GetVendorInfo)                                                                               \
+    X(ChangePin)                                                                                   \
+    X(InitUKey)                                                                                    \
+    X(TestInitUKey)                                                                                \
+    X(VerifyPIN)                                                                                   \
+    X(TestVerifyAndCachePin)                                                                       \
+    X(GetPinInfo)                                                                                  \
+    X(SetCachePinFlag)                                                                             \
+    X(RemovePinCache)                                                                              \
+    X(GetCert)                                                                                     \
+    X(GetCertDN)                                                                                   \
+    X(GetCertInfo)                                                                                 \
+    X(DelCertAndTempKey)                                                                           \
+    X(RegisterCert)                                                                                \
+    X(UnregisterCert)                                                                              \
+    X(RepairDriver)                                                                                \
+    X(Sign)                                                                                        \
+    X(SignHash)                                                                                    \
+    X(Batch_Sign)                                                                                  \
+    X(AsymDec)                                                                                     \
+    X(GetLabel)                                                                                    \
+    X(SetLabel)                                                                                    \
+    X(SetData)                                                                                     \
+    X(GetData)                                                                                     \
+    X(SetCharset)                                                                                  \
+    X(SetLanguage)                                                                                 \
+    X(WaitForKeyEvent)                                                                             \
+    X(StopDetectUKey)                                                                              \
+    X(GenerateCertRequest)                                                                         \
+    X(Batch_InitAndGenerateCertRequest)                                                            \
+    X(ImportX509Cert)                                                                              \
+    X(ImportEncX509Cert)                                                                           \
+    X(Batch_ImportX509Cert)                                                                        \
+    X(CheckDriverIntegrity)
 // clang-format on
 
 namespace kesta {
