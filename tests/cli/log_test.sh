@@ -37,6 +37,25 @@ test_calls_are_in_the_order_in_which_they_began() {
     expect_equal "the last" "GetDllVersion" "$(bare log log --last 1 | awk '{ print $4 }')"
 }
 
+# More calls than are kept while it is read.
+test_last_calls_of_a_long_log_are_those_that_began_last() {
+    local nth
+    {
+        record 21,09:00:00.000 ChangePin Begin 41 -1
+        for ((nth = 1; nth <= 400; ++nth)); do
+            record "21,09:0$((nth / 60)):$(printf %02d $((nth % 60))).000" GetDllVersion 'Begin x' 41 -2
+            record "21,09:0$((nth / 60)):$(printf %02d $((nth % 60))).500" GetDllVersion 'End G_LastError: 00000000' 41 -2
+        done
+        record 21,09:09:00.000 ChangePin 'End G_LastError: 00000000' 41 -1
+    } >log
+    bare log log >whole
+    expect_equal "calls" 401 "$(wc -l <whole)"
+    # Threads are numbered as they are shown.
+    tail -n 30 whole | awk '{ print $2, $4 }' >expected
+    bare log log --last 30 | awk '{ print $2, $4 }' >found
+    expect_same_lines "the last 30" expected found
+}
+
 test_json_has_all_calls() {
     some_log >log
     shaped '{"ok":"true","file":"text","strangeBytes":"number","calls":['"$call_shape"']}' \

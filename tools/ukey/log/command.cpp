@@ -97,6 +97,16 @@ bool ForPerson(const Session& session) {
     return !session.json && ::isatty(STDOUT_FILENO) == 1;
 }
 
+// Calls come as they are over; here they get into the order in which they began. Of more than most
+// the latest stay; 0 is no bound.
+void KeepLatest(std::vector<LogCall>& calls, std::size_t most) {
+    std::sort(calls.begin(), calls.end(),
+              [](const LogCall& a, const LogCall& b) { return a.number < b.number; });
+    if (most != 0 && calls.size() > most) {
+        calls.erase(calls.begin(), calls.end() - static_cast<std::ptrdiff_t>(most));
+    }
+}
+
 void TellStrange(const LogReader& reader) {
     if (reader.strangeBytes() == 0) return;
     std::fprintf(stderr, "ukey: %zu bytes of the log belong to no record and are left out\n",
@@ -108,7 +118,12 @@ Exit ShowAll(Session& session, const LogWish& wish) {
     if (!file.Open()) throw FileError(wish.file + " cannot be read", errno);
     std::vector<LogCall> calls;
     LogPairing pairing(nullptr, [&](const LogCall& call) {
-        if (wish.Wants(call)) calls.push_back(call);
+        if (!wish.Wants(call)) return;
+        calls.push_back(call);
+        // A long log must not fill the memory for a few calls at its end.
+        if (wish.last != 0 && calls.size() > 100 && calls.size() / 2 > wish.last) {
+            KeepLatest(calls, wish.last);
+        }
     });
     LogReader reader;
     for (std::string piece = file.Read(); !piece.empty(); piece = file.Read()) {
@@ -116,12 +131,7 @@ Exit ShowAll(Session& session, const LogWish& wish) {
     }
     for (LogRecord& record : reader.Pause()) pairing.Take(std::move(record));
     pairing.Finish();
-    // They come as they are over.
-    std::sort(calls.begin(), calls.end(),
-              [](const LogCall& a, const LogCall& b) { return a.number < b.number; });
-    if (wish.last != 0 && calls.size() > wish.last) {
-        calls.erase(calls.begin(), calls.end() - static_cast<std::ptrdiff_t>(wish.last));
-    }
+    KeepLatest(calls, wish.last);
     LogShow show = MakeShow(session, wish);
     Json shown = Json::array();
     if (ForPerson(session) && !calls.empty()) LogShow::PrintHead();
