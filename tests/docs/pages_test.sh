@@ -81,7 +81,9 @@ test_enrol_page_ends_with_requests_in_files() {
     type_pages enrol.md
     is_request "$(<sign.request)"
     is_request "$(<enc.request)"
+    # openssl ends with 0 for a bad signature too.
     openssl req -in rsa.csr -noout -verify 2>verdict
+    grep -q OK verdict || fail "the RSA request is not signed by its key" "$(<verdict)"
     expect_matches "subject of the request" 'subject=CN ?= ?SK0001' "$(<said)"
 }
 
