@@ -4,8 +4,8 @@
 
 #include "softkey/admin/commands.h"
 #include "softkey/admin/view.h"
-#include "softkey/base64.h"
-#include "softkey/envelope.h"
+#include "softkey/crypto/base64.h"
+#include "softkey/crypto/envelope.h"
 
 namespace softkey::admin {
 namespace {

@@ -6,9 +6,9 @@
 #include <system_error>
 
 #include "softkey/admin/commands.h"
-#include "softkey/home.h"
-#include "softkey/misbehaviour.h"
-#include "softkey/misbehaviour_plan.h"
+#include "softkey/misbehaviour/misbehaviour.h"
+#include "softkey/misbehaviour/misbehaviour_plan.h"
+#include "softkey/store/home.h"
 
 namespace softkey::admin {
 namespace {

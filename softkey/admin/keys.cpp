@@ -2,7 +2,7 @@
 #include "softkey/admin/commands.h"
 #include "softkey/admin/table.h"
 #include "softkey/admin/view.h"
-#include "softkey/home.h"
+#include "softkey/store/home.h"
 
 namespace softkey::admin {
 namespace {

@@ -1,7 +1,7 @@
 #include "softkey/admin/commands.h"
 #include "softkey/admin/table.h"
-#include "softkey/home.h"
-#include "softkey/misbehaviour.h"
+#include "softkey/misbehaviour/misbehaviour.h"
+#include "softkey/store/home.h"
 
 namespace softkey::admin {
 namespace {

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "softkey/admin/session.h"
-#include "softkey/pinentry.h"
+#include "softkey/pin/pinentry.h"
 
 namespace softkey::admin {
 

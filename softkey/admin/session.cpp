@@ -11,7 +11,7 @@
 #include <sstream>
 #include <vector>
 
-#include "softkey/home.h"
+#include "softkey/store/home.h"
 
 namespace softkey::admin {
 

@@ -7,9 +7,9 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include "softkey/records.h"
 #include "softkey/result.h"
-#include "softkey/store.h"
+#include "softkey/store/records.h"
+#include "softkey/store/store.h"
 
 namespace softkey::admin {
 

@@ -1,8 +1,8 @@
 #include "softkey/admin/commands.h"
 #include "softkey/admin/pin_source.h"
 #include "softkey/admin/view.h"
-#include "softkey/key_admin.h"
-#include "softkey/vault.h"
+#include "softkey/crypto/vault.h"
+#include "softkey/store/key_admin.h"
 
 namespace softkey::admin {
 namespace {

@@ -5,7 +5,7 @@
 #include <ctime>
 
 #include "softkey/admin/table.h"
-#include "softkey/openssl_types.h"
+#include "softkey/crypto/openssl_types.h"
 
 namespace softkey::admin {
 namespace {

@@ -4,7 +4,7 @@
 
 #include <utility>
 
-#include "softkey/home.h"
+#include "softkey/store/home.h"
 
 namespace softkey {
 namespace {

@@ -11,8 +11,8 @@
 #include <string>
 #include <vector>
 
-#include "softkey/records.h"
-#include "softkey/store.h"
+#include "softkey/store/records.h"
+#include "softkey/store/store.h"
 
 namespace softkey {
 

@@ -16,9 +16,9 @@
 
 #include "softkey/codes.h"
 #include "softkey/events/event_feed.h"
-#include "softkey/home.h"
-#include "softkey/misbehaviour.h"
+#include "softkey/misbehaviour/misbehaviour.h"
 #include "softkey/result.h"
+#include "softkey/store/home.h"
 
 #define KESTA_EVENT_EXPORT extern "C" __attribute__((visibility("default")))
 

@@ -9,8 +9,8 @@
 #include <string_view>
 #include <thread>
 
-#include "softkey/home.h"
 #include "softkey/result.h"
+#include "softkey/store/home.h"
 #include "softkey/token/device.h"
 
 namespace softkey {

@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <functional>
 
-#include "softkey/misbehaviour.h"
-#include "softkey/records.h"
+#include "softkey/misbehaviour/misbehaviour.h"
+#include "softkey/store/records.h"
 
 namespace softkey {
 

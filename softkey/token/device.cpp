@@ -4,8 +4,8 @@
 
 #include <utility>
 
-#include "softkey/home.h"
-#include "softkey/key_pair.h"
+#include "softkey/crypto/key_pair.h"
+#include "softkey/store/home.h"
 
 namespace softkey {
 

@@ -10,10 +10,10 @@
 #include <string>
 #include <vector>
 
-#include "softkey/openssl_types.h"
-#include "softkey/records.h"
-#include "softkey/store.h"
-#include "softkey/vault.h"
+#include "softkey/crypto/openssl_types.h"
+#include "softkey/crypto/vault.h"
+#include "softkey/store/records.h"
+#include "softkey/store/store.h"
 
 namespace softkey {
 

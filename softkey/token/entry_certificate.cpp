@@ -3,10 +3,10 @@
 #include <cstring>
 #include <optional>
 
-#include "softkey/base64.h"
-#include "softkey/certificate.h"
-#include "softkey/envelope.h"
-#include "softkey/key_pair.h"
+#include "softkey/crypto/base64.h"
+#include "softkey/crypto/certificate.h"
+#include "softkey/crypto/envelope.h"
+#include "softkey/crypto/key_pair.h"
 #include "softkey/result.h"
 #include "softkey/token/call.h"
 #include "softkey/token/entry_points.h"

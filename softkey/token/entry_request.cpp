@@ -2,8 +2,8 @@
 #include <cstring>
 #include <memory>
 
-#include "softkey/key_pair.h"
-#include "softkey/request.h"
+#include "softkey/crypto/key_pair.h"
+#include "softkey/crypto/request.h"
 #include "softkey/result.h"
 #include "softkey/token/call.h"
 #include "softkey/token/entry_points.h"

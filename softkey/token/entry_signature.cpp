@@ -2,11 +2,11 @@
 #include <cstring>
 #include <optional>
 
-#include "softkey/base64.h"
-#include "softkey/decryption.h"
-#include "softkey/request.h"
+#include "softkey/crypto/base64.h"
+#include "softkey/crypto/decryption.h"
+#include "softkey/crypto/request.h"
+#include "softkey/crypto/signature.h"
 #include "softkey/result.h"
-#include "softkey/signature.h"
 #include "softkey/token/button.h"
 #include "softkey/token/call.h"
 #include "softkey/token/entry_points.h"

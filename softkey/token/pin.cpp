@@ -3,8 +3,8 @@
 #include <cstring>
 #include <optional>
 
-#include "softkey/pinentry.h"
-#include "softkey/secret_text.h"
+#include "softkey/pin/pinentry.h"
+#include "softkey/pin/secret_text.h"
 #include "softkey/token/locale.h"
 
 namespace softkey {

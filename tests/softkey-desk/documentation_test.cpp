@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "softkey/codes.h"
-#include "softkey/misbehaviour_plan.h"
+#include "softkey/misbehaviour/misbehaviour_plan.h"
 
 namespace {
 

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "kesta/event_library.h"
-#include "softkey/store.h"
+#include "softkey/store/store.h"
 #include "temporary_folder.h"
 
 inline void AddKey(softkey::Store& store, const std::string& serial, std::uint32_t slot,

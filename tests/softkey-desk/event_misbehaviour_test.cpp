@@ -4,7 +4,7 @@
 
 #include "event_client.h"
 #include "softkey/codes.h"
-#include "softkey/misbehaviour.h"
+#include "softkey/misbehaviour/misbehaviour.h"
 
 namespace {
 

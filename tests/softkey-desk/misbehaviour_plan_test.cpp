@@ -1,4 +1,4 @@
-#include "softkey/misbehaviour_plan.h"
+#include "softkey/misbehaviour/misbehaviour_plan.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "softkey/misbehaviour.h"
+#include "softkey/misbehaviour/misbehaviour.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>

@@ -1,4 +1,4 @@
-#include "softkey/pinentry.h"
+#include "softkey/pin/pinentry.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -9,7 +9,7 @@
 #include <csignal>
 #include <thread>
 
-#include "softkey/assuan.h"
+#include "softkey/pin/assuan.h"
 #include "temporary_folder.h"
 
 namespace {

@@ -3,7 +3,7 @@
 #include <functional>
 #include <thread>
 
-#include "softkey/misbehaviour.h"
+#include "softkey/misbehaviour/misbehaviour.h"
 #include "token_fixture.h"
 
 using namespace softkey;

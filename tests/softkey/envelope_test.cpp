@@ -1,7 +1,7 @@
 // Escrowed encryption pairs: the digital envelope and its import.
-#include "softkey/envelope.h"
+#include "softkey/crypto/envelope.h"
 
-#include "softkey/base64.h"
+#include "softkey/crypto/base64.h"
 #include "token_fixture.h"
 
 using namespace softkey;

@@ -12,10 +12,10 @@
 #include <random>
 #include <set>
 
-#include "softkey/base64.h"
-#include "softkey/certificate.h"
-#include "softkey/envelope.h"
-#include "softkey/key_pair.h"
+#include "softkey/crypto/base64.h"
+#include "softkey/crypto/certificate.h"
+#include "softkey/crypto/envelope.h"
+#include "softkey/crypto/key_pair.h"
 #include "token_fixture.h"
 
 using namespace softkey;

@@ -1,5 +1,5 @@
 // The store: what it keeps, what it refuses, and how others see a change.
-#include "softkey/store.h"
+#include "softkey/store/store.h"
 
 #include "token_fixture.h"
 

@@ -11,7 +11,7 @@
 #include <fstream>
 #include <sstream>
 
-#include "softkey/envelope.h"
+#include "softkey/crypto/envelope.h"
 
 namespace {
 

@@ -12,8 +12,8 @@
 
 #include "kesta/token_library.h"
 #include "softkey/codes.h"
-#include "softkey/key_admin.h"
-#include "softkey/store.h"
+#include "softkey/store/key_admin.h"
+#include "softkey/store/store.h"
 
 constexpr const char* kSerial = "KS0000000001";
 constexpr const char* kPin = "123456";

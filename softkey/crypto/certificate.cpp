@@ -1,0 +1,142 @@
+#include "softkey/crypto/certificate.h"
+
+#include <openssl/err.h>
+
+#include <array>
+#include <cstdio>
+#include <ctime>
+
+#include "softkey/crypto/base64.h"
+#include "softkey/crypto/key_pair.h"
+#include "softkey/result.h"
+
+namespace softkey {
+namespace {
+
+X509Ptr ReadX509(const Bytes& der) {
+    const unsigned char* at = der.data();
+    X509Ptr certificate(d2i_X509(nullptr, &at, static_cast<long>(der.size())));
+    if (certificate && at != der.data() + der.size()) certificate.reset();
+    return certificate;
+}
+
+// The certificates of a PKCS#7 message; empty when it is none.
+std::vector<X509Ptr> ReadPkcs7(const Bytes& der) {
+    std::vector<X509Ptr> certificates;
+    const unsigned char* at = der.data();
+    const Pkcs7Ptr message(d2i_PKCS7(nullptr, &at, static_cast<long>(der.size())));
+    if (!message || at != der.data() + der.size()) return certificates;
+    if (!PKCS7_type_is_signed(message.get()) || message->d.sign == nullptr) return certificates;
+    STACK_OF(X509)* const stack = message->d.sign->cert;
+    for (int i = 0; stack != nullptr && i < sk_X509_num(stack); ++i) {
+        X509* const certificate = sk_X509_value(stack, i);
+        X509_up_ref(certificate);
+        certificates.emplace_back(certificate);
+    }
+    return certificates;
+}
+
+std::string Drain(const BioPtr& bio) {
+    char* data = nullptr;
+    const long length = BIO_get_mem_data(bio.get(), &data);
+    return length > 0 ? std::string(data, static_cast<std::size_t>(length)) : std::string();
+}
+
+std::string NameText(const X509_NAME* name) {
+    const BioPtr bio(BIO_new(BIO_s_mem()));
+    const unsigned long flags = XN_FLAG_RFC2253 & ~static_cast<unsigned long>(ASN1_STRFLGS_ESC_MSB);
+    if (!bio || X509_NAME_print_ex(bio.get(), name, 0, flags) < 0) {
+        throw Failure(kCertificateMalformed, "a name");
+    }
+    return Drain(bio);
+}
+
+std::string HexText(const std::uint8_t* bytes, std::size_t size) {
+    std::string text;
+    for (std::size_t i = 0; i < size; ++i) {
+        std::array<char, 3> digits{};
+        std::snprintf(digits.data(), digits.size(), "%02X", bytes[i]);
+        text += digits.data();
+    }
+    return text;
+}
+
+std::string TimeText(const ASN1_TIME* time) {
+    std::tm parts{};
+    if (ASN1_TIME_to_tm(time, &parts) != 1) throw Failure(kCertificateMalformed, "a time");
+    std::array<char, 32> text{};
+    std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &parts);
+    return text.data();
+}
+
+std::string SerialText(const X509* certificate) {
+    const ASN1_INTEGER* const number = X509_get0_serialNumber(certificate);
+    return HexText(ASN1_STRING_get0_data(number),
+                   static_cast<std::size_t>(ASN1_STRING_length(number)));
+}
+
+}  // namespace
+
+std::vector<X509Ptr> ParseCertificates(std::string_view text) {
+    std::vector<X509Ptr> all;
+    for (const std::string_view body : WithoutArmour(text)) {
+        const std::optional<Bytes> der = FromBase64(body);
+        if (!der) throw Failure(kCertificateMalformed, "not Base64");
+        if (X509Ptr certificate = ReadX509(*der)) {
+            all.push_back(std::move(certificate));
+            continue;
+        }
+        std::vector<X509Ptr> several = ReadPkcs7(*der);
+        ERR_clear_error();
+        if (several.empty()) throw Failure(kCertificateMalformed, "neither X.509 nor PKCS#7");
+        for (X509Ptr& certificate : several) all.push_back(std::move(certificate));
+    }
+    return all;
+}
+
+X509Ptr StoredCertificate(const Bytes& der) {
+    X509Ptr certificate = ReadX509(der);
+    if (!certificate) throw Failure(kStateDamaged, "a stored certificate");
+    return certificate;
+}
+
+Bytes CertificateDer(X509* certificate) {
+    unsigned char* der = nullptr;
+    const int size = i2d_X509(certificate, &der);
+    if (size <= 0) throw Failure(kCertificateMalformed, "writing it back");
+    Bytes bytes(der, der + size);
+    OPENSSL_free(der);
+    return bytes;
+}
+
+bool BelongsTogether(const X509* certificate, const Bytes& publicKey) {
+    const PKeyPtr stored = ParsePublicKey(publicKey);
+    const EVP_PKEY* const certified = X509_get0_pubkey(certificate);
+    const bool same = stored && certified != nullptr && EVP_PKEY_eq(certified, stored.get()) == 1;
+    ERR_clear_error();
+    return same;
+}
+
+std::string SubjectText(const X509* certificate) {
+    return NameText(X509_get_subject_name(certificate));
+}
+
+std::string InformationBlock(const X509* certificate, Role role, Algorithm algorithm) {
+    std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
+    unsigned int size = 0;
+    if (X509_digest(certificate, EVP_sha256(), digest.data(), &size) != 1) {
+        throw Failure(kCryptoFailed, "a fingerprint");
+    }
+    std::string block;
+    block += std::string("type=") + (role == Role::kSigning ? "sign" : "encryption") + "\n";
+    block += std::string("algorithm=") + (algorithm == Algorithm::kRsa ? "RSA" : "SM2") + "\n";
+    block += "serial=" + SerialText(certificate) + "\n";
+    block += "notBefore=" + TimeText(X509_get0_notBefore(certificate)) + "\n";
+    block += "notAfter=" + TimeText(X509_get0_notAfter(certificate)) + "\n";
+    block += "fingerprint=" + HexText(digest.data(), size) + "\n";
+    block += "subject=" + SubjectText(certificate) + "\n";
+    block += "issuer=" + NameText(X509_get_issuer_name(certificate)) + "\n";
+    return block;
+}
+
+}  // namespace softkey

@@ -1,0 +1,279 @@
+#include "softkey/crypto/envelope.h"
+
+#include <openssl/asn1t.h>
+#include <openssl/core_names.h>
+#include <openssl/ec.h>
+#include <openssl/err.h>
+#include <openssl/objects.h>
+#include <openssl/param_build.h>
+#include <openssl/params.h>
+#include <openssl/pem.h>
+#include <openssl/rand.h>
+
+#include <algorithm>
+#include <array>
+#include <optional>
+
+#include "softkey/crypto/base64.h"
+#include "softkey/crypto/decryption.h"
+#include "softkey/crypto/key_pair.h"
+
+namespace softkey {
+
+// OpenSSL's macros for ASN.1 types name them by plain identifiers.
+struct EnvelopeAsn1 {
+    X509_ALGOR* symAlgorithm;
+    ASN1_TYPE* symKey;
+    ASN1_BIT_STRING* publicKey;
+    ASN1_BIT_STRING* privateKey;
+};
+
+// clang-format off
+ASN1_SEQUENCE(EnvelopeAsn1) = {
+    ASN1_SIMPLE(EnvelopeAsn1, symAlgorithm, X509_ALGOR),
+    ASN1_SIMPLE(EnvelopeAsn1, symKey, ASN1_ANY),
+    ASN1_SIMPLE(EnvelopeAsn1, publicKey, ASN1_BIT_STRING),
+    ASN1_SIMPLE(EnvelopeAsn1, privateKey, ASN1_BIT_STRING)
+} static_ASN1_SEQUENCE_END(EnvelopeAsn1)
+IMPLEMENT_STATIC_ASN1_ALLOC_FUNCTIONS(EnvelopeAsn1)
+    // clang-format on
+
+    namespace {
+    constexpr std::size_t kSm4KeySize = 16;
+    constexpr std::size_t kNumberSize = 32;
+    constexpr std::size_t kPointSize = 1 + 2 * kNumberSize;
+    constexpr const char* kSm4Ecb = "1.2.156.10197.1.104.1";
+    constexpr const char* kSm4 = "1.2.156.10197.1.104";  // some authorities leave the mode out
+
+    using AsnPtr = std::unique_ptr<EnvelopeAsn1, Releaser<EnvelopeAsn1_free>>;
+    using GroupPtr = std::unique_ptr<EC_GROUP, Releaser<EC_GROUP_free>>;
+    using PointPtr = std::unique_ptr<EC_POINT, Releaser<EC_POINT_free>>;
+    using ParamBuilderPtr = std::unique_ptr<OSSL_PARAM_BLD, Releaser<OSSL_PARAM_BLD_free>>;
+    using ParamsPtr = std::unique_ptr<OSSL_PARAM, Releaser<OSSL_PARAM_free>>;
+
+    void Require(bool done, const char* what) {
+        if (!done) throw Failure(kCryptoFailed, what);
+    }
+
+    [[noreturn]] void Malformed(const char* what) {
+        ERR_clear_error();
+        throw Failure(kEnvelopeMalformed, what);
+    }
+
+    // SM4 in ECB mode over whole blocks.
+    SecretBytes Sm4(bool encrypt, const std::uint8_t* key, const std::uint8_t* in,
+                    std::size_t size) {
+        const CipherPtr cipher(EVP_CIPHER_fetch(nullptr, "SM4-ECB", nullptr));
+        const CipherCtxPtr ctx(EVP_CIPHER_CTX_new());
+        SecretBytes out(size);
+        int length = 0;
+        Require(
+            cipher && ctx &&
+                EVP_CipherInit_ex2(ctx.get(), cipher.get(), key, nullptr, encrypt ? 1 : 0,
+                                   nullptr) == 1 &&
+                EVP_CIPHER_CTX_set_padding(ctx.get(), 0) == 1 &&
+                EVP_CipherUpdate(ctx.get(), out.data(), &length, in, static_cast<int>(size)) == 1 &&
+                static_cast<std::size_t>(length) == size,
+            "SM4");
+        return out;
+    }
+
+    Bytes PointOf(const EVP_PKEY* pair) {
+        Bytes point(kPointSize);
+        std::size_t length = 0;
+        Require(EVP_PKEY_get_octet_string_param(pair, OSSL_PKEY_PARAM_PUB_KEY, point.data(),
+                                                point.size(), &length) == 1 &&
+                    length == kPointSize,
+                "a public point");
+        return point;
+    }
+
+    SecretBytes NumberOf(const EVP_PKEY* pair) {
+        BIGNUM* number = nullptr;
+        if (EVP_PKEY_get_bn_param(pair, OSSL_PKEY_PARAM_PRIV_KEY, &number) != 1) {
+            throw Failure(kBadArgument, "the pair to seal has no private half");
+        }
+        const BignumPtr owner(number);
+        SecretBytes bytes(kNumberSize);
+        Require(BN_bn2binpad(number, bytes.data(), static_cast<int>(bytes.size())) ==
+                    static_cast<int>(kNumberSize),
+                "a private number");
+        return bytes;
+    }
+
+    // The point that belongs to a private number; nothing when the number is out of range.
+    std::optional<Bytes> PointOfNumber(const BIGNUM* number) {
+        const GroupPtr group(EC_GROUP_new_by_curve_name(NID_sm2));
+        Require(group != nullptr, "the SM2 curve");
+        if (BN_is_zero(number) || BN_cmp(number, EC_GROUP_get0_order(group.get())) >= 0) {
+            return std::nullopt;
+        }
+        const PointPtr point(EC_POINT_new(group.get()));
+        Bytes bytes(kPointSize);
+        Require(
+            point &&
+                EC_POINT_mul(group.get(), point.get(), number, nullptr, nullptr, nullptr) == 1 &&
+                EC_POINT_point2oct(group.get(), point.get(), POINT_CONVERSION_UNCOMPRESSED,
+                                   bytes.data(), bytes.size(), nullptr) == bytes.size(),
+            "a public point");
+        return bytes;
+    }
+
+    PKeyPtr MakePair(const BIGNUM* number, const Bytes& point) {
+        const ParamBuilderPtr builder(OSSL_PARAM_BLD_new());
+        Require(builder &&
+                    OSSL_PARAM_BLD_push_utf8_string(builder.get(), OSSL_PKEY_PARAM_GROUP_NAME,
+                                                    "SM2", 0) == 1 &&
+                    OSSL_PARAM_BLD_push_octet_string(builder.get(), OSSL_PKEY_PARAM_PUB_KEY,
+                                                     point.data(), point.size()) == 1 &&
+                    OSSL_PARAM_BLD_push_BN(builder.get(), OSSL_PKEY_PARAM_PRIV_KEY, number) == 1,
+                "a key pair");
+        const ParamsPtr params(OSSL_PARAM_BLD_to_param(builder.get()));
+        const PKeyCtxPtr ctx(EVP_PKEY_CTX_new_from_name(nullptr, "SM2", nullptr));
+        EVP_PKEY* pair = nullptr;
+        Require(params && ctx && EVP_PKEY_fromdata_init(ctx.get()) == 1 &&
+                    EVP_PKEY_fromdata(ctx.get(), &pair, EVP_PKEY_KEYPAIR, params.get()) == 1,
+                "a key pair");
+        return PKeyPtr(pair);
+    }
+
+    AsnPtr ReadAsn(const Bytes& der) {
+        const unsigned char* at = der.data();
+        const long size = static_cast<long>(der.size());
+        AsnPtr envelope(reinterpret_cast<EnvelopeAsn1*>(
+            ASN1_item_d2i(nullptr, &at, size, ASN1_ITEM_rptr(EnvelopeAsn1))));
+        if (!envelope || at != der.data() + der.size()) Malformed("not an SM2EnvelopedKey");
+        std::array<char, 64> oid{};
+        OBJ_obj2txt(oid.data(), static_cast<int>(oid.size()), envelope->symAlgorithm->algorithm, 1);
+        const std::string_view algorithm = oid.data();
+        if (algorithm != kSm4Ecb && algorithm != kSm4) Malformed("its algorithm is not SM4");
+        if (envelope->symKey->type != V_ASN1_SEQUENCE)
+            Malformed("its SM4 key is no SM2 cipher text");
+        return envelope;
+    }
+
+    Bytes StringBytes(const ASN1_STRING* string) {
+        const unsigned char* const data = ASN1_STRING_get0_data(string);
+        return {data, data + ASN1_STRING_length(string)};
+    }
+
+    // The private number: 32 bytes, or 64 of which the first 32 are zero.
+    BignumPtr NumberFrom(const SecretBytes& plain) {
+        const std::size_t lead = plain.size() - kNumberSize;
+        const bool clean = std::all_of(plain.data(), plain.data() + lead,
+                                       [](std::uint8_t byte) { return byte == 0; });
+        if (!clean) throw Failure(kEnvelopeMismatch, "its private number is too long");
+        BignumPtr number(BN_bin2bn(plain.data() + lead, static_cast<int>(kNumberSize), nullptr));
+        Require(number != nullptr, "a private number");
+        return number;
+    }
+
+    void SetBits(ASN1_BIT_STRING * string, const std::uint8_t* bytes, std::size_t size) {
+        Require(ASN1_BIT_STRING_set(string, const_cast<unsigned char*>(bytes),
+                                    static_cast<int>(size)) == 1,
+                "an envelope");
+        // Without these, trailing zero bits would be cut off as unused ones.
+        string->flags &= ~0x07L;
+        string->flags |= ASN1_STRING_FLAG_BITS_LEFT;
+    }
+
+    Bytes SealSymmetricKey(EVP_PKEY * recipient, const SecretBytes& key) {
+        const PKeyCtxPtr ctx(EVP_PKEY_CTX_new_from_pkey(nullptr, recipient, nullptr));
+        std::size_t length = 0;
+        Require(ctx && EVP_PKEY_encrypt_init(ctx.get()) == 1 &&
+                    EVP_PKEY_encrypt(ctx.get(), nullptr, &length, key.data(), key.size()) == 1,
+                "sealing");
+        Bytes cipher(length);
+        Require(EVP_PKEY_encrypt(ctx.get(), cipher.data(), &length, key.data(), key.size()) == 1,
+                "sealing");
+        cipher.resize(length);
+        return cipher;
+    }
+
+}  // namespace
+
+Bytes SealEnvelope(EVP_PKEY* recipient, EVP_PKEY* pair) {
+    if (!EVP_PKEY_is_a(recipient, "SM2")) throw Failure(kBadArgument, "the recipient is not SM2");
+    if (!EVP_PKEY_is_a(pair, "SM2")) throw Failure(kBadArgument, "the pair to seal is not SM2");
+    SecretBytes key(kSm4KeySize);
+    Require(RAND_bytes(key.data(), static_cast<int>(key.size())) == 1, "random numbers");
+    const Bytes sealedKey = SealSymmetricKey(recipient, key);
+    const SecretBytes number = NumberOf(pair);
+    const SecretBytes sealedNumber = Sm4(true, key.data(), number.data(), number.size());
+    const Bytes point = PointOf(pair);
+
+    const AsnPtr envelope(EnvelopeAsn1_new());
+    Require(envelope != nullptr, "an envelope");
+    X509_ALGOR_set0(envelope->symAlgorithm, OBJ_txt2obj(kSm4Ecb, 1), V_ASN1_UNDEF, nullptr);
+    ASN1_STRING* const sequence = ASN1_STRING_type_new(V_ASN1_SEQUENCE);
+    Require(sequence != nullptr, "an envelope");
+    ASN1_TYPE_set(envelope->symKey, V_ASN1_SEQUENCE, sequence);
+    Require(ASN1_STRING_set(sequence, sealedKey.data(), static_cast<int>(sealedKey.size())) == 1,
+            "an envelope");
+    SetBits(envelope->publicKey, point.data(), point.size());
+    SetBits(envelope->privateKey, sealedNumber.data(), sealedNumber.size());
+
+    unsigned char* der = nullptr;
+    const int size = ASN1_item_i2d(reinterpret_cast<ASN1_VALUE*>(envelope.get()), &der,
+                                   ASN1_ITEM_rptr(EnvelopeAsn1));
+    Require(size > 0, "writing an envelope");
+    Bytes bytes(der, der + size);
+    OPENSSL_free(der);
+    return bytes;
+}
+
+PKeyPtr OpenEnvelope(const Bytes& envelope, EVP_PKEY* temporary) {
+    const AsnPtr parts = ReadAsn(envelope);
+    const Bytes sealedNumber = StringBytes(parts->privateKey);
+    const Bytes point = StringBytes(parts->publicKey);
+    if (sealedNumber.size() != kNumberSize && sealedNumber.size() != 2 * kNumberSize) {
+        Malformed("its private number has neither 32 nor 64 bytes");
+    }
+    if (point.size() != kPointSize || point[0] != 4) Malformed("its public key is no point");
+    const std::optional<SecretBytes> key =
+        Decrypt(temporary, StringBytes(parts->symKey->value.sequence));
+    if (!key || key->size() != kSm4KeySize) {
+        throw Failure(kEnvelopeMismatch, "sealed to another key");
+    }
+    const SecretBytes plain = Sm4(false, key->data(), sealedNumber.data(), sealedNumber.size());
+    const BignumPtr number = NumberFrom(plain);
+    if (PointOfNumber(number.get()) != point) {
+        throw Failure(kEnvelopeMismatch, "its private key does not belong to its public key");
+    }
+    return MakePair(number.get(), point);
+}
+
+namespace {
+
+PKeyPtr ReadRecipient(std::string_view to) {
+    const std::size_t second = to.find(';');
+    if (second != std::string_view::npos) to.remove_prefix(second + 1);
+    for (const std::string_view body : WithoutArmour(to)) {
+        const std::optional<Bytes> der = FromBase64(body);
+        if (!der) continue;
+        const unsigned char* at = der->data();
+        const X509ReqPtr request(d2i_X509_REQ(nullptr, &at, static_cast<long>(der->size())));
+        PKeyPtr key(request ? X509_REQ_get_pubkey(request.get()) : nullptr);
+        if (!key) key = ParsePublicKey(*der);
+        ERR_clear_error();
+        if (key) return key;
+    }
+    throw Failure(kBadArgument, "the recipient is neither a certificate request nor a public key");
+}
+
+}  // namespace
+
+std::string SealEnvelopeText(std::string_view to, std::string_view pair) {
+    const PKeyPtr recipient = ReadRecipient(to);
+    const BioPtr bio(BIO_new_mem_buf(pair.data(), static_cast<int>(pair.size())));
+    // An encrypted key gets the empty passphrase instead of a question at the terminal.
+    char none[] = "";
+    const PKeyPtr key(bio ? PEM_read_bio_PrivateKey(bio.get(), nullptr, nullptr, none) : nullptr);
+    if (!key) {
+        ERR_clear_error();
+        throw Failure(kBadArgument, "the pair to seal is no unencrypted private key in PEM");
+    }
+    return ToBase64(SealEnvelope(recipient.get(), key.get()));
+}
+
+}  // namespace softkey

@@ -1,0 +1,177 @@
+#include "softkey/store/database.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+namespace softkey {
+namespace {
+
+constexpr int kBusyMilliseconds = 5000;
+
+Code CodeOf(int result, int systemError) {
+    switch (result & 0xFF) {
+        case SQLITE_FULL:
+            return kStateFull;
+        case SQLITE_BUSY:
+        case SQLITE_LOCKED:
+            return kStateBusy;
+        case SQLITE_NOMEM:
+            return kNoMemory;
+        case SQLITE_CORRUPT:
+        case SQLITE_NOTADB:
+        case SQLITE_FORMAT:
+        case SQLITE_ERROR:  // a table or column is missing
+        case SQLITE_CONSTRAINT:
+        case SQLITE_MISMATCH:
+        case SQLITE_SCHEMA:
+            return kStateDamaged;
+        default:
+            break;
+    }
+    if (systemError == ENOSPC || systemError == EDQUOT || systemError == EFBIG) return kStateFull;
+    // SQLite says "full" for a full disk alone; a quota or a limit on file sizes shows as this, and
+    // what the system said has been overwritten by then.
+    if (result == SQLITE_IOERR_WRITE || result == SQLITE_IOERR_SHMSIZE) return kStateFull;
+    if (result == SQLITE_IOERR_SHORT_READ) return kStateDamaged;
+    return kStateUnreachable;
+}
+
+}  // namespace
+
+Statement::~Statement() {
+    sqlite3_reset(stmt_);
+    sqlite3_clear_bindings(stmt_);
+}
+
+Statement& Statement::Bind(std::int64_t value) {
+    const int result = sqlite3_bind_int64(stmt_, next_++, value);
+    if (result != SQLITE_OK) db_.Fail(result, "binding a number");
+    return *this;
+}
+
+Statement& Statement::Bind(std::string_view text) {
+    const char* const data = text.empty() ? "" : text.data();
+    const int result =
+        sqlite3_bind_text(stmt_, next_++, data, static_cast<int>(text.size()), SQLITE_STATIC);
+    if (result != SQLITE_OK) db_.Fail(result, "binding a text");
+    return *this;
+}
+
+Statement& Statement::Bind(const Bytes& bytes) {
+    const void* const data = bytes.empty() ? static_cast<const void*>("") : bytes.data();
+    const int result =
+        sqlite3_bind_blob(stmt_, next_++, data, static_cast<int>(bytes.size()), SQLITE_STATIC);
+    if (result != SQLITE_OK) db_.Fail(result, "binding bytes");
+    return *this;
+}
+
+bool Statement::Step() {
+    const int result = sqlite3_step(stmt_);
+    if (result == SQLITE_ROW) return true;
+    if (result == SQLITE_DONE) return false;
+    db_.Fail(result, sqlite3_sql(stmt_));
+}
+
+void Statement::Run() {
+    while (Step()) {
+    }
+}
+
+std::int64_t Statement::Int(int column) const {
+    return sqlite3_column_int64(stmt_, column);
+}
+
+std::string Statement::Text(int column) const {
+    const auto* const text = reinterpret_cast<const char*>(sqlite3_column_text(stmt_, column));
+    if (text == nullptr) return {};
+    return {text, static_cast<std::size_t>(sqlite3_column_bytes(stmt_, column))};
+}
+
+Bytes Statement::Blob(int column) const {
+    const auto* const data = static_cast<const std::uint8_t*>(sqlite3_column_blob(stmt_, column));
+    if (data == nullptr) return {};
+    return {data, data + sqlite3_column_bytes(stmt_, column)};
+}
+
+Database::Database(const std::string& path, bool create) : path_(path) {
+    try {
+        OpenFile(create);
+        Configure();
+    } catch (...) {
+        statements_.clear();
+        sqlite3_close_v2(db_);
+        throw;
+    }
+}
+
+Database::~Database() {
+    statements_.clear();
+    sqlite3_close_v2(db_);
+}
+
+void Database::OpenFile(bool create) {
+    if (create) {
+        // SQLite gives its other files the permissions of the first. Only a file that is new is
+        // opened here: closing one that this process has open already would drop its locks.
+        const int file = open(path_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+        if (file >= 0) close(file);
+        if (file < 0 && errno != EEXIST) {
+            throw Failure(errno == ENOSPC || errno == EDQUOT ? kStateFull : kStateUnreachable,
+                          path_ + ": " + std::strerror(errno));
+        }
+    }
+    const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX;
+    const int result = sqlite3_open_v2(path_.c_str(), &db_, flags, nullptr);
+    if (result != SQLITE_OK) Fail(result, "opening");
+    struct stat status {};
+    if (stat(path_.c_str(), &status) == 0) {
+        device_ = status.st_dev;
+        inode_ = status.st_ino;
+    }
+}
+
+void Database::Configure() {
+    sqlite3_extended_result_codes(db_, 1);
+    sqlite3_busy_timeout(db_, kBusyMilliseconds);
+    sqlite3_db_config(db_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+    sqlite3_db_config(db_, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
+    sqlite3_wal_autocheckpoint(db_, 16);
+    // The default; said here because lost tries and lost keys must not depend on how it was built.
+    Execute("PRAGMA synchronous = FULL");
+    Execute("PRAGMA foreign_keys = ON");
+    Execute("PRAGMA secure_delete = ON");
+}
+
+Statement Database::Prepare(const char* sql) {
+    auto& kept = statements_[sql];
+    if (!kept) {
+        sqlite3_stmt* statement = nullptr;
+        const int result =
+            sqlite3_prepare_v3(db_, sql, -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr);
+        if (result != SQLITE_OK) Fail(result, sql);
+        kept.reset(statement);
+    }
+    return Statement(*this, kept.get());
+}
+
+void Database::Execute(const char* sql) {
+    const int result = sqlite3_exec(db_, sql, nullptr, nullptr, nullptr);
+    if (result != SQLITE_OK) Fail(result, sql);
+}
+
+bool Database::StillThere() const {
+    struct stat status {};
+    return stat(path_.c_str(), &status) == 0 && status.st_dev == device_ && status.st_ino == inode_;
+}
+
+void Database::Fail(int result, const char* doing) const {
+    const int systemError = db_ != nullptr ? sqlite3_system_errno(db_) : 0;
+    const char* const message = db_ != nullptr ? sqlite3_errmsg(db_) : sqlite3_errstr(result);
+    throw Failure(CodeOf(result, systemError), path_ + ": " + message + " (" + doing + ")");
+}
+
+}  // namespace softkey

@@ -1,0 +1,33 @@
+// What the issuer's desk does to software keys: functions behind the `softkey` command that need
+// more than the store.
+#ifndef SOFTKEY_STORE_KEY_ADMIN_H
+#define SOFTKEY_STORE_KEY_ADMIN_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "softkey/store/records.h"
+#include "softkey/store/store.h"
+
+namespace softkey {
+
+struct NewKey {
+    std::string serial;                 // empty: one is made up
+    std::string label;                  // empty: the serial number
+    std::string mediaId;                // empty: one is made up
+    std::optional<std::uint32_t> slot;  // unset: the lowest free one, from 1
+    bool inserted = true;
+};
+
+// Makes a key with a PIN and nothing else on it. kPinLength; kBadArgument for what is malformed or
+// taken; kTooLong.
+KeyRecord CreateKey(Store& store, const NewKey& wanted, std::string_view pin);
+
+// Gives back all tries; the PIN stays. kKeyAbsent.
+void UnlockKey(Store& store, const std::string& serial);
+
+}  // namespace softkey
+
+#endif

@@ -1,0 +1,89 @@
+// What a software key consists of, as the store keeps it.
+#ifndef SOFTKEY_STORE_RECORDS_H
+#define SOFTKEY_STORE_RECORDS_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace softkey {
+
+using Bytes = std::vector<std::uint8_t>;
+
+constexpr int kMaxTries = 6;
+constexpr std::size_t kMinPinLength = 6;
+constexpr std::size_t kMaxPinLength = 16;
+constexpr std::size_t kMaxSerialLength = 32;
+constexpr std::size_t kMaxMediaIdLength = 16;  // the field of the device record
+constexpr std::size_t kMaxLabelLength = 511;   // what the 512-byte buffer of GetLabel holds
+constexpr std::size_t kMaxDataLength = 259;    // what the 260-byte buffer of GetData holds
+constexpr std::size_t kMaxWarningLength = 1024;
+
+// The numbers are those of CertType, so that they mean the same at every edge.
+enum class Role : std::int32_t {
+    kSigning = 1,
+    kEncryption = 3,
+    kTemporary = 4,  // its public half went into a request; an escrowed pair is sealed to it
+};
+
+// The numbers are those of KeyType.
+enum class Algorithm : std::int32_t { kRsa = 1, kSm2 = 2 };
+
+enum class Button : std::int32_t { kPress = 0, kRefuse = 1, kAsk = 2 };
+
+// The numbers are those of the event record.
+enum class EventKind : std::int32_t { kInserted = 1, kRemoved = 2 };
+
+struct KeyRecord {
+    std::string serial;  // letters, digits, "-", "_" and "."
+    std::string label;
+    std::string mediaId;  // letters, digits, "-", "_" and "."
+    std::uint32_t slot = 0;
+    bool inserted = true;
+    std::int64_t insertions = 0;  // grows with every insertion and removal
+    std::int64_t pinVersion = 0;  // grows whenever an earlier PIN check stops counting
+    int triesLeft = kMaxTries;
+    int maxTries = kMaxTries;
+    Button button = Button::kPress;
+};
+
+// The master key of a key, sealed under a key that is derived from the PIN.
+struct PinSeal {
+    Bytes salt;
+    int iterations = 0;
+    Bytes sealed;
+};
+
+struct PairRecord {
+    std::int64_t id = 0;  // given by the store; a higher id is a newer pair
+    Role role = Role::kSigning;
+    Algorithm algorithm = Algorithm::kSm2;
+    Bytes publicKey;       // SubjectPublicKeyInfo, DER
+    Bytes wrappedPrivate;  // PKCS#8 sealed under the master key
+    Bytes certificate;     // X.509, DER; empty until it is imported
+};
+
+struct DataObject {
+    std::string name;
+    std::uint32_t number = 0;
+    std::string value;
+};
+
+struct Event {
+    std::int64_t number = 0;  // grows by one with each event of the state folder
+    EventKind kind = EventKind::kInserted;
+    std::uint32_t slot = 0;
+    std::string serial;
+    std::string mediaId;
+};
+
+// A question that waits for the button.
+struct Prompt {
+    std::int64_t id = 0;
+    std::string serial;
+    std::int64_t deadline = 0;  // milliseconds since 1970
+};
+
+}  // namespace softkey
+
+#endif
