@@ -1,5 +1,5 @@
 # Tests that are written as shell functions: each function test_CLAIM of a script becomes the test
-# PREFIX.CLAIM. The script sources tests/claims.bash and ends in `run_claims "$@"`.
+# PREFIX.CLAIM. The script sources tests/support/claims.bash and ends in `run_claims "$@"`.
 function(kesta_add_shell_tests prefix script)
     cmake_parse_arguments(PARSE_ARGV 2 arg "" "TIMEOUT" "ENVIRONMENT;LABELS")
     get_filename_component(script "${script}" ABSOLUTE)

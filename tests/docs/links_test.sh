@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # The links between the pages of the tree, and that broken ones are noticed. KESTA_SOURCE is the
 # source tree.
-# shellcheck source=tests/claims.bash
-. "$(dirname "$(readlink -f "$0")")/../claims.bash"
+# shellcheck source=tests/support/claims.bash
+. "$(dirname "$(readlink -f "$0")")/../support/claims.bash"
 
 source_tree=${KESTA_SOURCE:?names the source tree}
 checker=$(dirname "$(readlink -f "$0")")/check-links

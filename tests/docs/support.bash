@@ -1,8 +1,8 @@
 # What the tests of the pages and examples share, beside that of the ukey command's tests. The build
 # says where things are: KESTA_BUILD, the build folder; KESTA_SOURCE, the source tree; CC and CXX.
 # shellcheck shell=bash
-# shellcheck source=tests/cli/support.bash
-. "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/../cli/support.bash"
+# shellcheck source=tests/ukey/support.bash
+. "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/../ukey/support.bash"
 
 # For the scripts that source this.
 # shellcheck disable=SC2034

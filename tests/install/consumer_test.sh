@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # A C and a C++ client are built against an installation, by CMake and by pkg-config, and run.
-# shellcheck source=tests/claims.bash
-. "$(dirname "$(readlink -f "$0")")/../claims.bash"
+# shellcheck source=tests/support/claims.bash
+. "$(dirname "$(readlink -f "$0")")/../support/claims.bash"
 # shellcheck source=tests/install/installation.bash
 . "$(dirname "$(readlink -f "$0")")/installation.bash"
 

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # What a build for old userlands puts in place of newer functions and start files.
-# shellcheck source=tests/claims.bash
-. "$(dirname "$(readlink -f "$0")")/../claims.bash"
+# shellcheck source=tests/support/claims.bash
+. "$(dirname "$(readlink -f "$0")")/../support/claims.bash"
 # shellcheck source=tests/install/installation.bash
 . "$(dirname "$(readlink -f "$0")")/installation.bash"
 

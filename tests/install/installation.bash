@@ -22,6 +22,6 @@ run_client() {
     local prefix=$1 program=$2 emulator=()
     need bwrap
     [[ -z ${KESTA_EMULATOR:-} ]] || emulator=("$KESTA_EMULATOR")
-    "$source_tree/tests/in-namespace" "$prefix/$libdir/kesta_unified_zrkukey" "$PWD" \
+    "$source_tree/tests/support/in-namespace" "$prefix/$libdir/kesta_unified_zrkukey" "$PWD" \
         env "LD_LIBRARY_PATH=$prefix/$libdir" "${emulator[@]}" "$program"
 }

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Exceptions cross between the library that ships and peers that the plain compiler links to the
 # system's shared C++ runtime.
-# shellcheck source=tests/claims.bash
-. "$(dirname "$(readlink -f "$0")")/../claims.bash"
+# shellcheck source=tests/support/claims.bash
+. "$(dirname "$(readlink -f "$0")")/../support/claims.bash"
 # shellcheck source=tests/install/installation.bash
 . "$(dirname "$(readlink -f "$0")")/installation.bash"
 

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # The files that ship: hardening, the runtime that they load on, what they name and where they lie.
 # They are installed as for the packages and read from there.
-# shellcheck source=tests/claims.bash
-. "$(dirname "$(readlink -f "$0")")/../claims.bash"
+# shellcheck source=tests/support/claims.bash
+. "$(dirname "$(readlink -f "$0")")/../support/claims.bash"
 # shellcheck source=tests/install/installation.bash
 . "$(dirname "$(readlink -f "$0")")/installation.bash"
 

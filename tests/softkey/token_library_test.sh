@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # The token library as a file. KESTA_TOKEN_LIBRARY is that file, KESTA_SOURCE the source tree.
-# shellcheck source=tests/claims.bash
-. "$(dirname "$(readlink -f "$0")")/../claims.bash"
+# shellcheck source=tests/support/claims.bash
+. "$(dirname "$(readlink -f "$0")")/../support/claims.bash"
 
 library=${KESTA_TOKEN_LIBRARY:?names the token library}
 contract=${KESTA_SOURCE:?names the source tree}/include/kesta/token_library.h

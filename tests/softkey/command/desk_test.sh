@@ -1,0 +1,257 @@
+#!/bin/bash
+# Help, the panel, misbehaviour, envelopes, the state folder. support.sh says how to run it.
+. "${BASH_SOURCE[0]%/*}/support.sh"
+
+# --- help
+
+test_help_of_the_command_names_every_subcommand_and_exit_code() {
+    run 0 --help
+    silent
+    for name in $subcommands; do grep -qE "^  $name +" out || fail "no $name"; done
+    for code in 0 1 2 3 4 5 6 7; do grep -qE "(codes:|,|^) ?$code " out || fail "no $code"; done
+}
+
+test_help_of_every_subcommand_has_examples() {
+    for name in $subcommands; do
+        run 0 "$name" --help
+        silent
+        grep -qx 'Examples:' out || fail "no examples of $name"
+        grep -qE "^  .*softkey $name" out || fail "no example of $name"
+    done
+}
+
+test_no_subcommand_is_bad_usage() {
+    run 2
+    err_is 'softkey: A subcommand is required (see softkey --help)'
+}
+
+test_an_unknown_option_is_bad_usage() {
+    run 2 list --loud
+    out_is ''
+    run 2 create --pin 123456
+}
+
+# --- screen and button
+
+test_the_screen_of_a_new_key_is_empty() {
+    create --serial SK1
+    run 0 screen
+    out_is '(the screen is empty)'
+    run 0 screen --json
+    value_is /text ''
+    value_is /waiting 0
+}
+
+test_the_button_keeps_its_decision() {
+    create --serial SK1
+    for decision in ask refuse press; do
+        run 0 button "$decision"
+        out_is "every question from now on: $decision"
+        run 0 show --json
+        value_is /button "$decision"
+    done
+    run 0 button ask
+    run 0 button auto --json
+    value_is /button press
+    value_is /answered 0
+}
+
+test_an_unknown_decision_is_bad_usage() {
+    create --serial SK1
+    run 2 button perhaps
+    run 2 button
+}
+
+# --- misbehave
+
+test_a_plan_is_set_shown_and_cleared() {
+    echo '{"rules": [{"entry": "SetData", "call": 2, "code": "KeyRemoved"}]}' >plan
+    run 0 misbehave plan
+    out_is 'in force: 1 rule'
+    run 0 misbehave --show --json
+    value_is /plan/rules/0/entry SetData
+    value_is /calls '{}'
+    run 0 misbehave --show
+    out_has 'no calls yet'
+    run 0 misbehave --clear
+    out_is cleared
+    run 0 misbehave --clear --json
+    value_is /cleared false
+    run 0 misbehave --show
+    out_is 'no plan'
+}
+
+test_a_plan_may_come_from_the_standard_input() {
+    echo '{"rules": [{"entry": "SetData", "code": 1}]}' | "$softkey" misbehave - >out 2>err ||
+        fail refused
+    out_is 'in force: 1 rule'
+}
+
+test_a_bad_plan_is_named_by_file_and_field() {
+    echo '{"rules": [{"entry": "SetData", "cod": 1}]}' >plan
+    run 5 misbehave plan
+    out_is ''
+    grep -qF 'softkey: plan: rules[0].cod: no such field' err || fail "not named"
+    run 5 misbehave none
+    err_is 'softkey: none: No such file or directory'
+    run 2 misbehave
+    run 2 misbehave plan --clear
+}
+
+# --- envelope and export-cert
+
+test_an_envelope_is_one_line_of_base64_in_both_forms() {
+    openssl genpkey -algorithm SM2 -out pair.pem 2>/dev/null || fail openssl
+    openssl genpkey -algorithm SM2 -out temporary.pem 2>/dev/null || fail openssl
+    openssl pkey -in temporary.pem -pubout -out to.pem || fail openssl
+    run 0 envelope --to to.pem --pair pair.pem
+    [ "$(wc -l <out)" -eq 1 ] || fail "more than one line"
+    tr -d '\n' <out | base64 -d | openssl asn1parse -inform DER >parsed 2>/dev/null ||
+        fail "not Base64 of DER"
+    run 0 envelope --to to.pem --pair pair.pem --with-header
+    local header=00000000000000010000000000000001000000000000000000000000000000000000000000000273
+    [ "$(head -c 80 out)" = $header ] || fail "no header"
+    [ "$(head -c 81 out | tail -c 1)" = M ] || fail "no Base64 behind the header"
+    run 0 envelope --to to.pem --pair pair.pem --json
+    [ "$("$json_value" /envelope <out | head -c 1)" = M ] || fail "no envelope"
+    run 0 envelope --to to.pem --pair pair.pem --out file
+    out_is ''
+    [ "$(stat -c %a file)" = 600 ] || fail "the file is not 0600"
+}
+
+test_an_envelope_names_what_cannot_be_read() {
+    openssl genpkey -algorithm SM2 -out pair.pem 2>/dev/null || fail openssl
+    echo nonsense >nonsense
+    run 5 envelope --to nonsense --pair pair.pem
+    out_is ''
+    run 5 envelope --to none --pair pair.pem
+    err_is 'softkey: none: No such file or directory'
+    run 5 envelope --to - --pair -
+    run 2 envelope --to nonsense
+}
+
+test_export_of_a_certificate_that_is_not_there() {
+    create --serial SK1
+    run 3 export-cert
+    err_is 'softkey: the key holds no such certificate: signing certificate on SK1'
+    run 2 export-cert --role other
+    run 2 export-cert --form text
+}
+
+# A certificate put straight into the database stands in for an import.
+test_a_certificate_is_shown_and_exported_in_every_form() {
+    create --serial SK1
+    openssl req -x509 -newkey rsa:2048 -nodes -keyout ca-key.pem -subj /CN=Root -out ca.pem \
+        2>/dev/null || fail openssl
+    openssl req -x509 -newkey rsa:2048 -nodes -keyout key.pem -utf8 -subj '/CN=李伟/O=Kesta' \
+        -CA ca.pem -CAkey ca-key.pem -days 30 -set_serial 0x1234 -out cert.pem 2>/dev/null ||
+        fail openssl
+    openssl x509 -in cert.pem -outform DER -out cert.der
+    openssl pkey -in key.pem -pubout -outform DER -out public.der
+    hex() { od -An -v -tx1 "$1" | tr -d ' \n'; }
+    sqlite3 "$KESTA_SOFTKEY_HOME/softkey.db" "INSERT INTO pairs(serial, role, algorithm,
+        public_key, wrapped, certificate) VALUES('SK1', 1, 1, x'$(hex public.der)',
+        zeroblob(100), x'$(hex cert.der)')" || fail sqlite3
+    run 0 show
+    out_has 'signing RSA  subject  O=Kesta,CN=李伟'
+    out_has 'issuer   CN=Root'
+    run 0 show --json
+    value_is /pairs/0/role signing
+    value_is /pairs/0/certificate/serial 1234
+    value_is /pairs/0/certificate/not_before "$(date -u -d \
+        "$(openssl x509 -in cert.pem -noout -startdate | cut -d= -f2)" +%Y-%m-%dT%H:%M:%SZ)"
+    run 0 list --json
+    value_is /keys/0/certificates 1
+    run 0 export-cert
+    cmp out cert.pem || fail "another PEM"
+    run 0 export-cert --form der --out exported.der
+    cmp exported.der cert.der || fail "another DER"
+    run 0 export-cert --form base64
+    [ "$(base64 -d <out | cmp - cert.der)" = '' ] || fail "another Base64"
+    run 0 export-cert --json
+    value_is /role signing
+    run 3 export-cert --role encryption
+}
+
+# --- check and path
+
+test_check_of_sound_state() {
+    create
+    run 0 check
+    out_is "$KESTA_SOFTKEY_HOME: no damage"
+    run 0 check --json
+    value_is /damage '[]'
+}
+
+test_check_of_no_state() {
+    run 0 check
+}
+
+test_check_names_a_damaged_database() {
+    create
+    sqlite3 "$KESTA_SOFTKEY_HOME/softkey.db" 'PRAGMA wal_checkpoint(TRUNCATE)' >/dev/null
+    printf 'garbage!garbage!' | dd of="$KESTA_SOFTKEY_HOME/softkey.db" conv=notrunc 2>/dev/null
+    run 6 check
+    out_has softkey.db
+    run 6 list
+    out_is ''
+}
+
+test_check_names_a_damaged_plan() {
+    create
+    umask 077
+    echo '{"rules": [{}]}' >"$KESTA_SOFTKEY_HOME/misbehaviour.json"
+    run 6 check
+    out_is "$KESTA_SOFTKEY_HOME/misbehaviour.json: rules[0].entry: is missing"
+}
+
+test_check_names_a_file_that_others_may_read() {
+    create
+    chmod 644 "$KESTA_SOFTKEY_HOME/softkey.db"
+    run 6 check --json
+    value_is /damage/0 "$KESTA_SOFTKEY_HOME/softkey.db: open to others than its owner, mode 644"
+}
+
+test_path_follows_the_environment() {
+    run 0 path
+    out_is "$KESTA_SOFTKEY_HOME"
+    unset KESTA_SOFTKEY_HOME
+    XDG_DATA_HOME=/data run 0 path
+    out_is /data/kesta-softkey
+    XDG_DATA_HOME='' HOME=/somebody run 0 path --json
+    value_is /path /somebody/.local/share/kesta-softkey
+}
+
+test_a_folder_out_of_reach_is_a_state_error() {
+    : >file
+    KESTA_SOFTKEY_PIN=123456 KESTA_SOFTKEY_HOME=$work/file/home run 7 create
+}
+
+test_an_output_that_cannot_be_written_is_an_error() {
+    "$softkey" path >/dev/full 2>err
+    [ $? -eq 7 ] || fail "exit code"
+    : >out
+    err_is 'softkey: the standard output cannot be written'
+}
+
+# --- the manual page
+
+test_the_manual_page_has_no_errors() {
+    local page=$source/docs/man/softkey.1
+    man --warnings -E UTF-8 -l "$page" >out 2>err || fail "man failed"
+    silent
+    [ -s out ] || fail "the page is empty"
+}
+
+test_the_manual_page_knows_every_subcommand_and_option() {
+    local page=$source/docs/man/softkey.1 option
+    for name in $subcommands; do
+        grep -qE "^\.B(R)? ${name//-/\\\\-}( |\$)" "$page" || fail "the page lacks $name"
+        run 0 "$name" --help
+        for option in $(grep -oE -- '^ +(-h,)?--[a-z-]+' out | sed 's/.*--/--/'); do
+            grep -qF -- "${option//-/\\-}" "$page" || fail "the page lacks $option of $name"
+        done
+    done
+}
+
+run_test "$1"

@@ -1,0 +1,220 @@
+#!/usr/bin/env bash
+# What is made from the command line's definitions: help, completion, manual page; and what every
+# subcommand has in common. KESTA_SOURCE is the source tree.
+# shellcheck source=tests/ukey/support.bash
+. "$(dirname "$(readlink -f "$0")")/support.bash"
+
+# The subcommands, as "cert get", that do something.
+leaves() {
+    local name inner
+    for name in $(subcommands); do
+        inner=$(subcommands "$name")
+        if [[ -z $inner ]]; then
+            echo "$name"
+        else
+            # shellcheck disable=SC2086
+            printf "$name %s\n" $inner
+        fi
+    done
+}
+
+# The names under "Subcommands:" of a help.
+subcommands() { bare "$@" --help | sed -n '/^Subcommands:/,/^$/s/^  \([a-z-]*\) .*/\1/p'; }
+
+# The option names in a help.
+options_of() {
+    # shellcheck disable=SC2086
+    bare $1 --help | sed -n '/^Options:/,/^$/p' | grep -oE '^  (-[a-zA-Z],)?(-[a-zA-Z-]+|--[a-z-]+)' |
+        tr ',' '\n' | tr -d ' '
+}
+
+test_every_family_is_there() {
+    local name
+    leaves >all
+    for name in info 'pin verify' 'pin change' 'pin info' 'pin cache' 'pin forget' init request \
+        batch-request import 'cert get' 'cert dn' 'cert info' 'cert delete' sign sign-hash \
+        batch-sign decrypt 'label get' 'label set' 'data get' 'data set' charset language wait \
+        error check-install log doctor; do
+        grep -qx "$name" all || fail "no subcommand $name"
+    done
+}
+
+test_every_subcommand_has_examples_and_json() {
+    local leaf
+    leaves | grep -v '^completion' >all
+    (($(wc -l <all) >= 29)) || fail "only $(wc -l <all) subcommands"
+    while read -r leaf; do
+        # shellcheck disable=SC2086
+        bare $leaf --help >help
+        grep -q "^  .*ukey ${leaf% *}" help || fail "$leaf has no example" "$(<help)"
+        grep -q -- '--json' help || fail "$leaf has no --json"
+    done <all
+}
+
+test_help_fits_a_terminal() {
+    local leaf wide
+    while read -r leaf; do
+        # shellcheck disable=SC2086
+        wide=$(bare $leaf --help | awk 'length > 100')
+        [[ -z $wide ]] || fail "wider than 100 columns, of $leaf:" "$wide"
+    done < <(leaves)
+}
+
+test_wrong_option_names_the_help_to_read() {
+    ends 2 bare cert get --nonsense
+    expect_matches "advice" 'ukey cert get --help' "$(<err)"
+    fails 2 usage bare cert get --nonsense
+}
+
+test_no_subcommand_is_wrong_usage() {
+    ends 2 bare
+}
+
+test_word_that_is_no_command_is_named() {
+    ends 2 bare singe
+    expect_matches "said" 'there is no command "singe"' "$(<err)"
+    ends 2 bare cert gte
+    expect_matches "said" 'there is no command "gte"' "$(<err)"
+    ends 2 bare error
+    expect_matches "said" 'CODE is required' "$(<err)"
+    ends 2 bare wait --timeout 0
+    expect_matches "said" '--timeout: it takes a number of seconds above 0' "$(<err)"
+}
+
+test_missing_library_has_its_own_status_and_advice() {
+    fails 7 not-loaded bare info --library ./nowhere.so
+    grep -q '"advice":"`ukey doctor`' out || fail "$(<out)"
+    ends 7 bare info --library ./nowhere.so
+    expect_matches "said" 'nowhere\.so.*\(-101\)' "$(<err)"
+}
+
+test_missing_token_library_has_the_same_status() {
+    need bwrap
+    ends 7 bwrap --dev-bind / / --tmpfs /opt --dir /opt/apps/com.zrk.uoskesta/files/bin \
+        --ro-bind "$KESTA_KEY_BIN/libR7Token_KESTA.so" \
+        /opt/apps/com.zrk.uoskesta/files/bin/libR7Token_KESTA.so "$ukey_command" info
+    expect_matches "said" 'the token library is missing or incomplete \(-101\)' "$(<err)"
+}
+
+test_full_disk_is_told() {
+    ends 9 bash -c "'$ukey_command' completion bash >/dev/full"
+    expect_matches "said" 'cannot be written' "$(<err)"
+}
+
+test_version_is_the_projects() {
+    expect_matches "version" '^ukey [0-9.]+$' "$(bare --version)"
+}
+
+test_nothing_is_coloured_outside_a_terminal() {
+    bare doctor --root / >out || true
+    grep -q $'\033' out && fail "escape codes in a file"
+    return 0
+}
+
+test_colours_on_a_terminal_unless_NO_COLOR() {
+    need script
+    TERM=xterm script -qec "'$ukey_command' doctor --root /" /dev/null >out || true
+    grep -q $'\033\\[' out || fail "no colours on a terminal"
+    NO_COLOR=1 TERM=xterm script -qec "'$ukey_command' doctor --root /" /dev/null >out || true
+    grep -q $'\033\\[' out && fail "colours although NO_COLOR is set"
+    return 0
+}
+
+# complete WORDS...: what bash would offer for the last word.
+complete_bash() {
+    (
+        # shellcheck disable=SC1090
+        source <(bare completion bash)
+        compopt() { offered_files=yes; }
+        COMP_WORDS=(ukey "$@") COMP_CWORD=$#
+        offered_files=''
+        _ukey
+        printf '%s\n' "${COMPREPLY[@]}" ${offered_files:+FILES}
+    )
+}
+
+test_bash_completes_subcommands_options_values_and_files() {
+    expect_matches "subcommand" 'doctor' "$(complete_bash doc | xargs)"
+    expect_equal "second level" "get dn info delete" "$(complete_bash cert '' | grep -v '^-' | xargs)"
+    expect_equal "option" "--key-type" "$(complete_bash sign --key | xargs)"
+    expect_equal "value" "rsa sm2" "$(complete_bash sign --key-type '' | xargs)"
+    expect_equal "words" "inserted removed any" "$(complete_bash wait --for '' | xargs)"
+    expect_equal "file of an option" "FILES" "$(complete_bash sign --output '' | xargs)"
+    expect_equal "file" "FILES" "$(complete_bash import '' | xargs)"
+}
+
+test_bash_offers_every_option_of_every_subcommand() {
+    local leaf option
+    while read -r leaf; do
+        # shellcheck disable=SC2086
+        complete_bash $leaf - >offered
+        while read -r option; do
+            grep -qx -- "$option" offered || fail "$leaf: $option is not offered"
+        done < <(options_of "$leaf")
+    done < <(leaves)
+}
+
+test_zsh_accepts_its_script_and_completes() {
+    need zsh
+    bare completion zsh >_ukey
+    zsh -n _ukey
+    # In a terminal of zsh's own, as a person would press the tabulator.
+    cat >person <<'ZSH'
+zmodload zsh/zpty zsh/zselect
+zpty -b shell "TERM=dumb zsh -f -i"
+hear() {
+    local piece tries
+    heard=''
+    for ((tries = 0; tries < 100; ++tries)); do
+        while zpty -rt shell piece; do heard+=$piece; done
+        [[ $heard != *$1* ]] || return 0
+        zselect -t 10 || true
+    done
+}
+zpty -w shell "fpath=($PWD \$fpath); autoload -Uz compinit; compinit -u -d $PWD/dump; print re''ady"
+hear ready
+zselect -t 100 || true  # until its prompt stands there
+zpty -wn shell "ukey doct"$'\t'
+hear "ukey doctor"
+print -r -- $heard
+zpty -wn shell $'\025'"ukey sign --key-type s"$'\t'
+hear "--key-type sm2"
+print -r -- $heard
+ZSH
+    zsh -f person >said 2>&1
+    expect_matches "subcommand" 'ukey doctor' "$(<said)"
+    expect_matches "value" 'key-type sm2' "$(<said)"
+}
+
+test_manual_page_is_the_one_that_the_command_makes() {
+    bare manual | diff "$KESTA_SOURCE/docs/man/ukey.1" - >&2 ||
+        fail "docs/man/ukey.1 is old; make it with: ukey manual >docs/man/ukey.1"
+}
+
+test_manual_page_has_every_option_of_every_help() {
+    need man
+    MANWIDTH=200 man -l "$KESTA_SOURCE/docs/man/ukey.1" 2>warnings | col -b >page
+    local leaf option
+    while read -r leaf; do
+        sed -n "/^   ukey $leaf\$/,/^   ukey /p" page >section
+        [[ -s section ]] || fail "no section for ukey $leaf"
+        while read -r option; do
+            grep -qE -- "(^| )$option( |,|\$)" section || fail "$leaf: $option is not in the page"
+        done < <(options_of "$leaf")
+    done < <(leaves)
+}
+
+test_manual_page_has_no_fault() {
+    need man
+    LC_ALL=C.UTF-8 man --warnings=all -l "$KESTA_SOURCE/docs/man/ukey.1" 2>warnings >/dev/null
+    [[ ! -s warnings ]] || fail "$(<warnings)"
+}
+
+test_manual_page_has_every_exit_status() {
+    local status
+    for status in $(bare --help | sed -n '/^Exit status:/,/^$/s/^  \([0-9]*\) .*/\1/p'); do
+        grep -qx ".B $status" "$KESTA_SOURCE/docs/man/ukey.1" || fail "status $status is missing"
+    done
+}
+
+run_claims "$@"
