@@ -1,6 +1,10 @@
 # Settings that every part shares: language level, warnings, hardening, sanitizers, where files go.
 
-set(KESTA_INSTALL_DIRECTORY "/opt/apps/com.zrk.uoskesta/files/bin")
+# The library's RUNPATH.
+set(places "${CMAKE_CURRENT_SOURCE_DIR}/include/kesta/places.h")
+file(STRINGS "${places}" KESTA_INSTALL_DIRECTORY REGEX "^#define KESTA_INSTALL_DIRECTORY ")
+string(REGEX REPLACE "^[^\"]*\"(.+)\"$" "\\1" KESTA_INSTALL_DIRECTORY "${KESTA_INSTALL_DIRECTORY}")
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${places}")
 
 if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
     set(CMAKE_BUILD_TYPE Release CACHE STRING "Build type" FORCE)

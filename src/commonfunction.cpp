@@ -10,6 +10,7 @@
 #include <memory>
 
 #include "import_text.h"
+#include "kesta/places.h"
 #include "last_error.h"
 #include "library_file.h"
 
@@ -22,14 +23,18 @@ LGN::ILgnBufferMgr* _lgnBufferManager = &g_bufmgr;
 const LGN::CTraceCategory lgnTraceGeneral = {"TraceGeneral", 17, 4};
 
 // Tools of the maker's look into the table: its order and the handle's place behind it are fixed.
-static_assert(sizeof(CommonFunction) == 30 * sizeof(void*), "29 entry points and the handle");
-static_assert(offsetof(CommonFunction, m_hLibrary) == 29 * sizeof(void*), "the handle comes last");
-static_assert(offsetof(CommonFunction, m_pCheckDeviceEx) == 0, "the first slot");
-static_assert(offsetof(CommonFunction, m_pSetCachePinFlag) == 28 * sizeof(void*), "the last slot");
+constexpr std::size_t slot(int index) {
+    return static_cast<std::size_t>(index) * sizeof(void*);
+}
+using kesta::token::kEntryPoints;
+static_assert(offsetof(CommonFunction, m_pCheckDeviceEx) == slot(0), "the first entry point");
+static_assert(offsetof(CommonFunction, m_pSetCachePinFlag) == slot(kEntryPoints - 1), "the last");
+static_assert(offsetof(CommonFunction, m_hLibrary) == slot(kEntryPoints), "then the handle");
+static_assert(sizeof(CommonFunction) == slot(kEntryPoints + 1), "and nothing else");
 
 namespace {
 
-constexpr const char* kTokenLibrary = "/opt/apps/com.zrk.uoskesta/files/bin/libKestaZRK.so";
+using kesta::places::kTokenLibrary;
 
 template <typename Entry>
 bool lookUp(void* library, const char* name, Entry*& slot) {

@@ -3,21 +3,12 @@
 #include "kesta/event_library.h"
 
 #pragma GCC visibility push(default)
+#pragma GCC diagnostic ignored "-Wunused-parameter"
 
-int ValtoT_GetSlotList(std::uint32_t, std::uint32_t*, std::uint32_t*) {
-    return -1;
-}
-int ValtoT_GetDeviceInfo(std::uint32_t, std::uint32_t, _S_DEV_CONFIG*) {
-    return -1;
-}
-int ValtoT_ContextInit(std::uint32_t*) {
-    return -1;
-}
-int ValtoT_WaitForEvent(std::uint32_t, std::uint32_t, VALTO_EVENT_INFO*, std::uint32_t*) {
-    return -1;
-}
-int ValtoT_ContextFinal(void) {
-    return -1;
-}
+#define KESTA_NEVER_CALLED(result, name, arguments) \
+    result name arguments {                         \
+        return -1;                                  \
+    }
+KESTA_EVENT_ENTRY_POINTS(KESTA_NEVER_CALLED)
 
 #pragma GCC visibility pop

@@ -1,14 +1,13 @@
 #include "import_text.h"
 
 #include "any_case.h"
+#include "kesta/places.h"
 
 namespace kesta {
 
 namespace {
 
-constexpr std::string_view kKeyHeader =
-    "00000000000000010000000000000001000000000000000000000000000000000000000000000273";
-static_assert(kKeyHeader.size() == 80, "the header has 80 digits");
+using places::kKeyHeader;
 
 bool isSectionName(std::string_view name) {
     return equalInAnyCase(name, "SignCert") || equalInAnyCase(name, "EncCert") ||

@@ -10,8 +10,6 @@
 
 namespace kesta {
 
-constexpr std::size_t kKeyBodyLimit = 1024;
-
 void removeCommas(LgnString& text);
 void removeLineBreaks(LgnString& text);
 

@@ -20,6 +20,7 @@
 #include "commonfunction.h"
 #include "import_text.h"
 #include "kesta/event_library.h"
+#include "kesta/places.h"
 #include "last_error.h"
 #include "request_info.h"
 
@@ -53,14 +54,9 @@ static char* g_szLastP10 = nullptr;
 static char* g_szLastReq = nullptr;
 static char* g_szLastSN = nullptr;
 
-// The companion files of the installed package, for the record: the check does not compare them.
-static const std::vector<std::string> all_file_list = {"ValtoPinpadDaemon_KESTA", "KeyWarden",
-                                                       "libR7Pinpad_KESTA", "ValtoMonitor_kesta",
-                                                       "libR7Token_KESTA"};
 
 namespace {
 
-constexpr const char* kInstallDirectory = "/opt/apps/com.zrk.uoskesta/files/bin/";
 constexpr const char* kEndFormat = "End G_LastError: %08X";
 
 void initialiseOnFirstUse() {
@@ -878,7 +874,7 @@ int writeCertificate(const char* szSN, const char* certificate) {
 int importKey(const char* szSN, const LgnString& keyText) {
     // Not terminated when the body fills it.
     struct KeyBuffer {
-        char characters[kesta::kKeyBodyLimit] = {};
+        char characters[kesta::limits::kKeyBuffer] = {};
         ~KeyBuffer() { explicit_bzero(characters, sizeof characters); }
     } key;
     const std::string_view body = kesta::keyBody(keyText.View());
@@ -1008,7 +1004,7 @@ int CheckDriverIntegrity(int nMode) {
     setLastError(KESTA_OK);
     if (nMode != 1) return setLastError(KESTA_UNSUPPORTED);
     std::vector<std::string> names;
-    if (KESTA_ComFunc.find_dir_file(kInstallDirectory, names) != 0) {
+    if (KESTA_ComFunc.find_dir_file(KESTA_INSTALL_DIRECTORY "/", names) != 0) {
         return setLastError(KESTA_UNSUPPORTED);
     }
     // Every name is looked up in the listing that it came from and so is always there: what the

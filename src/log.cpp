@@ -18,11 +18,12 @@
 #include <ctime>
 
 #include "commonfunction.h"
+#include "kesta/places.h"
 
 namespace {
 
-constexpr const char* kLogFile = "/tmp/ValtoPinpad_KESTA.log";
-constexpr off_t kLogLimit = 104857600;
+using kesta::places::kLogFile;
+using kesta::places::kLogLimit;
 
 ssize_t writeAll(void* cookie, const char* bytes, size_t size) {
     const int file = *static_cast<int*>(cookie);

@@ -6,11 +6,13 @@
 
 #include <cstddef>
 
+#include "kesta/places.h"
+
 #pragma pack(push, 1)
 // The name is the maker's; it is part of the symbol of X_getMediaId.
 struct _S_DEV_CONFIG {
     unsigned char reserved0[248];
-    char szMediaId[16];  // no NUL when all 16 bytes are used
+    char szMediaId[kesta::limits::kMediaId];  // no NUL when all 16 bytes are used
     unsigned char reserved264[132];
 };
 #pragma pack(pop)

@@ -1,4 +1,4 @@
-// The contract with the token library, libKestaZRK.so: its 29 entry points and the records that
+// The contract with the token library, libKestaZRK.so: its entry points and the records that
 // cross. The library binds them by name, the software key defines them, and the tests' stand-ins
 // record them. Every text is NUL-terminated 8-bit text unless a size is given.
 //
@@ -129,8 +129,9 @@ KESTA_TOKEN_ENTRY_POINTS(KESTA_ENTRY_TYPE)
 #undef KESTA_ENTRY_TYPE
 
 #define KESTA_COUNT_ENTRY(result, name, arguments) +1
-static_assert(KESTA_TOKEN_ENTRY_POINTS(KESTA_COUNT_ENTRY) == 29, "29 entry points");
+constexpr int kEntryPoints = KESTA_TOKEN_ENTRY_POINTS(KESTA_COUNT_ENTRY);
 #undef KESTA_COUNT_ENTRY
+static_assert(kEntryPoints == 29, "29 entry points");
 }  // namespace token
 }  // namespace kesta
 

@@ -2,6 +2,7 @@
 #include <openssl/evp.h>
 #include <openssl/pem.h>
 
+#include "kesta/places.h"
 #include "softkey/admin/commands.h"
 #include "softkey/admin/view.h"
 #include "softkey/crypto/base64.h"
@@ -9,11 +10,6 @@
 
 namespace softkey::admin {
 namespace {
-
-// What an authority's answer puts in front of the envelope: 80 digits, which the library drops.
-constexpr char kHeader[] =
-    "00000000000000010000000000000001000000000000000000000000000000000000000000000273";
-static_assert(sizeof kHeader == 81, "the header has 80 digits");
 
 struct EnvelopeOptions {
     std::string to;
@@ -44,7 +40,7 @@ void Seal(const EnvelopeOptions& options, const Session& session) {
         throw InputError(failure.detail());
     }
     OPENSSL_cleanse(pair.data(), pair.size());
-    if (options.withHeader) text = kHeader + text;
+    if (options.withHeader) text = std::string(kesta::places::kKeyHeader) + text;
     if (!options.out.empty()) return WriteOutput(options.out, text + "\n");
     session.Print({{"envelope", text}}, text + "\n");
 }

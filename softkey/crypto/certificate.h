@@ -11,8 +11,8 @@
 
 namespace softkey {
 
-// What the 4096-byte buffer of GetCertInfo holds as Base64, with its NUL.
-constexpr std::size_t kMaxCertificateSize = 4095 / 4 * 3;
+// What the buffer of GetCertInfo holds as Base64, with its NUL.
+constexpr std::size_t kMaxCertificateSize = (kesta::limits::kCertificateBuffer - 1) / 4 * 3;
 
 // All certificates of a text: Base64 of DER X.509 or PKCS#7, or PEM of either, several blocks
 // allowed. kCertificateMalformed when any of it cannot be read, or holds no certificate.

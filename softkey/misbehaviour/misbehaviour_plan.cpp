@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 #include <string_view>
 
+#include "kesta/event_library.h"
 #include "kesta/token_library.h"
 #include "softkey/codes.h"
 
@@ -251,10 +252,9 @@ double Draw(std::uint64_t seed, std::uint64_t rule, std::uint64_t call) {
 const std::vector<std::string>& MisbehaviourEntryPoints() {
     static const auto* const kNames = new std::vector<std::string>{
 #define SOFTKEY_ENTRY_NAME(result, name, arguments) #name,
-        KESTA_TOKEN_ENTRY_POINTS(SOFTKEY_ENTRY_NAME)
+        KESTA_TOKEN_ENTRY_POINTS(SOFTKEY_ENTRY_NAME) KESTA_EVENT_ENTRY_POINTS(SOFTKEY_ENTRY_NAME)
 #undef SOFTKEY_ENTRY_NAME
-            "ValtoT_GetSlotList",
-        "ValtoT_GetDeviceInfo", "ValtoT_ContextInit", "ValtoT_WaitForEvent", "ValtoT_ContextFinal"};
+    };
     return *kNames;
 }
 

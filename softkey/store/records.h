@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "kesta/places.h"
+
 namespace softkey {
 
 using Bytes = std::vector<std::uint8_t>;
@@ -14,9 +16,9 @@ constexpr int kMaxTries = 6;
 constexpr std::size_t kMinPinLength = 6;
 constexpr std::size_t kMaxPinLength = 16;
 constexpr std::size_t kMaxSerialLength = 32;
-constexpr std::size_t kMaxMediaIdLength = 16;  // the field of the device record
-constexpr std::size_t kMaxLabelLength = 511;   // what the 512-byte buffer of GetLabel holds
-constexpr std::size_t kMaxDataLength = 259;    // what the 260-byte buffer of GetData holds
+constexpr std::size_t kMaxMediaIdLength = kesta::limits::kMediaId;
+constexpr std::size_t kMaxLabelLength = kesta::limits::kLabelBuffer - 1;
+constexpr std::size_t kMaxDataLength = kesta::limits::kDataBuffer - 1;
 constexpr std::size_t kMaxWarningLength = 1024;
 
 // The numbers are those of CertType, so that they mean the same at every edge.

@@ -16,8 +16,8 @@
 namespace softkey {
 namespace {
 
-constexpr std::size_t kNameBuffer = 1024;
-constexpr std::size_t kKeyTextBuffer = 1024;
+using kesta::limits::kKeyBuffer;
+using kesta::limits::kNameBuffer;
 
 // The new certificate takes the place of the one of the same kind, whose pair goes with it. An
 // encryption certificate ends the enrolment that the temporary pairs were made for.
@@ -122,7 +122,7 @@ int GMWritePKCS7(const char* serial, const char* certificate, KestaStringObject&
 int GMImportPriKey(const char* serial, char* key, std::uint32_t) {
     return Enter({"GMImportPriKey", serial}, [=](Call& call) {
         if (key == nullptr) throw Failure(kBadArgument, "no key");
-        const std::optional<Bytes> envelope = FromBase64({key, strnlen(key, kKeyTextBuffer)});
+        const std::optional<Bytes> envelope = FromBase64({key, strnlen(key, kKeyBuffer)});
         if (!envelope || envelope->empty()) throw Failure(kEnvelopeMalformed, "not Base64");
         const KeyRecord record = KeyOf(serial);
         const std::shared_ptr<Unlocked> unlocked = RequirePin(record);

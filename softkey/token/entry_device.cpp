@@ -9,8 +9,7 @@
 namespace softkey {
 namespace {
 
-constexpr std::size_t kMinNameLength = 10;
-constexpr std::size_t kMaxNameLength = 16;
+namespace limits = kesta::limits;
 
 void Copy(const std::string& text, char* buffer) {
     if (buffer == nullptr) throw Failure(kBadArgument, "no buffer");
@@ -18,8 +17,8 @@ void Copy(const std::string& text, char* buffer) {
 }
 
 std::string CheckedName(const char* name) {
-    const std::size_t length = name != nullptr ? strnlen(name, kMaxNameLength + 1) : 0;
-    if (length < kMinNameLength || length > kMaxNameLength) {
+    const std::size_t length = name != nullptr ? strnlen(name, limits::kLongestDataName + 1) : 0;
+    if (length < limits::kShortestDataName || length > limits::kLongestDataName) {
         throw Failure(kBadArgument, "the name of a data object has 10 to 16 characters");
     }
     return std::string(name, length);

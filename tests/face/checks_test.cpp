@@ -8,7 +8,7 @@
 namespace kesta {
 namespace {
 
-const std::string kHeader(checks::kKeyHeader);
+const std::string kHeader(places::kKeyHeader);
 
 TEST(KeyText, of_1024_characters_is_accepted) {
     EXPECT_FALSE(checks::KeyText(std::string(1024, 'A')));

@@ -1,9 +1,12 @@
 // label get, set; data get, set; charset; language.
 #include "commands.h"
+#include "kesta/places.h"
 #include "selectors.h"
 
 namespace ukey {
 namespace {
+
+namespace limits = kesta::limits;
 
 struct DataWish {
     std::string name;
@@ -32,9 +35,11 @@ Exit SetLabel(Session& session, const DataWish& wish) {
 }
 
 void CheckName(const DataWish& wish) {
-    if (wish.name.size() < 10 || wish.name.size() > 16) {
-        throw UsageError("NAME has " + std::to_string(wish.name.size()) +
-                         " characters; the library takes 10 to 16");
+    const std::size_t length = wish.name.size();
+    if (length < limits::kShortestDataName || length > limits::kLongestDataName) {
+        throw UsageError("NAME has " + std::to_string(length) + " characters; the library takes " +
+                         std::to_string(limits::kShortestDataName) + " to " +
+                         std::to_string(limits::kLongestDataName));
     }
 }
 
@@ -49,9 +54,10 @@ Exit SetData(Session& session, const DataWish& wish) {
     CheckName(wish);
     const std::string value =
         wish.value.empty() ? ReadInput(wish.file.empty() ? "-" : wish.file) : wish.value;
-    if (value.size() > 300) {
+    if (value.size() > limits::kLongestData) {
         throw UsageError("the value has " + std::to_string(value.size()) +
-                         " characters; the library takes at most 300");
+                         " characters; the library takes at most " +
+                         std::to_string(limits::kLongestData));
     }
     if (!wish.pin.skip) VerifyFirst(session, wish.pin, session.Serial());
     session.library().SetData(wish.name, wish.number, value);

@@ -3,6 +3,7 @@
 
 #include "definitions.h"
 #include "exit_codes.h"
+#include "kesta/places.h"
 #include "version.h"
 
 namespace ukey {
@@ -105,10 +106,10 @@ and
 
 constexpr const char* kClosing = R"roff(.SH FILES
 .TP
-.I /opt/apps/com.zrk.uoskesta/files/bin/
-The install directory of the key's maker, with the token library libKestaZRK.so.
+.I )roff" KESTA_INSTALL_DIRECTORY R"roff(/
+The install directory of the key's maker, with the token library )roff" KESTA_TOKEN_LIBRARY R"roff(.
 .TP
-.I /tmp/ValtoPinpad_KESTA.log
+.I )roff" KESTA_LOG_FILE R"roff(
 The library's diagnostic log.
 .SH ENVIRONMENT
 .TP

@@ -9,6 +9,8 @@
 #include <string>
 #include <string_view>
 
+#include "kesta/places.h"
+
 namespace kesta {
 namespace checks {
 
@@ -17,10 +19,6 @@ using Reason = std::optional<std::string>;
 
 // Above this an output size of (length + 4096) * 2 leaves the range of a signed 32-bit length.
 constexpr std::size_t kLongestText = 0x7fffffff / 2 - 4096;
-constexpr std::size_t kLongestKeyBody = 1024;
-constexpr std::string_view kKeyHeader =
-    "00000000000000010000000000000001000000000000000000000000000000000000000000000273";
-static_assert(kKeyHeader.size() == 80, "the header of a key text has 80 digits");
 
 inline Reason Text(const std::string& text) {
     if (text.find('\0') != std::string::npos) return "a text holds a NUL byte";
@@ -37,13 +35,14 @@ inline std::string Without(std::string_view text, std::string_view dropped) {
     return kept;
 }
 
-// What the library would copy into its key buffer of 1024 bytes: a longer text ends the process.
+// What the library would copy into its key buffer: a longer text ends the process.
 inline Reason KeyText(std::string_view keyText) {
     const std::string clean = Without(keyText, ",");
-    const bool header = clean.find(kKeyHeader) != std::string::npos;
-    const std::size_t body = clean.size() - (header ? kKeyHeader.size() : 0);
-    if (body <= kLongestKeyBody) return std::nullopt;
-    return "the escrowed key has " + std::to_string(body) + " characters where at most 1024 fit";
+    const bool header = clean.find(places::kKeyHeader) != std::string::npos;
+    const std::size_t body = clean.size() - (header ? places::kKeyHeader.size() : 0);
+    if (body <= limits::kKeyBuffer) return std::nullopt;
+    return "the escrowed key has " + std::to_string(body) + " characters where at most " +
+           std::to_string(limits::kKeyBuffer) + " fit";
 }
 
 // The same for each key text of a bundle, found in it as the library finds it.

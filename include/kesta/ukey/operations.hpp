@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "kesta/places.h"
 #include "kesta/ukey/caller.hpp"
 #include "kesta/ukey/texts.hpp"
 
@@ -94,7 +95,7 @@ public:
         return Bounded<unsigned>("GetVidAndPid", F().GetVidAndPid, 64);
     }
     Answer<Text> GetPrintNumber() const {
-        return Bounded<unsigned>("GetPrintNumber", F().GetPrintNumber, 1024);
+        return Bounded<unsigned>("GetPrintNumber", F().GetPrintNumber, limits::kSerialBuffer);
     }
     // language: 0 or 1 Chinese, 2 English.
     Answer<Text> GetVendorInfo(int language) const {
@@ -132,13 +133,15 @@ public:
     // ---- Certificates. The numbers that select one are the token library's.
 
     Answer<Text> GetCert(const Text& serial, unsigned first, unsigned second) const {
-        return Bounded<unsigned>("GetCert", F().GetCert, 4096, serial, first, second);
+        return Bounded<unsigned>("GetCert", F().GetCert, limits::kCertificateBuffer, serial, first,
+                                 second);
     }
     Answer<Text> GetCertDN(const Text& serial, unsigned first, unsigned second) const {
-        return Bounded<int>("GetCertDN", F().GetCertDN, 1024, serial, first, second);
+        return Bounded<int>("GetCertDN", F().GetCertDN, limits::kNameBuffer, serial, first, second);
     }
     Answer<Bytes> GetCertInfo(const Text& serial, unsigned selector) const {
-        return Form::Give(caller_.Record("GetCertInfo", F().GetCertInfo, 1280, serial, selector));
+        return Form::Give(caller_.Record("GetCertInfo", F().GetCertInfo,
+                                         limits::kCertificateInformation, serial, selector));
     }
     Answer<void> DelCertAndTempKey(const Text& serial, unsigned first, unsigned second) const {
         return Run("DelCertAndTempKey", F().DelCertAndTempKey, serial, first, second);
@@ -181,7 +184,7 @@ public:
     // ---- Labels, data objects, locale
 
     Answer<Text> GetLabel(const Text& serial) const {
-        return Bounded<int>("GetLabel", F().GetLabel, 512, serial);
+        return Bounded<int>("GetLabel", F().GetLabel, limits::kLabelBuffer, serial);
     }
     Answer<void> SetLabel(const Text& serial, const Text& label) const {
         return Run("SetLabel", F().SetLabel, serial, label);
@@ -191,7 +194,7 @@ public:
         return Run("SetData", F().SetData, name, parameter, value);
     }
     Answer<Text> GetData(const Text& name, unsigned parameter) const {
-        return Bounded<int>("GetData", F().GetData, 260, name, parameter);
+        return Bounded<int>("GetData", F().GetData, limits::kDataBuffer, name, parameter);
     }
     // The token library receives the two in reverse order.
     Answer<void> SetCharset(const Text& argument1, const Text& argument2) const {

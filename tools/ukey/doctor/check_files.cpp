@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <iterator>
 #include <memory>
 #include <set>
 
@@ -14,11 +15,7 @@
 namespace ukey {
 namespace {
 
-// The maker's list of what belongs to the package. Libraries stand in it without their suffix.
-constexpr const char* kCompanions[] = {"ValtoPinpadDaemon_KESTA", "KeyWarden", "libR7Pinpad_KESTA",
-                                       "ValtoMonitor_kesta", "libR7Token_KESTA"};
-
-constexpr off_t kLogLimit = 104857600;
+namespace places = kesta::places;
 
 struct CloseFolder {
     void operator()(DIR* folder) const { ::closedir(folder); }
@@ -66,13 +63,15 @@ void CheckAbsentLog(Report& report, const std::string& path) {
 }  // namespace
 
 void CheckCompanions(Report& report) {
-    const auto entries = EntriesOf(report.root + kInstallDirectory);
+    const auto entries = EntriesOf(report.root + places::kInstallDirectory);
     std::string missing;
-    for (const char* const name : kCompanions) {
+    for (const char* const name : places::kCompanionFiles) {
         if (!Holds(entries, name)) missing += (missing.empty() ? "" : ", ") + std::string(name);
     }
     if (missing.empty()) {
-        report.Fine("companions", "companion files", "all 5 are in the install directory");
+        report.Fine("companions", "companion files",
+                    "all " + std::to_string(std::size(places::kCompanionFiles)) +
+                        " are in the install directory");
     } else {
         report.Warn("companions", "companion files", "not in the install directory: " + missing,
                     "install the maker's package again; the library itself needs libR7Token_KESTA");
@@ -80,7 +79,7 @@ void CheckCompanions(Report& report) {
 }
 
 void CheckLog(Report& report) {
-    const std::string path = report.root + kLogFile;
+    const std::string path = report.root + places::kLogFile;
     struct stat status {};
     if (::stat(path.c_str(), &status) != 0) return CheckAbsentLog(report, path);
     if (!S_ISREG(status.st_mode) || ::access(path.c_str(), W_OK) != 0) {
@@ -93,13 +92,14 @@ void CheckLog(Report& report) {
         return;
     }
     report.Fine("log.writable", "log", path + ", " + Megabytes(status.st_size));
-    if (status.st_size > kLogLimit) {
+    if (status.st_size > places::kLogLimit) {
         report.Warn("log.size", "log size",
                     Megabytes(status.st_size) + ": the next record deletes the whole file",
                     "copy it away now if it is needed: cp " + path + " .");
-    } else if (status.st_size > kLogLimit / 10 * 9) {
+    } else if (status.st_size > places::kLogLimit / 10 * 9) {
         report.Warn("log.size", "log size",
-                    Megabytes(status.st_size) + " of 100 MiB, where the whole file is deleted",
+                    Megabytes(status.st_size) + " of " + Megabytes(places::kLogLimit) +
+                        ", where the whole file is deleted",
                     "copy it away if it is needed: cp " + path + " .");
     }
 }

@@ -8,6 +8,7 @@
 
 #include "doctor/checks.h"
 #include "doctor/elf_file.h"
+#include "kesta/event_library.h"
 #include "kesta/token_library.h"
 #include "kesta/ukey.hpp"
 
@@ -16,18 +17,19 @@ namespace {
 
 using Names = std::vector<std::string>;
 
-const Names& TokenEntryPoints() {
 #define UKEY_NAME(result, name, arguments) #name,
+
+const Names& TokenEntryPoints() {
     static const Names names = {KESTA_TOKEN_ENTRY_POINTS(UKEY_NAME)};
-#undef UKEY_NAME
     return names;
 }
 
 const Names& EventEntryPoints() {
-    static const Names names = {"ValtoT_GetSlotList", "ValtoT_GetDeviceInfo", "ValtoT_ContextInit",
-                                "ValtoT_WaitForEvent", "ValtoT_ContextFinal"};
+    static const Names names = {KESTA_EVENT_ENTRY_POINTS(UKEY_NAME)};
     return names;
 }
+
+#undef UKEY_NAME
 
 std::string Listed(const Names& names) {
     std::string text;
@@ -143,7 +145,7 @@ private:
 };
 
 std::string RemedyFor(const Names& missing) {
-    if (missing.size() == 1 && missing.front().find(kEventLibrary) == 0) {
+    if (missing.size() == 1 && missing.front().find(KESTA_EVENT_LIBRARY) == 0) {
         return "it is the maker's; see what is said of the event library";
     }
     return "install the packages that bring them, again where they are damaged";
@@ -253,7 +255,7 @@ void CheckClientLibrary(Report& report, const LibraryPath& path, const std::stri
 }
 
 void CheckMakersLibraries(Report& report, const LibraryPath& path) {
-    const std::string folder = kInstallDirectory;
+    const std::string folder = kesta::places::kInstallDirectory;
     std::string reinstall = "install the maker's package; it brings " + folder;
     if (::access((report.root + folder).c_str(), R_OK | X_OK) != 0) {
         report.Problem("install-directory", "install directory",
@@ -263,10 +265,10 @@ void CheckMakersLibraries(Report& report, const LibraryPath& path) {
         report.Fine("install-directory", "install directory", report.root + folder);
     }
     CheckMakersLibrary(report, path,
-                       {"token-library", "token library", folder + "/" + kTokenLibrary, reinstall},
+                       {"token-library", "token library", kesta::places::kTokenLibrary, reinstall},
                        TokenEntryPoints());
     CheckMakersLibrary(report, path,
-                       {"event-library", "event library", folder + "/" + kEventLibrary, reinstall},
+                       {"event-library", "event library", kesta::places::kEventLibrary, reinstall},
                        EventEntryPoints());
 }
 

@@ -6,13 +6,9 @@
 
 #include "doctor/finding.h"
 #include "doctor/library_path.h"
+#include "kesta/places.h"
 
 namespace ukey {
-
-constexpr const char* kInstallDirectory = "/opt/apps/com.zrk.uoskesta/files/bin";
-constexpr const char* kTokenLibrary = "libKestaZRK.so";
-constexpr const char* kEventLibrary = "libR7Token_KESTA.so";
-constexpr const char* kLogFile = "/tmp/ValtoPinpad_KESTA.log";
 
 // The client library: where it is looked for, and whether it can be loaded.
 void CheckClientLibrary(Report& report, const LibraryPath& path, const std::string& given);

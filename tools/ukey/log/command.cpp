@@ -11,13 +11,14 @@
 
 #include "commands.h"
 #include "interrupt.h"
+#include "kesta/places.h"
 #include "log/show.h"
 
 namespace ukey {
 namespace {
 
 struct LogWish {
-    std::string file = "/tmp/ValtoPinpad_KESTA.log";
+    std::string file = kesta::places::kLogFile;
     std::string operation;
     std::size_t last = 0;
     bool follow = false;
