@@ -28,7 +28,11 @@ set(CPACK_COMPONENTS_ALL "")
 set(this_version "${PROJECT_VERSION}-1")
 # By hand: the tools that would compute them look for the maker's library, which no package brings.
 # The second name of the unwinder is that of Debian 10.
-set(old_runtime "libc6 (>= 2.28), libstdc++6 (>= 8), libgcc-s1 | libgcc1 (>= 1:8)")
+file(STRINGS "${PROJECT_SOURCE_DIR}/packaging/floor/versions" floor REGEX "^(glibc|gcc)_floor=")
+string(REGEX REPLACE ".*glibc_floor=([0-9.]+).*" "\\1" glibc_floor "${floor}")
+string(REGEX REPLACE ".*gcc_floor=([0-9]+).*" "\\1" gcc_floor "${floor}")
+set(old_runtime "libc6 (>= ${glibc_floor}), libstdc++6 (>= ${gcc_floor}), \
+libgcc-s1 | libgcc1 (>= 1:${gcc_floor})")
 kesta_package(runtime libkesta-unified-zrkukey libs "${old_runtime}"
     "flat C interface to an SM2 USB security key"
     "Lets a client enrol, sign and decrypt with a USB security key through the

@@ -22,6 +22,12 @@ set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_C_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 
+if(CMAKE_BUILD_TYPE STREQUAL "Release")
+    # The same source gives the same bytes wherever it lies.
+    add_compile_options("-ffile-prefix-map=${PROJECT_BINARY_DIR}=build"
+                        "-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.")
+endif()
+
 set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib")
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
 

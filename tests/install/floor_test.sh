@@ -5,7 +5,7 @@
 # shellcheck source=tests/install/installation.bash
 . "$(dirname "$(readlink -f "$0")")/installation.bash"
 
-floor=$source_tree/cmake/floor
+floor=$source_tree/packaging/floor
 emulator=()
 [[ -z ${KESTA_EMULATOR:-} ]] || emulator=("$KESTA_EMULATOR")
 

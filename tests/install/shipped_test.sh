@@ -90,10 +90,18 @@ test_commands_own_code_begins_with_landing_pads() {
     done
 }
 
+# needed FILE: the libraries that it loads.
+needed() {
+    readelf --dynamic --wide "$1" | sed -n 's/.*(NEEDED).*\[\(.*\)\]$/\1/p' | LC_ALL=C sort | xargs
+}
+
 test_library_and_command_load_on_the_oldest_runtime() {
     install_everything
     if [[ $KESTA_FLOOR == ON ]]; then
         "$checker" "$library" prefix/bin/ukey
+        # The old userlands have an OpenSSL of another name.
+        expect_equal "what ukey loads" \
+            "libc.so.6 libdl.so.2 libgcc_s.so.1 libpthread.so.0 libstdc++.so.6" "$(needed prefix/bin/ukey)"
     elif "$checker" "$library" prefix/bin/ukey; then
         fail "a build without KESTA_RUNTIME_FLOOR passes for one with it"
     fi
