@@ -7,6 +7,7 @@
 #include "softkey/admin/view.h"
 #include "softkey/crypto/base64.h"
 #include "softkey/crypto/envelope.h"
+#include "softkey/store/pairs.h"
 
 namespace softkey::admin {
 namespace {
@@ -46,7 +47,7 @@ void Seal(const EnvelopeOptions& options, const Session& session) {
 }
 
 PairRecord PairWithCertificate(Store& store, const KeyRecord& key, Role role) {
-    for (const PairRecord& pair : store.Pairs(key.serial)) {
+    for (const PairRecord& pair : PairTable(store).Of(key.serial)) {
         if (pair.role == role && !pair.certificate.empty()) return pair;
     }
     throw Failure(kNoCertificate, std::string(NameOf(role)) + " certificate on " + key.serial);

@@ -8,6 +8,7 @@
 #include "softkey/admin/commands.h"
 #include "softkey/misbehaviour/misbehaviour.h"
 #include "softkey/misbehaviour/misbehaviour_plan.h"
+#include "softkey/store/damage.h"
 #include "softkey/store/home.h"
 
 namespace softkey::admin {
@@ -37,7 +38,7 @@ void CheckDatabase(const std::string& home, std::vector<std::string>& damage) {
     try {
         const std::unique_ptr<Store> store = Store::OpenExisting(home);
         if (!store) return;
-        for (std::string& line : store->FindDamage()) damage.push_back(std::move(line));
+        for (std::string& line : FindDamage(*store)) damage.push_back(std::move(line));
     } catch (const Failure& failure) {
         if (failure.code() != kStateDamaged) throw;
         damage.push_back(failure.detail());

@@ -1,8 +1,11 @@
 // The subcommands that look at keys and handle them: list, show, insert, remove, delete.
+#include "softkey/store/keys.h"
+
 #include "softkey/admin/commands.h"
 #include "softkey/admin/table.h"
 #include "softkey/admin/view.h"
 #include "softkey/store/home.h"
+#include "softkey/store/pairs.h"
 
 namespace softkey::admin {
 namespace {
@@ -12,9 +15,9 @@ void List(const Session& session) {
     Json json = {{"keys", Json::array()}};
     Table table;
     table.Row({"SERIAL", "SLOT", "STATE", "PIN", "PAIRS", "CERTS", "MEDIA ID", "LABEL"});
-    for (const KeyRecord& key : store ? store->Keys() : std::vector<KeyRecord>()) {
+    for (const KeyRecord& key : store ? KeyTable(*store).All() : std::vector<KeyRecord>()) {
         std::size_t certificates = 0;
-        const auto pairs = store->Pairs(key.serial);
+        const auto pairs = PairTable(*store).Of(key.serial);
         for (const PairRecord& pair : pairs) certificates += pair.certificate.empty() ? 0U : 1U;
         Json object = KeyJson(key);
         object["pairs"] = pairs.size();
@@ -37,7 +40,7 @@ void Show(const std::string& serial, const Session& session) {
 void Move(const std::string& serial, bool insert, const Session& session) {
     const std::unique_ptr<Store> store = OpenState();
     const std::string chosen = ChooseKey(*store, serial).serial;
-    const bool changed = store->SetInserted(chosen, insert);
+    const bool changed = KeyTable(*store).SetInserted(chosen, insert);
     const KeyRecord key = ChooseKey(*store, chosen);
     Json json = KeyJson(key);
     json["changed"] = changed;
@@ -47,7 +50,7 @@ void Move(const std::string& serial, bool insert, const Session& session) {
 }
 
 void Delete(const std::string& serial, const Session& session) {
-    OpenState()->DeleteKey(serial);
+    KeyTable(*OpenState()).Delete(serial);
     session.Print({{"deleted", serial}}, "deleted " + serial + "\n");
 }
 

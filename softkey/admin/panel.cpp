@@ -1,6 +1,8 @@
 // The key's screen and its button.
 #include "softkey/admin/commands.h"
 #include "softkey/admin/view.h"
+#include "softkey/store/questions.h"
+#include "softkey/store/screen.h"
 
 namespace softkey::admin {
 namespace {
@@ -13,8 +15,8 @@ struct ButtonOptions {
 void ShowScreen(const std::string& serial, const Session& session) {
     const std::unique_ptr<Store> store = OpenState();
     const KeyRecord key = ChooseKey(*store, serial);
-    const std::string text = store->Screen(key.serial);
-    const std::size_t waiting = store->WaitingPrompts(key.serial).size();
+    const std::string text = Screen(*store).Text(key.serial);
+    const std::size_t waiting = QuestionTable(*store).Waiting(key.serial).size();
     std::string shown = text.empty() ? "(the screen is empty)\n" : text + "\n";
     if (waiting != 0) shown += "(waiting for the button)\n";
     session.Print({{"serial", key.serial}, {"text", text}, {"waiting", waiting}}, shown);
@@ -23,7 +25,7 @@ void ShowScreen(const std::string& serial, const Session& session) {
 // Answers what waits, and makes the decision stand for what is to come.
 int DecideForGood(Store& store, const std::string& serial, Button decision) {
     int answered = 0;
-    while (const int now = store.DecideButton(serial, decision)) answered += now;
+    while (const int now = QuestionTable(store).Decide(serial, decision)) answered += now;
     return answered;
 }
 
@@ -34,11 +36,11 @@ void Decide(const ButtonOptions& options, const Session& session) {
     if (options.decision == "auto") {
         answered = DecideForGood(*store, serial, Button::kPress);
     } else if (options.decision == "press") {
-        answered = store->DecideButton(serial, Button::kPress);
+        answered = QuestionTable(*store).Decide(serial, Button::kPress);
     } else if (options.decision == "refuse") {
-        answered = store->DecideButton(serial, Button::kRefuse);
+        answered = QuestionTable(*store).Decide(serial, Button::kRefuse);
     } else {
-        answered = store->DecideButton(serial, Button::kAsk);
+        answered = QuestionTable(*store).Decide(serial, Button::kAsk);
     }
     const std::string standing = NameOf(ChooseKey(*store, serial).button);
     const std::string text =

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "softkey/store/home.h"
+#include "softkey/store/keys.h"
 
 namespace softkey::admin {
 
@@ -85,11 +86,11 @@ std::unique_ptr<Store> OpenState() {
 
 KeyRecord ChooseKey(Store& store, const std::string& serial) {
     if (!serial.empty()) {
-        const auto found = store.FindKey(serial);
+        const auto found = KeyTable(store).Find(serial);
         if (!found) throw Failure(kKeyAbsent, serial);
         return *found;
     }
-    const std::vector<KeyRecord> keys = store.Keys();
+    const std::vector<KeyRecord> keys = KeyTable(store).All();
     if (keys.empty()) throw Failure(kKeyAbsent, "no key was created yet in " + store.home());
     if (keys.size() == 1) return keys[0];
     std::string names;

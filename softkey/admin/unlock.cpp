@@ -3,6 +3,8 @@
 #include "softkey/admin/view.h"
 #include "softkey/crypto/vault.h"
 #include "softkey/store/key_admin.h"
+#include "softkey/store/keys.h"
+#include "softkey/store/pins.h"
 
 namespace softkey::admin {
 namespace {
@@ -23,9 +25,9 @@ void EraseWithNewPin(const UnlockOptions& options, const KeyRecord& key, Store& 
     ChooseNewPin(options.pin, context, NewPinKind::kChange, pin);
     CheckPinLength(pin.View());
     const PinSeal seal = SealMaster(MasterKey::Random(), pin.View(), key.serial);
-    Store::Transaction transaction(store);
-    store.EraseContents(key.serial);
-    store.SetSeal(key.serial, seal);
+    Transaction transaction(store);
+    KeyTable(store).Erase(key.serial);
+    PinTable(store).SetSeal(key.serial, seal);
     transaction.Commit();
 }
 

@@ -6,6 +6,8 @@
 
 #include "softkey/admin/table.h"
 #include "softkey/crypto/openssl_types.h"
+#include "softkey/store/objects.h"
+#include "softkey/store/pairs.h"
 
 namespace softkey::admin {
 namespace {
@@ -138,9 +140,10 @@ Json KeyJson(const KeyRecord& key) {
 Json KeyWithContentsJson(Store& store, const KeyRecord& key) {
     Json json = KeyJson(key);
     json["pairs"] = Json::array();
-    for (const PairRecord& pair : store.Pairs(key.serial)) json["pairs"].push_back(PairJson(pair));
+    for (const PairRecord& pair : PairTable(store).Of(key.serial))
+        json["pairs"].push_back(PairJson(pair));
     json["data"] = Json::array();
-    for (const DataObject& object : store.DataObjects(key.serial)) {
+    for (const DataObject& object : ObjectTable(store).Of(key.serial)) {
         json["data"].push_back(
             {{"name", object.name}, {"number", object.number}, {"length", object.value.size()}});
     }
@@ -150,11 +153,11 @@ Json KeyWithContentsJson(Store& store, const KeyRecord& key) {
 std::string KeyWithContentsText(Store& store, const KeyRecord& key) {
     std::string text = Heading(key);
     Table pairs;
-    const auto records = store.Pairs(key.serial);
+    const auto records = PairTable(store).Of(key.serial);
     for (const PairRecord& pair : records) AddPairRows(pair, pairs);
     text += records.empty() ? "\nno key pairs\n" : "\nkey pairs, newest first\n" + pairs.Text("  ");
     Table data;
-    const auto objects = store.DataObjects(key.serial);
+    const auto objects = ObjectTable(store).Of(key.serial);
     for (const DataObject& object : objects) {
         data.Row({Printable(object.name), "number " + std::to_string(object.number),
                   std::to_string(object.value.size()) + " bytes"});

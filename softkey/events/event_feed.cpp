@@ -4,7 +4,9 @@
 
 #include <utility>
 
+#include "softkey/store/events.h"
 #include "softkey/store/home.h"
+#include "softkey/store/keys.h"
 
 namespace softkey {
 namespace {
@@ -20,7 +22,7 @@ void EventFeed::Begin() {
 
 std::vector<KeyRecord> EventFeed::Keys() {
     Begin();
-    return store_ ? store_->Keys() : std::vector<KeyRecord>();
+    return store_ ? KeyTable(*store_).All() : std::vector<KeyRecord>();
 }
 
 const Event* EventFeed::Next() {
@@ -29,7 +31,7 @@ const Event* EventFeed::Next() {
         // Asked first: what is written after it makes the next call look again.
         const std::int64_t version = store_->Version();
         if (version_ != version) {
-            for (Event& event : store_->EventsAfter(seen_)) {
+            for (Event& event : EventLog(*store_).After(seen_)) {
                 seen_ = event.number;
                 waiting_.push_back(std::move(event));
             }
@@ -67,7 +69,7 @@ void EventFeed::Reopen(const std::string& home) {
     if (replaced || elsewhere) waiting_.clear();
     if (replaced) seen_ = 0;  // before anything can fail: the next call no longer knows
     std::unique_ptr<Store> opened = Store::OpenExisting(home);
-    if (!begun_ || elsewhere) seen_ = opened ? opened->LastEventNumber() : 0;
+    if (!begun_ || elsewhere) seen_ = opened ? EventLog(*opened).LastNumber() : 0;
     store_ = std::move(opened);
     home_ = home;
     begun_ = true;

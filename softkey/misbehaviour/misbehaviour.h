@@ -8,38 +8,16 @@
 
 #include <cstdint>
 #include <map>
-#include <optional>
-#include <stdexcept>
 #include <string>
 
+#include "softkey/misbehaviour/effect.h"
+#include "softkey/misbehaviour/misbehaviour_plan.h"  // PlanError
+
 namespace softkey {
-
-// What the call at hand must do. An entry point honours the fields in this order.
-struct Misbehaviour {
-    enum class Removal { kNone, kBefore, kDuring };
-
-    std::uint32_t delayMs = 0;            // wait first
-    Removal removal = Removal::kNone;     // pull the key out before, or half way through, the work
-    std::optional<std::int32_t> code;     // answer this code instead of working
-    std::optional<std::uint32_t> length;  // write this length over the true one
-    std::uint32_t repeat = 0;             // deliver the event this many times more
-    std::uint32_t bounce = 0;  // follow the event by this many pairs of opposite and same
-    bool throws = false;       // throw an exception out of the entry point
-
-    bool Empty() const {
-        return delayMs == 0 && removal == Removal::kNone && !code && !length && repeat == 0 &&
-               bounce == 0 && !throws;
-    }
-};
 
 // Counts one call of the entry point and says what the plan wants of it. home is the state folder.
 // A plan that cannot be read answers the code kStateDamaged.
 Misbehaviour NextMisbehaviour(const std::string& home, const char* entryPoint) noexcept;
-
-// A plan that is not accepted; the text names the field, as in "rules[2].code: …".
-struct PlanError : std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
 
 // Checks a plan, puts it in force and sets all counts to zero. Throws PlanError for a bad plan,
 // std::system_error when the files cannot be written; the plan in force then stays.

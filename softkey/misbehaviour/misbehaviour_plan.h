@@ -5,12 +5,18 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
-#include "softkey/misbehaviour/misbehaviour.h"
+#include "softkey/misbehaviour/effect.h"
 
 namespace softkey {
+
+// A plan that is not accepted; the text names the field, as in "rules[2].code: …".
+struct PlanError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
 
 // The entry points that a plan may name: those of the token library, then those of the event
 // library. A count's place in the file of counts is the name's place here.

@@ -6,6 +6,8 @@
 #include <array>
 
 #include "softkey/crypto/vault.h"
+#include "softkey/store/keys.h"
+#include "softkey/store/pins.h"
 
 namespace softkey {
 namespace {
@@ -23,7 +25,7 @@ std::string MadeUp(const char* prefix) {
 
 std::uint32_t LowestFreeSlot(Store& store) {
     std::uint32_t slot = 1;
-    for (const KeyRecord& key : store.Keys()) {
+    for (const KeyRecord& key : KeyTable(store).All()) {
         if (key.slot == slot) ++slot;  // they come in the order of their slots
     }
     return slot;
@@ -39,15 +41,15 @@ KeyRecord CreateKey(Store& store, const NewKey& wanted, std::string_view pin) {
     key.mediaId = wanted.mediaId.empty() ? MadeUp("KM") : wanted.mediaId;
     key.inserted = wanted.inserted;
     const PinSeal seal = SealMaster(MasterKey::Random(), pin, key.serial);
-    Store::Transaction transaction(store);
+    Transaction transaction(store);
     key.slot = wanted.slot ? *wanted.slot : LowestFreeSlot(store);
-    store.AddKey(key, seal);
+    KeyTable(store).Add(key, seal);
     transaction.Commit();
     return key;
 }
 
 void UnlockKey(Store& store, const std::string& serial) {
-    store.ResetTries(serial);
+    PinTable(store).ResetTries(serial);
 }
 
 }  // namespace softkey

@@ -1,5 +1,4 @@
-// What the issuer's desk does to software keys: functions behind the `softkey` command that need
-// more than the store.
+// What the command `softkey` does to keys and what needs more than one table.
 #ifndef SOFTKEY_STORE_KEY_ADMIN_H
 #define SOFTKEY_STORE_KEY_ADMIN_H
 

@@ -80,7 +80,7 @@ struct Event {
 };
 
 // A question that waits for the button.
-struct Prompt {
+struct Question {
     std::int64_t id = 0;
     std::string serial;
     std::int64_t deadline = 0;  // milliseconds since 1970

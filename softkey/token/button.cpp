@@ -3,6 +3,9 @@
 #include <cstdlib>
 #include <thread>
 
+#include "softkey/store/questions.h"
+#include "softkey/store/screen.h"
+
 namespace softkey {
 namespace {
 
@@ -26,12 +29,12 @@ class OpenQuestion {
 public:
     OpenQuestion(const KeyRecord& key, milliseconds patience) {
         Change change(key);
-        id_ = change.store().OpenPrompt(key.serial, patience);
+        id_ = QuestionTable(change.store()).Open(key.serial, patience);
         change.Commit();
     }
     ~OpenQuestion() {
         try {
-            Section().store().ClosePrompt(id_);
+            QuestionTable(LockedDevice().store()).Close(id_);
         } catch (...) {
             // It ends by itself at its deadline.
         }
@@ -40,9 +43,9 @@ public:
     OpenQuestion& operator=(const OpenQuestion&) = delete;
 
     std::optional<Button> Answer(const KeyRecord& key) const {
-        Section section;
-        section.Confirm(key);
-        return section.store().PromptAnswer(id_);
+        LockedDevice device;
+        device.RequireStillThere(key);
+        return QuestionTable(device.store()).Answer(id_);
     }
 
 private:
@@ -64,26 +67,26 @@ void Wait(const KeyRecord& key) {
 
 void SetWarning(const char* serial, const std::string& text) {
     if (text.size() > kMaxWarningLength) throw Failure(kTooLong, "the warning");
-    Section section;
-    section.SessionOf(section.Resolve(serial)).warning = text;
+    LockedDevice device;
+    device.UseOf(device.Resolve(serial)).warning = text;
 }
 
-void ConfirmWarning(const KeyRecord& key) {
+void ConfirmWarningAtButton(const KeyRecord& key) {
     std::string text;
     {
-        Section section(Section::Look::kAsBefore);
-        text = std::exchange(section.SessionOf(key).warning, {});
+        LockedDevice device(LockedDevice::Look::kAsBefore);
+        text = std::exchange(device.UseOf(key).warning, {});
     }
-    Confirm(key, text);
+    ConfirmAtButton(key, text);
 }
 
-void Confirm(const KeyRecord& key, const std::string& text) {
+void ConfirmAtButton(const KeyRecord& key, const std::string& text) {
     Button decision;
     {
-        Section section(Section::Look::kAsBefore);
-        section.Confirm(key);
-        section.store().ShowOnScreen(key.serial, text);
-        decision = section.Resolve(key.serial.c_str()).button;
+        LockedDevice device(LockedDevice::Look::kAsBefore);
+        device.RequireStillThere(key);
+        Screen(device.store()).Show(key.serial, text);
+        decision = device.Resolve(key.serial.c_str()).button;
     }
     if (decision == Button::kAsk) return Wait(key);
     Obey(decision, key);

@@ -11,11 +11,11 @@ namespace softkey {
 // What the next critical signature of this process shows; kTooLong over 1024 bytes.
 void SetWarning(const char* serial, const std::string& text);
 // Shows the text that was set, for this once.
-void ConfirmWarning(const KeyRecord& key);
+void ConfirmWarningAtButton(const KeyRecord& key);
 
 // Shows the text and returns when the button is pressed. kButtonRefused, kButtonTimeout after 30
 // seconds ($KESTA_SOFTKEY_BUTTON_MS changes that), kKeyRemoved.
-void Confirm(const KeyRecord& key, const std::string& text);
+void ConfirmAtButton(const KeyRecord& key, const std::string& text);
 
 }  // namespace softkey
 

@@ -11,14 +11,15 @@
 
 #include "softkey/result.h"
 #include "softkey/store/home.h"
+#include "softkey/store/keys.h"
 #include "softkey/token/device.h"
 
 namespace softkey {
 namespace {
 
 void PullOut(const char* serial) {
-    Section section;
-    section.store().SetInserted(section.Resolve(serial).serial, false);
+    LockedDevice device;
+    KeyTable(device.store()).SetInserted(device.Resolve(serial).serial, false);
 }
 
 // What the plan wants before the work begins.

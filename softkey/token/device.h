@@ -25,7 +25,7 @@ struct Unlocked {
     std::map<std::int64_t, SharedPKey> opened;  // by the pair's id
 };
 
-struct Session {
+struct KeyUse {
     std::int64_t insertions = 0;  // of the key when it was unlocked
     std::int64_t pinVersion = 0;
     std::shared_ptr<Unlocked> unlocked;
@@ -43,20 +43,20 @@ struct Device {
     std::int64_t version = 0;
     std::vector<KeyRecord> keys;
     std::map<std::string, std::vector<PairRecord>> pairs;
-    std::map<std::string, Session> sessions;
+    std::map<std::string, KeyUse> uses;
 
     static Device& Instance();
 };
 
 // A stretch of work on the device, one thread at a time and short: nobody asks a person, derives
 // a key or signs within. What it shows is current as of its beginning, or of the last Refresh.
-class Section {
+class LockedDevice {
 public:
     // Asking what has changed costs a few system calls. Within one operation the beginning and the
     // end ask; what stands between may work on what the beginning saw.
     enum class Look { kFresh, kAsBefore };
 
-    explicit Section(Look look = Look::kFresh);
+    explicit LockedDevice(Look look = Look::kFresh);
 
     Store& store();  // kKeyAbsent when no key was ever made
     void Refresh();
@@ -66,10 +66,10 @@ public:
     KeyRecord Resolve(const char* serial) const;
     const std::vector<KeyRecord>& Keys() const { return device_.keys; }
     // kKeyRemoved when the key was pulled out since the record was taken, if only for a moment.
-    void Confirm(const KeyRecord& key) const;
+    void RequireStillThere(const KeyRecord& key) const;
     const std::vector<PairRecord>& Pairs(const KeyRecord& key);
 
-    Session& SessionOf(const KeyRecord& key) { return device_.sessions[key.serial]; }
+    KeyUse& UseOf(const KeyRecord& key) { return device_.uses[key.serial]; }
     // Null when the PIN must be verified first.
     std::shared_ptr<Unlocked> UnlockedOf(const KeyRecord& key);
     void SetUnlocked(const KeyRecord& key, const MasterKey& master);
@@ -84,24 +84,24 @@ private:
     std::lock_guard<std::mutex> lock_;
 };
 
-// The same as Section::Resolve, with a section that ends before the answer is used: a section that
+// The same as LockedDevice::Resolve, with a lock that ends before the answer is used: one that
 // lived to the end of the caller's expression would lock out what else stands there.
 KeyRecord KeyOf(const char* serial);
 
 // A change to one key, made whole or not at all, and not made when the key is gone.
 class Change {
 public:
-    explicit Change(const KeyRecord& key) : transaction_(section_.store()) {
-        section_.Refresh();
-        section_.Confirm(key);
+    explicit Change(const KeyRecord& key) : transaction_(device_.store()) {
+        device_.Refresh();
+        device_.RequireStillThere(key);
     }
-    Section& section() { return section_; }
-    Store& store() { return section_.store(); }
+    LockedDevice& device() { return device_; }
+    Store& store() { return device_.store(); }
     void Commit() { transaction_.Commit(); }
 
 private:
-    Section section_;
-    Store::Transaction transaction_;
+    LockedDevice device_;
+    Transaction transaction_;
 };
 
 }  // namespace softkey

@@ -8,6 +8,7 @@
 #include "softkey/crypto/envelope.h"
 #include "softkey/crypto/key_pair.h"
 #include "softkey/result.h"
+#include "softkey/store/pairs.h"
 #include "softkey/token/call.h"
 #include "softkey/token/entry_points.h"
 #include "softkey/token/pairs.h"
@@ -22,20 +23,20 @@ using kesta::limits::kNameBuffer;
 // The new certificate takes the place of the one of the same kind, whose pair goes with it. An
 // encryption certificate ends the enrolment that the temporary pairs were made for.
 void Install(Store& store, const std::string& serial, const PairRecord& pair, const Bytes& der) {
-    for (const PairRecord& other : store.Pairs(serial)) {
+    for (const PairRecord& other : PairTable(store).Of(serial)) {
         const bool replaced = other.id != pair.id && other.role == pair.role &&
                               other.algorithm == pair.algorithm && !other.certificate.empty();
         const bool spent = pair.role == Role::kEncryption && other.role == Role::kTemporary;
-        if (replaced || spent) store.DeletePair(other.id);
+        if (replaced || spent) PairTable(store).Delete(other.id);
     }
-    store.SetCertificate(pair.id, der);
+    PairTable(store).SetCertificate(pair.id, der);
 }
 
 // Installs those certificates of a chain that belong to a pair on the key.
 void InstallMatching(Store& store, const KeyRecord& key, const std::vector<X509Ptr>& chain) {
     bool matched = false;
     for (const X509Ptr& certificate : chain) {
-        for (const PairRecord& pair : store.Pairs(key.serial)) {
+        for (const PairRecord& pair : PairTable(store).Of(key.serial)) {
             if (pair.role == Role::kTemporary ||
                 !BelongsTogether(certificate.get(), pair.publicKey)) {
                 continue;
@@ -53,10 +54,10 @@ void InstallMatching(Store& store, const KeyRecord& key, const std::vector<X509P
 std::vector<std::pair<PairRecord, SharedPKey>> TemporaryPairs(const KeyRecord& key,
                                                               Unlocked& unlocked) {
     std::vector<std::pair<PairRecord, SharedPKey>> pairs;
-    Section section;
-    for (const PairRecord& pair : section.Pairs(key)) {
+    LockedDevice device;
+    for (const PairRecord& pair : device.Pairs(key)) {
         if (pair.role != Role::kTemporary) continue;
-        pairs.emplace_back(pair, section.OpenPair(key, pair, unlocked));
+        pairs.emplace_back(pair, device.OpenPair(key, pair, unlocked));
     }
     if (pairs.empty()) throw Failure(kNoKeyPair, "no request for encryption was made");
     return pairs;
@@ -76,26 +77,26 @@ PKeyPtr OpenWithAny(const Bytes& envelope, const KeyRecord& key, Unlocked& unloc
 
 // The new pair takes the place of the old one, whose certificate goes with it.
 void InstallEncryptionPair(Store& store, const std::string& serial, const PairRecord& pair) {
-    for (const PairRecord& other : store.Pairs(serial)) {
-        if (other.role == Role::kEncryption) store.DeletePair(other.id);
+    for (const PairRecord& other : PairTable(store).Of(serial)) {
+        if (other.role == Role::kEncryption) PairTable(store).Delete(other.id);
     }
-    store.AddPair(serial, pair);
+    PairTable(store).Add(serial, pair);
 }
 
 PairRecord Certified(const char* serial, std::uint32_t certType, std::uint32_t keyType) {
     const Selection selection(certType, keyType);
-    Section section;
-    return PairWithCertificate(section.Pairs(section.Resolve(serial)), selection);
+    LockedDevice device;
+    return PairWithCertificate(device.Pairs(device.Resolve(serial)), selection);
 }
 
 // Certificates with their pairs, and pairs that wait for one. False when there were none.
 bool DeletePairs(Store& store, const std::string& serial, const Selection& selection) {
     bool any = false;
-    for (PairRecord pair : store.Pairs(serial)) {
+    for (PairRecord pair : PairTable(store).Of(serial)) {
         const std::int64_t id = pair.id;
         if (pair.role == Role::kTemporary) pair.role = Role::kEncryption;
         if (!selection.Takes(pair)) continue;
-        store.DeletePair(id);
+        PairTable(store).Delete(id);
         any = true;
     }
     return any;

@@ -2,6 +2,8 @@
 #include <cstring>
 
 #include "softkey/result.h"
+#include "softkey/store/keys.h"
+#include "softkey/store/objects.h"
 #include "softkey/token/call.h"
 #include "softkey/token/device.h"
 #include "softkey/token/entry_points.h"
@@ -33,12 +35,12 @@ using namespace softkey;
 int CheckDeviceEx(std::uint32_t* state, _S_DEV_CONFIG* record, std::uint32_t one, char* serial) {
     return Enter({"CheckDeviceEx"}, [=](Call& call) {
         if (one != 1) throw Failure(kBadArgument, "one record is asked for at a time");
-        Section section;
+        LockedDevice device;
         if (state != nullptr) {
             *state = 0;
-            for (const KeyRecord& key : section.Keys()) *state += key.inserted ? 1 : 0;
+            for (const KeyRecord& key : device.Keys()) *state += key.inserted ? 1 : 0;
         }
-        const KeyRecord key = section.Resolve(nullptr);
+        const KeyRecord key = device.Resolve(nullptr);
         static_cast<void>(call);
         Copy(key.serial, serial);
         if (record != nullptr) {
@@ -62,7 +64,7 @@ int SetLabel(const char* serial, const char* label) {
         const KeyRecord key = KeyOf(serial);
         call.Midway(key);
         Change change(key);
-        change.store().SetLabel(key.serial, label);
+        KeyTable(change.store()).SetLabel(key.serial, label);
         change.Commit();
     });
 }
@@ -75,7 +77,7 @@ int SetData(const char* name, std::uint32_t argument2, const char* value) {
         const KeyRecord key = KeyOf(nullptr);
         call.Midway(key);
         Change change(key);
-        change.store().SetData(key.serial, {checked, argument2, value});
+        ObjectTable(change.store()).Set(key.serial, {checked, argument2, value});
         change.Commit();
     });
 }
@@ -83,9 +85,9 @@ int SetData(const char* name, std::uint32_t argument2, const char* value) {
 int GetData(const char* name, std::uint32_t argument2, char* value) {
     return Enter({"GetData"}, [=](Call&) {
         const std::string checked = CheckedName(name);
-        Section section;
-        const KeyRecord key = section.Resolve(nullptr);
-        const auto found = section.store().GetData(key.serial, checked, argument2);
+        LockedDevice device;
+        const KeyRecord key = device.Resolve(nullptr);
+        const auto found = ObjectTable(device.store()).Get(key.serial, checked, argument2);
         if (!found) throw Failure(kDataNotFound, checked);
         if (found->size() > kMaxDataLength) throw Failure(kStateDamaged, checked);
         Copy(*found, value);

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "softkey/result.h"
+#include "softkey/store/keys.h"
 #include "softkey/token/call.h"
 #include "softkey/token/device.h"
 #include "softkey/token/entry_points.h"
@@ -14,27 +15,27 @@ namespace {
 constexpr std::size_t kPinInfoSize = 8;
 
 void SetCaching(const KeyRecord& key, bool caching) {
-    Section section;
-    Session& session = section.SessionOf(key);
-    session.caching = caching;
-    if (!caching) session.unlocked.reset();
+    LockedDevice device;
+    KeyUse& use = device.UseOf(key);
+    use.caching = caching;
+    if (!caching) use.unlocked.reset();
 }
 
 // With caching on, a PIN that was verified before counts again.
 bool HasCachedPin(const KeyRecord& key) {
-    Section section;
-    return section.SessionOf(key).caching && section.UnlockedOf(key) != nullptr;
+    LockedDevice device;
+    return device.UseOf(key).caching && device.UnlockedOf(key) != nullptr;
 }
 
 std::array<std::uint8_t, kPinInfoSize> PinInfo(const char* serial) {
-    Section section;
-    const KeyRecord key = section.Resolve(serial);
-    const bool unlocked = section.UnlockedOf(key) != nullptr;
+    LockedDevice device;
+    const KeyRecord key = device.Resolve(serial);
+    const bool unlocked = device.UnlockedOf(key) != nullptr;
     return {static_cast<std::uint8_t>(key.triesLeft),
             static_cast<std::uint8_t>(key.maxTries),
             static_cast<std::uint8_t>(key.triesLeft == 0 ? 1 : 0),
             static_cast<std::uint8_t>(unlocked ? 1 : 0),
-            static_cast<std::uint8_t>(section.SessionOf(key).caching ? 1 : 0),
+            static_cast<std::uint8_t>(device.UseOf(key).caching ? 1 : 0),
             static_cast<std::uint8_t>(kMinPinLength),
             static_cast<std::uint8_t>(kMaxPinLength),
             0};
@@ -49,7 +50,7 @@ void InitialiseWithPresentPin(Call& call, const KeyRecord& key, const char* pin)
     }
     call.Midway(key);
     Change change(key);
-    change.store().EraseContents(key.serial);
+    KeyTable(change.store()).Erase(key.serial);
     change.Commit();
 }
 
@@ -77,13 +78,13 @@ int VerifyAndCachePin(const char* serial, void* argument2) {
         } else {
             VerifyPin(key, {pin, strnlen(pin, kMaxPinLength + 1)});
         }
-        Section section;
-        section.SessionOf(key).caching = true;
+        LockedDevice device;
+        device.UseOf(key).caching = true;
     });
 }
 
 int GM_RemoveUserPin() {
-    return Enter({"GM_RemoveUserPin"}, [](Call&) { Section().ForgetPins(); });
+    return Enter({"GM_RemoveUserPin"}, [](Call&) { LockedDevice().ForgetPins(); });
 }
 
 int SetCachePinFlag(const char* serial, std::int32_t flag) {

@@ -30,28 +30,28 @@ Ready Prepare(const char* serial, const Selection& selection) {
     Ready ready;
     std::shared_ptr<Unlocked> unlocked;
     {
-        Section section;
-        ready.key = section.Resolve(serial);
-        ready.record = PairToUse(section.Pairs(ready.key), selection);
-        unlocked = section.UnlockedOf(ready.key);
+        LockedDevice device;
+        ready.key = device.Resolve(serial);
+        ready.record = PairToUse(device.Pairs(ready.key), selection);
+        unlocked = device.UnlockedOf(ready.key);
         if (unlocked) {
-            ready.pair = section.OpenPair(ready.key, ready.record, *unlocked);
+            ready.pair = device.OpenPair(ready.key, ready.record, *unlocked);
             return ready;
         }
     }
     unlocked = AskAndVerifyPin(ready.key);
-    Section section;
-    section.Confirm(ready.key);
-    ready.pair = section.OpenPair(ready.key, ready.record, *unlocked);
+    LockedDevice device;
+    device.RequireStillThere(ready.key);
+    ready.pair = device.OpenPair(ready.key, ready.record, *unlocked);
     return ready;
 }
 
 // The work counts only if the key is still there.
 void Finish(Call& call, const Ready& ready) {
     call.Midway(ready.key);
-    Section section(Section::Look::kAsBefore);
-    section.Refresh();
-    section.Confirm(ready.key);
+    LockedDevice device(LockedDevice::Look::kAsBefore);
+    device.Refresh();
+    device.RequireStillThere(ready.key);
 }
 
 // The Base64 of the longest signature of the pair, so that a size that was told once is enough
@@ -106,7 +106,7 @@ void SignBatch(Call& call, const Batch& batch, char* signatures, std::uint32_t* 
     const std::size_t needed =
         texts.size() * TextSize(ready) + (texts.size() - 1) * kSeparator.size() + 1;
     if (IsProbe(needed, signatures, length)) return;
-    if (batch.critical) Confirm(ready.key, batch.warning);
+    if (batch.critical) ConfirmAtButton(ready.key, batch.warning);
     std::string joined;
     for (const std::string_view text : texts) {
         if (!joined.empty()) joined += kSeparator;
@@ -144,7 +144,7 @@ int GMUsbKeyCriticalSign(const char* serial, std::int64_t option1, std::int64_t 
         const Ready ready = Prepare(serial, Selection(1, option1));
         DigestName(ready.record.algorithm, option2);
         if (IsProbe(TextSize(ready) + 1, signature, length)) return;
-        ConfirmWarning(ready.key);
+        ConfirmWarningAtButton(ready.key);
         const Bytes made = SignText(ready.pair.get(), option2, data);
         Finish(call, ready);
         WriteText(ToBase64(made), signature, length);

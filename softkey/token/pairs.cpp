@@ -1,6 +1,7 @@
 #include "softkey/token/pairs.h"
 
 #include "softkey/result.h"
+#include "softkey/store/pairs.h"
 
 namespace softkey {
 namespace {
@@ -48,11 +49,11 @@ PairRecord PairWithCertificate(const std::vector<PairRecord>& pairs, const Selec
 
 void AddWaitingPair(Store& store, const std::string& serial, const PairRecord& pair) {
     int waiting = 1;
-    for (const PairRecord& other : store.Pairs(serial)) {
+    for (const PairRecord& other : PairTable(store).Of(serial)) {
         if (other.role != pair.role || !other.certificate.empty()) continue;
-        if (++waiting > kWaitingPairs) store.DeletePair(other.id);
+        if (++waiting > kWaitingPairs) PairTable(store).Delete(other.id);
     }
-    store.AddPair(serial, pair);
+    PairTable(store).Add(serial, pair);
 }
 
 }  // namespace softkey

@@ -5,6 +5,8 @@
 
 #include "softkey/pin/pinentry.h"
 #include "softkey/pin/secret_text.h"
+#include "softkey/store/keys.h"
+#include "softkey/store/pins.h"
 #include "softkey/token/locale.h"
 
 namespace softkey {
@@ -20,15 +22,15 @@ PinContext ContextOf(const KeyRecord& key) {
     context.label = key.label;
     context.triesLeft = key.triesLeft;
     context.language = currentLanguage;
-    Section section(Section::Look::kAsBefore);
-    context.wrongBefore = section.SessionOf(key).wrongBefore;
+    LockedDevice device(LockedDevice::Look::kAsBefore);
+    context.wrongBefore = device.UseOf(key).wrongBefore;
     return context;
 }
 
 // The key as it is now, still the same insertion and the same PIN.
-KeyRecord Unchanged(const Section& section, const KeyRecord& key) {
-    section.Confirm(key);
-    KeyRecord now = section.Resolve(key.serial.c_str());
+KeyRecord Unchanged(const LockedDevice& device, const KeyRecord& key) {
+    device.RequireStillThere(key);
+    KeyRecord now = device.Resolve(key.serial.c_str());
     if (now.pinVersion != key.pinVersion) throw Failure(kPinRequired, key.serial);
     return now;
 }
@@ -40,19 +42,20 @@ struct Attempt {
 
 Attempt CountTry(const KeyRecord& key) {
     Change change(key);
-    Unchanged(change.section(), key);
-    Attempt attempt{change.store().Seal(key.serial), change.store().TakeTry(key.serial)};
+    Unchanged(change.device(), key);
+    Attempt attempt{PinTable(change.store()).Seal(key.serial),
+                    PinTable(change.store()).TakeTry(key.serial)};
     change.Commit();
     return attempt;
 }
 
 std::shared_ptr<Unlocked> Accept(const KeyRecord& key, const MasterKey& master) {
     Change change(key);
-    Unchanged(change.section(), key);
-    change.store().ResetTries(key.serial);
+    Unchanged(change.device(), key);
+    PinTable(change.store()).ResetTries(key.serial);
     change.Commit();
-    change.section().SetUnlocked(key, master);
-    return change.section().SessionOf(key).unlocked;
+    change.device().SetUnlocked(key, master);
+    return change.device().UseOf(key).unlocked;
 }
 
 void TakeNewPin(const KeyRecord& key, SecretText& pin) {
@@ -62,8 +65,8 @@ void TakeNewPin(const KeyRecord& key, SecretText& pin) {
 
 // After a change of the PIN the process that made it stays unlocked.
 void KeepUnlocked(const KeyRecord& key, const MasterKey& master) {
-    Section section;
-    section.SetUnlocked(section.Resolve(key.serial.c_str()), master);
+    LockedDevice device;
+    device.SetUnlocked(device.Resolve(key.serial.c_str()), master);
 }
 
 }  // namespace
@@ -74,9 +77,9 @@ std::shared_ptr<Unlocked> VerifyPin(const KeyRecord& key, std::string_view pin) 
     const Attempt attempt = CountTry(key);
     const std::optional<MasterKey> master = OpenMaster(attempt.seal, pin, key.serial);
     if (master) return Accept(key, *master);
-    Section section;
-    section.SessionOf(key).wrongBefore = true;
-    section.SessionOf(key).unlocked.reset();  // a wrong PIN ends what an earlier right one began
+    LockedDevice device;
+    device.UseOf(key).wrongBefore = true;
+    device.UseOf(key).unlocked.reset();  // a wrong PIN ends what an earlier right one began
     throw Failure(attempt.triesLeft == 0 ? kPinLocked : kPinWrong, key.serial);
 }
 
@@ -89,8 +92,8 @@ std::shared_ptr<Unlocked> AskAndVerifyPin(const KeyRecord& key) {
 
 std::shared_ptr<Unlocked> RequirePin(const KeyRecord& key) {
     {
-        Section section;
-        if (std::shared_ptr<Unlocked> unlocked = section.UnlockedOf(key)) return unlocked;
+        LockedDevice device;
+        if (std::shared_ptr<Unlocked> unlocked = device.UnlockedOf(key)) return unlocked;
     }
     return AskAndVerifyPin(key);
 }
@@ -102,8 +105,8 @@ void ChangePinOf(const KeyRecord& key) {
     const PinSeal seal = SealMaster(unlocked->master, pin.View(), key.serial);
     {
         Change change(key);
-        Unchanged(change.section(), key);
-        change.store().SetSeal(key.serial, seal);
+        Unchanged(change.device(), key);
+        PinTable(change.store()).SetSeal(key.serial, seal);
         change.Commit();
     }
     KeepUnlocked(key, unlocked->master);
@@ -122,8 +125,8 @@ void InitialiseWithNewPin(const KeyRecord& key, const char* text) {
     const PinSeal seal = SealMaster(master, pin.View(), key.serial);
     {
         Change change(key);
-        change.store().EraseContents(key.serial);
-        change.store().SetSeal(key.serial, seal);
+        KeyTable(change.store()).Erase(key.serial);
+        PinTable(change.store()).SetSeal(key.serial, seal);
         change.Commit();
     }
     KeepUnlocked(key, master);

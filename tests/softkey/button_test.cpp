@@ -4,6 +4,12 @@
 #include <thread>
 
 #include "softkey/misbehaviour/misbehaviour.h"
+#include "softkey/store/keys.h"
+#include "softkey/store/objects.h"
+#include "softkey/store/pairs.h"
+#include "softkey/store/pins.h"
+#include "softkey/store/questions.h"
+#include "softkey/store/screen.h"
 #include "token_fixture.h"
 
 using namespace softkey;
@@ -18,34 +24,34 @@ protected:
     }
     // Waits until the key asks its question.
     void AwaitQuestion(Store& store) {
-        for (int i = 0; i < 500 && store.WaitingPrompts(kSerial).empty(); ++i) {
+        for (int i = 0; i < 500 && QuestionTable(store).Waiting(kSerial).empty(); ++i) {
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
         }
-        ASSERT_EQ(store.WaitingPrompts(kSerial).size(), 1U);
+        ASSERT_EQ(QuestionTable(store).Waiting(kSerial).size(), 1U);
     }
     // Signs on another thread while act runs; the signature's result.
     template <typename Act>
     int SignWhile(Act act) {
         auto store = OpenStore();
-        store->DecideButton(kSerial, Button::kAsk);
+        QuestionTable(*store).Decide(kSerial, Button::kAsk);
         std::atomic<int> result{-1};
         std::thread signer([&] { result = CriticalSign("text").code; });
         AwaitQuestion(*store);
         EXPECT_EQ(result, -1) << "it does not wait";
         act(*store);
         signer.join();
-        EXPECT_TRUE(store->WaitingPrompts(kSerial).empty());
+        EXPECT_TRUE(QuestionTable(*store).Waiting(kSerial).empty());
         return result;
     }
 };
 
 TEST_F(ButtonTest, the_warning_is_shown_with_the_signature_it_was_set_for) {
     ASSERT_EQ(token.SetWarningMsg(kSerial, "pay 100?"), kOk);
-    EXPECT_EQ(OpenStore()->Screen(kSerial), "");
+    EXPECT_EQ(Screen(*OpenStore()).Text(kSerial), "");
     ASSERT_EQ(CriticalSign("text").code, kOk);
-    EXPECT_EQ(OpenStore()->Screen(kSerial), "pay 100?");
+    EXPECT_EQ(Screen(*OpenStore()).Text(kSerial), "pay 100?");
     ASSERT_EQ(CriticalSign("text").code, kOk);
-    EXPECT_EQ(OpenStore()->Screen(kSerial), "");
+    EXPECT_EQ(Screen(*OpenStore()).Text(kSerial), "");
 }
 
 TEST_F(ButtonTest, a_warning_of_1024_bytes_fits_the_screen_and_a_longer_one_does_not) {
@@ -54,51 +60,55 @@ TEST_F(ButtonTest, a_warning_of_1024_bytes_fits_the_screen_and_a_longer_one_does
     EXPECT_EQ(token.SetWarningMsg("KS-UNKNOWN", "w"), kKeyAbsent);
     ASSERT_EQ(token.SetWarningMsg(kSerial, std::string(1024, 'w').c_str()), kOk);
     ASSERT_EQ(CriticalSign("text").code, kOk);
-    EXPECT_EQ(OpenStore()->Screen(kSerial), std::string(1024, 'w'));
+    EXPECT_EQ(Screen(*OpenStore()).Text(kSerial), std::string(1024, 'w'));
 }
 
 TEST_F(ButtonTest, a_refusing_button_refuses_critical_signatures_alone) {
-    OpenStore()->DecideButton(kSerial, Button::kRefuse);
+    QuestionTable(*OpenStore()).Decide(kSerial, Button::kRefuse);
     EXPECT_EQ(CriticalSign("text").code, kButtonRefused);
     EXPECT_EQ(SignHash(std::string(64, 'a')).code, kOk);
 }
 
 TEST_F(ButtonTest, a_question_waits_for_a_press) {
-    EXPECT_EQ(
-        SignWhile([](Store& store) { EXPECT_EQ(store.DecideButton(kSerial, Button::kPress), 1); }),
-        kOk);
-    EXPECT_EQ(OpenStore()->FindKey(kSerial)->button, Button::kAsk) << "it answered one question";
+    EXPECT_EQ(SignWhile([](Store& store) {
+                  EXPECT_EQ(QuestionTable(store).Decide(kSerial, Button::kPress), 1);
+              }),
+              kOk);
+    EXPECT_EQ(KeyTable(*OpenStore()).Find(kSerial)->button, Button::kAsk)
+        << "it answered one question";
 }
 
 TEST_F(ButtonTest, a_question_may_be_refused) {
-    EXPECT_EQ(SignWhile([](Store& store) { store.DecideButton(kSerial, Button::kRefuse); }),
-              kButtonRefused);
+    EXPECT_EQ(
+        SignWhile([](Store& store) { QuestionTable(store).Decide(kSerial, Button::kRefuse); }),
+        kButtonRefused);
 }
 
 TEST_F(ButtonTest, a_question_ends_when_the_key_is_pulled_out) {
-    EXPECT_EQ(SignWhile([](Store& store) { store.SetInserted(kSerial, false); }), kKeyRemoved);
+    EXPECT_EQ(SignWhile([](Store& store) { KeyTable(store).SetInserted(kSerial, false); }),
+              kKeyRemoved);
 }
 
 TEST_F(ButtonTest, a_question_ends_when_the_key_was_pulled_out_for_a_moment) {
     EXPECT_EQ(SignWhile([](Store& store) {
-                  store.SetInserted(kSerial, false);
-                  store.SetInserted(kSerial, true);
+                  KeyTable(store).SetInserted(kSerial, false);
+                  KeyTable(store).SetInserted(kSerial, true);
               }),
               kKeyRemoved);
 }
 
 TEST_F(ButtonTest, a_question_ends_when_nobody_answers) {
     setenv("KESTA_SOFTKEY_BUTTON_MS", "120", 1);
-    OpenStore()->DecideButton(kSerial, Button::kAsk);
+    QuestionTable(*OpenStore()).Decide(kSerial, Button::kAsk);
     EXPECT_EQ(CriticalSign("text").code, kButtonTimeout);
-    EXPECT_TRUE(OpenStore()->WaitingPrompts(kSerial).empty());
+    EXPECT_TRUE(QuestionTable(*OpenStore()).Waiting(kSerial).empty());
 }
 
 TEST_F(ButtonTest, other_calls_go_on_while_a_question_waits) {
     EXPECT_EQ(SignWhile([this](Store& store) {
                   EXPECT_EQ(token.SetData("0123456789", 0, "meanwhile"), kOk);
                   EXPECT_EQ(SignHash(std::string(64, 'a')).code, kOk);
-                  store.DecideButton(kSerial, Button::kPress);
+                  QuestionTable(store).Decide(kSerial, Button::kPress);
               }),
               kOk);
 }
@@ -113,12 +123,12 @@ struct Operation {
 class RemovalTest : public TokenTest, public testing::WithParamInterface<Operation> {};
 
 std::string state(Store& store) {
-    std::string text = store.FindKey(kSerial)->label;
-    for (const PairRecord& pair : store.Pairs(kSerial)) {
+    std::string text = KeyTable(store).Find(kSerial)->label;
+    for (const PairRecord& pair : PairTable(store).Of(kSerial)) {
         text += "/" + std::to_string(pair.id) + ":" + std::to_string(pair.certificate.size());
     }
-    for (const DataObject& object : store.DataObjects(kSerial)) text += "/" + object.name;
-    const PinSeal seal = store.Seal(kSerial);
+    for (const DataObject& object : ObjectTable(store).Of(kSerial)) text += "/" + object.name;
+    const PinSeal seal = PinTable(store).Seal(kSerial);
     text.append(seal.sealed.begin(), seal.sealed.end());
     return text;
 }
@@ -132,7 +142,7 @@ TEST_P(RemovalTest, in_mid_operation_ends_it_and_changes_nothing) {
                                 R"(", "remove": "during"}]})");
     EXPECT_EQ(GetParam().run(token), kKeyRemoved);
     EXPECT_EQ(state(*OpenStore()), before);
-    EXPECT_FALSE(OpenStore()->FindKey(kSerial)->inserted);
+    EXPECT_FALSE(KeyTable(*OpenStore()).Find(kSerial)->inserted);
 }
 
 int MakeRequest(const TokenLibrary& token) {

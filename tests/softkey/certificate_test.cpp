@@ -1,6 +1,7 @@
 // Import, reading and deletion of certificates.
 #include <algorithm>
 
+#include "softkey/store/pairs.h"
 #include "token_fixture.h"
 
 using namespace softkey;
@@ -97,7 +98,7 @@ TEST_F(CertificateTest, a_new_certificate_takes_the_place_of_the_old_one) {
     const std::string second = Enrol(1, 2, 3);
     EXPECT_NE(first, second);
     EXPECT_EQ(Certificate(1).text, second);
-    EXPECT_EQ(OpenStore()->Pairs(kSerial).size(), 1U);
+    EXPECT_EQ(PairTable(*OpenStore()).Of(kSerial).size(), 1U);
 }
 
 TEST_F(CertificateTest, until_then_the_old_one_stays) {
@@ -179,9 +180,9 @@ TEST_F(CertificateTest, deletion_takes_certificate_and_pairs) {
     ASSERT_EQ(Request(3, 2, 3).code, kOk);
     EXPECT_EQ(token.DelCertAndTempKey(kSerial, 1, 2), kOk);
     EXPECT_EQ(Certificate(1).code, kNoCertificate);
-    ASSERT_EQ(OpenStore()->Pairs(kSerial).size(), 1U);
+    ASSERT_EQ(PairTable(*OpenStore()).Of(kSerial).size(), 1U);
     EXPECT_EQ(token.DelCertAndTempKey(kSerial, 0, 0), kOk);
-    EXPECT_TRUE(OpenStore()->Pairs(kSerial).empty());
+    EXPECT_TRUE(PairTable(*OpenStore()).Of(kSerial).empty());
     EXPECT_EQ(token.DelCertAndTempKey(kSerial, 0, 0), kNoCertificate);
 }
 
@@ -189,7 +190,7 @@ TEST_F(CertificateTest, deletion_for_encryption_takes_the_temporary_pair_and_no_
     ASSERT_EQ(Request(1, 2, 3).code, kOk);
     ASSERT_EQ(Request(3, 2, 3).code, kOk);
     EXPECT_EQ(token.DelCertAndTempKey(kSerial, 3, 2), kOk);
-    const auto pairs = OpenStore()->Pairs(kSerial);
+    const auto pairs = PairTable(*OpenStore()).Of(kSerial);
     ASSERT_EQ(pairs.size(), 1U);
     EXPECT_EQ(pairs[0].role, Role::kSigning);
 }

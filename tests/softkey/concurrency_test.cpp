@@ -5,6 +5,9 @@
 #include <atomic>
 #include <thread>
 
+#include "softkey/store/damage.h"
+#include "softkey/store/keys.h"
+#include "softkey/store/objects.h"
 #include "token_fixture.h"
 
 using namespace softkey;
@@ -60,9 +63,9 @@ TEST_F(ConcurrencyTest, a_key_that_comes_and_goes_ends_signatures_cleanly) {
         while (!stop) {
             await(well, well + 1);
             const int seen = refused;
-            store->SetInserted(kSerial, false);
+            KeyTable(*store).SetInserted(kSerial, false);
             await(refused, seen + 1);
-            store->SetInserted(kSerial, true);
+            KeyTable(*store).SetInserted(kSerial, true);
         }
     });
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
@@ -75,10 +78,10 @@ TEST_F(ConcurrencyTest, a_key_that_comes_and_goes_ends_signatures_cleanly) {
     mover.join();
     EXPECT_GE(well, 20);
     EXPECT_GE(refused, 10);
-    EXPECT_EQ(OpenStore()->FindKey(kSerial)->insertions % 2, 1);
+    EXPECT_EQ(KeyTable(*OpenStore()).Find(kSerial)->insertions % 2, 1);
 }
 
-// Two clients and the desk at once: nothing is lost, nothing deadlocks.
+// Two clients and the command at once: nothing is lost, nothing deadlocks.
 TEST_F(ConcurrencyTest, processes_work_side_by_side) {
     constexpr int kRounds = 20;
     std::vector<pid_t> children;
@@ -102,18 +105,18 @@ TEST_F(ConcurrencyTest, processes_work_side_by_side) {
         key.serial = serial;
         key.inserted = false;
         softkey::CreateKey(*store, key, kPin);
-        store->DeleteKey(serial);
-        store->SetLabel(kSerial, serial);
+        KeyTable(*store).Delete(serial);
+        KeyTable(*store).SetLabel(kSerial, serial);
     }
     for (const pid_t child : children) {
         int status = 0;
         waitpid(child, &status, 0);
         EXPECT_EQ(status, 0);
     }
-    EXPECT_EQ(store->GetData(kSerial, "0123456789", 1), std::to_string(kRounds - 1));
-    EXPECT_EQ(store->GetData(kSerial, "0123456789", 2), std::to_string(kRounds - 1));
-    EXPECT_EQ(store->Keys().size(), 1U);
-    EXPECT_EQ(store->FindDamage(), std::vector<std::string>());
+    EXPECT_EQ(ObjectTable(*store).Get(kSerial, "0123456789", 1), std::to_string(kRounds - 1));
+    EXPECT_EQ(ObjectTable(*store).Get(kSerial, "0123456789", 2), std::to_string(kRounds - 1));
+    EXPECT_EQ(KeyTable(*store).All().size(), 1U);
+    EXPECT_EQ(FindDamage(*store), std::vector<std::string>());
 }
 
 }  // namespace

@@ -1,4 +1,6 @@
 // A state that is damaged, full, read-only or busy: a clear code, never a crash.
+#include "softkey/store/damage.h"
+
 #include <sched.h>
 #include <signal.h>
 #include <sqlite3.h>
@@ -12,6 +14,7 @@
 #include <functional>
 #include <random>
 
+#include "softkey/store/pairs.h"
 #include "token_fixture.h"
 
 using namespace softkey;
@@ -31,7 +34,7 @@ protected:
         EXPECT_EQ(sqlite3_exec(db, sql.c_str(), nullptr, nullptr, &error), SQLITE_OK) << error;
         sqlite3_close(db);
     }
-    std::vector<std::string> Damage() { return OpenStore()->FindDamage(); }
+    std::vector<std::string> Damage() { return FindDamage(*OpenStore()); }
     bool DamageNames(const std::string& what) {
         for (const std::string& line : Damage()) {
             if (line.find(what) != std::string::npos) return true;
@@ -144,7 +147,7 @@ TEST_F(DamageTest, no_spoilt_page_crashes_an_operation) {
 
 TEST_F(DamageTest, a_file_that_must_not_grow_is_told_and_changes_nothing) {
     Enrol(1, 2, 3);
-    const auto pairs = OpenStore()->Pairs(kSerial).size();
+    const auto pairs = PairTable(*OpenStore()).Of(kSerial).size();
     struct rlimit before {};
     getrlimit(RLIMIT_FSIZE, &before);
     signal(SIGXFSZ, SIG_IGN);
@@ -158,7 +161,7 @@ TEST_F(DamageTest, a_file_that_must_not_grow_is_told_and_changes_nothing) {
     EXPECT_EQ(data, kStateFull);
     EXPECT_EQ(request, kStateFull);
     EXPECT_EQ(verify, kStateFull);
-    EXPECT_EQ(OpenStore()->Pairs(kSerial).size(), pairs);
+    EXPECT_EQ(PairTable(*OpenStore()).Of(kSerial).size(), pairs);
     EXPECT_EQ(TriesLeft(), kMaxTries);
     EXPECT_EQ(token.VerifyPIN(kSerial), kOk);
 }
@@ -208,7 +211,7 @@ TEST_F(DamageTest, a_full_disk_is_told_and_changes_nothing) {
         EXPECT_EQ(token.VerifyPIN(kSerial), kStateFull);
         EXPECT_EQ(SignHash(std::string(64, 'a')).code, kOk) << "needs no room";
         unlink(filler.c_str());
-        EXPECT_EQ(OpenStore()->Pairs(kSerial).size(), 1U);
+        EXPECT_EQ(PairTable(*OpenStore()).Of(kSerial).size(), 1U);
         EXPECT_EQ(TriesLeft(), kMaxTries);
         EXPECT_EQ(Request(1, 2, 3).code, kOk);
         EXPECT_EQ(Damage(), std::vector<std::string>());

@@ -3,6 +3,7 @@
 
 #include <cstring>
 
+#include "softkey/store/keys.h"
 #include "token_fixture.h"
 
 using namespace softkey;
@@ -50,12 +51,12 @@ TEST_F(DeviceTest, without_a_state_folder_no_key_is_present_and_none_is_made) {
 
 TEST_F(DeviceTest, a_key_that_was_pulled_out_is_absent) {
     CreateKey();
-    OpenStore()->SetInserted(kSerial, false);
+    KeyTable(*OpenStore()).SetInserted(kSerial, false);
     EXPECT_EQ(Serial().code, kKeyAbsent);
     char label[512] = {};
     char serial[] = "KS0000000001";
     EXPECT_EQ(token.GetLabel(serial, label), kKeyAbsent);
-    OpenStore()->SetInserted(kSerial, true);
+    KeyTable(*OpenStore()).SetInserted(kSerial, true);
     EXPECT_EQ(Serial().code, kOk);
 }
 
@@ -67,7 +68,7 @@ TEST_F(DeviceTest, several_keys_must_be_named) {
     EXPECT_EQ(token.VerifyPIN(""), kSeveralKeys);
     EXPECT_EQ(token.VerifyPIN("KS0000000002"), kOk);
     EXPECT_EQ(token.VerifyPIN("KS0000000003"), kKeyAbsent);
-    OpenStore()->SetInserted("KS0000000002", false);
+    KeyTable(*OpenStore()).SetInserted("KS0000000002", false);
     EXPECT_EQ(Serial().text, kSerial);
 }
 

@@ -2,6 +2,7 @@
 #include "softkey/crypto/envelope.h"
 
 #include "softkey/crypto/base64.h"
+#include "softkey/store/pairs.h"
 #include "token_fixture.h"
 
 using namespace softkey;
@@ -91,7 +92,7 @@ TEST_F(EnvelopeTest, an_encryption_certificate_goes_with_its_escrowed_pair) {
     const std::string certificate = EncryptionCertificate(request.text);
     EXPECT_EQ(WriteCertificate(certificate), kOk);
     EXPECT_EQ(Certificate(3, 2).text, certificate);
-    const auto pairs = OpenStore()->Pairs(kSerial);
+    const auto pairs = PairTable(*OpenStore()).Of(kSerial);
     ASSERT_EQ(pairs.size(), 1U) << "the temporary pair is spent";
     EXPECT_EQ(pairs[0].role, Role::kEncryption);
 }

@@ -1,6 +1,6 @@
-// A client of the event library, and the desk that moves keys, for the tests of events.
-#ifndef TESTS_SOFTKEY_DESK_EVENT_CLIENT_H
-#define TESTS_SOFTKEY_DESK_EVENT_CLIENT_H
+// A client of the event library, and the state whose keys the tests move, for the tests of events.
+#ifndef TESTS_SOFTKEY_EVENT_CLIENT_H
+#define TESTS_SOFTKEY_EVENT_CLIENT_H
 
 #include <gtest/gtest.h>
 
@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "kesta/event_library.h"
+#include "softkey/store/keys.h"
 #include "softkey/store/store.h"
 #include "temporary_folder.h"
 
@@ -22,7 +23,7 @@ inline void AddKey(softkey::Store& store, const std::string& serial, std::uint32
     key.mediaId = mediaId;
     key.slot = slot;
     key.inserted = inserted;
-    store.AddKey(key, {softkey::Bytes(16, 1), 1, softkey::Bytes(60, 1)});
+    softkey::KeyTable(store).Add(key, {softkey::Bytes(16, 1), 1, softkey::Bytes(60, 1)});
 }
 
 // "+1" for an arrival in slot 1, "-1" for a removal from it.
@@ -71,13 +72,13 @@ protected:
 
     TemporaryFolder folder_;
     const std::string home_ = folder_.File("home");
-    std::unique_ptr<softkey::Store> desk_;
+    std::unique_ptr<softkey::Store> store_;
 
     void MakeKeys() {
-        desk_ = softkey::Store::Open(home_);
-        AddKey(*desk_, "A", 1, "MEDIA-A");
-        AddKey(*desk_, "B", 4, "MEDIA-B-16-BYTES");
-        AddKey(*desk_, "C", 9, "MEDIA-C", false);
+        store_ = softkey::Store::Open(home_);
+        AddKey(*store_, "A", 1, "MEDIA-A");
+        AddKey(*store_, "B", 4, "MEDIA-B-16-BYTES");
+        AddKey(*store_, "C", 9, "MEDIA-C", false);
     }
 
 private:

@@ -5,6 +5,7 @@
 #include "event_client.h"
 #include "softkey/codes.h"
 #include "softkey/misbehaviour/misbehaviour.h"
+#include "softkey/store/keys.h"
 
 namespace {
 
@@ -24,29 +25,29 @@ protected:
 
 TEST_F(EventMisbehaviour, An_event_may_be_repeated) {
     Plan(R"(ValtoT_WaitForEvent", "call": 1, "repeat": 2)");
-    desk_->SetInserted("A", false);
-    desk_->SetInserted("A", true);
+    softkey::KeyTable(*store_).SetInserted("A", false);
+    softkey::KeyTable(*store_).SetInserted("A", true);
     EXPECT_EQ("-1 -1 -1 +1", Drain(context_));
 }
 
 TEST_F(EventMisbehaviour, An_event_may_bounce) {
     Plan(R"(ValtoT_WaitForEvent", "call": 2, "bounce": 2)");
-    desk_->SetInserted("A", false);
-    desk_->SetInserted("A", true);
+    softkey::KeyTable(*store_).SetInserted("A", false);
+    softkey::KeyTable(*store_).SetInserted("A", true);
     EXPECT_EQ("-1 +1 -1 +1 -1 +1", Drain(context_));
 }
 
 TEST_F(EventMisbehaviour, A_rule_for_every_event_ends_all_the_same) {
     Plan(R"(ValtoT_WaitForEvent", "repeat": 1)");
-    desk_->SetInserted("A", false);
-    desk_->SetInserted("A", true);
+    softkey::KeyTable(*store_).SetInserted("A", false);
+    softkey::KeyTable(*store_).SetInserted("A", true);
     EXPECT_EQ("-1 -1 +1 +1", Drain(context_));
     EXPECT_EQ(2U, softkey::MisbehaviourCounts(home_)["ValtoT_WaitForEvent"]);
 }
 
 TEST_F(EventMisbehaviour, A_failed_delivery_loses_no_event) {
     Plan(R"(ValtoT_WaitForEvent", "call": 1, "code": 55)");
-    desk_->SetInserted("A", false);
+    softkey::KeyTable(*store_).SetInserted("A", false);
     VALTO_EVENT_INFO event = {};
     EXPECT_EQ(55, ValtoT_WaitForEvent(1, 0, &event, &context_));
     EXPECT_EQ("-1", Drain(context_));
@@ -54,7 +55,7 @@ TEST_F(EventMisbehaviour, A_failed_delivery_loses_no_event) {
 
 TEST_F(EventMisbehaviour, An_exception_loses_no_event) {
     Plan(R"(ValtoT_WaitForEvent", "call": 1, "throw": true)");
-    desk_->SetInserted("A", false);
+    softkey::KeyTable(*store_).SetInserted("A", false);
     VALTO_EVENT_INFO event = {};
     EXPECT_THROW(ValtoT_WaitForEvent(1, 0, &event, &context_), std::runtime_error);
     EXPECT_EQ("-1", Drain(context_));
@@ -68,7 +69,7 @@ TEST_F(EventMisbehaviour, A_poll_without_an_event_is_not_counted) {
 
 TEST_F(EventMisbehaviour, A_delivery_may_be_late) {
     Plan(R"(ValtoT_WaitForEvent", "delay_ms": 120)");
-    desk_->SetInserted("A", false);
+    softkey::KeyTable(*store_).SetInserted("A", false);
     const auto start = std::chrono::steady_clock::now();
     EXPECT_EQ("-1", Drain(context_));
     EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(120));

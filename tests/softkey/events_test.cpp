@@ -9,6 +9,7 @@
 
 #include "event_client.h"
 #include "softkey/codes.h"
+#include "softkey/store/keys.h"
 
 namespace {
 
@@ -88,16 +89,16 @@ TEST_F(Events, What_happened_before_the_first_call_is_not_delivered) {
 
 TEST_F(Events, Removal_and_insertion_are_delivered_once_and_in_order) {
     const std::uint32_t context = OpenContext();
-    desk_->SetInserted("A", false);
-    desk_->SetInserted("C", true);
-    desk_->SetInserted("A", true);
+    softkey::KeyTable(*store_).SetInserted("A", false);
+    softkey::KeyTable(*store_).SetInserted("C", true);
+    softkey::KeyTable(*store_).SetInserted("A", true);
     EXPECT_EQ("-1 +9 +1", Drain(context));
     EXPECT_EQ("", Drain(context));
 }
 
 TEST_F(Events, The_record_is_zero_but_for_kind_and_slot) {
     std::uint32_t context = OpenContext();
-    desk_->SetInserted("B", false);
+    softkey::KeyTable(*store_).SetInserted("B", false);
     VALTO_EVENT_INFO event;
     std::memset(&event, 0xEE, sizeof event);
     EXPECT_EQ(0, ValtoT_WaitForEvent(1, 0, &event, &context));
@@ -109,10 +110,10 @@ TEST_F(Events, The_record_is_zero_but_for_kind_and_slot) {
 
 TEST_F(Events, An_event_between_two_waits_is_delivered_by_the_second) {
     std::uint32_t context = OpenContext();
-    desk_->SetInserted("A", false);
+    softkey::KeyTable(*store_).SetInserted("A", false);
     EXPECT_EQ("-1", Drain(context));
     EXPECT_EQ(0, ValtoT_ContextFinal());
-    desk_->SetInserted("A", true);
+    softkey::KeyTable(*store_).SetInserted("A", true);
     context = OpenContext();
     EXPECT_EQ("+1", Drain(context));
 }
@@ -120,20 +121,20 @@ TEST_F(Events, An_event_between_two_waits_is_delivered_by_the_second) {
 TEST_F(Events, An_event_between_scan_and_wait_is_delivered) {
     std::uint32_t count = 0;
     ValtoT_GetSlotList(1, nullptr, &count);
-    desk_->SetInserted("A", false);
+    softkey::KeyTable(*store_).SetInserted("A", false);
     EXPECT_EQ("-1", Drain(OpenContext()));
 }
 
 TEST_F(Events, A_context_that_was_left_open_does_not_hinder_the_next) {
     OpenContext();
-    desk_->SetInserted("A", false);
+    softkey::KeyTable(*store_).SetInserted("A", false);
     EXPECT_EQ("-1", Drain(OpenContext()));
 }
 
 TEST_F(Events, An_arrived_key_that_is_gone_again_still_tells_its_media_id) {
     std::uint32_t context = OpenContext();
-    desk_->SetInserted("C", true);
-    desk_->SetInserted("C", false);
+    softkey::KeyTable(*store_).SetInserted("C", true);
+    softkey::KeyTable(*store_).SetInserted("C", false);
     VALTO_EVENT_INFO event = {};
     _S_DEV_CONFIG record = {};
     EXPECT_EQ(0, ValtoT_WaitForEvent(1, 0, &event, &context));
@@ -146,8 +147,8 @@ TEST_F(Events, An_arrived_key_that_is_gone_again_still_tells_its_media_id) {
 
 TEST_F(Events, Creating_and_deleting_a_key_are_events) {
     const std::uint32_t context = OpenContext();
-    AddKey(*desk_, "D", 2, "MEDIA-D");
-    desk_->DeleteKey("D");
+    AddKey(*store_, "D", 2, "MEDIA-D");
+    softkey::KeyTable(*store_).Delete("D");
     EXPECT_EQ("+2 -2", Drain(context));
 }
 
@@ -168,10 +169,10 @@ TEST_F(Events, Every_process_sees_every_event) {
     }
     char byte = 0;
     for (std::size_t i = 0; i < children.size(); ++i) ASSERT_EQ(1, read(ready[0], &byte, 1));
-    desk_->SetInserted("A", false);
-    desk_->SetInserted("A", true);
-    desk_->SetInserted("B", false);
-    desk_->SetInserted("C", true);
+    softkey::KeyTable(*store_).SetInserted("A", false);
+    softkey::KeyTable(*store_).SetInserted("A", true);
+    softkey::KeyTable(*store_).SetInserted("B", false);
+    softkey::KeyTable(*store_).SetInserted("C", true);
     for (const pid_t child : children) waitpid(child, nullptr, 0);
     close(result[1]);
     std::string all;
@@ -205,9 +206,9 @@ TEST_F(Events, A_forked_child_opens_the_database_for_itself) {
 
 TEST_F(Events, A_forked_child_goes_on_where_its_parent_was) {
     const std::uint32_t context = OpenContext();
-    desk_->SetInserted("A", false);
+    softkey::KeyTable(*store_).SetInserted("A", false);
     EXPECT_EQ("-1", Drain(context));
-    desk_->SetInserted("A", true);
+    softkey::KeyTable(*store_).SetInserted("A", true);
     const pid_t child = fork();
     if (child == 0) _exit(Drain(context) == "+1" ? 0 : 1);
     int status = -1;
@@ -219,15 +220,15 @@ TEST_F(Events, A_forked_child_goes_on_where_its_parent_was) {
 TEST_F(Events, A_folder_that_took_the_place_of_another_is_new_as_a_whole) {
     const std::uint32_t context = OpenContext();
     EXPECT_EQ("", Drain(context));
-    desk_.reset();
+    store_.reset();
     std::filesystem::remove_all(home_);
-    desk_ = softkey::Store::Open(home_);
-    AddKey(*desk_, "N", 3, "MEDIA-N");
+    store_ = softkey::Store::Open(home_);
+    AddKey(*store_, "N", 3, "MEDIA-N");
     EXPECT_EQ("+3", WaitFor(1, context));
 }
 
 TEST_F(Events, A_damaged_database_is_a_code_and_no_crash) {
-    desk_.reset();
+    store_.reset();
     std::filesystem::remove_all(home_);
     std::filesystem::create_directory(home_);
     folder_.Write("home/softkey.db", std::string(8192, 'x'));
@@ -252,7 +253,7 @@ TEST_F(Events, Threads_that_wait_at_once_share_the_events) {
             }
         });
     }
-    for (int i = 0; i < 20; ++i) desk_->SetInserted("A", i % 2 != 0);
+    for (int i = 0; i < 20; ++i) softkey::KeyTable(*store_).SetInserted("A", i % 2 != 0);
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
     while (seen < 20 && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
     std::this_thread::sleep_for(std::chrono::milliseconds(20));

@@ -16,6 +16,12 @@
 #include "softkey/crypto/certificate.h"
 #include "softkey/crypto/envelope.h"
 #include "softkey/crypto/key_pair.h"
+#include "softkey/store/damage.h"
+#include "softkey/store/events.h"
+#include "softkey/store/keys.h"
+#include "softkey/store/objects.h"
+#include "softkey/store/pairs.h"
+#include "softkey/store/pins.h"
 #include "token_fixture.h"
 
 using namespace softkey;
@@ -51,13 +57,13 @@ struct State {
 
 State Look(Store& store) {
     State state;
-    for (const KeyRecord& key : store.Keys()) state.keys.insert(key.serial);
-    state.events = store.LastEventNumber();
-    for (const PairRecord& pair : store.Pairs(kSerial)) state.pairs[pair.id] = pair;
-    for (const DataObject& object : store.DataObjects(kSerial)) {
+    for (const KeyRecord& key : KeyTable(store).All()) state.keys.insert(key.serial);
+    state.events = EventLog(store).LastNumber();
+    for (const PairRecord& pair : PairTable(store).Of(kSerial)) state.pairs[pair.id] = pair;
+    for (const DataObject& object : ObjectTable(store).Of(kSerial)) {
         state.data[object.name] = object.value;
     }
-    state.seal = store.Seal(kSerial).sealed;
+    state.seal = PinTable(store).Seal(kSerial).sealed;
     return state;
 }
 
@@ -226,14 +232,15 @@ protected:
 
     // The PIN is the old or the new one, and every private key still opens.
     void CheckSecrets(Store& store) {
-        auto master = OpenMaster(store.Seal(kSerial), pin_, kSerial);
+        auto master = OpenMaster(PinTable(store).Seal(kSerial), pin_, kSerial);
         if (!master) {
             pin_ = pin_ == kPin ? kOtherPin : kPin;
-            master = OpenMaster(store.Seal(kSerial), pin_, kSerial);
+            master = OpenMaster(PinTable(store).Seal(kSerial), pin_, kSerial);
         }
         ASSERT_TRUE(master) << "no PIN opens the key";
-        for (const PairRecord& pair : store.Pairs(kSerial)) {
-            EXPECT_NO_THROW(OpenPrivate(pair, store.WrappedPrivate(pair.id), kSerial, *master));
+        for (const PairRecord& pair : PairTable(store).Of(kSerial)) {
+            EXPECT_NO_THROW(
+                OpenPrivate(pair, PairTable(store).WrappedPrivate(pair.id), kSerial, *master));
         }
         SetPin(pin_.c_str());
     }
@@ -267,13 +274,13 @@ TEST_F(KillTest, a_killed_process_leaves_the_state_before_or_after_never_between
         LearnFrom(!same);
         EXPECT_TRUE(same || operation.done(before, after)) << "something between";
         EXPECT_TRUE(!ended || operation.done(before, after)) << "it ended and was not done";
-        EXPECT_EQ(store->FindDamage(), std::vector<std::string>());
+        EXPECT_EQ(FindDamage(*store), std::vector<std::string>());
         EXPECT_GE(TriesLeft(), kMaxTries - 1);
         CheckSecrets(*store);
-        store->ResetTries(kSerial);
+        PinTable(*store).ResetTries(kSerial);
         // Data objects go to the one key that is present.
         for (const std::string& serial : after.keys) {
-            if (serial != kSerial) store->DeleteKey(serial);
+            if (serial != kSerial) KeyTable(*store).Delete(serial);
         }
         killed += ended ? 0 : 1;
         undone += same ? 1 : 0;
@@ -305,7 +312,7 @@ TEST_F(KillTest, a_kill_during_a_pin_check_gives_no_free_try) {
         ASSERT_TRUE(!WIFEXITED(status) || after == before - 1) << "it looked without counting";
         counted += before - after;
         LearnFrom(after < before);
-        store->ResetTries(kSerial);
+        PinTable(*store).ResetTries(kSerial);
     }
     EXPECT_GT(counted, 2);
     EXPECT_LT(counted, kKills / 4);

@@ -6,6 +6,10 @@
 #include <array>
 #include <cstring>
 
+#include "softkey/store/keys.h"
+#include "softkey/store/objects.h"
+#include "softkey/store/pairs.h"
+#include "softkey/store/pins.h"
 #include "token_fixture.h"
 
 using namespace softkey;
@@ -106,8 +110,8 @@ TEST_F(PinTest, a_verified_pin_does_not_count_in_another_process) {
 
 TEST_F(PinTest, pulling_the_key_out_locks_it) {
     ASSERT_EQ(token.VerifyPIN(kSerial), kOk);
-    OpenStore()->SetInserted(kSerial, false);
-    OpenStore()->SetInserted(kSerial, true);
+    KeyTable(*OpenStore()).SetInserted(kSerial, false);
+    KeyTable(*OpenStore()).SetInserted(kSerial, true);
     EXPECT_FALSE(Unlocked());
 }
 
@@ -223,8 +227,8 @@ TEST_F(PinTest, initialisation_erases_the_key_gives_it_a_new_pin_and_lifts_the_l
     Lock();
     SetNewPin("abcdef");
     ASSERT_EQ(token.CustInitCard(kSerial, 0, nullptr, 0), kOk);
-    EXPECT_TRUE(OpenStore()->Pairs(kSerial).empty());
-    EXPECT_TRUE(OpenStore()->DataObjects(kSerial).empty());
+    EXPECT_TRUE(PairTable(*OpenStore()).Of(kSerial).empty());
+    EXPECT_TRUE(ObjectTable(*OpenStore()).Of(kSerial).empty());
     EXPECT_EQ(TriesLeft(), kMaxTries);
     EXPECT_TRUE(Unlocked());
     token.GM_RemoveUserPin();
@@ -251,7 +255,7 @@ TEST_F(PinTest, initialisation_with_1_keeps_the_pin_and_leaves_the_key_unlocked)
     Enrol(1, 2, 3);
     token.GM_RemoveUserPin();
     ASSERT_EQ(token.CustInitCard(kSerial, 1, nullptr, 0), kOk);
-    EXPECT_TRUE(OpenStore()->Pairs(kSerial).empty());
+    EXPECT_TRUE(PairTable(*OpenStore()).Of(kSerial).empty());
     SetPin(nullptr);
     EXPECT_EQ(Request(1, 2, 3).code, kOk);
 }
@@ -269,18 +273,19 @@ TEST_F(PinTest, initialisation_with_1_refuses_a_wrong_pin_and_erases_nothing) {
 // seconds.
 TEST_F(PinTest, a_try_is_counted_before_the_pin_is_looked_at) {
     auto store = OpenStore();
-    PinSeal seal = store->Seal(kSerial);
+    PinSeal seal = PinTable(*store).Seal(kSerial);
     seal.iterations = 10000000;
-    store->SetSeal(kSerial, seal);
+    PinTable(*store).SetSeal(kSerial, seal);
     const pid_t child = fork();
     if (child == 0) _exit(token.VerifyPIN(kSerial) == kPinWrong ? 0 : 1);
-    for (int i = 0; i < 1000 && store->FindKey(kSerial)->triesLeft == kMaxTries; ++i) usleep(10000);
-    EXPECT_EQ(store->FindKey(kSerial)->triesLeft, kMaxTries - 1);
+    for (int i = 0; i < 1000 && KeyTable(*store).Find(kSerial)->triesLeft == kMaxTries; ++i)
+        usleep(10000);
+    EXPECT_EQ(KeyTable(*store).Find(kSerial)->triesLeft, kMaxTries - 1);
     usleep(300000);
     EXPECT_EQ(waitpid(child, nullptr, WNOHANG), 0) << "it had looked before it counted";
     kill(child, SIGKILL);
     waitpid(child, nullptr, 0);
-    EXPECT_EQ(store->FindKey(kSerial)->triesLeft, kMaxTries - 1);
+    EXPECT_EQ(KeyTable(*store).Find(kSerial)->triesLeft, kMaxTries - 1);
 }
 
 }  // namespace

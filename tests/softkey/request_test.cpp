@@ -1,4 +1,5 @@
 // Certificate requests, judged by the openssl command.
+#include "softkey/store/pairs.h"
 #include "token_fixture.h"
 
 using namespace softkey;
@@ -76,7 +77,7 @@ TEST_F(RequestTest, sm2_always_uses_sm3) {
 
 TEST_F(RequestTest, two_requests_have_two_keys) {
     EXPECT_NE(Request(1, 2, 3).text, Request(1, 2, 3).text);
-    EXPECT_EQ(OpenStore()->Pairs(kSerial).size(), 2U);
+    EXPECT_EQ(PairTable(*OpenStore()).Of(kSerial).size(), 2U);
 }
 
 TEST_F(RequestTest, rsa_for_encryption_is_not_supported) {
@@ -112,7 +113,7 @@ TEST_F(RequestTest, a_paired_record_answers_a_signing_and_an_encryption_request)
     EXPECT_EQ(both.text.find(';', middle + 1), std::string::npos);
     Judge(both.text.substr(0, middle));
     Judge(both.text.substr(middle + 1));
-    const auto pairs = OpenStore()->Pairs(kSerial);
+    const auto pairs = PairTable(*OpenStore()).Of(kSerial);
     ASSERT_EQ(pairs.size(), 2U);
     EXPECT_EQ(pairs[1].role, Role::kSigning);
     EXPECT_EQ(pairs[0].role, Role::kTemporary);
@@ -131,13 +132,13 @@ TEST_F(RequestTest, a_key_that_was_not_unlocked_asks_for_its_pin) {
     SetPin("000000");
     EXPECT_EQ(Request(1, 2, 3).code, kPinWrong);
     EXPECT_EQ(TriesLeft(), kMaxTries - 1);
-    EXPECT_TRUE(OpenStore()->Pairs(kSerial).empty());
+    EXPECT_TRUE(PairTable(*OpenStore()).Of(kSerial).empty());
 }
 
 TEST_F(RequestTest, the_newest_eight_pairs_wait_for_their_certificates) {
     const Result oldest = Request(1, 2, 3);
     for (int i = 0; i < 8; ++i) ASSERT_EQ(Request(1, 2, 3).code, kOk);
-    EXPECT_EQ(OpenStore()->Pairs(kSerial).size(), 8U);
+    EXPECT_EQ(PairTable(*OpenStore()).Of(kSerial).size(), 8U);
     EXPECT_EQ(WriteCertificate(Issue(oldest.text)), kCertificateMismatch);
 }
 

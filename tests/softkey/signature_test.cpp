@@ -1,4 +1,6 @@
 // Signatures, judged by the openssl command, and the buffer rule of those who write into it.
+#include "softkey/store/questions.h"
+#include "softkey/store/screen.h"
 #include "token_fixture.h"
 
 using namespace softkey;
@@ -179,7 +181,7 @@ TEST_F(SignatureTest, a_buffer_of_97_bytes_takes_every_sm2_signature_and_96_none
 
 TEST_F(SignatureTest, a_probe_tells_the_size_and_asks_nobody) {
     ASSERT_EQ(Request(1, 2, 3).code, kOk);
-    OpenStore()->DecideButton(kSerial, Button::kRefuse);
+    QuestionTable(*OpenStore()).Decide(kSerial, Button::kRefuse);
     std::uint32_t length = 0;
     EXPECT_EQ(token.GMUsbKeyCriticalSign(kSerial, 0, 0, kText, nullptr, &length), kOk);
     EXPECT_EQ(length, 97U);
@@ -234,8 +236,8 @@ TEST_F(BatchTest, the_common_text_is_signed_first) {
 TEST_F(BatchTest, a_confirmed_batch_shows_its_warning_and_minds_the_button) {
     ASSERT_EQ(Request(1, 2, 3).code, kOk);
     EXPECT_EQ(Batch(1, "all", "x", 1, "three at once").code, kOk);
-    EXPECT_EQ(OpenStore()->Screen(kSerial), "three at once");
-    OpenStore()->DecideButton(kSerial, Button::kRefuse);
+    EXPECT_EQ(Screen(*OpenStore()).Text(kSerial), "three at once");
+    QuestionTable(*OpenStore()).Decide(kSerial, Button::kRefuse);
     EXPECT_EQ(Batch(1, "all", "x").code, kButtonRefused);
     EXPECT_EQ(Batch(0, "all", "x").code, kOk);
 }

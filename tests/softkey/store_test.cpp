@@ -1,6 +1,13 @@
 // The store: what it keeps, what it refuses, and how others see a change.
 #include "softkey/store/store.h"
 
+#include "softkey/store/damage.h"
+#include "softkey/store/events.h"
+#include "softkey/store/keys.h"
+#include "softkey/store/objects.h"
+#include "softkey/store/pairs.h"
+#include "softkey/store/questions.h"
+#include "softkey/store/screen.h"
 #include "token_fixture.h"
 
 using namespace softkey;
@@ -21,7 +28,7 @@ protected:
     }
     Code Add(const KeyRecord& key) {
         try {
-            store_->AddKey(key, {Bytes(16, 1), 1, Bytes(60, 2)});
+            KeyTable(*store_).Add(key, {Bytes(16, 1), 1, Bytes(60, 2)});
             return kOk;
         } catch (const Failure& failure) {
             EXPECT_NE(failure.detail(), "");
@@ -63,37 +70,37 @@ TEST_F(StoreTest, names_that_are_malformed_are_refused) {
 
 TEST_F(StoreTest, insertion_and_removal_raise_numbered_events) {
     Add(Record("K1", "M1", 5));
-    EXPECT_TRUE(store_->SetInserted("K1", false));
-    EXPECT_FALSE(store_->SetInserted("K1", false));
-    EXPECT_TRUE(store_->SetInserted("K1", true));
-    const std::vector<Event> events = store_->EventsAfter(0);
+    EXPECT_TRUE(KeyTable(*store_).SetInserted("K1", false));
+    EXPECT_FALSE(KeyTable(*store_).SetInserted("K1", false));
+    EXPECT_TRUE(KeyTable(*store_).SetInserted("K1", true));
+    const std::vector<Event> events = EventLog(*store_).After(0);
     ASSERT_EQ(events.size(), 3U);
     EXPECT_EQ(events[0].kind, EventKind::kInserted);
     EXPECT_EQ(events[1].kind, EventKind::kRemoved);
     EXPECT_EQ(events[2].number, 3);
     EXPECT_EQ(events[2].slot, 5U);
     EXPECT_EQ(events[2].mediaId, "M1");
-    EXPECT_EQ(store_->LastEventNumber(), 3);
-    EXPECT_EQ(store_->EventsAfter(2).size(), 1U);
+    EXPECT_EQ(EventLog(*store_).LastNumber(), 3);
+    EXPECT_EQ(EventLog(*store_).After(2).size(), 1U);
 }
 
 TEST_F(StoreTest, a_key_that_is_not_inserted_raises_none) {
     KeyRecord key = Record("K1", "M1", 1);
     key.inserted = false;
     Add(key);
-    store_->DeleteKey("K1");
-    EXPECT_EQ(store_->LastEventNumber(), 0);
+    KeyTable(*store_).Delete("K1");
+    EXPECT_EQ(EventLog(*store_).LastNumber(), 0);
 }
 
 TEST_F(StoreTest, the_log_keeps_the_last_thousand) {
     Add(Record("K1", "M1", 1));
-    Store::Transaction transaction(*store_);
+    Transaction transaction(*store_);
     for (int i = 0; i < 600; ++i) {
-        store_->SetInserted("K1", false);
-        store_->SetInserted("K1", true);
+        KeyTable(*store_).SetInserted("K1", false);
+        KeyTable(*store_).SetInserted("K1", true);
     }
     transaction.Commit();
-    const std::vector<Event> events = store_->EventsAfter(0);
+    const std::vector<Event> events = EventLog(*store_).After(0);
     EXPECT_EQ(events.size(), 1000U);
     EXPECT_EQ(events.back().number, 1201);
 }
@@ -103,53 +110,53 @@ TEST_F(StoreTest, the_version_changes_with_what_anyone_changes_and_not_otherwise
     auto other = OpenStore();
     const std::int64_t quiet = store_->Version();
     EXPECT_EQ(store_->Version(), quiet);
-    other->SetLabel("K1", "theirs");
+    KeyTable(*other).SetLabel("K1", "theirs");
     const std::int64_t theirs = store_->Version();
     EXPECT_NE(theirs, quiet);
-    store_->SetLabel("K1", "ours");
+    KeyTable(*store_).SetLabel("K1", "ours");
     EXPECT_NE(store_->Version(), theirs);
 }
 
 TEST_F(StoreTest, what_was_not_committed_is_not_there) {
     Add(Record("K1", "M1", 1));
     {
-        Store::Transaction transaction(*store_);
-        store_->SetLabel("K1", "half");
+        Transaction transaction(*store_);
+        KeyTable(*store_).SetLabel("K1", "half");
     }
-    EXPECT_EQ(store_->FindKey("K1")->label, "label");
+    EXPECT_EQ(KeyTable(*store_).Find("K1")->label, "label");
 }
 
 TEST_F(StoreTest, a_part_that_fails_fails_the_whole) {
     Add(Record("K1", "M1", 1));
     try {
-        Store::Transaction transaction(*store_);
-        store_->SetLabel("K1", "half");
-        EXPECT_THROW(store_->SetLabel("K2", "nobody"), Failure);
+        Transaction transaction(*store_);
+        KeyTable(*store_).SetLabel("K1", "half");
+        EXPECT_THROW(KeyTable(*store_).SetLabel("K2", "nobody"), Failure);
         transaction.Commit();
         ADD_FAILURE() << "committed";
     } catch (const std::logic_error&) {
     }
-    EXPECT_EQ(store_->FindKey("K1")->label, "label");
-    EXPECT_NO_THROW(store_->SetLabel("K1", "whole"));
+    EXPECT_EQ(KeyTable(*store_).Find("K1")->label, "label");
+    EXPECT_NO_THROW(KeyTable(*store_).SetLabel("K1", "whole"));
 }
 
 TEST_F(StoreTest, deletion_takes_everything_of_a_key_along) {
     Add(Record("K1", "M1", 1));
-    store_->SetData("K1", {"0123456789", 0, "v"});
-    store_->AddPair("K1", {});
-    store_->ShowOnScreen("K1", "text");
-    store_->DeleteKey("K1");
-    EXPECT_TRUE(store_->Pairs("K1").empty());
-    EXPECT_TRUE(store_->DataObjects("K1").empty());
-    EXPECT_EQ(store_->Screen("K1"), "");
-    EXPECT_EQ(store_->FindDamage(), std::vector<std::string>());
+    ObjectTable(*store_).Set("K1", {"0123456789", 0, "v"});
+    PairTable(*store_).Add("K1", {});
+    Screen(*store_).Show("K1", "text");
+    KeyTable(*store_).Delete("K1");
+    EXPECT_TRUE(PairTable(*store_).Of("K1").empty());
+    EXPECT_TRUE(ObjectTable(*store_).Of("K1").empty());
+    EXPECT_EQ(Screen(*store_).Text("K1"), "");
+    EXPECT_EQ(FindDamage(*store_), std::vector<std::string>());
 }
 
 TEST_F(StoreTest, a_made_up_key_takes_the_lowest_free_slot) {
     CreateKey("K1", "M1");
     CreateKey("K2", "M2");
     CreateKey("K3", "M3");
-    store_->DeleteKey("K2");
+    KeyTable(*store_).Delete("K2");
     const KeyRecord made = softkey::CreateKey(*store_, {}, "123456");
     EXPECT_EQ(made.slot, 2U);
     EXPECT_EQ(made.label, made.serial);
@@ -160,9 +167,9 @@ TEST_F(StoreTest, a_made_up_key_takes_the_lowest_free_slot) {
 
 TEST_F(StoreTest, an_old_question_is_not_answered) {
     Add(Record("K1", "M1", 1));
-    store_->OpenPrompt("K1", std::chrono::milliseconds(-1));
-    EXPECT_EQ(store_->DecideButton("K1", Button::kRefuse), 0);
-    EXPECT_EQ(store_->FindKey("K1")->button, Button::kRefuse);
+    QuestionTable(*store_).Open("K1", std::chrono::milliseconds(-1));
+    EXPECT_EQ(QuestionTable(*store_).Decide("K1", Button::kRefuse), 0);
+    EXPECT_EQ(KeyTable(*store_).Find("K1")->button, Button::kRefuse);
 }
 
 }  // namespace

@@ -12,6 +12,7 @@
 #include <sstream>
 
 #include "softkey/crypto/envelope.h"
+#include "softkey/store/keys.h"
 
 namespace {
 
@@ -108,7 +109,7 @@ void TokenTest::CreateKey(const std::string& serial, const std::string& mediaId)
 }
 
 int TokenTest::TriesLeft(const std::string& serial) const {
-    return OpenStore()->FindKey(serial)->triesLeft;
+    return softkey::KeyTable(*OpenStore()).Find(serial)->triesLeft;
 }
 
 std::string TokenTest::Pem(const std::string& name, const std::string& base64) {

@@ -1,8 +1,14 @@
-// The store's search for damage.
+#include "softkey/store/damage.h"
+
 #include "softkey/crypto/certificate.h"
 #include "softkey/crypto/key_pair.h"
 #include "softkey/store/database.h"
-#include "softkey/store/store.h"
+#include "softkey/store/events.h"
+#include "softkey/store/keys.h"
+#include "softkey/store/objects.h"
+#include "softkey/store/pairs.h"
+#include "softkey/store/pins.h"
+#include "softkey/store/questions.h"
 
 namespace softkey {
 namespace {
@@ -58,17 +64,17 @@ void CheckDatabase(Database& db, std::vector<std::string>& damage) {
 
 }  // namespace
 
-std::vector<std::string> Store::FindDamage() {
+std::vector<std::string> FindDamage(Store& store) {
     std::vector<std::string> damage;
     try {
-        CheckDatabase(*db_, damage);
-        EventsAfter(0);
-        for (const KeyRecord& key : Keys()) {
-            CheckSeal(key.serial, Seal(key.serial), damage);
-            DataObjects(key.serial);
-            WaitingPrompts(key.serial);
-            for (const PairRecord& pair : Pairs(key.serial)) {
-                CheckPair(key.serial, pair, WrappedPrivate(pair.id), damage);
+        CheckDatabase(store.database(), damage);
+        EventLog(store).After(0);
+        for (const KeyRecord& key : KeyTable(store).All()) {
+            CheckSeal(key.serial, PinTable(store).Seal(key.serial), damage);
+            ObjectTable(store).Of(key.serial);
+            QuestionTable(store).Waiting(key.serial);
+            for (const PairRecord& pair : PairTable(store).Of(key.serial)) {
+                CheckPair(key.serial, pair, PairTable(store).WrappedPrivate(pair.id), damage);
             }
         }
     } catch (const Failure& failure) {

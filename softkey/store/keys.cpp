@@ -1,0 +1,142 @@
+#include "softkey/store/keys.h"
+
+#include "softkey/result.h"
+#include "softkey/store/database.h"
+#include "softkey/store/events.h"
+#include "softkey/store/screen.h"
+
+namespace softkey {
+namespace {
+
+constexpr const char* kKeyColumns =
+    "SELECT serial, label, media_id, slot, inserted, insertions, pin_version, tries_left,"
+    " max_tries, button FROM keys ORDER BY slot";
+
+bool IsName(const std::string& text, std::size_t longest) {
+    constexpr const char* kAllowed =
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_.";
+    return !text.empty() && text.size() <= longest && text[0] != '.' &&
+           text.find_first_not_of(kAllowed) == std::string::npos;
+}
+
+void CheckNames(const KeyRecord& key) {
+    if (!IsName(key.serial, kMaxSerialLength)) {
+        throw Failure(kBadArgument, "serial number \"" + key.serial +
+                                        "\": 1 to 32 letters, digits, \"-\", \"_\" and \".\"");
+    }
+    if (!IsName(key.mediaId, kMaxMediaIdLength)) {
+        throw Failure(kBadArgument, "media id \"" + key.mediaId +
+                                        "\": 1 to 16 letters, digits, \"-\", \"_\" and \".\"");
+    }
+    if (key.label.size() > kMaxLabelLength) throw Failure(kTooLong, "label: at most 511 bytes");
+}
+
+KeyRecord KeyFromRow(const Statement& row) {
+    KeyRecord key;
+    key.serial = row.Text(0);
+    key.label = row.Text(1);
+    key.mediaId = row.Text(2);
+    key.slot = static_cast<std::uint32_t>(row.Int(3));
+    key.inserted = row.Int(4) != 0;
+    key.insertions = row.Int(5);
+    key.pinVersion = row.Int(6);
+    key.triesLeft = static_cast<int>(row.Int(7));
+    key.maxTries = static_cast<int>(row.Int(8));
+    key.button = static_cast<Button>(row.Int(9));
+    return key;
+}
+
+}  // namespace
+
+std::vector<KeyRecord> KeyTable::All() {
+    std::vector<KeyRecord> keys;
+    Statement query = db_.Prepare(kKeyColumns);
+    while (query.Step()) keys.push_back(KeyFromRow(query));
+    return keys;
+}
+
+std::optional<KeyRecord> KeyTable::Find(const std::string& serial) {
+    for (KeyRecord& key : All()) {
+        if (key.serial == serial) return std::move(key);
+    }
+    return std::nullopt;
+}
+
+void KeyTable::Add(const KeyRecord& key, const PinSeal& seal) {
+    CheckNames(key);
+    Transaction transaction(store_);
+    for (const KeyRecord& other : All()) {
+        if (other.serial == key.serial) {
+            throw Failure(kBadArgument, "serial number " + key.serial + " is taken");
+        }
+        if (other.mediaId == key.mediaId) {
+            throw Failure(kBadArgument, "media id " + key.mediaId + " is taken");
+        }
+        if (other.slot == key.slot) {
+            throw Failure(kBadArgument, "slot " + std::to_string(key.slot) + " is taken");
+        }
+    }
+    db_.Prepare(
+           "INSERT INTO keys(serial, label, media_id, slot, inserted, insertions, pin_version,"
+           " tries_left, max_tries, button, salt, iterations, sealed)"
+           " VALUES(?, ?, ?, ?, ?, 1, 1, ?, ?, ?, ?, ?, ?)")
+        .Bind(key.serial)
+        .Bind(key.label)
+        .Bind(key.mediaId)
+        .Bind(static_cast<std::int64_t>(key.slot))
+        .Bind(static_cast<std::int64_t>(key.inserted ? 1 : 0))
+        .Bind(static_cast<std::int64_t>(key.triesLeft))
+        .Bind(static_cast<std::int64_t>(key.maxTries))
+        .Bind(static_cast<std::int64_t>(key.button))
+        .Bind(seal.salt)
+        .Bind(static_cast<std::int64_t>(seal.iterations))
+        .Bind(seal.sealed)
+        .Run();
+    if (key.inserted) EventLog(store_).Raise(key, EventKind::kInserted);
+    transaction.Commit();
+}
+
+void KeyTable::Delete(const std::string& serial) {
+    Transaction transaction(store_);
+    const std::optional<KeyRecord> key = Find(serial);
+    if (!key) throw Failure(kKeyAbsent, serial);
+    if (key->inserted) EventLog(store_).Raise(*key, EventKind::kRemoved);
+    db_.Prepare("DELETE FROM keys WHERE serial = ?").Bind(serial).Run();
+    transaction.Commit();
+    Screen(store_).Forget(serial);
+}
+
+bool KeyTable::SetInserted(const std::string& serial, bool inserted) {
+    Transaction transaction(store_);
+    const std::optional<KeyRecord> key = Find(serial);
+    if (!key) throw Failure(kKeyAbsent, serial);
+    if (key->inserted == inserted) {
+        transaction.Commit();
+        return false;
+    }
+    db_.Prepare("UPDATE keys SET inserted = ?, insertions = insertions + 1 WHERE serial = ?")
+        .Bind(static_cast<std::int64_t>(inserted ? 1 : 0))
+        .Bind(serial)
+        .Run();
+    EventLog(store_).Raise(*key, inserted ? EventKind::kInserted : EventKind::kRemoved);
+    transaction.Commit();
+    return true;
+}
+
+void KeyTable::SetLabel(const std::string& serial, const std::string& label) {
+    if (label.size() > kMaxLabelLength) throw Failure(kTooLong, "label: at most 511 bytes");
+    Transaction transaction(store_);
+    db_.Prepare("UPDATE keys SET label = ? WHERE serial = ?").Bind(label).Bind(serial).Run();
+    if (db_.Changes() == 0) throw Failure(kKeyAbsent, serial);
+    transaction.Commit();
+}
+
+void KeyTable::Erase(const std::string& serial) {
+    Transaction transaction(store_);
+    if (!Find(serial)) throw Failure(kKeyAbsent, serial);
+    db_.Prepare("DELETE FROM pairs WHERE serial = ?").Bind(serial).Run();
+    db_.Prepare("DELETE FROM data WHERE serial = ?").Bind(serial).Run();
+    transaction.Commit();
+}
+
+}  // namespace softkey

@@ -1,0 +1,25 @@
+// The PIN of each key: its seal and the tries that are left.
+#ifndef SOFTKEY_STORE_PINS_H
+#define SOFTKEY_STORE_PINS_H
+
+#include <string>
+
+#include "softkey/store/records.h"
+#include "softkey/store/store.h"
+
+namespace softkey {
+
+class PinTable : private Table {
+public:
+    using Table::Table;
+
+    PinSeal Seal(const std::string& serial);
+    void SetSeal(const std::string& serial, const PinSeal& seal);  // also gives back all tries
+    // Counts one try and returns how many are left after it. kPinLocked when none was left.
+    int TakeTry(const std::string& serial);
+    void ResetTries(const std::string& serial);
+};
+
+}  // namespace softkey
+
+#endif
