@@ -1,6 +1,6 @@
 # What `cmake --install` and the packages lay down, by component:
 #   runtime      the library
-#   development  headers, CMake package, pkg-config file, man pages, examples
+#   development  headers, CMake package, pkg-config file, man pages, task pages, examples
 #   tools        the ukey command
 #   softkey      software key, its admin command, the sandbox
 # Included last, when every target is known.
@@ -39,10 +39,30 @@ install(FILES "${PROJECT_BINARY_DIR}/${package}.pc" DESTINATION "${pkgconfig_fol
 set(document_folder "${CMAKE_INSTALL_DATAROOTDIR}/doc")
 file(GLOB example_sources CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/examples/*.c"
      "${PROJECT_SOURCE_DIR}/examples/*.cpp")
-install(FILES ${example_sources} DESTINATION "${document_folder}/libkesta-unified-zrkukey-dev/examples"
+set(development_documents "${document_folder}/libkesta-unified-zrkukey-dev")
+install(FILES ${example_sources} DESTINATION "${development_documents}/examples" COMPONENT development)
+# The task pages, laid out so that their links lead to the examples and to one another; the README
+# is one for readers who have the packages and not the source tree.
+file(GLOB pages CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/docs/*.md")
+install(FILES ${pages} DESTINATION "${development_documents}/docs" COMPONENT development)
+install(FILES "${PROJECT_SOURCE_DIR}/packaging/debian/README.md" "${PROJECT_SOURCE_DIR}/CHANGELOG.md"
+              "${PROJECT_SOURCE_DIR}/SECURITY.md"
+        DESTINATION "${development_documents}" COMPONENT development)
+install(FILES "${PROJECT_SOURCE_DIR}/packaging/floor/README.md"
+        DESTINATION "${development_documents}/packaging/floor" COMPONENT development)
+file(RELATIVE_PATH to_include "${CMAKE_INSTALL_FULL_DATAROOTDIR}/doc/name" "${CMAKE_INSTALL_FULL_INCLUDEDIR}")
+install(CODE "file(CREATE_LINK \"${to_include}\"
+    \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${development_documents}/include\" SYMBOLIC)"
         COMPONENT development)
 
+option(KESTA_PACKAGES "Prepare Debian packages for cpack" OFF)
 if(KESTA_BUILD_TOOLS AND TARGET ukey)
+    # Below any prefix the command finds the library that it was installed with. Packages put that
+    # into the system's folder, where the loader looks by itself.
+    if(NOT KESTA_PACKAGES)
+        file(RELATIVE_PATH to_library "${CMAKE_INSTALL_FULL_BINDIR}" "${CMAKE_INSTALL_FULL_LIBDIR}")
+        set_target_properties(ukey PROPERTIES INSTALL_RPATH "\$ORIGIN/${to_library}")
+    endif()
     install(TARGETS ukey RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT tools)
     set(tool_files "${PROJECT_BINARY_DIR}/tool-files")
     add_custom_command(
@@ -81,7 +101,6 @@ if(KESTA_BUILD_SOFTKEY AND TARGET softkey_command)
             DESTINATION "${document_folder}/kesta-softkey" COMPONENT softkey)
 endif()
 
-option(KESTA_PACKAGES "Prepare Debian packages for cpack" OFF)
 if(KESTA_PACKAGES)
     include(KestaPackages)
 endif()

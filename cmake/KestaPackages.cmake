@@ -40,7 +40,7 @@ maker's token library, which the maker's own package installs.")
 kesta_package(development libkesta-unified-zrkukey-dev libdevel
     "libkesta-unified-zrkukey (= ${this_version})"
     "flat C interface to an SM2 USB security key (development)"
-    "Headers, CMake package, pkg-config file, manual pages and examples.")
+    "Headers, CMake package, pkg-config file, manual pages, task pages and examples.")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA "${documents}/triggers")
 
 # As the policy wants them; the same bytes each time.

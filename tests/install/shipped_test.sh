@@ -114,13 +114,38 @@ test_plainly_linked_program_does_not_pass_for_an_old_one() {
     expect_matches reason '__libc_start_main asks for GLIBC_2\.34, above GLIBC_2\.28' "$(<found)"
 }
 
-test_commands_look_for_libraries_in_the_system_alone() {
+run_paths() { readelf --dynamic --wide "$1" | sed -nE 's/.*\((RPATH|RUNPATH)\).*\[(.*)\]$/\2/p'; }
+
+test_commands_look_for_libraries_in_their_installation_and_the_system_alone() {
     install_everything
-    for name in ukey softkey; do
-        if readelf --dynamic --wide "prefix/bin/$name" | grep -E 'RPATH|RUNPATH'; then
-            fail "$name looks elsewhere"
-        fi
+    expect_equal "where ukey looks" "\$ORIGIN/../$libdir" "$(run_paths prefix/bin/ukey)"
+    expect_equal "where softkey looks" "" "$(run_paths prefix/bin/softkey)"
+}
+
+# Whatever prefix it is, and moved since; nothing in the environment helps.
+test_installed_commands_find_the_installed_library() {
+    local emulator=() said
+    need bwrap
+    [[ -z ${KESTA_EMULATOR:-} ]] || emulator=("$KESTA_EMULATOR")
+    install_everything
+    mkdir "a place"
+    mv prefix "a place/moved"
+    said=$(env -u LD_LIBRARY_PATH "$source_tree/tests/support/in-namespace" \
+        "a place/moved/$libdir/kesta-softkey" "$PWD" \
+        "${emulator[@]}" "a place/moved/bin/ukey" check-install) || fail "ukey: $said"
+    expect_matches "what ukey says" "can be listed" "$said"
+    said=$(env -u LD_LIBRARY_PATH "a place/moved/bin/ukey-sandbox" --log log --home key --print \
+        "${emulator[@]}" "a place/moved/bin/ukey" check-install 2>&1) || fail "in the sandbox: $said"
+    expect_matches "what is used" "library +$PWD/a place/moved/$libdir" "$said"
+}
+
+test_links_of_the_installed_pages_lead_somewhere() {
+    local pages=prefix/share/doc/libkesta-unified-zrkukey-dev name
+    install_everything
+    for name in enrol install-certificates sign decrypt events diagnose; do
+        [[ -s $pages/docs/$name.md ]] || fail "the page $name is missing"
     done
+    "$source_tree/tests/docs/check-links" "$pages" || fail "links are broken"
 }
 
 test_nothing_is_laid_down_at_the_makers_place() {
