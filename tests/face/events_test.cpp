@@ -1,6 +1,7 @@
 // Waiting for events and, above all, ceasing to.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 
 #include <chrono>
 #include <thread>
@@ -176,6 +177,43 @@ TEST_F(Events, second_wait_in_the_process_is_refused) {
     const auto result = library.Try().WaitForKeyEvent();
     ASSERT_FALSE(result.ok());
     EXPECT_EQ(result.failure().origin, Failure::Origin::kRefused);
+}
+
+TEST_F(Events, second_waiter_fails_at_once_with_a_reason) {
+    std::optional<EventWaiter> waiter(library);
+    const auto second = EventWaiter::Start(library);
+    ASSERT_FALSE(second.ok());
+    EXPECT_EQ(second.failure().kind(), Kind::kBusy);
+    EXPECT_THAT(second.failure().message, testing::HasSubstr("wait"));
+    EXPECT_THROW(EventWaiter(library, [](const Event&) {}), Error);
+    waiter.reset();
+    EXPECT_TRUE(EventWaiter::Start(library).ok());
+}
+
+bool Readable(int descriptor, int patience) {
+    pollfd entry{descriptor, POLLIN, 0};
+    return ::poll(&entry, 1, patience) == 1;
+}
+
+TEST_F(Events, descriptor_is_readable_while_events_wait) {
+    EventWaiter waiter(library);
+    EXPECT_FALSE(Readable(waiter.Descriptor(), 0));
+    Happen(KESTA_EVENT_ARRIVAL, "A");
+    Happen(KESTA_EVENT_REMOVAL, "A");
+    ASSERT_TRUE(Readable(waiter.Descriptor(), 30000));
+    ASSERT_TRUE(waiter.Next(seconds(30)));
+    ASSERT_TRUE(Readable(waiter.Descriptor(), 30000));
+    ASSERT_TRUE(waiter.Next(milliseconds(0)));
+    EXPECT_FALSE(Readable(waiter.Descriptor(), 0));
+}
+
+TEST_F(Events, descriptor_is_readable_while_a_failure_waits) {
+    stand_in().waitFailure = 0x5B72;
+    EventWaiter waiter(library);
+    ASSERT_TRUE(Readable(waiter.Descriptor(), 30000));
+    waiter.Stop();
+    EXPECT_TRUE(waiter.LastFailure());
+    EXPECT_FALSE(Readable(waiter.Descriptor(), 0));
 }
 
 TEST_F(Events, other_operations_run_while_one_waits) {

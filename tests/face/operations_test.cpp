@@ -40,8 +40,8 @@ TEST_P(Forwards, its_arguments_in_order) {
     EXPECT_EQ(stand_in().calls.back(), GetParam().call);
 }
 
-BatchSignature SomeBatch() {
-    BatchSignature batch;
+BatchArguments SomeBatch() {
+    BatchArguments batch;
     batch.flags = 1;
     batch.parameter2 = &batch;
     batch.parameter3 = 3;
@@ -187,7 +187,7 @@ TEST_F(Face, refusal_reaches_the_library_not_at_all) {
     const auto group = library.Try().GenerateCertRequest("SN", "CertType");
     const auto batch = library.Try().Batch_InitAndGenerateCertRequest("SN", true, "CertType");
     const auto nul = library.Try().SetLabel("SN", std::string("a\0b", 3));
-    BatchSignature list;
+    BatchArguments list;
     list.list = {"a||b"};
     const auto item = library.Try().Batch_Sign(list);
     for (const int code :
@@ -225,7 +225,7 @@ TEST_F(Face, lost_requests_are_a_failure) {
 
 TEST_F(Face, Batch_Sign_makes_room_for_a_list_of_one_text) {
     stand_in().text = "S1";
-    BatchSignature batch;
+    BatchArguments batch;
     batch.list = {"text"};
     EXPECT_THAT(library.Batch_Sign(batch), ElementsAre("S1"));
     EXPECT_THAT(Calls().back(), HasSubstr("text 0 4104"));

@@ -41,7 +41,7 @@ inline Output Of(const Result<Event>& result) {
 }
 
 inline Result<std::vector<std::string>> OneInBatch(const Library::Quiet& quiet) {
-    BatchSignature batch;
+    BatchArguments batch;
     batch.list = {"text"};
     return quiet.Batch_Sign(batch);
 }

@@ -145,7 +145,7 @@ void UseSignHash(SoftwareKey& k) {
 
 void UseBatchSign(SoftwareKey& k) {
     k.GetEnrolled();
-    kesta::BatchSignature batch;
+    kesta::BatchArguments batch;
     std::string name = k.serial;
     batch.parameter2 = name.data();
     batch.parameter3 = 2;

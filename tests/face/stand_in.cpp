@@ -36,6 +36,7 @@ void StandIn::Reset() {
     stops = 0;
     mostInside = 0;
     sleepMillis = 0;
+    asking = false;
     g_initFlag = false;
     G_LastError = 0;
 }
@@ -180,12 +181,15 @@ int ChangePin(const char* sn) {
     return Plain("ChangePin", sn);
 }
 int InitUKey(const char* sn) {
-    return g_initFlag ? Plain("InitUKey", sn) : KESTA_NOT_INITIALISED;
+    return __atomic_load_n(&g_initFlag, __ATOMIC_ACQUIRE) ? Plain("InitUKey", sn)
+                                                          : KESTA_NOT_INITIALISED;
 }
 int TestInitUKey(const char* sn, void* p) {
     return Plain("TestInitUKey", sn, static_cast<const void*>(p));
 }
 int VerifyPIN(const char* sn) {
+    const Turn person;
+    while (stand_in().asking) Sleep(1);
     return Plain("VerifyPIN", sn);
 }
 int TestVerifyAndCachePin(const char* sn, void* p) {

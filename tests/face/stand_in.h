@@ -43,6 +43,7 @@ struct StandIn {
     std::atomic<int> inside{0};
     std::atomic<int> mostInside{0};
     std::atomic<int> sleepMillis{0};
+    std::atomic<bool> asking{false};  // VerifyPIN returns when this is no longer so
 
     void Reset();
 };

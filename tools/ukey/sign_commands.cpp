@@ -75,8 +75,8 @@ std::vector<std::string> ListOf(const SignWish& wish) {
 
 // Where a warning is given, the key shows it once and its button stands for all texts. The call
 // wants the first text beside the list then.
-kesta::BatchSignature BatchOf(const SignWish& wish, std::string& warning) {
-    kesta::BatchSignature batch;
+kesta::BatchArguments BatchOf(const SignWish& wish, std::string& warning) {
+    kesta::BatchArguments batch;
     batch.list = ListOf(wish);
     if (batch.list.empty()) throw UsageError("there is nothing to sign");
     batch.data = batch.list.front();
@@ -91,7 +91,7 @@ kesta::BatchSignature BatchOf(const SignWish& wish, std::string& warning) {
 
 Exit BatchSign(Session& session, const SignWish& wish) {
     std::string warning = wish.warning;
-    kesta::BatchSignature batch = BatchOf(wish, warning);
+    kesta::BatchArguments batch = BatchOf(wish, warning);
     std::string serial = session.Serial();
     batch.parameter2 = serial.data();
     VerifyFirst(session, wish.pin, serial);

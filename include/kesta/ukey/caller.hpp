@@ -1,5 +1,5 @@
 // One call of the library, with everything that must not go wrong around it: the inputs' checks,
-// the lock, exceptions, the output buffer and what the library says about its length.
+// the turn, exceptions, the output buffer and what the library says about its length.
 //
 // Lengths come from the token in the end, and a token may say anything. Therefore texts end at
 // their NUL inside the buffer that was offered, whatever length is reported; sizes are taken from
@@ -12,7 +12,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
-#include <mutex>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -21,6 +20,7 @@
 #include "kesta/ukey/checks.hpp"
 #include "kesta/ukey/failure.hpp"
 #include "kesta/ukey/functions.hpp"
+#include "kesta/ukey/turns.hpp"
 
 namespace kesta {
 
@@ -28,18 +28,29 @@ using Bytes = std::vector<unsigned char>;
 
 class Caller {
 public:
-    explicit Caller(const Functions& functions) : functions_(functions) {}
+    explicit Caller(const Functions& functions, const Patience& patience = {})
+        : functions_(functions), patience_(patience) {}
 
     const Functions& functions() const { return functions_; }
+    const Patience& patience() const { return patience_; }
 
     // A function without output. Texts among the arguments are checked and handed on as C texts.
     template <class Function, class... Arguments>
     Result<void> Run(const char* operation, Function* function,
                      const Arguments&... arguments) const {
         if (auto reason = Reject(arguments...)) return Refusal(operation, *reason);
-        const Outcome outcome = Call(function, Raw(arguments)...);
-        if (outcome.Failed()) return Describe(operation, outcome);
-        return Nothing{};
+        const Turn turn(patience_);
+        if (!turn.Granted()) return Busy(operation);
+        return RunInTurn(operation, function, Raw(arguments)...);
+    }
+
+    // A function that asks no token: it waits for nobody's turn. It might bind the token library,
+    // which is done in a turn, and not at all where somebody has that turn.
+    template <class Function, class... Arguments>
+    Result<void> RunBeside(const char* operation, Function* function,
+                           const Arguments&... arguments) const {
+        InitialiseQuietly();
+        return RunInTurn(operation, function, Raw(arguments)...);
     }
 
     // A text whose size has a fixed bound. One call, no probe: the token is asked once.
@@ -47,14 +58,17 @@ public:
     Result<std::string> BoundedText(const char* operation, Function* function, std::size_t bound,
                                     const Arguments&... arguments) const {
         if (auto reason = Reject(arguments...)) return Refusal(operation, *reason);
-        std::string text(bound + kMargin, '\0');
-        auto length = static_cast<Length>(bound);
-        const Outcome outcome = Call(function, Raw(arguments)..., text.data(), &length);
-        if (outcome.code == KESTA_BUFFER_TOO_SMALL && !outcome.raised) {
-            return FalseLength(operation, static_cast<unsigned>(length), bound);
-        }
-        if (outcome.Failed()) return Describe(operation, outcome);
-        return Cut(operation, std::move(text), bound);
+        const Turn turn(patience_);
+        if (!turn.Granted()) return Busy(operation);
+        return TextInTurn<Length>(operation, function, bound, Raw(arguments)...);
+    }
+
+    // The same of a function that asks no token; see RunBeside.
+    template <class Length, class Function, class... Arguments>
+    Result<std::string> TextBeside(const char* operation, Function* function, std::size_t bound,
+                                   const Arguments&... arguments) const {
+        InitialiseQuietly();
+        return TextInTurn<Length>(operation, function, bound, Raw(arguments)...);
     }
 
     struct Probe {
@@ -68,6 +82,8 @@ public:
     Result<std::string> ProbedText(const char* operation, Function* function, const Probe& probe,
                                    const Arguments&... arguments) const {
         if (auto reason = Reject(arguments...)) return Refusal(operation, *reason);
+        const Turn turn(patience_);
+        if (!turn.Granted()) return Busy(operation);
         unsigned length = 0;
         Outcome outcome = Call(function, Raw(arguments)..., nullptr, &length);
         if (outcome.Failed()) return Describe(operation, outcome);
@@ -89,6 +105,8 @@ public:
     Result<Bytes> Record(const char* operation, Function* function, std::size_t bound,
                          const Arguments&... arguments) const {
         if (auto reason = Reject(arguments...)) return Refusal(operation, *reason);
+        const Turn turn(patience_);
+        if (!turn.Granted()) return Busy(operation);
         Bytes record(bound + kMargin);
         auto length = static_cast<unsigned>(bound);
         const Outcome outcome = Call(function, Raw(arguments)..., record.data(), &length);
@@ -107,14 +125,12 @@ public:
     Result<std::string> RequestText(const char* operation, Function* function,
                                     const Arguments&... arguments) const {
         if (auto reason = Reject(arguments...)) return Refusal(operation, *reason);
-        // Nobody else of this program may come between: the library keeps one text only.
-        std::unique_lock<std::mutex> lock(Mutex());
+        // Nobody else of this program comes between: the library keeps one text only.
+        const Turn turn(patience_);
+        if (!turn.Granted()) return Busy(operation);
         int length = 0;
-        Outcome outcome = CallUnlocked(function, Raw(arguments)..., nullptr, &length);
-        if (outcome.Failed()) {
-            lock.unlock();  // the message is a call too
-            return Describe(operation, outcome);
-        }
+        Outcome outcome = Call(function, Raw(arguments)..., nullptr, &length);
+        if (outcome.Failed()) return Describe(operation, outcome);
         if (length < 1 || static_cast<std::size_t>(length) > kLongestRequests) {
             return FalseLength(operation, static_cast<unsigned>(length), kLongestRequests);
         }
@@ -122,8 +138,7 @@ public:
         const auto bound = static_cast<std::size_t>(length);
         std::string text(bound + kMargin, '\0');
         text[0] = kUntouched;
-        outcome = CallUnlocked(function, Raw(arguments)..., text.data(), &length);
-        lock.unlock();
+        outcome = Call(function, Raw(arguments)..., text.data(), &length);
         if (text[0] != kUntouched) return Cut(operation, std::move(text), bound);
         if (!outcome.Failed()) return FalseLength(operation, static_cast<unsigned>(length), bound);
         return Describe(operation, outcome);
@@ -137,18 +152,17 @@ public:
         return {code, operation, reason, Failure::Origin::kAnswer};
     }
 
+    static Failure Busy(const char* operation) {
+        return {KESTA_BAD_ARGUMENT, operation, Say(Sentence::kBusy), Failure::Origin::kRefused,
+                Kind::kBusy};
+    }
+
     // The text of any code: the face's own for the library's codes, else the token library's.
     std::string Message(int code) const {
         std::string own = OwnMessage(code);
         if (!own.empty()) return own;
-        // The buffer is far larger than the probe's 200, so that the call does not fail and store
-        // a code over the one that is being explained.
-        std::string text(kLongestMessage + kMargin, '\0');
-        auto length = static_cast<int>(kLongestMessage);
-        const Outcome outcome = Call(functions_.GetErrorMsg, code, text.data(), &length);
-        text.resize(std::strlen(text.c_str()));
-        if (outcome.Failed() || text.empty()) return "the token library gives no text for this";
-        return text;
+        const Turn turn(patience_);
+        return turn.Granted() ? MessageInTurn(code) : Say(Sentence::kNoText);
     }
 
     struct Outcome {
@@ -157,15 +171,15 @@ public:
         bool Failed() const { return raised || code != KESTA_OK; }
     };
 
-    // For functions that do not bind the token library themselves, or not under a lock.
+    // For functions that do not bind the token library themselves, or not in a turn.
     Result<void> EnsureInitialised() const {
         if (__atomic_load_n(functions_.initFlag, __ATOMIC_ACQUIRE)) return Nothing{};
         return Run("Initialize", functions_.Initialize);
     }
 
-    // For the wait for events, which is built to run beside other calls.
+    // The bare call. What comes out of the library as an exception is told as one.
     template <class Function, class... Arguments>
-    static Outcome CallUnlocked(Function* function, Arguments... arguments) {
+    static Outcome Call(Function* function, Arguments... arguments) {
         try {
             return {function(arguments...), false};
         }
@@ -179,18 +193,21 @@ public:
         }
     }
 
-    template <class Function, class... Arguments>
-    static Outcome Call(Function* function, Arguments... arguments) {
-        const std::lock_guard<std::mutex> lock(Mutex());
-        return CallUnlocked(function, arguments...);
-    }
-
+    // To be called in the turn of the operation: the message is a call too.
     Failure Describe(const char* operation, const Outcome& outcome) const {
         if (outcome.raised) {
-            return {KESTA_BAD_ARGUMENT, operation, "the library raised a C++ exception",
-                    Failure::Origin::kLibrary};
+            return {KESTA_BAD_ARGUMENT, operation, Say(Sentence::kRaised),
+                    Failure::Origin::kLibrary, Kind::kFailed};
         }
-        return {outcome.code, operation, Message(outcome.code), Failure::Origin::kLibrary};
+        std::string own = OwnMessage(outcome.code);
+        return {outcome.code, operation, own.empty() ? MessageInTurn(outcome.code) : own,
+                Failure::Origin::kLibrary};
+    }
+
+    // The same outside a turn.
+    Failure DescribeLate(const char* operation, const Outcome& outcome) const {
+        const Turn turn({});
+        return Describe(operation, outcome);
     }
 
 private:
@@ -200,10 +217,42 @@ private:
     // Some hundred thousand requests: what exceeds this is no length of theirs.
     static constexpr std::size_t kLongestRequests = std::size_t{64} << 20U;
 
-    // The library has no lock and wants one call at a time.
-    static std::mutex& Mutex() {
-        static std::mutex mutex;
-        return mutex;
+    template <class Function, class... Arguments>
+    Result<void> RunInTurn(const char* operation, Function* function,
+                           Arguments... arguments) const {
+        const Outcome outcome = Call(function, arguments...);
+        if (outcome.Failed()) return Describe(operation, outcome);
+        return Nothing{};
+    }
+
+    template <class Length, class Function, class... Arguments>
+    Result<std::string> TextInTurn(const char* operation, Function* function, std::size_t bound,
+                                   Arguments... arguments) const {
+        std::string text(bound + kMargin, '\0');
+        auto length = static_cast<Length>(bound);
+        const Outcome outcome = Call(function, arguments..., text.data(), &length);
+        if (outcome.code == KESTA_BUFFER_TOO_SMALL && !outcome.raised) {
+            return FalseLength(operation, static_cast<unsigned>(length), bound);
+        }
+        if (outcome.Failed()) return Describe(operation, outcome);
+        return Cut(operation, std::move(text), bound);
+    }
+
+    std::string MessageInTurn(int code) const {
+        // The buffer is far larger than the probe's 200, so that the call does not fail and store
+        // a code over the one that is being explained.
+        std::string text(kLongestMessage + kMargin, '\0');
+        auto length = static_cast<int>(kLongestMessage);
+        const Outcome outcome = Call(functions_.GetErrorMsg, code, text.data(), &length);
+        text.resize(std::strlen(text.c_str()));
+        if (outcome.Failed() || text.empty()) return Say(Sentence::kNoText);
+        return text;
+    }
+
+    void InitialiseQuietly() const {
+        if (__atomic_load_n(functions_.initFlag, __ATOMIC_ACQUIRE)) return;
+        const Turn turn(std::chrono::milliseconds(0));
+        if (turn.Granted()) static_cast<void>(Call(functions_.Initialize));
     }
 
     static const char* Raw(const std::string& text) {
@@ -244,18 +293,17 @@ private:
 
     static Failure FalseLength(const char* operation, unsigned length, std::size_t bound) {
         return WrongAnswer(operation, KESTA_BUFFER_TOO_SMALL,
-                           "the token library reports " + std::to_string(length) + " bytes where " +
-                               (length == 0 ? "1 to " : "at most ") + std::to_string(bound) +
-                               " are possible");
+                           Say(length == 0 ? Sentence::kFalseLengthOfSome : Sentence::kFalseLength,
+                               {std::to_string(length), std::to_string(bound)}));
     }
 
     static Failure Overwritten(const char* operation, std::size_t bound) {
-        return WrongAnswer(
-            operation, KESTA_BUFFER_TOO_SMALL,
-            "the token library wrote beyond a buffer of " + std::to_string(bound) + " bytes");
+        return WrongAnswer(operation, KESTA_BUFFER_TOO_SMALL,
+                           Say(Sentence::kOverrun, {std::to_string(bound)}));
     }
 
     Functions functions_;
+    Patience patience_;
 };
 
 }  // namespace kesta

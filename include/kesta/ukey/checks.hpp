@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "kesta/places.h"
+#include "kesta/ukey/sentences.hpp"
 
 namespace kesta {
 namespace checks {
@@ -21,8 +22,8 @@ using Reason = std::optional<std::string>;
 constexpr std::size_t kLongestText = 0x7fffffff / 2 - 4096;
 
 inline Reason Text(const std::string& text) {
-    if (text.find('\0') != std::string::npos) return "a text holds a NUL byte";
-    if (text.size() > kLongestText) return "a text is longer than 1 GiB";
+    if (text.find('\0') != std::string::npos) return Say(Sentence::kNulByte);
+    if (text.size() > kLongestText) return Say(Sentence::kTextTooLong);
     return std::nullopt;
 }
 
@@ -41,8 +42,7 @@ inline Reason KeyText(std::string_view keyText) {
     const bool header = clean.find(places::kKeyHeader) != std::string::npos;
     const std::size_t body = clean.size() - (header ? places::kKeyHeader.size() : 0);
     if (body <= limits::kKeyBuffer) return std::nullopt;
-    return "the escrowed key has " + std::to_string(body) + " characters where at most " +
-           std::to_string(limits::kKeyBuffer) + " fit";
+    return Say(Sentence::kKeyTooLong, {std::to_string(body), std::to_string(limits::kKeyBuffer)});
 }
 
 // The same for each key text of a bundle, found in it as the library finds it.
@@ -99,7 +99,7 @@ inline Reason RequestInfo(std::string_view text) {
     while (!text.empty()) {
         const std::size_t bar = text.find('|');
         if (EndsAfterName(text.substr(0, bar))) {
-            return "a group of the request information ends right after a name";
+            return Say(Sentence::kGroupEndsAfterName);
         }
         if (bar == std::string_view::npos) break;
         text.remove_prefix(bar + 1);
@@ -109,9 +109,9 @@ inline Reason RequestInfo(std::string_view text) {
 
 // A text in a list that is joined by "||".
 inline Reason ListItem(std::string_view item) {
-    if (item.empty()) return "a text of the list is empty";
+    if (item.empty()) return Say(Sentence::kEmptyItem);
     if (item.find("||") != std::string_view::npos || item.front() == '|' || item.back() == '|') {
-        return "a text of the list holds \"||\", or begins or ends with \"|\"";
+        return Say(Sentence::kItemSeparator);
     }
     return std::nullopt;
 }

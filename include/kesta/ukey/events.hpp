@@ -2,11 +2,17 @@
 #ifndef KESTA_UKEY_EVENTS_HPP
 #define KESTA_UKEY_EVENTS_HPP
 
+#include <sys/eventfd.h>
+#include <unistd.h>
+
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <condition_variable>
+#include <cstdint>
 #include <deque>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -49,21 +55,26 @@ private:
     const bool mine_;
 };
 
+inline Failure WaitInProgress(const char* operation) {
+    return {KESTA_BAD_ARGUMENT, operation, Say(Sentence::kWaitInProgress),
+            Failure::Origin::kRefused, Kind::kBusy};
+}
+
+inline constexpr const char* kWaitName = "WaitForKeyEvent";
+
+// For who holds the one wait.
 inline Result<Event> WaitOnce(const Caller& caller) {
-    constexpr auto kName = "WaitForKeyEvent";
-    const OneWait turn;
-    if (!turn.Granted()) return Caller::Refusal(kName, "another wait is in progress");
     // A wait needs the token library for nothing, but would bind it beside other threads.
     static_cast<void>(caller.EnsureInitialised().ok());
     unsigned kind = 0;
     unsigned length = 0;
     char mediaId[64] = {};  // 17 bytes are used
-    const auto outcome = Caller::CallUnlocked(caller.functions().WaitForKeyEvent, &kind,
-                                              static_cast<char*>(mediaId), &length);
+    const auto outcome = Caller::Call(caller.functions().WaitForKeyEvent, &kind,
+                                      static_cast<char*>(mediaId), &length);
     mediaId[sizeof mediaId - 1] = '\0';
     // A wait that could not begin writes no kind; an arrived key that cannot be read does.
     if (outcome.raised || (outcome.code != KESTA_OK && kind == 0)) {
-        return caller.Describe(kName, outcome);
+        return caller.DescribeLate(kWaitName, outcome);
     }
     Event event;
     event.kind = kind <= KESTA_EVENT_STOPPED ? static_cast<Event::Kind>(kind) : Event::Kind::kOther;
@@ -72,8 +83,37 @@ inline Result<Event> WaitOnce(const Caller& caller) {
     return event;
 }
 
+// A descriptor that is readable while there is something to fetch.
+class ReadyDescriptor {
+public:
+    ReadyDescriptor() : descriptor_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
+    ReadyDescriptor(const ReadyDescriptor&) = delete;
+    ReadyDescriptor& operator=(const ReadyDescriptor&) = delete;
+    ~ReadyDescriptor() {
+        if (descriptor_ >= 0) ::close(descriptor_);
+    }
+
+    int Number() const { return descriptor_; }
+    void Set(bool ready) {
+        if (ready == ready_ || descriptor_ < 0) return;
+        ready_ = ready;
+        std::uint64_t count = 1;
+        // Neither can fail on a counter that is 0 or 1.
+        if (ready) {
+            static_cast<void>(!::write(descriptor_, &count, sizeof count));
+        } else {
+            static_cast<void>(!::read(descriptor_, &count, sizeof count));
+        }
+    }
+
+private:
+    const int descriptor_;
+    bool ready_ = false;
+};
+
 // Waits on a thread of its own until it is stopped or destroyed. Events go to a callback, or wait
-// in a queue for Next. A failing wait is reported and tried again.
+// in a queue for Next. A failing wait is reported and tried again. While there is a waiter, another
+// one cannot be made: its constructor throws Error of Kind::kBusy, its Start answers the failure.
 class EventWaiter {
 public:
     using OnEvent = std::function<void(const Event&)>;
@@ -90,6 +130,17 @@ public:
     template <class Library>
     EventWaiter(const Library& library, OnEvent onEvent, OnFailure onFailure = nullptr)
         : EventWaiter(library.functions(), std::move(onEvent), std::move(onFailure)) {}
+
+    // Either form without an exception.
+    template <class Library, class... Callbacks>
+    static Result<std::unique_ptr<EventWaiter>> Start(const Library& library,
+                                                      Callbacks&&... callbacks) {
+        try {
+            return std::make_unique<EventWaiter>(library, std::forward<Callbacks>(callbacks)...);
+        } catch (const Error& error) {
+            return error.failure();
+        }
+    }
 
     EventWaiter(const EventWaiter&) = delete;
     EventWaiter& operator=(const EventWaiter&) = delete;
@@ -109,7 +160,7 @@ public:
         // A stop that comes before the wait has begun its loop is lost.
         while (!done_) {
             lock.unlock();
-            static_cast<void>(Caller::CallUnlocked(caller_.functions().StopDetectUKey));
+            static_cast<void>(Caller::Call(caller_.functions().StopDetectUKey));
             lock.lock();
             changed_.wait_for(lock, kStopInterval, [this] { return done_; });
         }
@@ -123,13 +174,20 @@ public:
         if (queue_.empty()) return std::nullopt;
         Event event = std::move(queue_.front());
         queue_.pop_front();
+        Signal();
         return event;
     }
 
     std::optional<Failure> LastFailure() {
         const std::lock_guard<std::mutex> lock(mutex_);
-        return std::exchange(failure_, std::nullopt);
+        auto failure = std::exchange(failure_, std::nullopt);
+        Signal();
+        return failure;
     }
+
+    // For the loops of Qt, GLib and epoll: the queue form's descriptor is readable while Next has
+    // an event, or LastFailure a failure, without waiting. It is the waiter's: only poll it.
+    int Descriptor() const { return descriptor_.Number(); }
 
 private:
     static constexpr std::chrono::milliseconds kStopInterval{5};
@@ -137,6 +195,7 @@ private:
 
     EventWaiter(const Functions& functions, OnEvent onEvent, OnFailure onFailure)
         : caller_(functions), onEvent_(std::move(onEvent)), onFailure_(std::move(onFailure)) {
+        if (!turn_.Granted()) throw Error(WaitInProgress("EventWaiter"));
         const std::lock_guard<std::mutex> lock(mutex_);  // thread_ is set before it is compared
         thread_ = std::thread([this] { Loop(); });
     }
@@ -164,6 +223,7 @@ private:
         if (onEvent_) return onEvent_(event);
         const std::lock_guard<std::mutex> lock(mutex_);
         queue_.push_back(event);
+        Signal();
         changed_.notify_all();
     }
 
@@ -171,10 +231,15 @@ private:
     void Report(const Failure& failure) {
         if (onFailure_) onFailure_(failure);
         std::unique_lock<std::mutex> lock(mutex_);
-        failure_ = failure;
+        if (!onFailure_) failure_ = failure;
+        Signal();
         changed_.wait_for(lock, kRetryInterval, [this] { return stopping_; });
     }
 
+    // Under the lock.
+    void Signal() { descriptor_.Set(!queue_.empty() || failure_.has_value()); }
+
+    const OneWait turn_;
     Caller caller_;
     OnEvent onEvent_;
     OnFailure onFailure_;
@@ -182,6 +247,7 @@ private:
     std::condition_variable changed_;
     std::deque<Event> queue_;
     std::optional<Failure> failure_;
+    ReadyDescriptor descriptor_;
     bool stopping_ = false;
     bool done_ = false;
     std::thread thread_;

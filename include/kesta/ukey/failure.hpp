@@ -11,6 +11,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "kesta/ukey/codes.hpp"
 #include "kesta_unified_zrkukey.h"
 
 namespace kesta {
@@ -22,26 +23,6 @@ inline std::string CodeText(int code) {
     char text[16];
     std::snprintf(text, sizeof text, "0x%08X", static_cast<unsigned>(code));
     return text;
-}
-
-// The face's own sentence for a code of the library's; empty for any other code.
-inline std::string OwnMessage(int code) {
-    switch (code) {
-        case KESTA_OK:
-            return "success";
-        case KESTA_NOT_BOUND:
-            return "the token library is missing or incomplete";
-        case KESTA_NOT_INITIALISED:
-            return "the library is not initialised";
-        case KESTA_UNSUPPORTED:
-            return "not supported by this library";
-        case KESTA_BAD_ARGUMENT:
-            return "an argument is missing, malformed or out of range";
-        case KESTA_BUFFER_TOO_SMALL:
-            return "the output buffer is too small";
-        default:
-            return {};
-    }
 }
 
 struct Failure {
@@ -56,7 +37,9 @@ struct Failure {
     std::string operation;  // the name of the function, or "Load"
     std::string message;    // one sentence without a full stop
     Origin origin = Origin::kLibrary;
+    std::optional<Kind> known{};  // where the face itself knows better than the table
 
+    Kind kind() const { return known ? *known : CodeTable::InUse()->KindOf(code); }
     std::string Text() const { return operation + ": " + message + " (" + CodeText(code) + ")"; }
 };
 
@@ -66,6 +49,7 @@ public:
         : std::runtime_error(failure.Text()), failure_(std::move(failure)) {}
 
     int code() const noexcept { return failure_.code; }
+    Kind kind() const { return failure_.kind(); }
     const std::string& operation() const noexcept { return failure_.operation; }
     const std::string& message() const noexcept { return failure_.message; }
     const Failure& failure() const noexcept { return failure_; }

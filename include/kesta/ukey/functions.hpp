@@ -83,11 +83,12 @@ struct Functions {
         Functions table;
 #define KESTA_UKEY_LOOK_UP(name)                                               \
     table.name = reinterpret_cast<decltype(&::name)>(::dlsym(library, #name)); \
-    if (table.name == nullptr) return LoadFailure(file + " has no function " #name);
+    if (table.name == nullptr) return LoadFailure(Say(Sentence::kNoFunction, {file, #name}));
         KESTA_UKEY_FUNCTIONS(KESTA_UKEY_LOOK_UP)
 #undef KESTA_UKEY_LOOK_UP
         table.initFlag = static_cast<const bool*>(::dlsym(library, "g_initFlag"));
-        if (table.initFlag == nullptr) return LoadFailure(file + " has no variable g_initFlag");
+        if (table.initFlag == nullptr)
+            return LoadFailure(Say(Sentence::kNoVariable, {file, "g_initFlag"}));
         return table;
     }
 

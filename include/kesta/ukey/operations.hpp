@@ -43,8 +43,8 @@ struct Returning {
 };
 
 // The thirteen arguments of Batch_Sign without its output. The untyped ones are handed on as they
-// are; their meaning is the token library's.
-struct BatchSignature {
+// are; their meaning is the token library's. BatchSignature in key.hpp is easier to use.
+struct BatchArguments {
     unsigned flags = 0;
     void* parameter2 = nullptr;
     int parameter3 = 0;
@@ -65,7 +65,8 @@ public:
     using Answer = typename Form::template Answer<T>;
     using Text = std::string;
 
-    explicit Operations(const Functions& functions) : caller_(functions) {}
+    explicit Operations(const Functions& functions, const Patience& patience = {})
+        : caller_(functions, patience) {}
 
     // ---- Frame and errors
 
@@ -82,24 +83,25 @@ public:
         return Form::Give(caller_.BoundedText<int>("GetErrorMsg", F().GetErrorMsg, 4096, code));
     }
     Text Message(int code) const { return caller_.Message(code); }
+    const Patience& patience() const { return caller_.patience(); }
 
     // ---- Identity
 
     Answer<Text> GetDriverVersion() const {
-        return Bounded<unsigned>("GetDriverVersion", F().GetDriverVersion, 64);
+        return Beside<unsigned>("GetDriverVersion", F().GetDriverVersion, 64);
     }
     Answer<Text> GetDllVersion() const {
-        return Bounded<unsigned>("GetDllVersion", F().GetDllVersion, 64);
+        return Beside<unsigned>("GetDllVersion", F().GetDllVersion, 64);
     }
     Answer<Text> GetVidAndPid() const {
-        return Bounded<unsigned>("GetVidAndPid", F().GetVidAndPid, 64);
+        return Beside<unsigned>("GetVidAndPid", F().GetVidAndPid, 64);
     }
     Answer<Text> GetPrintNumber() const {
         return Bounded<unsigned>("GetPrintNumber", F().GetPrintNumber, limits::kSerialBuffer);
     }
     // language: 0 or 1 Chinese, 2 English.
     Answer<Text> GetVendorInfo(int language) const {
-        return Bounded<unsigned>("GetVendorInfo", F().GetVendorInfo, 256, language);
+        return Beside<unsigned>("GetVendorInfo", F().GetVendorInfo, 256, language);
     }
 
     // ---- PIN and initialisation
@@ -147,9 +149,15 @@ public:
         return Run("DelCertAndTempKey", F().DelCertAndTempKey, serial, first, second);
     }
     // Obsolete: the three always fail with KESTA_UNSUPPORTED.
-    Answer<void> RegisterCert() const { return Run("RegisterCert", F().RegisterCert); }
-    Answer<void> UnregisterCert() const { return Run("UnregisterCert", F().UnregisterCert); }
-    Answer<void> RepairDriver() const { return Run("RepairDriver", F().RepairDriver); }
+    Answer<void> RegisterCert() const {
+        return Form::Give(caller_.RunBeside("RegisterCert", F().RegisterCert));
+    }
+    Answer<void> UnregisterCert() const {
+        return Form::Give(caller_.RunBeside("UnregisterCert", F().UnregisterCert));
+    }
+    Answer<void> RepairDriver() const {
+        return Form::Give(caller_.RunBeside("RepairDriver", F().RepairDriver));
+    }
 
     // ---- Signing and decryption. The options are the token library's.
 
@@ -162,7 +170,7 @@ public:
         return Probed("SignHash", F().SignHash, Room(hash), serial, option1, option2, hash,
                       option3);
     }
-    Answer<std::vector<Text>> Batch_Sign(const BatchSignature& batch) const {
+    Answer<std::vector<Text>> Batch_Sign(const BatchArguments& batch) const {
         return Form::Give(BatchSign(batch));
     }
     // A plain text that holds a NUL byte cannot pass through the library whole: a Failure.
@@ -175,8 +183,8 @@ public:
         if (plain.ok() && reported > plain.value().size() + 1) {
             plain = Caller::WrongAnswer(
                 "AsymDec", KESTA_UNSUPPORTED,
-                "the plain text is reported with " + std::to_string(reported) +
-                    " bytes but ends at a NUL after " + std::to_string(plain.value().size()));
+                Say(Sentence::kPlainCut,
+                    {std::to_string(reported), std::to_string(plain.value().size())}));
         }
         return Form::Give(std::move(plain));
     }
@@ -239,7 +247,8 @@ public:
     // ---- Installation check
 
     Answer<void> CheckDriverIntegrity(int mode = 1) const {
-        return Run("CheckDriverIntegrity", F().CheckDriverIntegrity, mode);
+        return Form::Give(
+            caller_.RunBeside("CheckDriverIntegrity", F().CheckDriverIntegrity, mode));
     }
 
 protected:
@@ -270,6 +279,12 @@ private:
         return Form::Give(caller_.BoundedText<Length>(operation, function, bound, arguments...));
     }
 
+    template <class Length, class Function, class... Arguments>
+    Answer<Text> Beside(const char* operation, Function* function, std::size_t bound,
+                        const Arguments&... arguments) const {
+        return Form::Give(caller_.TextBeside<Length>(operation, function, bound, arguments...));
+    }
+
     template <class Function, class... Arguments>
     Answer<Text> Probed(const char* operation, Function* function, std::size_t most,
                         const Arguments&... arguments) const {
@@ -289,7 +304,7 @@ private:
         return Form::Give(Result<std::vector<Text>>(SplitList(joined.value())));
     }
 
-    Result<std::vector<Text>> BatchSign(const BatchSignature& batch) const {
+    Result<std::vector<Text>> BatchSign(const BatchArguments& batch) const {
         constexpr auto kName = "Batch_Sign";
         for (const Text& item : batch.list) {
             if (auto reason = checks::ListItem(item)) return Caller::Refusal(kName, *reason);
@@ -301,7 +316,7 @@ private:
         // The library's own answer leaves a list of one text out.
         const std::uint64_t data = batch.data ? batch.data->size() + 2048 : 0;
         const std::uint64_t room = 2 * (data + batch.list.size() * (list.size() + 2048));
-        if (room > 0x7fffffff) return Caller::Refusal(kName, "the list is too long for one call");
+        if (room > 0x7fffffff) return Caller::Refusal(kName, Say(Sentence::kListTooLong));
         auto joined = caller_.ProbedText(
             kName, F().Batch_Sign, {room, room, nullptr}, batch.flags, batch.parameter2,
             batch.parameter3, batch.parameter4, batch.data ? batch.data->c_str() : nullptr,

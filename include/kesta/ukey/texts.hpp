@@ -11,11 +11,31 @@
 
 namespace kesta {
 
+// What selects a certificate, a key pair and a hash, by the numbers that are usual. They are the
+// token library's: another one of its numbers is written KeyType{7}.
+enum class CertType : int { kAny = 0, kSigning = 1, kEncryption = 3 };
+enum class KeyType : int { kAny = 0, kRsa = 1, kSm2 = 2 };
+enum class HashType : int { kUsual = 0, kSha1 = 1, kSha256 = 2, kSm3 = 3 };
+
+// How a hash is written that is to be signed.
+enum class HashForm : int { kAny = 0, kHexadecimal = 1, kBase64 = 2 };
+
+template <class Selector>
+constexpr int NumberOf(Selector selector) {
+    return static_cast<int>(selector);
+}
+
 // One certificate request. What the digits mean is the token library's to say.
 struct RequestGroup {
     int certType = 0;
     int keyType = 0;
     int hashType = 0;
+
+    constexpr RequestGroup() = default;
+    constexpr RequestGroup(int cert, int key, int hash)
+        : certType(cert), keyType(key), hashType(hash) {}
+    constexpr RequestGroup(CertType cert, KeyType key, HashType hash)
+        : certType(NumberOf(cert)), keyType(NumberOf(key)), hashType(NumberOf(hash)) {}
 };
 
 inline std::string RequestInfo(const std::vector<RequestGroup>& groups) {
@@ -24,10 +44,9 @@ inline std::string RequestInfo(const std::vector<RequestGroup>& groups) {
         if (!text.empty()) text += '|';
         const auto item = [&text](const char* name, int value) {
             if (value < 0 || value > 9) {
-                throw Error(
-                    {KESTA_BAD_ARGUMENT, "RequestInfo",
-                     std::string(name) + " is " + std::to_string(value) + ", it takes one digit",
-                     Failure::Origin::kRefused});
+                throw Error({KESTA_BAD_ARGUMENT, "RequestInfo",
+                             Say(Sentence::kOneDigit, {name, std::to_string(value)}),
+                             Failure::Origin::kRefused});
             }
             text += std::string(name) + "(" + std::to_string(value) + ")";
         };
@@ -58,8 +77,7 @@ private:
                        const std::vector<std::string>& contents) {
         for (const std::string& content : contents) {
             if (content.find_first_of("|)") != std::string::npos) {
-                throw Error({KESTA_BAD_ARGUMENT, "Bundle",
-                             std::string(name) + " holds \"|\" or \")\"",
+                throw Error({KESTA_BAD_ARGUMENT, "Bundle", Say(Sentence::kSectionCharacter, {name}),
                              Failure::Origin::kRefused});
             }
             if (!text.empty()) text += '|';
