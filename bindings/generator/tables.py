@@ -90,3 +90,11 @@ def example(table: Dict[str, Any]) -> str:
     rows = ",\n        ".join(json.dumps(row) for row in table["softkey"]["codes"])
     record = json.dumps(table["softkey"]["pinRecord"])
     return f'{{\n    "codes": [\n        {rows}\n    ],\n    "pinRecord": {record}\n}}\n'
+
+
+def page(text: str, table: Dict[str, Any]) -> str:
+    """docs/codes.md with the table of kinds."""
+    begin, end = "<!-- kinds -->\n", "<!-- end of kinds -->"
+    rows = "| kind | what happened | exit status of `ukey` |\n| --- | --- | --- |\n"
+    rows += "".join(f'| `{k["name"]}` | {k["en"]} | {k["exit"]} |\n' for k in table["kinds"])
+    return text[:text.index(begin)] + begin + rows + text[text.index(end):]

@@ -83,6 +83,7 @@ void Record(const char* name, const Arguments&... arguments) {
 template <class... Arguments>
 int Plain(const char* name, const Arguments&... arguments) {
     const Turn turn;
+    while (stand_in().asking && name == std::string("VerifyPIN")) Sleep(1);
     Record(name, arguments...);
     if (stand_in().raise) throw std::length_error("from inside");
     return G_LastError = stand_in().code;
@@ -188,8 +189,6 @@ int TestInitUKey(const char* sn, void* p) {
     return Plain("TestInitUKey", sn, static_cast<const void*>(p));
 }
 int VerifyPIN(const char* sn) {
-    const Turn person;
-    while (stand_in().asking) Sleep(1);
     return Plain("VerifyPIN", sn);
 }
 int TestVerifyAndCachePin(const char* sn, void* p) {

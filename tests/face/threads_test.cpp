@@ -5,7 +5,6 @@
 #include <thread>
 
 #include "kesta/ukey.hpp"
-#include "public_header.h"
 #include "stand_in.h"
 
 namespace kesta {

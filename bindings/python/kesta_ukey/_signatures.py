@@ -1,0 +1,53 @@
+"""The C types of the library's functions, as the header declares them."""
+# Made by bindings/generate from include/kesta_unified_zrkukey.h.
+
+from ctypes import POINTER, c_char_p, c_int, c_uint, c_void_p
+from typing import Any, Dict, List, Tuple
+
+# A result and the parameters. Buffers are handed over by their addresses.
+SIGNATURES: Dict[str, Tuple[Any, List[Any]]] = {
+    "Initialize": (c_int, []),
+    "Finalize": (None, []),
+    "GetLastErrCode": (None, [POINTER(c_uint)]),
+    "GetErrorMsg": (c_int, [c_int, c_void_p, POINTER(c_int)]),
+    "GetDriverVersion": (c_int, [c_void_p, POINTER(c_uint)]),
+    "GetDllVersion": (c_int, [c_void_p, POINTER(c_uint)]),
+    "GetVidAndPid": (c_int, [c_void_p, POINTER(c_uint)]),
+    "GetPrintNumber": (c_int, [c_void_p, POINTER(c_uint)]),
+    "GetVendorInfo": (c_int, [c_int, c_void_p, POINTER(c_uint)]),
+    "ChangePin": (c_int, [c_char_p]),
+    "InitUKey": (c_int, [c_char_p]),
+    "TestInitUKey": (c_int, [c_char_p, c_void_p]),
+    "VerifyPIN": (c_int, [c_char_p]),
+    "TestVerifyAndCachePin": (c_int, [c_char_p, c_void_p]),
+    "GetPinInfo": (c_int, [c_char_p, c_void_p, POINTER(c_uint)]),
+    "SetCachePinFlag": (c_int, [c_char_p, c_int]),
+    "RemovePinCache": (c_int, []),
+    "GetCert": (c_int, [c_char_p, c_uint, c_uint, c_void_p, POINTER(c_uint)]),
+    "GetCertDN": (c_int, [c_char_p, c_uint, c_uint, c_void_p, POINTER(c_int)]),
+    "GetCertInfo": (c_int, [c_char_p, c_uint, c_void_p, POINTER(c_uint)]),
+    "DelCertAndTempKey": (c_int, [c_char_p, c_uint, c_uint]),
+    "RegisterCert": (c_int, []),
+    "UnregisterCert": (c_int, []),
+    "RepairDriver": (c_int, []),
+    "Sign": (c_int, [c_char_p, c_int, c_int, c_char_p, c_char_p, c_void_p, POINTER(c_uint)]),
+    "SignHash": (c_int, [c_char_p, c_int, c_int, c_char_p, c_int, c_void_p, POINTER(c_uint)]),
+    "Batch_Sign": (c_int, [c_uint, c_void_p, c_int, c_int, c_char_p, c_void_p, c_void_p, c_int,
+        c_int, c_char_p, c_int, c_void_p, POINTER(c_uint)]),
+    "AsymDec": (c_int, [c_char_p, c_int, c_uint, c_char_p, c_void_p, POINTER(c_uint)]),
+    "GetLabel": (c_int, [c_char_p, c_void_p, POINTER(c_int)]),
+    "SetLabel": (c_int, [c_char_p, c_char_p]),
+    "SetData": (c_int, [c_char_p, c_uint, c_char_p]),
+    "GetData": (c_int, [c_char_p, c_uint, c_void_p, POINTER(c_int)]),
+    "SetCharset": (c_int, [c_char_p, c_char_p]),
+    "SetLanguage": (c_int, [c_char_p, c_char_p]),
+    "WaitForKeyEvent": (c_int, [POINTER(c_uint), c_void_p, POINTER(c_uint)]),
+    "StopDetectUKey": (c_int, []),
+    "GenerateCertRequest": (c_int, [c_char_p, c_char_p, c_void_p, POINTER(c_int)]),
+    "Batch_InitAndGenerateCertRequest": (c_int, [c_char_p, c_int, c_char_p, c_void_p,
+        POINTER(c_int)]),
+    "ImportX509Cert": (c_int, [c_char_p, c_char_p]),
+    "ImportEncX509Cert": (c_int, [c_char_p, c_char_p, c_char_p]),
+    "Batch_ImportX509Cert": (c_int, [c_char_p, c_char_p]),
+    "CheckDriverIntegrity": (c_int, [c_int]),
+}
