@@ -1,6 +1,6 @@
 # Sourced by test scripts. A test is a function test_CLAIM; it fails when a command in it fails that
 # is not asked about, or through fail. Each runs in an empty folder of its own, $scratch, which is
-# removed afterwards.
+# removed afterwards; set_up, where there is such a function, runs first.
 # shellcheck shell=bash
 
 set -euo pipefail
@@ -41,6 +41,7 @@ run_claims() {
         scratch=$(mktemp -d)
         trap 'rm -rf "$scratch"' EXIT
         cd "$scratch"
+        if declare -F set_up >/dev/null; then set_up; fi
         "test_$KESTA_CLAIM"
         exit 0
     fi

@@ -1,8 +1,8 @@
 # What the tests of the ukey command share. The build says where things are: KESTA_BIN, the folder
-# of programs; KESTA_KEY_BIN, the software key's libraries; KESTA_SHAPE, the JSON checker.
+# of programs; KESTA_KEY_BIN, the software key's libraries.
 # shellcheck shell=bash
-# shellcheck source=tests/support/claims.bash
-. "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/../support/claims.bash"
+# shellcheck source=tests/support/commands.bash
+. "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/../support/commands.bash"
 
 ukey_command=${KESTA_BIN:?names the folder of programs}/ukey
 export KESTA_SOFTKEY_PIN=135790 LC_ALL=C.UTF-8
@@ -40,23 +40,6 @@ waits_begun() {
 }
 
 new_key() { softkey create --serial CLI00001 --label 'Test key' >/dev/null; }
-
-# ends STATUS COMMAND...: the command ends with that status; what it says is in out and err.
-ends() {
-    local expected=$1 status=0
-    shift
-    "$@" >out 2>err || status=$?
-    [[ $status == "$expected" ]] ||
-        fail "expected status $expected of: $*" "found: $status" "$(<out)" "$(<err)"
-}
-
-# shaped SHAPE COMMAND...: the command succeeds with JSON of that shape, which is left in out.
-shaped() {
-    local shape=$1
-    shift
-    ends "${expected_status:-0}" "$@"
-    "$KESTA_SHAPE" "$shape" <out || fail "of: $*" "$(<out)"
-}
 
 failure_shape='{"ok":"false","error":{"kind":"text","message":"text","operation?":"text",
     "code?":"number","codeText?":"text","advice?":"text"}}'

@@ -3,7 +3,6 @@
 
 #include "api_test.h"
 #include "lgn_exception.h"
-#include "seen_last_error.h"
 
 namespace {
 

@@ -1,6 +1,5 @@
 // Batch_Sign: thirteen arguments handed on, and an estimate of what comes back.
 #include "api_test.h"
-#include "seen_last_error.h"
 
 namespace {
 
@@ -73,28 +72,6 @@ TEST(Batch_Sign, lets_the_token_write_signatures_and_length_whatever_the_capacit
     EXPECT_EQ(call(), 0);
     EXPECT_TRUE(signatures.holds_only("S1||S2"));
     EXPECT_EQ(length, 0xFFFFFFFFU);
-}
-
-TEST(Batch_Sign, stores_and_returns_the_tokens_code_and_logs_nothing) {
-    recorder().on("Batch_Sign").returns(-404);
-    CanaryBuffer signatures(8);
-    unsigned length = 8;
-    BatchSign call;
-    call.signatures = signatures.data();
-    call.length = &length;
-    EXPECT_EQ(call(), -404);
-    EXPECT_EQ(G_LastError, -404);
-    EXPECT_EQ(length, 8U);
-    EXPECT_FALSE(log_exists());
-}
-
-TEST(Batch_Sign, leaves_the_last_error_until_the_token_has_answered) {
-    char signatures[8];
-    unsigned length = 8;
-    BatchSign call;
-    call.signatures = signatures;
-    call.length = &length;
-    EXPECT_EQ(last_error_seen_by("Batch_Sign", [&call] { call(); }), unrelated_code);
 }
 
 // ---- What is required ---------------------------------------------------------------------------

@@ -1,6 +1,5 @@
 // Batch_ImportX509Cert: cleaning, kinds of text, order of import, failures.
 #include "api_test.h"
-#include "seen_last_error.h"
 
 namespace {
 
@@ -58,10 +57,6 @@ TEST(Bundle, works_on_a_copy_of_the_serial_number) {
 TEST(Bundle, is_not_taken_for_a_format) {
     EXPECT_EQ(import_bundle("EncPriKey(%s%n)|SignCert(%d)"), 0);
     EXPECT_EQ(log_lines(), (Lines{begin + "EncPriKey(%s%n)|SignCert(%d)", key_tag + "%s%n"}));
-}
-
-TEST(Bundle, clears_the_last_error_before_it_asks) {
-    EXPECT_EQ(last_error_seen_by("GMWritePKCS7", [] { import_bundle("cert"); }), 0);
 }
 
 TEST(Bundle, that_is_malformed_reaches_nobody_and_logs_its_begin_alone) {

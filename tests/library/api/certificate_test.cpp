@@ -1,6 +1,5 @@
 // GetCert: a certificate's text out of an internal buffer of 4096 bytes.
 #include "api_test.h"
-#include "seen_last_error.h"
 
 namespace {
 
@@ -82,28 +81,7 @@ TEST(GetCert, leaves_the_length_of_a_probe_when_the_token_refuses) {
     EXPECT_EQ(length, 9U);
 }
 
-TEST(GetCert, leaves_the_last_error_until_the_token_has_answered) {
-    unsigned length = 0;
-    EXPECT_EQ(
-        last_error_seen_by("GetCertInfo", [&length] { GetCert("A1", 1, 2, nullptr, &length); }),
-        unrelated_code);
-    EXPECT_EQ(G_LastError, 0);
-}
-
-TEST(GetCert, logs_nothing) {
-    answer("CERT", 4);
-    const Fetched fetched(64, 64);
-    EXPECT_FALSE(log_exists());
-}
-
 // ---- Lengths ------------------------------------------------------------------------------------
-
-TEST(GetCert, answers_a_probe_with_the_length_and_the_NUL) {
-    answer("CERT", 4);
-    unsigned length = 0;
-    EXPECT_EQ(GetCert("A1", 1, 2, nullptr, &length), 0);
-    EXPECT_EQ(length, 5U);
-}
 
 TEST(GetCert, accepts_the_probed_length) {
     answer("CERT", 4);
@@ -112,23 +90,6 @@ TEST(GetCert, accepts_the_probed_length) {
     EXPECT_EQ(fetched.length, 4U);
     EXPECT_TRUE(fetched.buffer.holds_only(std::string("CERT", 5)));
     EXPECT_EQ(G_LastError, 0);
-}
-
-TEST(GetCert, accepts_a_length_equal_to_the_certificate_and_writes_the_NUL_behind_it) {
-    answer("CERT", 4);
-    const Fetched fetched(6, 4);
-    EXPECT_EQ(fetched.code, 0);
-    EXPECT_EQ(fetched.length, 4U);
-    EXPECT_TRUE(fetched.buffer.holds_only(std::string("CERT", 5)));
-}
-
-TEST(GetCert, with_a_shorter_length_is_minus_404_and_writes_the_length_without_the_NUL) {
-    answer("CERT", 4);
-    const Fetched fetched(6, 3);
-    EXPECT_EQ(fetched.code, -404);
-    EXPECT_EQ(G_LastError, -404);
-    EXPECT_EQ(fetched.length, 4U);
-    EXPECT_TRUE(fetched.buffer.untouched());
 }
 
 TEST(GetCert, writes_no_more_than_text_and_NUL_into_a_larger_buffer) {

@@ -1,21 +1,10 @@
 // Labels, data objects and locale: SetLabel, SetData, GetData, SetCharset, SetLanguage.
 #include "api_test.h"
 #include "every_export.h"
-#include "seen_last_error.h"
 
 namespace {
 
 constexpr const char* name = "name567890";  // of the shortest length allowed
-constexpr int internal = 260;
-
-struct FetchedValue {
-    FetchedValue(std::size_t room, int capacity) : buffer(room), length(capacity) {
-        code = GetData(name, 5, buffer.data(), &length);
-    }
-    CanaryBuffer buffer;
-    int length;
-    int code;
-};
 
 }  // namespace
 
@@ -65,17 +54,6 @@ TEST(SetData, without_name_or_value_is_minus_401) {
     EXPECT_TRUE(g_initFlag);
 }
 
-TEST(SetData, stores_and_returns_the_tokens_code_and_logs_nothing) {
-    recorder().on("SetData").returns(21);
-    EXPECT_EQ(SetData(name, 1, "v"), 21);
-    EXPECT_EQ(G_LastError, 21);
-    EXPECT_FALSE(log_exists());
-}
-
-TEST(SetData, leaves_the_last_error_until_the_token_has_answered) {
-    EXPECT_EQ(last_error_seen_by("SetData", [] { SetData(name, 1, "v"); }), unrelated_code);
-}
-
 // ---- GetData ------------------------------------------------------------------------------------
 
 TEST(GetData, hands_name_and_parameter_on_with_a_zeroed_buffer) {
@@ -83,15 +61,6 @@ TEST(GetData, hands_name_and_parameter_on_with_a_zeroed_buffer) {
     EXPECT_EQ(GetData(name, 0x80000001, nullptr, &length), 0);
     EXPECT_EQ(trace(), (Lines{"GetData(\"name567890\", 2147483649, zero[260])"}));
     EXPECT_EQ(recorder().only("GetData").at(0).address, name);
-}
-
-TEST(GetData, offers_a_zeroed_buffer_each_time) {
-    recorder().on("GetData").writes(2, std::string(internal, 'x'));
-    int length = 0;
-    GetData(name, 1, nullptr, &length);
-    GetData(name, 1, nullptr, &length);
-    const std::string call = "GetData(\"name567890\", 1, zero[260])";
-    EXPECT_EQ(trace(), (Lines{call, call}));
 }
 
 TEST(GetData, takes_names_of_10_to_16_characters) {
@@ -118,82 +87,6 @@ TEST(GetData, without_name_or_length_pointer_is_minus_401) {
     EXPECT_TRUE(buffer.untouched());
     EXPECT_EQ(trace(), Lines{});
     EXPECT_TRUE(g_initFlag);
-}
-
-TEST(GetData, clears_the_last_error_before_it_asks) {
-    int length = 0;
-    EXPECT_EQ(last_error_seen_by("GetData", [&] { GetData(name, 1, nullptr, &length); }), 0);
-}
-
-TEST(GetData, leaves_buffer_and_length_when_the_token_refuses) {
-    recorder().on("GetData").returns(-5).writes(2, "data");
-    const FetchedValue fetched(64, 64);
-    EXPECT_EQ(fetched.code, -5);
-    EXPECT_EQ(G_LastError, -5);
-    EXPECT_EQ(fetched.length, 64);
-    EXPECT_TRUE(fetched.buffer.untouched());
-}
-
-TEST(GetData, answers_a_probe_with_the_length_and_the_NUL) {
-    recorder().on("GetData").writes(2, "data");
-    int length = 0;
-    EXPECT_EQ(GetData(name, 1, nullptr, &length), 0);
-    EXPECT_EQ(length, 5);
-}
-
-TEST(GetData, accepts_a_length_equal_to_the_value_and_writes_the_NUL_behind_it) {
-    recorder().on("GetData").writes(2, "data");
-    const FetchedValue fetched(6, 4);
-    EXPECT_EQ(fetched.code, 0);
-    EXPECT_EQ(fetched.length, 4);
-    EXPECT_TRUE(fetched.buffer.holds_only(std::string("data", 5)));
-}
-
-TEST(GetData, writes_no_more_than_text_and_NUL_into_a_larger_buffer) {
-    recorder().on("GetData").writes(2, "data");
-    const FetchedValue fetched(64, 64);
-    EXPECT_EQ(fetched.length, 4);
-    EXPECT_TRUE(fetched.buffer.holds_only(std::string("data", 5)));
-}
-
-TEST(GetData, with_a_shorter_length_is_minus_404_and_writes_the_length_with_the_NUL) {
-    recorder().on("GetData").writes(2, "data");
-    const FetchedValue fetched(6, 3);
-    EXPECT_EQ(fetched.code, -404);
-    EXPECT_EQ(G_LastError, -404);
-    EXPECT_EQ(fetched.length, 5);
-    EXPECT_TRUE(fetched.buffer.untouched());
-}
-
-TEST(GetData, takes_the_callers_length_as_signed) {
-    const FetchedValue fetched(6, -1);
-    EXPECT_EQ(fetched.code, -404);
-    EXPECT_EQ(fetched.length, 1);
-    EXPECT_TRUE(fetched.buffer.untouched());
-}
-
-TEST(GetData, of_an_empty_value_accepts_a_length_of_0) {
-    const FetchedValue fetched(2, 0);
-    EXPECT_EQ(fetched.code, 0);
-    EXPECT_EQ(fetched.length, 0);
-    EXPECT_TRUE(fetched.buffer.holds_only(std::string(1, '\0')));
-}
-
-TEST(GetData, never_reads_past_a_full_buffer_without_a_NUL) {
-    const std::string text(internal, 'd');
-    recorder().on("GetData").writes(2, text);
-    int length = 0;
-    EXPECT_EQ(GetData(name, 1, nullptr, &length), 0);
-    EXPECT_EQ(length, internal + 1);
-    const FetchedValue fetched(internal + 8, internal);
-    EXPECT_EQ(fetched.code, 0);
-    EXPECT_EQ(fetched.length, internal);
-    EXPECT_TRUE(fetched.buffer.holds_only(text + std::string(1, '\0')));
-}
-
-TEST(GetData, logs_nothing) {
-    const FetchedValue fetched(8, 8);
-    EXPECT_FALSE(log_exists());
 }
 
 // ---- SetLabel, SetCharset, SetLanguage ----------------------------------------------------------
@@ -243,16 +136,4 @@ TEST_P(ExportOfTwoTexts, is_minus_401_without_either) {
 TEST_P(ExportOfTwoTexts, takes_empty_texts) {
     EXPECT_EQ(GetParam().call("", ""), 0);
     EXPECT_EQ(trace(), (Lines{std::string(GetParam().entry) + "(\"\", \"\")"}));
-}
-
-TEST_P(ExportOfTwoTexts, stores_and_returns_the_tokens_code_and_logs_nothing) {
-    recorder().on(GetParam().entry).returns(-77);
-    EXPECT_EQ(GetParam().call("a", "b"), -77);
-    EXPECT_EQ(G_LastError, -77);
-    EXPECT_FALSE(log_exists());
-}
-
-TEST_P(ExportOfTwoTexts, leaves_the_last_error_until_the_token_has_answered) {
-    EXPECT_EQ(last_error_seen_by(GetParam().entry, [] { GetParam().call("a", "b"); }),
-              unrelated_code);
 }

@@ -28,15 +28,6 @@ void expect_constant(Query query, const std::string& text) {
     EXPECT_EQ(trace(), Lines{});
 }
 
-void expect_probe(Query query, unsigned expected) {
-    unsigned length = 0xFFFFFFFF;
-    Initialize();
-    G_LastError = unrelated_code;
-    EXPECT_EQ(query(nullptr, &length), 0);
-    EXPECT_EQ(length, expected);
-    EXPECT_EQ(G_LastError, 0);
-}
-
 // What stood in the log when the first entry point was looked up.
 Lines logged_before_binding(Query query) {
     Lines seen{"never looked up"};
@@ -67,16 +58,6 @@ TEST(GetDllVersion, gives_a_text_in_a_zeroed_buffer) {
     unsigned length = 14;
     EXPECT_EQ(GetDllVersion(buffer.data(), &length), 0);
     EXPECT_EQ(buffer.text(), version);
-}
-
-TEST(GetDllVersion, answers_a_probe_with_13) {
-    expect_probe(GetDllVersion, 13);
-}
-TEST(GetDriverVersion, answers_a_probe_with_13) {
-    expect_probe(GetDriverVersion, 13);
-}
-TEST(GetVidAndPid, answers_a_probe_with_9) {
-    expect_probe(GetVidAndPid, 9);
 }
 
 // The buffer is not a text: what follows it must not get into the log.
@@ -167,16 +148,6 @@ TEST(GetPrintNumber, answers_a_probe_with_the_length_without_NUL) {
     EXPECT_EQ(recorder().calls().size(), 1U);
     EXPECT_EQ(log_lines(), (Lines{"GetPrintNumber|Begin pnSNLen = 00000020",
                                   "GetPrintNumber|End G_LastError: 00000000"}));
-}
-
-TEST(GetPrintNumber, clears_the_last_error_before_it_asks) {
-    Initialize();
-    G_LastError = unrelated_code;
-    int seen = -1;
-    recorder().on("CheckDeviceEx").does([&seen](const auto&) { seen = G_LastError; });
-    unsigned length = 0;
-    GetPrintNumber(nullptr, &length);
-    EXPECT_EQ(seen, 0);
 }
 
 TEST(GetPrintNumber, passes_a_failure_through_and_logs_the_callers_buffer) {

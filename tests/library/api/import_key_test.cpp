@@ -59,15 +59,6 @@ TEST(ImportEncX509Cert, only_reads_the_callers_texts) {
     EXPECT_STREQ(key, "C,D");
 }
 
-TEST(ImportEncX509Cert, clears_the_last_error_before_it_asks) {
-    Initialize();
-    G_LastError = unrelated_code;
-    int seen = -1;
-    recorder().on("GMImportPriKey").does([&seen](const auto&) { seen = G_LastError; });
-    ImportEncX509Cert(sn, "MIIC", "key");
-    EXPECT_EQ(seen, 0);
-}
-
 TEST(ImportEncX509Cert, passes_empty_texts) {
     EXPECT_EQ(ImportEncX509Cert("", "", ""), 0);
     EXPECT_EQ(trace(), (Lines{"GMImportPriKey(\"\", zero[1024], 0)",

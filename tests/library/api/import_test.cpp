@@ -63,16 +63,6 @@ TEST(ImportX509Cert, passes_the_tokens_code_through) {
     EXPECT_FALSE(log_exists());
 }
 
-TEST(ImportX509Cert, does_not_clear_the_last_error_before_it_asks) {
-    Initialize();
-    G_LastError = unrelated_code;
-    int seen = 0;
-    recorder().on("GMWritePKCS7").does([&seen](const auto&) { seen = G_LastError; });
-    ImportX509Cert(sn, "MIIC");
-    EXPECT_EQ(seen, unrelated_code);
-    EXPECT_EQ(G_LastError, 0);
-}
-
 TEST(ImportX509Cert, requires_both_pointers) {
     for (const auto& [serial, text] : {std::pair<const char*, const char*>(nullptr, "MIIC"),
                                        {sn, nullptr},

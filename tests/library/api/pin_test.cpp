@@ -1,7 +1,6 @@
 // PIN and key initialisation: ChangePin, InitUKey, TestInitUKey, VerifyPIN, TestVerifyAndCachePin,
 // GetPinInfo, SetCachePinFlag, RemovePinCache.
 #include "api_test.h"
-#include "seen_last_error.h"
 
 // ---- ChangePin ---------------------------------------------------------------------------------
 
@@ -49,10 +48,6 @@ TEST(ChangePin, asks_after_it_has_logged_the_serial_and_before_the_end) {
     recorder().on("ChangePin").does([&](const recording::Call&) { when_asked = log_lines(); });
     ChangePin("A1");
     EXPECT_EQ(when_asked, (Lines{"ChangePin|Begin", "szSN:|4131"}));
-}
-
-TEST(ChangePin, clears_the_last_error_before_it_asks) {
-    EXPECT_EQ(last_error_seen_by("ChangePin", [] { ChangePin("A1"); }), 0);
 }
 
 TEST(ChangePin, initialises_on_first_use) {
@@ -117,10 +112,6 @@ TEST(InitUKey, after_Finalize_refuses_again) {
     EXPECT_EQ(trace(), Lines{});
 }
 
-TEST(InitUKey, clears_the_last_error_before_it_asks) {
-    EXPECT_EQ(last_error_seen_by("CustInitCard", [] { InitUKey("A1"); }), 0);
-}
-
 // ---- TestInitUKey ------------------------------------------------------------------------------
 
 TEST(TestInitUKey, hands_its_parameter_on_between_two_zeros) {
@@ -157,10 +148,6 @@ TEST(TestInitUKey, logs_begin_before_it_initialises) {
     EXPECT_EQ(at_first_use, (Lines{"TestInitUKey|Begin"}));
 }
 
-TEST(TestInitUKey, clears_the_last_error_before_it_asks) {
-    EXPECT_EQ(last_error_seen_by("CustInitCard", [] { TestInitUKey("A1", nullptr); }), 0);
-}
-
 // ---- VerifyPIN, TestVerifyAndCachePin, RemovePinCache ------------------------------------------
 
 TEST(VerifyPIN, hands_the_serial_number_on_as_the_same_pointer) {
@@ -175,21 +162,10 @@ TEST(VerifyPIN, hands_a_null_serial_number_on) {
     EXPECT_EQ(trace(), (Lines{"VerifyPIN(null)"}));
 }
 
-TEST(VerifyPIN, stores_and_returns_the_tokens_code_and_logs_nothing) {
-    recorder().on("VerifyPIN").returns(0x63C5);
-    EXPECT_EQ(VerifyPIN("A1"), 0x63C5);
-    EXPECT_EQ(G_LastError, 0x63C5);
-    EXPECT_FALSE(log_exists());
-}
-
 TEST(VerifyPIN, that_succeeds_replaces_the_last_error_by_0) {
     G_LastError = unrelated_code;
     VerifyPIN("A1");
     EXPECT_EQ(G_LastError, 0);
-}
-
-TEST(VerifyPIN, leaves_the_last_error_until_the_token_has_answered) {
-    EXPECT_EQ(last_error_seen_by("VerifyPIN", [] { VerifyPIN("A1"); }), unrelated_code);
 }
 
 TEST(TestVerifyAndCachePin, hands_both_arguments_on_in_order) {
@@ -206,18 +182,6 @@ TEST(TestVerifyAndCachePin, checks_no_argument) {
     EXPECT_EQ(trace(), (Lines{"VerifyAndCachePin(null, null)"}));
 }
 
-TEST(TestVerifyAndCachePin, stores_and_returns_the_tokens_code_and_logs_nothing) {
-    recorder().on("VerifyAndCachePin").returns(-3);
-    EXPECT_EQ(TestVerifyAndCachePin("A1", nullptr), -3);
-    EXPECT_EQ(G_LastError, -3);
-    EXPECT_FALSE(log_exists());
-}
-
-TEST(TestVerifyAndCachePin, leaves_the_last_error_until_the_token_has_answered) {
-    EXPECT_EQ(last_error_seen_by("VerifyAndCachePin", [] { TestVerifyAndCachePin("A", nullptr); }),
-              unrelated_code);
-}
-
 TEST(RemovePinCache, asks_without_arguments_and_stores_the_code) {
     recorder().on("GM_RemoveUserPin").returns(8);
     EXPECT_EQ(RemovePinCache(), 8);
@@ -225,10 +189,6 @@ TEST(RemovePinCache, asks_without_arguments_and_stores_the_code) {
     EXPECT_EQ(trace(), (Lines{"GM_RemoveUserPin()"}));
     EXPECT_TRUE(g_initFlag);
     EXPECT_FALSE(log_exists());
-}
-
-TEST(RemovePinCache, clears_the_last_error_before_it_asks) {
-    EXPECT_EQ(last_error_seen_by("GM_RemoveUserPin", [] { RemovePinCache(); }), 0);
 }
 
 // ---- GetPinInfo --------------------------------------------------------------------------------
@@ -293,16 +253,6 @@ TEST(GetPinInfo, does_not_check_the_serial_number) {
     EXPECT_EQ(trace(), (Lines{"GetPinInfo(null, pointer, &8)"}));
 }
 
-TEST(GetPinInfo, stores_and_returns_the_tokens_code_and_logs_nothing) {
-    recorder().on("GetPinInfo").returns(-404);
-    CanaryBuffer record(8);
-    unsigned length = 8;
-    EXPECT_EQ(GetPinInfo("A1", record.data(), &length), -404);
-    EXPECT_EQ(G_LastError, -404);
-    EXPECT_EQ(length, 8U);
-    EXPECT_FALSE(log_exists());
-}
-
 // ---- SetCachePinFlag ---------------------------------------------------------------------------
 
 TEST(SetCachePinFlag, before_initialisation_is_minus_101_and_asks_nobody) {
@@ -319,16 +269,4 @@ TEST(SetCachePinFlag, hands_serial_number_and_signed_flag_on) {
     EXPECT_EQ(SetCachePinFlag(serial, -2147483647 - 1), 0);
     EXPECT_EQ(trace(), (Lines{"SetCachePinFlag(\"A1\", -2147483648)"}));
     EXPECT_EQ(recorder().only("SetCachePinFlag").at(0).address, serial);
-}
-
-TEST(SetCachePinFlag, stores_and_returns_the_tokens_code_and_logs_nothing) {
-    Initialize();
-    recorder().on("SetCachePinFlag").returns(17);
-    EXPECT_EQ(SetCachePinFlag(nullptr, 0), 17);
-    EXPECT_EQ(G_LastError, 17);
-    EXPECT_FALSE(log_exists());
-}
-
-TEST(SetCachePinFlag, clears_the_last_error_before_it_asks) {
-    EXPECT_EQ(last_error_seen_by("SetCachePinFlag", [] { SetCachePinFlag("A1", 1); }), 0);
 }

@@ -65,16 +65,6 @@ TEST(GenerateCertRequest, releases_every_request_it_was_given) {
     EXPECT_EQ(recorder().live_requests(), 0);
 }
 
-TEST(GenerateCertRequest, clears_the_last_error_before_it_asks) {
-    Initialize();
-    G_LastError = unrelated_code;
-    int seen = -1;
-    recorder().on("VerifyPIN").does([&seen](const auto&) { seen = G_LastError; });
-    int length = 0;
-    GenerateCertRequest("A1", one_group, nullptr, &length);
-    EXPECT_EQ(seen, 0);
-}
-
 TEST(GenerateCertRequest, clears_the_last_error_when_it_asks_nothing) {
     Initialize();
     G_LastError = unrelated_code;

@@ -1,6 +1,5 @@
 // Sign and SignHash.
 #include "api_test.h"
-#include "seen_last_error.h"
 
 // ---- Sign ---------------------------------------------------------------------------------------
 
@@ -111,21 +110,6 @@ TEST(Sign, hands_a_null_serial_number_on) {
     EXPECT_EQ(Sign(nullptr, 1, 2, "d", "w", signature.data(), &length), 0);
     EXPECT_EQ(trace(), (Lines{"SetWarningMsg(null, \"w\")",
                               "GMUsbKeyCriticalSign(null, 1, 2, \"d\", pointer, &8)"}));
-}
-
-TEST(Sign, leaves_the_last_error_until_the_warning_is_answered) {
-    char signature[8];
-    unsigned length = 8;
-    EXPECT_EQ(last_error_seen_by("SetWarningMsg", [&] { sign(signature, &length); }),
-              unrelated_code);
-    EXPECT_EQ(last_error_seen_by("GMUsbKeyCriticalSign", [&] { sign(signature, &length); }), 0);
-}
-
-TEST(Sign, logs_nothing) {
-    char signature[8];
-    unsigned length = 8;
-    sign(signature, &length);
-    EXPECT_FALSE(log_exists());
 }
 
 // ---- SignHash -----------------------------------------------------------------------------------
@@ -244,12 +228,6 @@ TEST(SignHash, takes_a_null_serial_number_for_an_empty_text) {
     unsigned length = 8;
     EXPECT_EQ(SignHash(nullptr, 1, 2, "hash", 3, signature.data(), &length), 0);
     EXPECT_EQ(trace(), (Lines{"GMUsbKeyCommonSign(\"\", 1, 2, \"hash\", 3, pointer, &8)"}));
-}
-
-TEST(SignHash, clears_the_last_error_before_it_asks) {
-    char signature[8];
-    unsigned length = 8;
-    EXPECT_EQ(last_error_seen_by("GMUsbKeyCommonSign", [&] { sign_hash(signature, &length); }), 0);
 }
 
 TEST(SignHash, logs_nothing_and_leaks_nothing) {

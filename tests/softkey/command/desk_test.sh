@@ -1,6 +1,7 @@
-#!/bin/bash
-# Help, the panel, misbehaviour, envelopes, the state folder. support.sh says how to run it.
-. "${BASH_SOURCE[0]%/*}/support.sh"
+#!/usr/bin/env bash
+# Help, the panel, misbehaviour, envelopes, the state folder.
+# shellcheck source=tests/softkey/command/support.bash
+. "$(dirname "$(readlink -f "$0")")/support.bash"
 
 # --- help
 
@@ -113,7 +114,7 @@ test_an_envelope_is_one_line_of_base64_in_both_forms() {
     [ "$(head -c 80 out)" = $header ] || fail "no header"
     [ "$(head -c 81 out | tail -c 1)" = M ] || fail "no Base64 behind the header"
     run 0 envelope --to to.pem --pair pair.pem --json
-    [ "$("$json_value" /envelope <out | head -c 1)" = M ] || fail "no envelope"
+    [ "$(value_at /envelope | head -c 1)" = M ] || fail "no envelope"
     run 0 envelope --to to.pem --pair pair.pem --out file
     out_is ''
     [ "$(stat -c %a file)" = 600 ] || fail "the file is not 0600"
@@ -224,13 +225,13 @@ test_path_follows_the_environment() {
 
 test_a_folder_out_of_reach_is_a_state_error() {
     : >file
-    KESTA_SOFTKEY_PIN=123456 KESTA_SOFTKEY_HOME=$work/file/home run 7 create
+    KESTA_SOFTKEY_PIN=123456 KESTA_SOFTKEY_HOME=$scratch/file/home run 7 create
 }
 
 test_an_output_that_cannot_be_written_is_an_error() {
-    "$softkey" path >/dev/full 2>err
-    [ $? -eq 7 ] || fail "exit code"
-    : >out
+    local status=0
+    "$softkey" path >/dev/full 2>err || status=$?
+    expect_equal "status" 7 "$status"
     err_is 'softkey: the standard output cannot be written'
 }
 
@@ -254,4 +255,4 @@ test_the_manual_page_knows_every_subcommand_and_option() {
     done
 }
 
-run_test "$1"
+run_claims "$@"

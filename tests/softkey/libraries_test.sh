@@ -1,12 +1,14 @@
 #!/usr/bin/env bash
-# The token library as a file. KESTA_TOKEN_LIBRARY is that file, KESTA_SOURCE the source tree.
+# The two libraries as files: what the linker made of them. KESTA_TOKEN_LIBRARY and
+# KESTA_EVENT_LIBRARY are these files, KESTA_SOURCE the source tree.
 # shellcheck source=tests/support/claims.bash
 . "$(dirname "$(readlink -f "$0")")/../support/claims.bash"
 
 library=${KESTA_TOKEN_LIBRARY:?names the token library}
+event_library=${KESTA_EVENT_LIBRARY:?names the event library}
 contract=${KESTA_SOURCE:?names the source tree}/include/kesta/token_library.h
 
-test_it_shows_exactly_the_names_of_the_contract() {
+test_token_library_shows_exactly_the_names_of_the_contract() {
     need nm
     grep -oE '^ *X\((int|const char\*), [A-Za-z0-9_]+' "$contract" | sed 's/.* //' | sort >expected
     expect_equal "names in the contract" 29 "$(wc -l <expected)"
@@ -14,7 +16,7 @@ test_it_shows_exactly_the_names_of_the_contract() {
     expect_same_lines "the library shows other names" expected actual
 }
 
-test_its_own_names_are_bound_to_itself() {
+test_token_librarys_own_names_are_bound_to_itself() {
     need nm readelf
     nm -D --defined-only "$library" | awk '{ print $3 }' | sort >own
     # What the loader looks up in other libraries first must not be a name of its own.
@@ -24,18 +26,35 @@ test_its_own_names_are_bound_to_itself() {
     readelf -dW "$library" | grep -q SYMBOLIC || fail "it is not linked with -Bsymbolic"
 }
 
-test_it_stays_loaded_once_it_is() {
+test_token_library_stays_loaded_once_it_is() {
     need readelf
     readelf -dW "$library" | grep -q NODELETE || fail "it is not linked with -z nodelete"
 }
 
-test_it_needs_only_OpenSSL_SQLite_and_the_runtime() {
+test_token_library_needs_only_OpenSSL_SQLite_and_the_runtime() {
     need readelf
     readelf -dW "$library" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p' >needed
     grep -q '^libcrypto' needed || fail "it does not even need OpenSSL"
     local runtime='lib(stdc\+\+|m|gcc_s|c)\.so\.[0-9]+|ld-linux.*'
     expect_equal "foreign libraries" "" \
         "$(grep -vE "^(libcrypto\.so\.3|libsqlite3\.so\.0|$runtime)$" needed || true)"
+}
+
+test_event_library_shows_exactly_the_names_of_the_contract() {
+    need nm
+    printf '%s\n' ValtoT_ContextFinal ValtoT_ContextInit ValtoT_GetDeviceInfo ValtoT_GetSlotList \
+        ValtoT_WaitForEvent >expected
+    nm -D --defined-only "$event_library" | awk '{ print $3 }' | sort >actual
+    expect_same_lines "the library shows other names" expected actual
+}
+
+# The key's cryptography belongs to the token library; a client that only waits does not load it.
+test_event_library_has_its_name_and_needs_no_OpenSSL() {
+    need readelf
+    readelf -dW "$event_library" >dynamic
+    grep -q 'SONAME.*\[libR7Token_KESTA\.so\]' dynamic || fail "another name" "$(<dynamic)"
+    grep -q SYMBOLIC dynamic || fail "it is not linked with -Bsymbolic"
+    if grep -q 'NEEDED.*libcrypto' dynamic; then fail "it needs libcrypto"; fi
 }
 
 run_claims "$@"
