@@ -15,15 +15,18 @@ ends() {
         fail "expected status $expected of: $*" "found: $status" "$(<out)" "$(<err)"
 }
 
-# shaped SHAPE COMMAND...: the command succeeds, or ends with $expected_status, with one JSON value of
-# that shape. shape.jq tells what a shape is.
+# has_shape SHAPE FILE: one JSON value of that shape stands there. shape.jq tells what a shape is.
+has_shape() {
+    local departures
+    departures=$(jq --slurp --raw-output --argjson shape "$1" --from-file "$shape_rules" "$2") ||
+        fail "no JSON" "$(<"$2")"
+    [[ -z $departures ]] || fail "$departures" "$(cat "$2" 2>/dev/null)"
+}
+
+# shaped SHAPE COMMAND...: the command succeeds, or ends with $expected_status, with such JSON.
 shaped() {
-    local shape=$1 departures
-    shift
-    ends "${expected_status:-0}" "$@"
-    departures=$(jq --slurp --raw-output --argjson shape "$shape" --from-file "$shape_rules" out) ||
-        fail "no JSON, of: $*" "$(<out)"
-    [[ -z $departures ]] || fail "$departures" "of: $*" "$(<out)"
+    ends "${expected_status:-0}" "${@:2}"
+    has_shape "$1" out
 }
 
 # value_at POINTER: of the JSON in out, texts as they are; fails where there is nothing.

@@ -73,8 +73,8 @@ test_wait_sees_a_key_come_and_go() {
     wait "$waiter"
     expect_equal "events" "removed inserted" \
         "$(grep -o '"event":"[a-z]*"' events | cut -d'"' -f4 | xargs)"
-    "$KESTA_SHAPE" '{"ok":"true","event":"text","mediaId":"text"}' < <(sed -n 1p events)
-    "$KESTA_SHAPE" '{"ok":"true","event":"text","mediaId":"text"}' < <(sed -n 2p events)
+    has_shape '{"ok":"true","event":"text","mediaId":"text"}' <(sed -n 1p events)
+    has_shape '{"ok":"true","event":"text","mediaId":"text"}' <(sed -n 2p events)
 }
 
 test_wait_counts_the_events_that_it_is_asked_for() {

@@ -155,8 +155,8 @@ test_import_takes_PEM_DER_and_Base64() {
 
 test_import_of_an_escrowed_key_makes_decryption_work() {
     enrolled_key
-    "$KESTA_SHAPE" '{"ok":"true","serial":"text","imported":"text","certificate":'"$certificate_shape}" \
-        <imported
+    has_shape '{"ok":"true","serial":"text","imported":"text","certificate":'"$certificate_shape}" \
+        imported
     printf 'a letter' | openssl pkeyutl -encrypt -certin -inkey enc.pem | base64 >cipher.txt
     ends 0 ukey decrypt cipher.txt
     expect_equal "plain text" "a letter" "$(<out)"

@@ -140,8 +140,8 @@ test_follow_waits_for_a_log_that_is_not_there_yet() {
     awaited '"operation":"ChangePin".*"state":"ended"'
     kill -INT "$follower"
     wait "$follower" || true
-    "$KESTA_SHAPE" '{"ok":"true","operation":"text","process":"number","thread":"number",
-        "state":"text","begin?":"text"}' < <(head -n 1 followed)
+    has_shape '{"ok":"true","operation":"text","process":"number","thread":"number",
+        "state":"text","begin?":"text"}' <(head -n 1 followed)
 }
 
 run_claims "$@"

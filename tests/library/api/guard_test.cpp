@@ -10,10 +10,10 @@ void make_nothing_bindable() {
 }
 
 bool asks_token(const Export& which) {
-    return which.asks_token;
+    return which.asks_token();
 }
 bool answers_alone(const Export& which) {
-    return !which.asks_token && which.name != "Initialize";
+    return !which.asks_token() && which.name != "Initialize";
 }
 
 }  // namespace

@@ -79,9 +79,9 @@ std::vector<Export> table() {
     Export("ChangePin", [](const Call&) { return ChangePin(sn); }).asks("ChangePin"),
     Export("InitUKey", [](const Call&) { return InitUKey(sn); })
         .asks("CustInitCard").never_initialises().unbound_answers(-109),
-    Export("TestInitUKey", [](const Call&) { return TestInitUKey(sn, ""); }).asks("CustInitCard"),
+    Export("TestInitUKey", [](const Call&) { return TestInitUKey(sn, nullptr); }).asks("CustInitCard"),
     Export("VerifyPIN", [](const Call&) { return VerifyPIN(sn); }).asks("VerifyPIN"),
-    Export("TestVerifyAndCachePin", [](const Call&) { return TestVerifyAndCachePin(sn, ""); })
+    Export("TestVerifyAndCachePin", [](const Call&) { return TestVerifyAndCachePin(sn, nullptr); })
         .asks("VerifyAndCachePin"),
     Export("GetPinInfo", [](const Call& c) { return GetPinInfo(sn, c.buffer, c.length); })
         .asks("GetPinInfo").hands_length_on(2)
