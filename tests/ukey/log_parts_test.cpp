@@ -110,7 +110,7 @@ TEST(LogReader, counts_what_belongs_to_no_record) {
 // Calls as "operation code micros", "-" for what is not known.
 std::vector<std::string> Calls(const std::string& log) {
     std::vector<std::string> calls;
-    LogPairing pairing(nullptr, [&](const LogCall& call) {
+    LogPairing pairing(nullptr, [&](LogCall&& call) {
         const auto micros = call.Micros();
         calls.push_back(call.operation + " " + (call.code ? std::to_string(*call.code) : "-") +
                         " " + (micros ? std::to_string(*micros) : "-"));

@@ -1,25 +1,7 @@
 #!/usr/bin/env bash
 # ukey log as a command: what it prints of a log, and how it follows one.
-# shellcheck source=tests/ukey/support.bash
-. "$(dirname "$(readlink -f "$0")")/support.bash"
-
-call_shape='{"operation":"text","process":"number","thread":"number","state":"text",
-    "begin?":"text","end?":"text","microseconds?":"number","code?":"number","codeText?":"text",
-    "message?":"string","records?":[{"time":"text","tag":"text","body":"string"}]}'
-
-# record TIME TAG BODY [PROCESS [THREAD]]
-record() {
-    printf '[%s] %s: (Process is %s, thread is %s)\r\n\t[%s]\r\n' "$1" "$2" "${4:-41}" "${5:--7}" "$3"
-}
-
-some_log() {
-    record 21,09:00:00.000 GetDllVersion 'Begin pnVersionLen = 00000000'
-    record 21,09:00:00.012 GetDllVersion 'End G_LastError: 00000000'
-    record 21,09:00:01.000 ChangePin Begin
-    record 21,09:00:01.4567 szSN: 434C49
-    record 21,09:00:04.500 ChangePin 'End G_LastError: FFFFFF9B'
-    record 21,09:00:05.000 'CZRKUSBKey::ImportEncX509Cert  strPriKeyTemp:' 'strPriKeyTemp:SECRETSECRET'
-}
+# shellcheck source=tests/ukey/log_support.bash
+. "$(dirname "$(readlink -f "$0")")/log_support.bash"
 
 test_calls_have_durations_and_results() {
     some_log >log
@@ -101,16 +83,6 @@ test_control_characters_do_not_reach_the_terminal() {
     record 21,09:00:00.000 "Tag"$'\033'"[2J" Begin >log
     bare log log --records | grep -q $'\033' && fail "an escape code of the log is printed"
     return 0
-}
-
-# awaited TEXT: it appears in the file followed within thirty seconds.
-awaited() {
-    local tries
-    for ((tries = 0; tries < 300; ++tries)); do
-        ! grep -q -- "$1" followed || return 0
-        sleep 0.1
-    done
-    fail "never saw: $1" "$(<followed)"
 }
 
 test_follow_shows_calls_as_they_begin_and_end() {

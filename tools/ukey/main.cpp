@@ -79,6 +79,6 @@ int Run(int count, char** arguments) {
 }  // namespace ukey
 
 int main(int count, char** arguments) {
-    std::signal(SIGPIPE, SIG_IGN);  // a closed pipe is an error of writing, told as one
+    std::signal(SIGPIPE, SIG_IGN);  // the token library may write to others; see FinishOutput
     return ukey::Run(count, arguments);
 }

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 
@@ -115,9 +116,18 @@ void PrintJson(const Json& object) {
 }
 
 void FinishOutput() {
-    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
-        throw FileError("standard output cannot be written", errno);
+    std::fflush(stdout);
+    CheckOutput();
+}
+
+void CheckOutput() {
+    if (std::ferror(stdout) == 0) return;
+    // Whoever reads has seen enough. To end by the signal is what a pipeline expects.
+    if (errno == EPIPE) {
+        std::signal(SIGPIPE, SIG_DFL);
+        std::raise(SIGPIPE);
     }
+    throw FileError("standard output cannot be written", errno);
 }
 
 void Complain(const Complaint& complaint, bool json) {

@@ -37,6 +37,9 @@ void PrintJson(const Json& object);
 // Standard output is flushed and checked: a full disk must not pass for success.
 void FinishOutput();
 
+// The same without flushing, for those who print for long: throws, or ends, after a failed write.
+void CheckOutput();
+
 // "ukey: …" on standard error, or {"ok":false,…} on standard output.
 struct Complaint {
     Exit kind = Exit::kFailed;

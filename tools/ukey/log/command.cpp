@@ -1,26 +1,28 @@
 // log: the diagnostic log, as calls with their durations and results.
-#include <fcntl.h>
-#include <sys/stat.h>
+#include <poll.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
-#include <chrono>
-#include <thread>
+#include <functional>
+#include <queue>
 #include <vector>
 
 #include "commands.h"
 #include "interrupt.h"
 #include "kesta/places.h"
+#include "log/order.h"
 #include "log/show.h"
+#include "log/writers.h"
 
 namespace ukey {
 namespace {
 
+constexpr std::size_t kMostLast = 1000000;
+
 struct LogWish {
     std::string file = kesta::places::kLogFile;
     std::string operation;
-    std::size_t last = 0;
+    std::optional<std::size_t> last;
     bool follow = false;
     bool records = false;
     bool failed = false;
@@ -30,52 +32,6 @@ struct LogWish {
         if (!operation.empty() && call.operation != operation) return false;
         return !failed || (call.code && *call.code != 0);
     }
-};
-
-// A file that grows, is cut short, or is replaced by another one of the same name.
-class GrowingFile {
-public:
-    explicit GrowingFile(std::string path) : path_(std::move(path)) {}
-    ~GrowingFile() { Close(); }
-    GrowingFile(const GrowingFile&) = delete;
-    GrowingFile& operator=(const GrowingFile&) = delete;
-
-    // False when there is no such file; errno says why.
-    bool Open() {
-        Close();
-        descriptor_ = ::open(path_.c_str(), O_RDONLY | O_CLOEXEC);
-        offset_ = 0;
-        return descriptor_ >= 0;
-    }
-
-    // What has been added; empty when nothing has.
-    std::string Read() {
-        char block[65536];
-        const ssize_t got = descriptor_ < 0 ? 0 : ::read(descriptor_, block, sizeof block);
-        if (got < 0 && errno != EINTR) throw FileError(path_ + " cannot be read", errno);
-        if (got <= 0) return {};
-        offset_ += got;
-        return std::string(block, static_cast<std::size_t>(got));
-    }
-
-    // True when what stands under the name now is not what is being read.
-    bool Replaced() const {
-        struct stat now {};
-        struct stat open {};
-        if (::stat(path_.c_str(), &now) != 0) return false;
-        if (descriptor_ < 0 || ::fstat(descriptor_, &open) != 0) return true;
-        return now.st_ino != open.st_ino || now.st_dev != open.st_dev || now.st_size < offset_;
-    }
-
-private:
-    void Close() {
-        if (descriptor_ >= 0) ::close(descriptor_);
-        descriptor_ = -1;
-    }
-
-    const std::string path_;
-    int descriptor_ = -1;
-    off_t offset_ = 0;
 };
 
 // The text of a code: our own for the library's, the token library's where it can be asked.
@@ -98,81 +54,159 @@ bool ForPerson(const Session& session) {
     return !session.json && ::isatty(STDOUT_FILENO) == 1;
 }
 
-// Calls come as they are over; here they get into the order in which they began. Of more than most
-// the latest stay; 0 is no bound.
-void KeepLatest(std::vector<LogCall>& calls, std::size_t most) {
-    std::sort(calls.begin(), calls.end(),
-              [](const LogCall& a, const LogCall& b) { return a.number < b.number; });
-    if (most != 0 && calls.size() > most) {
-        calls.erase(calls.begin(), calls.end() - static_cast<std::ptrdiff_t>(most));
-    }
+// The number of the first call to be shown, when the last so many that are wanted are.
+std::size_t FirstOfLast(const LogSource& source, const LogWish& wish) {
+    if (!wish.last) return 0;
+    std::priority_queue<std::size_t, std::vector<std::size_t>, std::greater<>> latest;
+    std::size_t calls = 0;
+    LogOrder(source, false).Read([&](const LogCall& call) {
+        calls = call.number;
+        if (!wish.Wants(call)) return;
+        latest.push(call.number);
+        if (latest.size() > *wish.last) latest.pop();
+    });
+    return latest.empty() ? calls + 1 : latest.top();
 }
 
-void TellStrange(const LogReader& reader) {
-    if (reader.strangeBytes() == 0) return;
+// What an empty or a short list does not say by itself.
+void TellMore(const LogWish& wish, const LogOrder& order, std::size_t shown) {
+    const std::string name = LogName(wish.file);
+    const std::size_t strange = order.strangeBytes();
+    std::string text;
+    if (order.calls() == 0 && strange != 0) {
+        text = name + " holds no record of the library; a compressed one is read by `zcat " + name +
+               " | ukey log -`, one in UTF-16 by `iconv -f UTF-16 -t UTF-8 " + name +
+               " | ukey log -`";
+    } else if (order.calls() == 0) {
+        text = name + " is empty";
+    } else if (shown == 0) {
+        text = "none of the log's " + std::to_string(order.calls()) + " calls is asked for";
+        if (!wish.operation.empty()) {
+            text += "; these functions write to it: " + LoggedFunctions();
+        }
+    }
+    if (!text.empty()) std::fprintf(stderr, "ukey: %s\n", Printable(text).c_str());
+    if (strange == 0 || order.calls() == 0) return;
     std::fprintf(stderr, "ukey: %zu bytes of the log belong to no record and are left out\n",
-                 reader.strangeBytes());
+                 strange);
+}
+
+std::string OneLine(const Json& object) {
+    return object.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+void PrintPart(const std::string& text) {
+    std::fwrite(text.data(), 1, text.size(), stdout);
+}
+
+// One object, written as the log is read: what it says of success comes last.
+class JsonList {
+public:
+    explicit JsonList(const std::string& file) {
+        PrintPart("{\"file\":" + OneLine(file) + ",\"calls\":[");
+    }
+    void Add(const Json& call) {
+        PrintPart((empty_ ? "" : ",") + OneLine(call));
+        empty_ = false;
+    }
+    void End(const LogOrder& order) {
+        PrintLine("],\"strangeBytes\":" + std::to_string(order.strangeBytes()) + ",\"ok\":true}");
+    }
+    void Fail(const std::string& message) {
+        const Json error = {{"kind", Name(Exit::kFile)}, {"message", message}};
+        PrintLine("],\"ok\":false,\"error\":" + OneLine(error) + "}");
+    }
+
+private:
+    bool empty_ = true;
+};
+
+const char* StateOf(const LogCall& call) {
+    return call.code ? "ended" : "no-end";
+}
+
+Exit ShowJson(Session& session, const LogWish& wish, const LogSource& source) {
+    const std::size_t first = FirstOfLast(source, wish);
+    LogShow show = MakeShow(session, wish);
+    LogOrder order(source, wish.records);
+    JsonList list(wish.file);
+    try {
+        order.Read([&](const LogCall& call) {
+            if (call.number < first || !wish.Wants(call)) return;
+            list.Add(show.ToJson(call, StateOf(call)));
+            CheckOutput();
+        });
+    } catch (const FileError& error) {
+        list.Fail(error.what());
+        return Exit::kFile;
+    }
+    list.End(order);
+    return Exit::kOk;
+}
+
+Exit ShowText(Session& session, const LogWish& wish, const LogSource& source) {
+    const std::size_t first = FirstOfLast(source, wish);
+    LogShow show = MakeShow(session, wish);
+    LogOrder order(source, wish.records);
+    std::size_t shown = 0;
+    order.Read([&](const LogCall& call) {
+        if (call.number < first || !wish.Wants(call)) return;
+        if (shown++ == 0 && ForPerson(session)) LogShow::PrintHead();
+        show.Print(call, StateOf(call));
+        CheckOutput();
+    });
+    FinishOutput();
+    TellMore(wish, order, shown);
+    return Exit::kOk;
 }
 
 Exit ShowAll(Session& session, const LogWish& wish) {
-    GrowingFile file(wish.file);
-    if (!file.Open()) throw FileError(wish.file + " cannot be read", errno);
-    std::vector<LogCall> calls;
-    LogPairing pairing(nullptr, [&](const LogCall& call) {
-        if (!wish.Wants(call)) return;
-        calls.push_back(call);
-        // A long log must not fill the memory for a few calls at its end.
-        if (wish.last != 0 && calls.size() > 100 && calls.size() / 2 > wish.last) {
-            KeepLatest(calls, wish.last);
-        }
-    });
-    LogReader reader;
-    for (std::string piece = file.Read(); !piece.empty(); piece = file.Read()) {
-        for (LogRecord& record : reader.Feed(piece)) pairing.Take(std::move(record));
+    const LogSource source(wish.file);
+    return session.json ? ShowJson(session, wish, source) : ShowText(session, wish, source);
+}
+
+// Which of the calls that are there already come before the last so many. Those that are written
+// between this look and the next come behind.
+std::size_t FirstToFollow(const LogWish& wish) {
+    if (!wish.last || ::access(wish.file.c_str(), F_OK) != 0) return 0;
+    return FirstOfLast(LogSource(wish.file), wish);
+}
+
+// A moment, or less when nobody reads the output any more.
+void WaitForMore() {
+    pollfd output{STDOUT_FILENO, 0, 0};
+    if (::poll(&output, 1, 100) == 1 && (output.revents & POLLERR) != 0) {
+        PrintPart("\n");  // ends as every write into a closed pipe does
+        FinishOutput();
     }
-    for (LogRecord& record : reader.Pause()) pairing.Take(std::move(record));
-    pairing.Finish();
-    KeepLatest(calls, wish.last);
-    LogShow show = MakeShow(session, wish);
-    Json shown = Json::array();
-    if (ForPerson(session) && !calls.empty()) LogShow::PrintHead();
-    for (const LogCall& call : calls) {
-        const char* const state = call.code ? "ended" : "no-end";
-        if (session.json) {
-            shown.push_back(show.ToJson(call, state));
-        } else {
-            show.Print(call, state);
-        }
-    }
-    if (session.json) {
-        PrintJson(Success({{"file", wish.file},
-                           {"strangeBytes", reader.strangeBytes()},
-                           {"calls", std::move(shown)}}));
-    } else {
-        TellStrange(reader);
-    }
-    return Exit::kOk;
 }
 
 // Calls are shown twice, when they begin and when they are over: one that hangs is to be seen.
 Exit Follow(Session& session, const LogWish& wish) {
+    if (wish.last && wish.file == "-") {
+        throw UsageError("--last with --follow takes a file, not standard input");
+    }
+    const Interrupt interrupt;
+    std::size_t first = FirstToFollow(wish);
     LogShow show = MakeShow(session, wish);
+    GrowingLog file(wish.file);
+    if (!file.present()) {
+        std::fprintf(stderr, "ukey: %s is not there yet\n", Printable(wish.file).c_str());
+    }
     if (ForPerson(session)) LogShow::PrintHead();
     const auto tell = [&](const LogCall& call, const char* state) {
-        if (!wish.Wants(call)) return;
+        if (call.number < first || !wish.Wants(call)) return;
         if (session.json) {
             PrintJson(Success(show.ToJson(call, state)));
         } else {
             show.Print(call, state);
         }
+        CheckOutput();
     };
     LogPairing pairing([&](const LogCall& call) { tell(call, "begun"); },
-                       [&](const LogCall& call) { tell(call, call.code ? "ended" : "no-end"); });
-    const Interrupt interrupt;
-    GrowingFile file(wish.file);
+                       [&](LogCall&& call) { tell(call, StateOf(call)); }, wish.records);
     auto reader = std::make_unique<LogReader>();
-    file.Open();
-    while (!Interrupt::Came()) {
+    while (!Interrupt::Came() && !file.ended()) {
         const std::string piece = file.Read();
         for (LogRecord& record : piece.empty() ? reader->Pause() : reader->Feed(piece)) {
             pairing.Take(std::move(record));
@@ -180,13 +214,15 @@ Exit Follow(Session& session, const LogWish& wish) {
         if (!piece.empty()) continue;
         FinishOutput();
         if (file.Replaced()) {
-            file.Open();
             reader = std::make_unique<LogReader>();
             continue;
         }
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        if (!file.ended()) WaitForMore();
     }
-    return Exit::kInterrupted;
+    if (Interrupt::Came()) return Exit::kInterrupted;
+    for (LogRecord& record : reader->Finish()) pairing.Take(std::move(record));
+    pairing.Finish();
+    return Exit::kOk;
 }
 
 }  // namespace
@@ -199,9 +235,14 @@ void AddLogCommand(CLI::App& app, Session& session) {
         "  ukey log --json | jq '.calls[] | select(.microseconds > 1000000)'",
         {true, false});
     auto wish = std::make_shared<LogWish>();
-    command->add_option("file", wish->file, "The log; by default " + wish->file)->type_name("FILE");
+    command
+        ->add_option("file", wish->file,
+                     "The log; by default " + wish->file + "; - for standard input")
+        ->type_name("FILE");
     command->add_flag("-f,--follow", wish->follow, "Go on with what is added, until interrupted");
-    command->add_option("-n,--last", wish->last, "The last calls alone")->type_name("N");
+    command->add_option("-n,--last", wish->last, "The last calls alone")
+        ->type_name("N")
+        ->check(CLI::Range(std::size_t{0}, kMostLast).description(""));
     command->add_option("--operation", wish->operation, "Calls of this function alone")
         ->type_name("NAME");
     command->add_flag("--failed", wish->failed, "Failed calls alone");
@@ -210,6 +251,7 @@ void AddLogCommand(CLI::App& app, Session& session) {
                       "Show escrowed keys, which are replaced by their lengths otherwise");
     command->callback([&session, wish] {
         session.action = [&session, wish] {
+            if (!wish->operation.empty()) wish->operation = LoggedFunction(wish->operation);
             return wish->follow ? Follow(session, *wish) : ShowAll(session, *wish);
         };
     });

@@ -4,34 +4,18 @@
 #include <cctype>
 #include <cstdlib>
 
+#include "log/writers.h"
+
 namespace ukey {
 namespace {
+
+// What a call takes beside its texts, with its place in a map.
+constexpr std::size_t kCallSize = sizeof(LogCall) + 64;
 
 constexpr std::int64_t kDay = std::int64_t{24} * 60 * 60 * 1000000;
 
 bool StartsWith(std::string_view text, std::string_view start) {
     return text.compare(0, start.size(), start) == 0;
-}
-
-// Most tags are the function's name; these are not.
-std::string OperationOf(const std::string& tag) {
-    struct Alias {
-        std::string_view start;
-        const char* operation;
-    };
-    static constexpr Alias kAliases[] = {
-        {"SKF_WaitForDevEvent", "WaitForKeyEvent"},
-        {"X_getCurrentSlots", "WaitForKeyEvent"},
-        {"VALTO_EVENT_INFO::", "WaitForKeyEvent"},
-        {"CZRKUSBKey::ImportEncX509Cert", "ImportEncX509Cert"},
-        {"CZRKUSBKey::Batch_ImportX509Cert", "Batch_ImportX509Cert"},
-        {"CGMUsbKeyCommonEx", "Batch_ImportX509Cert"},
-        {"szSN:", ""},
-    };
-    for (const Alias& alias : kAliases) {
-        if (StartsWith(tag, alias.start)) return alias.operation;
-    }
-    return tag;
 }
 
 // Begins are spelled in several ways; a body that goes on does so after a blank or a comma.
@@ -99,9 +83,11 @@ std::optional<std::int64_t> LogCall::Micros() const {
 }
 
 RecordRole RoleOf(const LogRecord& record) {
+    const LogWriter writer = WriterOf(record.tag);
     RecordRole role;
-    role.operation = OperationOf(record.tag);
-    role.begin = IsBegin(record.body);
+    role.operation = writer.operation;
+    role.begin = writer.alone || IsBegin(record.body);
+    role.alone = writer.alone;
     role.endCode = EndCode(record.body);
     return role;
 }
@@ -118,50 +104,67 @@ std::string Masked(const LogRecord& record) {
     return std::string(kBundle) + MaskedBundle(body.substr(kBundle.size()));
 }
 
-LogCall& LogPairing::Open(const Thread& thread, const std::string& operation,
-                          const LogRecord& record) {
-    LogCall& call = open_[thread];
-    call = LogCall();
+LogPairing::Calls::iterator LogPairing::Open(const Thread& thread, std::string_view operation,
+                                             const LogRecord& record) {
+    const auto opened = open_.emplace(thread, LogCall()).first;
+    LogCall& call = opened->second;
     call.operation = operation;
     call.number = ++count_;
     call.process = record.process;
     call.thread = record.thread;
-    return call;
+    call.from = record.at;
+    call.size = kCallSize + operation.size();
+    size_ += call.size;
+    return opened;
 }
 
-void LogPairing::Over(const Thread& thread) {
-    const auto found = open_.find(thread);
-    if (found == open_.end()) return;
-    const LogCall call = std::move(found->second);
-    open_.erase(found);
-    over_(call);
+void LogPairing::Keep(LogCall& call, LogRecord record) {
+    if (!keepRecords_) return;
+    const std::size_t size = sizeof record + record.tag.capacity() + record.body.capacity();
+    call.size += size;
+    size_ += size;
+    call.records.push_back(std::move(record));
+}
+
+void LogPairing::Over(Calls::iterator call) {
+    LogCall taken = std::move(call->second);
+    open_.erase(call);
+    size_ -= taken.size;
+    over_(std::move(taken));
+}
+
+void LogPairing::GiveUpOldest() {
+    Over(std::min_element(open_.begin(), open_.end(), [](const auto& a, const auto& b) {
+        return a.second.number < b.second.number;
+    }));
 }
 
 void LogPairing::Take(LogRecord record) {
     const Thread thread(record.process, record.thread);
-    RecordRole role = RoleOf(record);
-    auto found = open_.find(thread);
-    if (role.operation.empty() && found != open_.end()) role.operation = found->second.operation;
-    if (role.operation.empty()) role.operation = record.tag;
-    const bool another = found != open_.end() && found->second.operation != role.operation;
-    if (another || role.begin) {
-        Over(thread);
-        found = open_.end();
+    const RecordRole role = RoleOf(record);
+    auto call = open_.find(thread);
+    const bool open = call != open_.end();
+    const bool another =
+        open && !role.operation.empty() && call->second.operation != role.operation;
+    if (open && (another || role.begin)) {
+        Over(call);
+        call = open_.end();
     }
-    const bool first = found == open_.end();
-    LogCall& call = first ? Open(thread, role.operation, record) : found->second;
-    if (first && !role.endCode) call.begin = record.time;
+    const bool first = call == open_.end();
+    if (first) call = Open(thread, role.operation.empty() ? record.tag : role.operation, record);
+    if (first && !role.endCode) call->second.begin = record.time;
     if (role.endCode) {
-        call.end = record.time;
-        call.code = role.endCode;
+        call->second.end = record.time;
+        call->second.code = role.endCode;
     }
-    call.records.push_back(std::move(record));
-    if (first && !role.endCode && begun_) begun_(call);
-    if (role.endCode) Over(thread);
+    Keep(call->second, std::move(record));
+    if (first && !role.endCode && begun_) begun_(call->second);
+    if (role.endCode || role.alone) Over(call);
+    while (size_ > limit_) GiveUpOldest();
 }
 
 void LogPairing::Finish() {
-    while (!open_.empty()) Over(open_.begin()->first);
+    while (!open_.empty()) Over(open_.begin());
 }
 
 }  // namespace ukey

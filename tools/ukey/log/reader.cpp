@@ -1,7 +1,7 @@
 #include "log/reader.h"
 
+#include <algorithm>
 #include <cctype>
-#include <limits>
 
 namespace ukey {
 namespace {
@@ -11,6 +11,13 @@ namespace {
 constexpr std::string_view kHexTag = "szSN:";
 constexpr std::string_view kIds = ": (Process is ";
 constexpr std::string_view kThread = ", thread is ";
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+
+std::string_view WithoutBreak(std::string_view line) {
+    if (!line.empty() && line.back() == '\n') line.remove_suffix(1);
+    if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+    return line;
+}
 
 class Scanner {
 public:
@@ -106,61 +113,107 @@ std::vector<LogRecord> LogReader::Feed(std::string_view piece) {
     std::vector<LogRecord> records;
     while (!piece.empty()) {
         const std::size_t end = piece.find('\n');
-        if (end == std::string_view::npos) {
-            rest_ += piece;
-            break;
+        const bool whole = end != std::string_view::npos;
+        const std::string_view part = piece.substr(0, whole ? end + 1 : piece.size());
+        piece.remove_prefix(part.size());
+        if (whole && rest_.empty()) {
+            TakeLine(part, records);
+            continue;
         }
-        if (rest_.empty()) {
-            TakeLine(piece.substr(0, end + 1), records);
-        } else {
-            rest_ += piece.substr(0, end + 1);
-            TakeLine(rest_, records);
-            rest_.clear();
-        }
-        piece.remove_prefix(end + 1);
+        rest_ += part;
+        // Of an endless line there is no need to see the end.
+        if (!whole && rest_.size() < kLongestBody) break;
+        TakeLine(rest_, records);
+        rest_.clear();
     }
     return records;
 }
 
-// The line comes with its line break.
-void LogReader::TakeLine(std::string_view line, std::vector<LogRecord>& records) {
-    constexpr std::string_view kBreak = "\r\n";
-    const bool broken = line.size() >= 2 && line.substr(line.size() - 2) == kBreak;
-    if (broken) {
-        if (auto head = ParseHead(line.substr(0, line.size() - 2))) {
-            Close(records);
-            open_ = std::move(head);
-            return;
-        }
+// The head may stand behind the rest of a record that a full disk has cut off, behind the zeros
+// that a crash of the machine leaves, or behind the mark that some editors put in front.
+bool LogReader::TakeHead(std::string_view line, std::vector<LogRecord>& records) {
+    const std::string_view text = WithoutBreak(line);
+    if (text.empty() || text.back() != ')') return false;
+    const std::size_t ids = text.rfind(kIds);
+    if (ids == std::string_view::npos) return false;
+    // From the right: what was cut off may look like the beginning of a head.
+    std::size_t start = ids;
+    std::optional<LogRecord> head;
+    while (!head && start != 0) {
+        start = text.rfind('[', start - 1);
+        if (start == std::string_view::npos) return false;
+        head = ParseHead(text.substr(start));
     }
-    const bool first = open_ && open_->body.empty();
-    if (!open_ || (first && line.substr(0, 2) != "\t[")) {
-        strangeBytes_ += line.size();
-        return;
+    if (!head) return false;
+    if (open_) {
+        TakeBody(line.substr(0, start));
+    } else if (line.substr(0, start) != kByteOrderMark) {
+        strangeBytes_ += start;
     }
-    open_->body += line;
+    Close(records);
+    open_ = std::move(head);
+    open_->at = position_ + start;
+    headSize_ = line.size() - start;
+    end_.clear();
+    return true;
 }
 
-bool LogReader::Complete() const {
-    constexpr std::string_view kEnd = "]\r\n";
-    return open_ && open_->body.size() >= 2 + kEnd.size() &&
-           open_->body.compare(open_->body.size() - kEnd.size(), kEnd.size(), kEnd) == 0;
+void LogReader::TakeBody(std::string_view text) {
+    const std::size_t room = kLongestBody - std::min(kLongestBody, open_->body.size());
+    open_->body += text.substr(0, room);
+    if (text.size() > room) open_->cut += text.size() - room;
+    end_ += text.substr(text.size() - std::min<std::size_t>(text.size(), 3));
+    if (end_.size() > 3) end_.erase(0, end_.size() - 3);
+}
+
+void LogReader::TakeLine(std::string_view line, std::vector<LogRecord>& records) {
+    if (!TakeHead(line, records)) {
+        const bool first = open_ && open_->body.empty();
+        if (!open_ || (first && line.substr(0, 2) != "\t[")) {
+            strangeBytes_ += line.size();
+        } else {
+            TakeBody(line);
+        }
+    }
+    position_ += line.size();
+}
+
+// How long the text between the brackets is; npos while the closing one is not there.
+std::size_t LogReader::Content() const {
+    if (!open_) return std::string::npos;
+    const std::size_t ended = WithoutBreak(end_).size();
+    const std::size_t behind = end_.size() - ended + 1;
+    const std::size_t size = open_->body.size() + open_->cut;
+    if (ended == 0 || end_[ended - 1] != ']' || size < 2 + behind) return std::string::npos;
+    return size - 2 - behind;
 }
 
 // What is left open is complete, or was cut off where another writer came between.
 void LogReader::Close(std::vector<LogRecord>& records) {
-    if (Complete()) {
-        open_->body = open_->body.substr(2, open_->body.size() - 5);
+    if (!open_) return;
+    const std::size_t content = Content();
+    if (content != std::string::npos) {
+        open_->body.erase(0, 2);
+        if (open_->body.size() > content) open_->body.resize(content);
+        open_->cut = content - open_->body.size();
         records.push_back(std::move(*open_));
-    } else if (open_) {
-        strangeBytes_ += open_->body.size() + 1;
+    } else {
+        strangeBytes_ += headSize_ + open_->body.size() + open_->cut;
     }
     open_.reset();
 }
 
 std::vector<LogRecord> LogReader::Pause() {
     std::vector<LogRecord> records;
-    if (rest_.empty() && Complete()) Close(records);
+    if (rest_.empty() && Content() != std::string::npos) Close(records);
+    return records;
+}
+
+std::vector<LogRecord> LogReader::Finish() {
+    std::vector<LogRecord> records;
+    if (!rest_.empty()) TakeLine(rest_, records);
+    rest_.clear();
+    Close(records);
     return records;
 }
 

@@ -11,6 +11,7 @@ namespace ukey {
 namespace {
 
 constexpr std::size_t kLongestBody = 160;
+constexpr std::size_t kMostRemembered = 20000;
 
 // The serial number that LogHex wrote, as text again; empty when it is none.
 std::string FromHex(const std::string& hex) {
@@ -30,10 +31,45 @@ std::string Padded(std::string text, std::size_t width) {
     return text;
 }
 
-std::string Shortened(const std::string& text) {
-    if (text.size() <= kLongestBody) return text;
-    return text.substr(0, kLongestBody - 40) + "... (" + std::to_string(text.size()) +
-           " characters)";
+// How many bytes the character at the start takes; 0 where the bytes are no UTF-8.
+std::size_t CharacterSize(std::string_view text) {
+    const auto lead = static_cast<unsigned char>(text.front());
+    const std::size_t size = lead < 0x80   ? 1
+                             : lead < 0xC2 ? 0
+                             : lead < 0xE0 ? 2
+                             : lead < 0xF0 ? 3
+                                           : 4;
+    if (lead >= 0xF5 || size > text.size()) return 0;
+    for (std::size_t i = 1; i < size; ++i) {
+        if ((static_cast<unsigned char>(text[i]) & 0xC0U) != 0x80U) return 0;
+    }
+    return size;
+}
+
+// For a terminal: texts come from the key and from clients, in whatever charset they had. What is
+// no character of UTF-8 is shown as its bytes, and a long text is cut, never within a character.
+std::string Legible(std::string_view text, std::size_t most, std::size_t whole) {
+    std::string shown;
+    for (std::string_view rest = text; !rest.empty();) {
+        if (shown.size() >= most && whole > kLongestBody) {
+            return shown + "... (" + std::to_string(whole) + " characters)";
+        }
+        const std::size_t size = CharacterSize(rest);
+        if (size == 0) {
+            char escaped[8];
+            std::snprintf(escaped, sizeof escaped, "\\x%02X",
+                          static_cast<unsigned>(static_cast<unsigned char>(rest.front())));
+            shown += escaped;
+        } else {
+            shown += Printable(rest.substr(0, size));
+        }
+        rest.remove_prefix(std::max<std::size_t>(size, 1));
+    }
+    return shown;
+}
+
+std::string Legible(std::string_view text) {
+    return Legible(text, text.size() * 4, 0);
 }
 
 }  // namespace
@@ -66,6 +102,7 @@ std::string DurationText(std::int64_t micros) {
 std::string LogShow::Message(int code) {
     const auto found = messages_.find(code);
     if (found != messages_.end()) return found->second;
+    if (messages_.size() >= kMostRemembered) messages_.clear();
     return messages_[code] = message_(code);
 }
 
@@ -78,6 +115,11 @@ std::string LogShow::Body(const LogRecord& record) const {
 }
 
 std::string LogShow::ThreadName(const LogCall& call) {
+    // Of a log with that many threads the numbers begin anew.
+    if (threads_.size() >= kMostRemembered) {
+        threads_.clear();
+        threadCount_.clear();
+    }
     std::size_t& number = threads_[{call.process, call.thread}];
     if (number == 0) number = ++threadCount_[call.process];
     return std::to_string(call.process) + "/" + std::to_string(number);
@@ -98,15 +140,17 @@ void LogShow::PrintHead() {
 }
 
 void LogShow::Print(const LogCall& call, const std::string& state) {
-    const LogTime time = call.begin ? *call.begin : call.records.front().time;
+    const LogTime time = call.begin ? *call.begin : *call.end;
     const auto micros = call.Micros();
     PrintLine(TimeText(time) + "  " + Padded(ThreadName(call), 14) + "  " +
-              Padded(Printable(call.operation), 20) + "  " +
+              Padded(Legible(call.operation), 20) + "  " +
               Padded(micros ? DurationText(*micros) : "-", 8) + "  " + Result(call, state));
     if (!withRecords_) return;
     for (const LogRecord& record : call.records) {
+        const std::string body = Body(record);
         PrintLine("    " + TimeText(record.time).substr(3) + "  " +
-                  Padded(Printable(record.tag), 20) + "  " + Shortened(Printable(Body(record))));
+                  Padded(Legible(record.tag), 20) + "  " +
+                  Legible(body, kLongestBody - 40, body.size() + record.cut));
     }
 }
 
@@ -126,8 +170,10 @@ Json LogShow::ToJson(const LogCall& call, const std::string& state) {
     if (withRecords_) {
         object["records"] = Json::array();
         for (const LogRecord& record : call.records) {
-            object["records"].push_back(
-                {{"time", TimeText(record.time)}, {"tag", record.tag}, {"body", Body(record)}});
+            Json entry = {
+                {"time", TimeText(record.time)}, {"tag", record.tag}, {"body", Body(record)}};
+            if (record.cut != 0) entry["cut"] = record.cut;
+            object["records"].push_back(std::move(entry));
         }
     }
     return object;
