@@ -1,0 +1,138 @@
+#include <errno.h>
+#include <fcntl.h>
+#include <sys/random.h>
+#include <sys/stat.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+
+#include "file/reader.h"
+#include "file/writer.h"
+#include "run.h"
+
+namespace kesta {
+namespace recorder {
+namespace {
+
+class Descriptor {
+public:
+    explicit Descriptor(int number) : m_number(number) {}
+    ~Descriptor() {
+        if (m_number >= 0) close(m_number);
+    }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    int number() const { return m_number; }
+
+private:
+    int m_number;
+};
+
+[[noreturn]] void refuse(const std::string& file, int number) {
+    throw CannotRun(file + ": " + std::strerror(number));
+}
+
+bool isRecording(const std::string& file) {
+    char head[kVersionAt] = "";
+    std::ifstream stream(file, std::ios::binary);
+    return stream.read(head, sizeof head) && std::memcmp(head, kMagic, sizeof head) == 0;
+}
+
+// A new file, never an old one's content: a process may still write to that.
+int makeFile(const std::string& file) {
+    struct stat status;
+    if (lstat(file.c_str(), &status) == 0) {
+        if (!S_ISREG(status.st_mode) || (status.st_size != 0 && !isRecording(file))) {
+            throw CannotRun(file + " exists and is no recording; it is left as it is");
+        }
+        if (unlink(file.c_str()) != 0) refuse(file, errno);
+    }
+    const int made = open(file.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+    if (made < 0) refuse(file, errno);
+    return made;
+}
+
+std::string newKey() {
+    std::string key(kKeySize, '\0');
+    if (getrandom(key.data(), key.size(), 0) != static_cast<ssize_t>(key.size())) {
+        throw CannotRun("there are no random bytes");
+    }
+    return key;
+}
+
+std::string toHex(const std::string& bytes) {
+    constexpr const char* kDigits = "0123456789abcdef";
+    std::string text;
+    for (const char byte : bytes) {
+        text += kDigits[static_cast<unsigned char>(byte) >> 4];
+        text += kDigits[static_cast<unsigned char>(byte) & 15];
+    }
+    return text;
+}
+
+std::uint64_t now(clockid_t clock) {
+    timespec time;
+    clock_gettime(clock, &time);
+    return static_cast<std::uint64_t>(time.tv_sec) * 1000000000 +
+           static_cast<std::uint64_t>(time.tv_nsec);
+}
+
+void describe(const std::string& file, bool full, const std::string& version,
+              const std::string& key) {
+    Json description = {{"format", kVersion},
+                        {"full", full},
+                        {"ukey", version},
+                        {"wall", now(CLOCK_REALTIME)},
+                        {"time", now(CLOCK_MONOTONIC)},
+                        {"functions", describeFunctions()}};
+    if (full) description["key"] = Json::binary({key.begin(), key.end()});
+    const std::string record = descriptionRecord(std::move(description));
+    Writer writer;
+    if (!writer.open(file.c_str()) ||
+        !writer.append(reinterpret_cast<const unsigned char*>(record.data()), record.size())) {
+        throw CannotRun(file + ": no recording can be written there");
+    }
+}
+
+State stateOf(int descriptor) {
+    State state = {};
+    if (pread(descriptor, &state, sizeof state, sizeof kMagic) !=
+        static_cast<ssize_t>(sizeof state)) {
+        state.lost = 1;  // whatever became of the file, it is not what was recorded
+    }
+    return state;
+}
+
+}  // namespace
+
+Recorded record(const std::string& file, bool full, const std::string& version,
+                const std::vector<std::string>& command) {
+    auto variables = loaderVariables(recorderFolder());
+    const Descriptor made(makeFile(file));
+    if (!Writer::create(made.number())) {
+        const int reason = errno;
+        unlink(file.c_str());
+        refuse(file, reason);
+    }
+    const std::string key = newKey();
+    describe(file, full, version, key);
+    variables[kFileVariable] = std::filesystem::absolute(file).string();
+    variables[kKeyVariable] = toHex(key);
+    // Set in any case: this command may run beneath another recording or a replay.
+    variables[kFullVariable] = full ? "1" : "0";
+    variables["KESTA_REPLAYER_FILE"] = "";
+    const Ended ended = run(command, variables);
+    const State state = stateOf(made.number());
+    // Whoever still writes needs the room behind the last record.
+    if (ended.alone && state.used >= kHeadSize && state.used <= state.allocated &&
+        ftruncate(made.number(), static_cast<off_t>(state.used)) != 0) {
+        throw CannotRun(file + ": " + std::strerror(errno));
+    }
+    return {ended.status, state.lost, state.calls};
+}
+
+}  // namespace recorder
+}  // namespace kesta

@@ -1,0 +1,117 @@
+#include "run.h"
+
+#include <errno.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+
+namespace kesta {
+namespace recorder {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* kAuditLibrary = "libkesta_audit.so";
+
+// Interrupts reach the command as well; it decides what becomes of them.
+class Patience {
+public:
+    Patience() {
+        struct sigaction ignore = {};
+        ignore.sa_handler = SIG_IGN;
+        sigaction(SIGINT, &ignore, &m_interrupt);
+        sigaction(SIGQUIT, &ignore, &m_quit);
+        sigaction(SIGPIPE, nullptr, &m_pipe);
+    }
+    ~Patience() { restore(); }
+    Patience(const Patience&) = delete;
+    Patience& operator=(const Patience&) = delete;
+
+    void restore() const {
+        sigaction(SIGINT, &m_interrupt, nullptr);
+        sigaction(SIGQUIT, &m_quit, nullptr);
+    }
+
+private:
+    struct sigaction m_interrupt, m_quit, m_pipe;
+};
+
+[[noreturn]] void become(const std::vector<std::string>& command,
+                         const std::map<std::string, std::string>& variables) {
+    for (const auto& [name, value] : variables) setenv(name.c_str(), value.c_str(), 1);
+    std::signal(SIGPIPE, SIG_DFL);
+    std::vector<char*> words;
+    for (const std::string& word : command) words.push_back(const_cast<char*>(word.c_str()));
+    words.push_back(nullptr);
+    execvp(words[0], words.data());
+    const int reason = errno;
+    const std::string text = "ukey: " + command[0] + ": " + std::strerror(reason) + "\n";
+    if (write(STDERR_FILENO, text.data(), text.size()) < 0) _exit(126);
+    _exit(reason == ENOENT ? 127 : 126);
+}
+
+// Waits for one child and for those that became children because theirs ended.
+Ended waitFor(pid_t child) {
+    Ended ended;
+    int status = 0;
+    for (;;) {
+        const pid_t gone = waitpid(-1, &status, 0);
+        if (gone == child) break;
+        if (gone < 0 && errno != EINTR) throw CannotRun("waiting for the command failed");
+    }
+    ended.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    pid_t other = 0;
+    while ((other = waitpid(-1, nullptr, WNOHANG)) > 0) continue;
+    ended.alone = other < 0 && errno == ECHILD;
+    return ended;
+}
+
+}  // namespace
+
+std::string recorderFolder() {
+    std::error_code error;
+    const fs::path self = fs::read_symlink("/proc/self/exe", error);
+    const fs::path above = self.parent_path().parent_path();
+    std::vector<fs::path> places = {above / "recorder", above / "lib" / "kesta-recorder"};
+    for (const auto& entry : fs::directory_iterator(above / "lib", error)) {
+        places.push_back(entry.path() / "kesta-recorder");
+    }
+    for (const fs::path& place : places) {
+        if (fs::exists(place / kAuditLibrary, error)) return place.string();
+    }
+    throw CannotRun(std::string("the recorder's libraries are missing: there is no ") +
+                    kAuditLibrary + " in " + places.front().string() + " nor below " +
+                    (above / "lib").string());
+}
+
+std::map<std::string, std::string> loaderVariables(const std::string& folder) {
+    if (folder.find(':') != std::string::npos) {
+        throw CannotRun("the loader cannot be given a folder with a colon in its name: " + folder);
+    }
+    std::string audit = folder + "/" + kAuditLibrary;
+    const char* const others = std::getenv("LD_AUDIT");
+    if (others != nullptr && *others != '\0') audit += std::string(":") + others;
+    return {{"LD_AUDIT", audit}, {"KESTA_RECORDER_FOLDER", folder}};
+}
+
+Ended run(const std::vector<std::string>& command,
+          const std::map<std::string, std::string>& variables) {
+    // What the command leaves behind becomes this process's child, which so knows of it.
+    prctl(PR_SET_CHILD_SUBREAPER, 1);
+    const Patience patience;
+    const pid_t child = fork();
+    if (child < 0) throw CannotRun(std::string("no process can be started: ") + strerror(errno));
+    if (child == 0) {
+        patience.restore();
+        become(command, variables);
+    }
+    return waitFor(child);
+}
+
+}  // namespace recorder
+}  // namespace kesta

@@ -1,0 +1,238 @@
+#include "show.h"
+
+#include <time.h>
+
+#include <algorithm>
+#include <cstdio>
+
+namespace kesta {
+namespace recorder {
+namespace {
+
+std::string textOf(const Json& bytes) {
+    const auto& binary = bytes.get_binary();
+    return {binary.begin(), binary.end()};
+}
+
+std::string toHex(const std::string& bytes) {
+    std::string text;
+    char pair[3];
+    for (const char byte : bytes) {
+        std::snprintf(pair, sizeof pair, "%02x", static_cast<unsigned char>(byte));
+        text += pair;
+    }
+    return text;
+}
+
+bool isUtf8(const std::string& text) {
+    try {
+        return !Json(text).dump().empty();
+    } catch (const Json::type_error&) {
+        return false;
+    }
+}
+
+bool isHidden(const Json& kept) {
+    return kept.is_array() && kept.size() == 2 && kept[0].is_number() && kept[1].is_binary();
+}
+
+std::string when(std::uint64_t wall) {
+    const auto seconds = static_cast<time_t>(wall / 1000000000);
+    tm parts = {};
+    gmtime_r(&seconds, &parts);
+    char text[32];
+    std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &parts);
+    return text;
+}
+
+double milliseconds(std::uint64_t from, std::uint64_t to) {
+    return to < from ? 0 : static_cast<double>(to - from) / 1e6;
+}
+
+bool failed(const Call& call) {
+    return call.how != kReturned || !call.ended() ||
+           (call.result.is_number() && call.result.get<std::int64_t>() != 0);
+}
+
+std::string printable(std::string text) {
+    for (char& one : text) {
+        const auto byte = static_cast<unsigned char>(one);
+        if (byte < 0x20 || byte == 0x7f) one = '?';
+    }
+    return text;
+}
+
+// A value as a person reads it.
+std::string brief(const OrderedJson& told) {
+    if (told.is_null()) return "NULL";
+    if (told.is_string()) return told.get<std::string>();
+    if (told.is_array()) {
+        std::string text;
+        for (const OrderedJson& one : told) text += (text.empty() ? "" : ", ") + brief(one);
+        return "[" + text + "]";
+    }
+    if (!told.is_object()) return told.dump();
+    if (const auto kept = told.find("text"); kept != told.end()) {
+        return "\"" + printable(kept->get<std::string>()) + "\"";
+    }
+    if (const auto kept = told.find("hex"); kept != told.end()) {
+        return kept->get<std::string>();
+    }
+    return told.at("name").get<std::string>() + " (" + told.at("length").dump() + " bytes)";
+}
+
+std::string briefList(const OrderedJson& values) {
+    std::string text;
+    for (const auto& [name, value] : values.items()) {
+        text += (text.empty() ? "" : ", ") + name + " " + brief(value);
+    }
+    return text;
+}
+
+std::string callLine(const OrderedJson& call, const std::string& indent) {
+    char lead[96];
+    std::snprintf(lead, sizeof lead, "%6s %10.3f ms ", call.at("call").dump().c_str(),
+                  call.at("start_ms").get<double>());
+    std::string text = lead + ("[" + call.at("process").dump() + "." + call.at("thread").dump()) +
+                       "] " + indent + call.at("function").get<std::string>() + "(" +
+                       briefList(call.at("arguments")) + ")";
+    const std::string ended = call.at("ended");
+    if (ended != "returned") return text + (ended == "never" ? "  NEVER RETURNED" : "  UNWOUND");
+    if (!call.at("result").is_null()) text += " = " + brief(call.at("result"));
+    if (!call.at("outputs").empty()) text += "  -> " + briefList(call.at("outputs"));
+    std::snprintf(lead, sizeof lead, "  %.3f ms", call.at("duration_ms").get<double>());
+    text += lead;
+    return text + (call.at("failed").get<bool>() ? "  FAILED" : "");
+}
+
+}  // namespace
+
+std::string toLine(const OrderedJson& object) {
+    return object.dump(-1, ' ', false, OrderedJson::error_handler_t::replace);
+}
+
+std::string Teller::nameOf(const std::string& tag, const std::string& visibility) {
+    std::string& name = m_names[tag];
+    if (name.empty()) name = visibility + "-" + std::to_string(++m_counts[visibility]);
+    return name;
+}
+
+OrderedJson Teller::value(const Json& kept, const std::string& visibility) {
+    if (kept.is_boolean()) return "buffer";
+    if (kept.is_binary()) {
+        const std::string bytes = textOf(kept);
+        if (isUtf8(bytes)) return {{"text", bytes}};
+        return {{"hex", toHex(bytes)}};
+    }
+    if (isHidden(kept)) {
+        return {{"class", visibility},
+                {"length", kept[0].get<std::uint64_t>()},
+                {"name", nameOf(textOf(kept[1]), visibility)}};
+    }
+    if (kept.is_array()) {
+        OrderedJson list = OrderedJson::array();
+        for (const Json& one : kept) list.push_back(value(one, visibility));
+        return list;
+    }
+    return OrderedJson::parse(kept.dump());
+}
+
+OrderedJson Teller::values(const Json& kept, const Function& function, bool outputs) {
+    OrderedJson told = OrderedJson::object();
+    for (std::size_t i = 0; kept.is_array() && i < kept.size(); ++i) {
+        if (outputs && kept[i].is_null()) continue;
+        told[function.parameters[i].name] = value(kept[i], function.parameters[i].visibility);
+    }
+    return told;
+}
+
+OrderedJson Teller::head() const {
+    const Json& description = m_recording.description;
+    return {{"recording",
+             {{"format", description.value("format", 0)},
+              {"ukey", description.value("ukey", "")},
+              {"made", when(description.value("wall", std::uint64_t{0}))},
+              {"full", m_recording.full},
+              {"calls", m_recording.calls.size()},
+              {"lost", m_recording.lost},
+              {"unfinished", m_recording.unfinished},
+              {"damaged", m_recording.damaged}}}};
+}
+
+OrderedJson Teller::process(const Process& process) const {
+    return {{"process", process.number},
+            {"pid", process.id},
+            {"started", when(process.wall)},
+            {"program", process.program},
+            {"machine", process.machine}};
+}
+
+OrderedJson Teller::library(const Library& library) const {
+    return {{"library", library.file},
+            {"process", library.process},
+            {"boundary", library.boundary},
+            {"size", library.size},
+            {"build", library.build}};
+}
+
+OrderedJson Teller::call(const Call& call) {
+    const Function& function = m_recording.functionOf(call);
+    const auto began = m_recording.description.value("time", std::uint64_t{0});
+    OrderedJson told = {{"call", call.number},
+                        {"parent", nullptr},
+                        {"process", call.process},
+                        {"thread", call.thread},
+                        {"start_ms", milliseconds(began, call.start)},
+                        {"duration_ms", nullptr},
+                        {"boundary", function.boundary},
+                        {"function", function.name},
+                        {"arguments", values(call.arguments, function, false)},
+                        {"ended", !call.ended()           ? "never"
+                                  : call.how == kReturned ? "returned"
+                                                          : "unwound"},
+                        {"result", value(call.result, "public")},
+                        {"last_error", OrderedJson::parse(call.lastError.dump())},
+                        {"outputs", values(call.outputs, function, true)},
+                        {"failed", failed(call)}};
+    if (call.parent != 0) told["parent"] = call.parent;
+    if (call.ended()) told["duration_ms"] = milliseconds(call.start, call.end);
+    return told;
+}
+
+void showText(const Recording& recording, const Line& line) {
+    Teller teller(recording);
+    const OrderedJson head = teller.head().at("recording");
+    line("recorded " + head.at("made").get<std::string>() + " by ukey " +
+         head.at("ukey").get<std::string>() +
+         (recording.full ? ", in full" : ", without identifiers and contents"));
+    for (const Process& process : recording.processes) {
+        line("process " + std::to_string(process.number) + "  " + process.program + " (pid " +
+             std::to_string(process.id) + ", " + process.machine + ")");
+    }
+    for (const Library& library : recording.libraries) {
+        line("library " + library.file + " in process " + std::to_string(library.process) + ", " +
+             std::to_string(library.size) + " bytes, build " +
+             (library.build.empty() ? "without an id" : library.build));
+    }
+    const std::pair<std::uint64_t, const char*> gaps[] = {
+        {recording.lost, " records were lost: there was no room for them"},
+        {recording.unfinished, " records are unfinished: their process ended meanwhile"},
+        {recording.damaged, " records are damaged"}};
+    for (const auto& [count, words] : gaps) {
+        if (count != 0) line(std::to_string(count) + words);
+    }
+    for (const Call& call : recording.calls) {
+        line(callLine(teller.call(call), call.parent == 0 ? "" : "    "));
+    }
+}
+
+void showJson(const Recording& recording, const Line& line) {
+    Teller teller(recording);
+    line(toLine(teller.head()));
+    for (const Process& process : recording.processes) line(toLine(teller.process(process)));
+    for (const Library& library : recording.libraries) line(toLine(teller.library(library)));
+    for (const Call& call : recording.calls) line(toLine(teller.call(call)));
+}
+
+}  // namespace recorder
+}  // namespace kesta

@@ -1,0 +1,207 @@
+#include "reader.h"
+
+#include <algorithm>
+#include <fstream>
+#include <sstream>
+#include <unordered_map>
+
+#include "boundary/table.h"
+
+namespace kesta {
+namespace recorder {
+namespace {
+
+const unsigned char* bytesOf(const std::string& text) {
+    return reinterpret_cast<const unsigned char*>(text.data());
+}
+
+std::uint64_t lengthAt(const unsigned char* frame) {
+    return (std::uint64_t{frame[1]} << 24) | (std::uint64_t{frame[2]} << 16) |
+           (std::uint64_t{frame[3]} << 8) | std::uint64_t{frame[4]};
+}
+
+void checkHead(const std::string& bytes) {
+    const std::size_t known = std::min(bytes.size(), kVersionAt);
+    if (known < kVersionAt || std::memcmp(bytes.data(), kMagic, kVersionAt) != 0) {
+        throw BadRecording("this is no recording");
+    }
+    if (bytes.size() > kVersionAt && bytesOf(bytes)[kVersionAt] != kVersion) {
+        throw BadRecording(
+            "this recording has version " + std::to_string(bytesOf(bytes)[kVersionAt]) +
+            " of the format; this program reads version " + std::to_string(kVersion));
+    }
+    if (bytes.size() < kHeadSize) throw BadRecording("this recording is cut within its head");
+}
+
+// Puts records together to calls.
+class Assembly {
+public:
+    explicit Assembly(Recording& recording) : m_recording(recording) {}
+
+    // Throws Json's exceptions where a record is not what its kind says.
+    void take(const Json& record) {
+        switch (record.at(0).get<int>()) {
+            case kDescription:
+                return describe(record.at(1));
+            case kEnter:
+                return enter(record);
+            case kLeave:
+                return leave(record);
+            case kProcess:
+                m_recording.processes.push_back({record.at(1), record.at(2), record.at(3),
+                                                 record.at(4), record.at(5), record.at(6)});
+                return;
+            case kLibrary:
+                m_recording.libraries.push_back(
+                    {record.at(1), record.at(2), record.at(3), record.at(4), record.at(5)});
+                return;
+            default:
+                throw BadRecording("a record of an unknown kind");
+        }
+    }
+
+    void finish() {
+        auto& calls = m_recording.calls;
+        std::sort(calls.begin(), calls.end(),
+                  [](const Call& one, const Call& other) { return one.number < other.number; });
+    }
+
+private:
+    void describe(const Json& description) {
+        Recording read;
+        read.full = description.at("full");
+        for (const Json& function : description.at("functions")) {
+            Function one{function.at(0), function.at(1), {}};
+            for (const Json& parameter : function.at(2)) {
+                one.parameters.push_back({parameter.at(0), parameter.at(1)});
+            }
+            read.functions.push_back(std::move(one));
+        }
+        m_recording.description = description;
+        m_recording.full = read.full;
+        m_recording.functions = std::move(read.functions);
+    }
+
+    void enter(const Json& record) {
+        Call call;
+        call.number = record.at(1);
+        call.parent = record.at(2);
+        call.process = record.at(3);
+        call.thread = record.at(4);
+        call.start = record.at(5);
+        call.function = record.at(6);
+        call.arguments = record.at(7);
+        if (call.function >= m_recording.functions.size() || !call.arguments.is_array() ||
+            call.arguments.size() != m_recording.functions[call.function].parameters.size()) {
+            throw BadRecording("a call of no function");
+        }
+        m_places.emplace(call.number, m_recording.calls.size());
+        m_recording.calls.push_back(std::move(call));
+    }
+
+    void leave(const Json& record) {
+        Call& call = m_recording.calls.at(m_places.at(record.at(1)));
+        if (!record.at(6).is_array() || record.at(6).size() != call.arguments.size()) {
+            throw BadRecording("outputs of another function");
+        }
+        const int how = record.at(3);
+        call.end = record.at(2);
+        call.how = how;
+        call.result = record.at(4);
+        call.lastError = record.at(5);
+        call.outputs = record.at(6);
+    }
+
+    Recording& m_recording;
+    std::unordered_map<std::uint64_t, std::size_t> m_places;
+};
+
+// The next place of a record at or behind at: zeros are no records.
+std::size_t skipZeros(const std::string& bytes, std::size_t at) {
+    while (at + kAlignment <= bytes.size()) {
+        std::uint64_t word;
+        std::memcpy(&word, bytes.data() + at, sizeof word);
+        if (word != 0) return at;
+        at += kAlignment;
+    }
+    return bytes.size();
+}
+
+void takeRecord(const unsigned char* content, std::uint64_t length, Assembly& assembly,
+                Recording& recording) {
+    const Json record = Json::from_msgpack(content, content + length, true, false);
+    try {
+        if (!record.is_array()) throw BadRecording("no array");
+        assembly.take(record);
+    } catch (const std::exception&) {
+        ++recording.damaged;
+    }
+}
+
+}  // namespace
+
+std::string Recording::keyBytes() const {
+    const auto key = description.find("key");
+    if (key == description.end() || !key->is_binary()) return {};
+    return {key->get_binary().begin(), key->get_binary().end()};
+}
+
+Recording parseRecording(const std::string& bytes) {
+    checkHead(bytes);
+    Recording recording;
+    State state;
+    std::memcpy(&state, bytes.data() + sizeof kMagic, sizeof state);
+    recording.lost = state.lost;
+    Assembly assembly(recording);
+    std::size_t at = kHeadSize;
+    while ((at = skipZeros(bytes, at)) < bytes.size()) {
+        const unsigned char* const frame = bytesOf(bytes) + at;
+        const std::uint64_t length = lengthAt(frame);
+        if (frame[0] != kExtension || frame[5] > kWhole) {
+            ++recording.damaged;
+            at += kAlignment;
+        } else if (length > bytes.size() - at - kFrameSize) {
+            ++recording.unfinished;  // the file ends within it
+            break;
+        } else {
+            if (frame[5] == kUnfinished) {
+                ++recording.unfinished;
+            } else {
+                takeRecord(frame + kFrameSize, length, assembly, recording);
+            }
+            at += framed(length);
+        }
+    }
+    assembly.finish();
+    if (recording.functions.empty()) throw BadRecording("this recording is cut within its head");
+    return recording;
+}
+
+Recording readRecording(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    std::ostringstream bytes;
+    if (!file || !(bytes << file.rdbuf())) throw BadRecording("cannot be read");
+    return parseRecording(bytes.str());
+}
+
+Json describeFunctions() {
+    Json functions = Json::array();
+    for (std::size_t number = 0; number < kFunctionCount; ++number) {
+        const Row& row = rowOf(number);
+        Json parameters = Json::array();
+        for (std::size_t i = 0; i < countOf(row); ++i) {
+            parameters.push_back({row.parameters[i].name, nameOf(row.parameters[i].visibility)});
+        }
+        functions.push_back({row.name, nameOf(boundaryOf(number)), std::move(parameters)});
+    }
+    return functions;
+}
+
+std::string descriptionRecord(Json description) {
+    const auto bytes =
+        Json::to_msgpack(Json::array({static_cast<int>(kDescription), std::move(description)}));
+    return {bytes.begin(), bytes.end()};
+}
+
+}  // namespace recorder
+}  // namespace kesta
