@@ -19,6 +19,23 @@ macro(kesta_package component name section depends summary description)
     endif()
 endmacro()
 
+# The linker's maps, from which packaging/make-boms reads what went into a file.
+function(kesta_map_folder folder)
+    get_property(targets DIRECTORY "${folder}" PROPERTY BUILDSYSTEM_TARGETS)
+    foreach(target IN LISTS targets)
+        get_target_property(type ${target} TYPE)
+        if(type MATCHES "^(EXECUTABLE|SHARED_LIBRARY|MODULE_LIBRARY)$")
+            target_link_options(${target} PRIVATE "-Wl,-Map=${PROJECT_BINARY_DIR}/maps/${target}.map")
+        endif()
+    endforeach()
+    get_property(folders DIRECTORY "${folder}" PROPERTY SUBDIRECTORIES)
+    foreach(inner IN LISTS folders)
+        kesta_map_folder("${inner}")
+    endforeach()
+endfunction()
+file(MAKE_DIRECTORY "${PROJECT_BINARY_DIR}/maps")
+kesta_map_folder("${PROJECT_SOURCE_DIR}")
+
 find_program(KESTA_GZIP gzip REQUIRED)
 file(MAKE_DIRECTORY "${packages_folder}")
 execute_process(COMMAND "${KESTA_GZIP}" -9nc "${documents}/changelog"

@@ -38,14 +38,10 @@ make_root() {
 
 # in_root FOLDER [BWRAP-OPTION...] -- COMMAND...: inside the clean system, as on a machine of its own.
 in_root() {
-    local root=$1 options=()
+    local root=$1
     shift
-    while [[ $1 != -- ]]; do
-        options+=("$1")
-        shift
-    done
     bwrap --die-with-parent --unshare-pid --cap-add ALL --clearenv \
         --setenv PATH /usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin \
         --setenv HOME /root --setenv LANG C.UTF-8 --bind "$root" / --proc /proc --dev /dev \
-        --tmpfs /tmp --chdir /root "${options[@]}" "$@"
+        "$@"
 }
