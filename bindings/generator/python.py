@@ -13,7 +13,8 @@ def kinds(table: Dict[str, Any]) -> str:
     lines = ['"""Kinds of failure, each with its exception."""', f"# {tables.NOTICE}", "",
              "from enum import Enum", "from typing import Dict, Type", "",
              "from ._error import KestaError", "", "", "class Kind(str, Enum):",
-             '    """What went wrong, whatever the token library\'s numbers are."""', ""]
+             '    """What went wrong, whatever the token library\'s numbers are."""', "",
+             "    def __str__(self) -> str:", "        return str(self.value)", ""]
     lines += [f'    {k["name"].upper().replace("-", "_")} = "{k["name"]}"  # {k["en"]}'
               for k in table["kinds"]]
     failures = [k for k in table["kinds"] if k["name"] != "ok"]
@@ -37,13 +38,10 @@ def hint(parameter: Dict[str, Any]) -> str:
     return f"Optional[{plain}]" if optional else plain
 
 
-def handed_on(parameter: Dict[str, Any]) -> str:
-    name = name_of(parameter)
-    if parameter["type"] == "number":
-        return f"{'int32' if parameter['signed'] else 'uint32'}({name})"
-    if parameter["type"] == "pointer":
-        return f"self._pointer({name})"
-    return f"self._text({name})"
+def handed_on(operation: str, parameter: Dict[str, Any]) -> str:
+    way = {"text": "self._text", "pointer": "self._pointer",
+           "number": "int32" if parameter.get("signed") else "uint32"}[parameter["type"]]
+    return f'{way}("{operation}",~{name_of(parameter)})'
 
 
 def signature(entry: Dict[str, Any]) -> str:
@@ -73,7 +71,7 @@ def check(entry: Dict[str, Any]) -> List[str]:
 
 def call(entry: Dict[str, Any]) -> str:
     name, rule = entry["name"], entry["output"]
-    arguments = "".join(f", {handed_on(p)}" for p in header.inputs(entry))
+    arguments = "".join(f", {handed_on(name, p)}" for p in header.inputs(entry))
     start = f'"{name}", self._f.{name}'
     if name == "GetLastErrCode":
         return "return self._last_code()"
@@ -142,7 +140,7 @@ def operations(functions: List[Dict[str, Any]]) -> str:
             body += [statement[:at]] + ["    " + line for line in wrapped]
         else:
             body.append(statement)
-        lines += ["        " + line if line else "" for line in body]
+        lines += ["        " + line.replace("~", " ") if line else "" for line in body]
     return "\n".join(lines + [""])
 
 

@@ -10,6 +10,9 @@ from ._error import KestaError
 class Kind(str, Enum):
     """What went wrong, whatever the token library's numbers are."""
 
+    def __str__(self) -> str:
+        return str(self.value)
+
     OK = "ok"  # success
     NO_KEY = "no-key"  # no key, or not this key, is present
     SEVERAL_KEYS = "several-keys"  # several keys are present and none was named

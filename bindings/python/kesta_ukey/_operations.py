@@ -29,7 +29,8 @@ class Operations(Caller):
 
         err_code: any result code.
         """
-        return self._bounded("GetErrorMsg", self._f.GetErrorMsg, 4096, c_int, int32(err_code))
+        return self._bounded(
+            "GetErrorMsg", self._f.GetErrorMsg, 4096, c_int, int32("GetErrorMsg", err_code))
 
     def get_driver_version(self) -> str:
         """The driver's version, a constant text of 13 characters."""
@@ -53,14 +54,14 @@ class Operations(Caller):
         language: 0 or 1: Chinese (33 bytes); 2: English (20 bytes).
         """
         return self._bounded_beside(
-            "GetVendorInfo", self._f.GetVendorInfo, 256, c_uint, int32(language))
+            "GetVendorInfo", self._f.GetVendorInfo, 256, c_uint, int32("GetVendorInfo", language))
 
     def change_pin(self, serial: Optional[str]) -> None:
         """Lets the user change the key's PIN; the token library asks for both PINs.
 
         serial: names the key.
         """
-        self._ask("ChangePin", self._f.ChangePin, self._text(serial))
+        self._ask("ChangePin", self._f.ChangePin, self._text("ChangePin", serial))
 
     def init_ukey(self, serial: Optional[str]) -> None:
         """Initialises the key, which loses what it holds.
@@ -68,7 +69,7 @@ class Operations(Caller):
         serial: names the key.
         """
         self._initialise()
-        self._ask("InitUKey", self._f.InitUKey, self._text(serial))
+        self._ask("InitUKey", self._f.InitUKey, self._text("InitUKey", serial))
 
     def test_init_ukey(self, serial: Optional[str], param: Pointer = None) -> None:
         """Initialises the key with a parameter of the token library's.
@@ -76,14 +77,16 @@ class Operations(Caller):
         serial: names the key.
         param: handed on as it is.
         """
-        self._ask("TestInitUKey", self._f.TestInitUKey, self._text(serial), self._pointer(param))
+        self._ask(
+            "TestInitUKey", self._f.TestInitUKey, self._text("TestInitUKey", serial),
+            self._pointer("TestInitUKey", param))
 
     def verify_pin(self, serial: Optional[str]) -> None:
         """Lets the user unlock the key; the token library asks for the PIN.
 
         serial: names the key.
         """
-        self._ask("VerifyPIN", self._f.VerifyPIN, self._text(serial))
+        self._ask("VerifyPIN", self._f.VerifyPIN, self._text("VerifyPIN", serial))
 
     def test_verify_and_cache_pin(self, serial: Optional[str], param: Pointer = None) -> None:
         """As VerifyPIN, and the token library keeps the PIN for later operations.
@@ -92,15 +95,17 @@ class Operations(Caller):
         param: handed on as it is.
         """
         self._ask(
-            "TestVerifyAndCachePin", self._f.TestVerifyAndCachePin, self._text(serial),
-            self._pointer(param))
+            "TestVerifyAndCachePin", self._f.TestVerifyAndCachePin,
+            self._text("TestVerifyAndCachePin", serial),
+            self._pointer("TestVerifyAndCachePin", param))
 
     def get_pin_info(self, serial: Optional[str]) -> bytes:
         """The PIN information record of 8 bytes; its layout is the token library's.
 
         serial: names the key.
         """
-        return self._record("GetPinInfo", self._f.GetPinInfo, 8, c_uint, self._text(serial))
+        return self._record(
+            "GetPinInfo", self._f.GetPinInfo, 8, c_uint, self._text("GetPinInfo", serial))
 
     def set_cache_pin_flag(self, serial: Optional[str], flag: int) -> None:
         """Switches the token library's PIN caching.
@@ -109,7 +114,9 @@ class Operations(Caller):
         flag: handed on as it is.
         """
         self._initialise()
-        self._run("SetCachePinFlag", self._f.SetCachePinFlag, self._text(serial), int32(flag))
+        self._run(
+            "SetCachePinFlag", self._f.SetCachePinFlag, self._text("SetCachePinFlag", serial),
+            int32("SetCachePinFlag", flag))
 
     def remove_pin_cache(self) -> None:
         """Makes the token library forget a cached PIN."""
@@ -123,8 +130,8 @@ class Operations(Caller):
         param2: select the certificate; their meaning is the token library's.
         """
         return self._bounded(
-            "GetCert", self._f.GetCert, 4096, c_uint, self._text(serial), uint32(param1),
-            uint32(param2))
+            "GetCert", self._f.GetCert, 4096, c_uint, self._text("GetCert", serial),
+            uint32("GetCert", param1), uint32("GetCert", param2))
 
     def get_cert_dn(self, serial: str, param1: int, param2: int) -> str:
         """Reads a certificate's distinguished name, at most 1024 bytes.
@@ -134,8 +141,8 @@ class Operations(Caller):
         param2: select the certificate; their meaning is the token library's.
         """
         return self._bounded(
-            "GetCertDN", self._f.GetCertDN, 1024, c_int, self._text(serial), uint32(param1),
-            uint32(param2))
+            "GetCertDN", self._f.GetCertDN, 1024, c_int, self._text("GetCertDN", serial),
+            uint32("GetCertDN", param1), uint32("GetCertDN", param2))
 
     def get_cert_info(self, serial: Optional[str], param: int) -> bytes:
         """Reads a certificate's information block, at most 1280 bytes; its layout is the token
@@ -145,7 +152,8 @@ class Operations(Caller):
         param: selects the certificate; its meaning is the token library's.
         """
         return self._record(
-            "GetCertInfo", self._f.GetCertInfo, 1280, c_uint, self._text(serial), uint32(param))
+            "GetCertInfo", self._f.GetCertInfo, 1280, c_uint, self._text("GetCertInfo", serial),
+            uint32("GetCertInfo", param))
 
     def del_cert_and_temp_key(self, serial: Optional[str], param1: int, param2: int) -> None:
         """Deletes a certificate and its temporary key from the key.
@@ -155,8 +163,9 @@ class Operations(Caller):
         param2: select the certificate; their meaning is the token library's.
         """
         self._ask(
-            "DelCertAndTempKey", self._f.DelCertAndTempKey, self._text(serial), uint32(param1),
-            uint32(param2))
+            "DelCertAndTempKey", self._f.DelCertAndTempKey,
+            self._text("DelCertAndTempKey", serial), uint32("DelCertAndTempKey", param1),
+            uint32("DelCertAndTempKey", param2))
 
     def register_cert(self) -> None:
         """Obsolete."""
@@ -181,8 +190,8 @@ class Operations(Caller):
         warning_msg: required, also for a probe. The text that the key shows.
         """
         return self._probed(
-            "Sign", self._f.Sign, data, self._text(serial), int32(option1), int32(option2),
-            self._text(data), self._text(warning_msg))
+            "Sign", self._f.Sign, data, self._text("Sign", serial), int32("Sign", option1),
+            int32("Sign", option2), self._text("Sign", data), self._text("Sign", warning_msg))
 
     def sign_hash(self, serial: Optional[str], option1: int, option2: int, hash: str,
                   option3: int) -> str:
@@ -195,8 +204,9 @@ class Operations(Caller):
         option3: their meaning is the token library's.
         """
         return self._probed(
-            "SignHash", self._f.SignHash, hash, self._text(serial), int32(option1),
-            int32(option2), self._text(hash), int32(option3))
+            "SignHash", self._f.SignHash, hash, self._text("SignHash", serial),
+            int32("SignHash", option1), int32("SignHash", option2), self._text("SignHash", hash),
+            int32("SignHash", option3))
 
     def batch_sign(self, flags: int, param2: Pointer, param3: int, param4: int, data: Optional[str],
                    param6: Pointer, param7: Pointer, param8: int, param9: int,
@@ -216,10 +226,12 @@ class Operations(Caller):
         param11: their meaning is the token library's.
         """
         return self._batch(
-            "Batch_Sign", self._f.Batch_Sign, data, data_list, uint32(flags),
-            self._pointer(param2), int32(param3), int32(param4), self._text(data),
-            self._pointer(param6), self._pointer(param7), int32(param8), int32(param9),
-            self._text(data_list), int32(param11))
+            "Batch_Sign", self._f.Batch_Sign, data, data_list, uint32("Batch_Sign", flags),
+            self._pointer("Batch_Sign", param2), int32("Batch_Sign", param3),
+            int32("Batch_Sign", param4), self._text("Batch_Sign", data),
+            self._pointer("Batch_Sign", param6), self._pointer("Batch_Sign", param7),
+            int32("Batch_Sign", param8), int32("Batch_Sign", param9),
+            self._text("Batch_Sign", data_list), int32("Batch_Sign", param11))
 
     def asym_dec(self, serial: Optional[str], option1: int, option2: int, cipher: str) -> str:
         """Decrypts with the key's private key.
@@ -230,15 +242,16 @@ class Operations(Caller):
         cipher: required. The cipher text; line breaks in it are dropped.
         """
         return self._probed_whole(
-            "AsymDec", self._f.AsymDec, cipher, self._text(serial), int32(option1),
-            uint32(option2), self._text(cipher))
+            "AsymDec", self._f.AsymDec, cipher, self._text("AsymDec", serial),
+            int32("AsymDec", option1), uint32("AsymDec", option2), self._text("AsymDec", cipher))
 
     def get_label(self, serial: str) -> str:
         """Reads the key's label, at most 512 bytes.
 
         serial: required, not empty. Names the key.
         """
-        return self._bounded("GetLabel", self._f.GetLabel, 512, c_int, self._text(serial))
+        return self._bounded(
+            "GetLabel", self._f.GetLabel, 512, c_int, self._text("GetLabel", serial))
 
     def set_label(self, serial: str, label: str) -> None:
         """Writes the key's label.
@@ -246,7 +259,9 @@ class Operations(Caller):
         serial: required. Names the key.
         label: required.
         """
-        self._run("SetLabel", self._f.SetLabel, self._text(serial), self._text(label))
+        self._run(
+            "SetLabel", self._f.SetLabel, self._text("SetLabel", serial),
+            self._text("SetLabel", label))
 
     def set_data(self, name: str, param: int, value: str) -> None:
         """Stores a named data object on the key.
@@ -255,7 +270,9 @@ class Operations(Caller):
         param: its meaning is the token library's.
         value: required, at most 300 characters.
         """
-        self._run("SetData", self._f.SetData, self._text(name), uint32(param), self._text(value))
+        self._run(
+            "SetData", self._f.SetData, self._text("SetData", name), uint32("SetData", param),
+            self._text("SetData", value))
 
     def get_data(self, name: str, param: int) -> str:
         """Reads a named data object, at most 260 bytes.
@@ -264,7 +281,8 @@ class Operations(Caller):
         param: its meaning is the token library's.
         """
         return self._bounded(
-            "GetData", self._f.GetData, 260, c_int, self._text(name), uint32(param))
+            "GetData", self._f.GetData, 260, c_int, self._text("GetData", name),
+            uint32("GetData", param))
 
     def set_charset(self, arg1: str, arg2: str) -> None:
         """Chooses the charset of the token library's texts.
@@ -274,7 +292,9 @@ class Operations(Caller):
         arg2: required. Handed on in reverse order; which is the key and which the charset is
             the token library's to say.
         """
-        self._run("SetCharset", self._f.SetCharset, self._text(arg1), self._text(arg2))
+        self._run(
+            "SetCharset", self._f.SetCharset, self._text("SetCharset", arg1),
+            self._text("SetCharset", arg2))
 
     def set_language(self, arg1: str, arg2: str) -> None:
         """Chooses the language of the token library's texts.
@@ -284,7 +304,9 @@ class Operations(Caller):
         arg2: required. Handed on in reverse order; which is the key and which the language is
             the token library's to say.
         """
-        self._run("SetLanguage", self._f.SetLanguage, self._text(arg1), self._text(arg2))
+        self._run(
+            "SetLanguage", self._f.SetLanguage, self._text("SetLanguage", arg1),
+            self._text("SetLanguage", arg2))
 
     def wait_for_key_event(self) -> Event:
         """Waits until a key is inserted or removed, or StopDetectUKey ends the wait."""
@@ -306,8 +328,9 @@ class Operations(Caller):
         """
         self._refuse_if("GenerateCertRequest", checks.request_info(request_info))
         return self._kept(
-            "GenerateCertRequest", self._f.GenerateCertRequest, self._text(serial),
-            self._text(request_info))
+            "GenerateCertRequest", self._f.GenerateCertRequest,
+            self._text("GenerateCertRequest", serial),
+            self._text("GenerateCertRequest", request_info))
 
     def batch_init_and_generate_cert_request(self, serial: Optional[str], init_flag: int,
                                              request_info: str) -> str:
@@ -325,7 +348,9 @@ class Operations(Caller):
         self._refuse_if("Batch_InitAndGenerateCertRequest", checks.request_info(request_info))
         return self._kept(
             "Batch_InitAndGenerateCertRequest", self._f.Batch_InitAndGenerateCertRequest,
-            self._text(serial), int32(init_flag), self._text(request_info))
+            self._text("Batch_InitAndGenerateCertRequest", serial),
+            int32("Batch_InitAndGenerateCertRequest", init_flag),
+            self._text("Batch_InitAndGenerateCertRequest", request_info))
 
     def import_x509_cert(self, serial: str, p7: str) -> None:
         """Writes one certificate into the key.
@@ -333,7 +358,9 @@ class Operations(Caller):
         serial: required. Names the key.
         p7: required. The certificate as text; commas and line breaks in it are dropped.
         """
-        self._run("ImportX509Cert", self._f.ImportX509Cert, self._text(serial), self._text(p7))
+        self._run(
+            "ImportX509Cert", self._f.ImportX509Cert, self._text("ImportX509Cert", serial),
+            self._text("ImportX509Cert", p7))
 
     def import_enc_x509_cert(self, serial: str, p7: str, pri_key: str) -> None:
         """Imports an escrowed encryption key, then writes its certificate.
@@ -346,8 +373,9 @@ class Operations(Caller):
         """
         self._refuse_if("ImportEncX509Cert", checks.key_text(pri_key))
         self._ask(
-            "ImportEncX509Cert", self._f.ImportEncX509Cert, self._text(serial), self._text(p7),
-            self._text(pri_key))
+            "ImportEncX509Cert", self._f.ImportEncX509Cert,
+            self._text("ImportEncX509Cert", serial), self._text("ImportEncX509Cert", p7),
+            self._text("ImportEncX509Cert", pri_key))
 
     def batch_import_x509_cert(self, serial: Optional[str], p7: str) -> None:
         """Imports a bundle: signing certificates, then escrowed keys, then encryption
@@ -360,12 +388,14 @@ class Operations(Caller):
         """
         self._refuse_if("Batch_ImportX509Cert", checks.bundle(p7))
         self._ask(
-            "Batch_ImportX509Cert", self._f.Batch_ImportX509Cert, self._text(serial),
-            self._text(p7))
+            "Batch_ImportX509Cert", self._f.Batch_ImportX509Cert,
+            self._text("Batch_ImportX509Cert", serial), self._text("Batch_ImportX509Cert", p7))
 
     def check_driver_integrity(self, mode: int) -> None:
         """Asks whether the install directory can be listed.
 
         mode: 1. The files in the directory are not compared with any list.
         """
-        self._beside("CheckDriverIntegrity", self._f.CheckDriverIntegrity, int32(mode))
+        self._beside(
+            "CheckDriverIntegrity", self._f.CheckDriverIntegrity,
+            int32("CheckDriverIntegrity", mode))
