@@ -1,6 +1,7 @@
 """Keys that come and go: one wait on a thread of its own, for loops with and without asyncio."""
 
 import asyncio
+import sys
 import threading
 from collections import deque
 from typing import Any, Deque, List, Optional, Tuple, Union
@@ -121,7 +122,8 @@ class Events:
         await self.aclose()
 
     def __del__(self) -> None:
-        if getattr(self, "_begun", False) and not self._wait.stopping:
+        # At the end of the program no thread can be started, and none is needed.
+        if getattr(self, "_begun", False) and not self._wait.stopping and not sys.is_finalizing():
             self._wait.stopping = True
             threading.Thread(target=self._wait.stop, daemon=True).start()
 

@@ -128,6 +128,14 @@ def test_other_threads_run_and_cheap_reads_answer_while_a_person_is_asked(stand_
     asking.join()
 
 
+def test_program_ends_in_the_middle_of_a_wait():
+    program = "import sys; sys.path[:0] = {!r}; from conftest import _STAND_IN; " \
+              "kept = _STAND_IN.library.events(); kept.self = kept; print('ends')"
+    done = subprocess.run([sys.executable, "-c", program.format(sys.path)], check=True, text=True,
+                          stdout=subprocess.PIPE, env=dict(os.environ, KESTA_BUILD=str(BUILD)))
+    assert done.stdout == "ends\n"
+
+
 # What the main thread of a program does; tells when Ctrl-C came through.
 PROGRAM = """
 import sys, time
