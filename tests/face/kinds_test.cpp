@@ -106,7 +106,7 @@ TEST_F(Kinds, are_told_by_exceptions_too) {
 
 TEST_F(Kinds, sentences_of_the_face_are_given_in_Chinese_too) {
     Speak(Language::kChinese);
-    EXPECT_EQ(OwnMessage(KESTA_NOT_BOUND), "密钥驱动库缺失或不完整");
+    EXPECT_EQ(OwnMessage(KESTA_NOT_BOUND), "令牌库缺失或不完整");
     EXPECT_EQ(FactsOf(Kind::kPinWrong).Words(), "PIN 码错误");
     stand_in().probed = 8201;
     EXPECT_THAT(library.Try().Sign("SN", 1, 2, "data", "w").failure().message,

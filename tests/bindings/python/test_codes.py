@@ -85,6 +85,6 @@ def test_sentences_are_given_in_chinese_too(stand_in):
     stand_in.tell(code=-101)
     with pytest.raises(KestaError) as failed:
         stand_in.library.verify_pin("SN")
-    assert failed.value.message == "密钥驱动库缺失或不完整"
+    assert failed.value.message == "令牌库缺失或不完整"
     with pytest.raises(ValueError):
         speak("fr")
