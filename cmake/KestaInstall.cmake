@@ -38,6 +38,7 @@ install(FILES "${PROJECT_BINARY_DIR}/${package}.pc" DESTINATION "${pkgconfig_fol
 
 set(document_folder "${CMAKE_INSTALL_DATAROOTDIR}/doc")
 file(GLOB example_sources CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/examples/*.c"
+     "${PROJECT_SOURCE_DIR}/examples/*.py" "${PROJECT_SOURCE_DIR}/examples/*.js"
      "${PROJECT_SOURCE_DIR}/examples/*.cpp")
 set(development_documents "${document_folder}/libkesta-unified-zrkukey-dev")
 install(FILES ${example_sources} DESTINATION "${development_documents}/examples" COMPONENT development)

@@ -80,6 +80,17 @@ work.")
                 DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/doc/kesta-ukey/third-party" OPTIONAL)
     endforeach()
 endif()
+# Nothing of it is compiled.
+if(TARGET ukey)
+    kesta_package(python python3-kesta-ukey python
+        "libkesta-unified-zrkukey (= ${this_version}), python3 (>= 3.9)"
+        "USB security key with SM2 keys, from Python"
+        "Certificate requests, signatures and decryption with a USB security key, with
+exceptions for each kind of failure and insertion and removal as events.")
+    set(CPACK_DEBIAN_PYTHON_PACKAGE_ARCHITECTURE all)
+    file(GLOB modules CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/bindings/python/kesta_ukey/*.*")
+    install(FILES ${modules} DESTINATION lib/python3/dist-packages/kesta_ukey COMPONENT python)
+endif()
 if(TARGET softkey_command)
     kesta_package(softkey kesta-softkey devel
         "libkesta-unified-zrkukey (= ${this_version}), bubblewrap, libc6 (>= 2.36), libgcc-s1 (>= 4.2), \
