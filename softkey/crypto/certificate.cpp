@@ -7,6 +7,7 @@
 #include <ctime>
 
 #include "softkey/crypto/base64.h"
+#include "softkey/crypto/der.h"
 #include "softkey/crypto/key_pair.h"
 #include "softkey/result.h"
 
@@ -16,7 +17,7 @@ namespace {
 X509Ptr ReadX509(const Bytes& der) {
     const unsigned char* at = der.data();
     X509Ptr certificate(d2i_X509(nullptr, &at, static_cast<long>(der.size())));
-    if (certificate && at != der.data() + der.size()) certificate.reset();
+    if (certificate && !IsDer(der)) certificate.reset();
     return certificate;
 }
 

@@ -5,11 +5,13 @@
 
 #include <algorithm>
 
+#include "softkey/crypto/der.h"
 #include "softkey/crypto/key_pair.h"
 
 namespace softkey {
 
 std::optional<SecretBytes> Decrypt(EVP_PKEY* pair, const Bytes& cipher) {
+    if (AlgorithmOf(pair) == Algorithm::kSm2 && !IsDer(cipher)) return std::nullopt;
     const PKeyCtxPtr ctx(EVP_PKEY_CTX_new_from_pkey(nullptr, pair, nullptr));
     if (!ctx || EVP_PKEY_decrypt_init(ctx.get()) != 1 ||
         (AlgorithmOf(pair) == Algorithm::kRsa &&

@@ -16,6 +16,7 @@
 
 #include "softkey/crypto/base64.h"
 #include "softkey/crypto/decryption.h"
+#include "softkey/crypto/der.h"
 #include "softkey/crypto/key_pair.h"
 
 namespace softkey {
@@ -142,11 +143,16 @@ IMPLEMENT_STATIC_ASN1_ALLOC_FUNCTIONS(EnvelopeAsn1)
         const long size = static_cast<long>(der.size());
         AsnPtr envelope(reinterpret_cast<EnvelopeAsn1*>(
             ASN1_item_d2i(nullptr, &at, size, ASN1_ITEM_rptr(EnvelopeAsn1))));
-        if (!envelope || at != der.data() + der.size()) Malformed("not an SM2EnvelopedKey");
+        if (!envelope || !IsDer(der)) Malformed("not an SM2EnvelopedKey");
         std::array<char, 64> oid{};
         OBJ_obj2txt(oid.data(), static_cast<int>(oid.size()), envelope->symAlgorithm->algorithm, 1);
         const std::string_view algorithm = oid.data();
         if (algorithm != kSm4Ecb && algorithm != kSm4) Malformed("its algorithm is not SM4");
+        int parameters = V_ASN1_UNDEF;
+        X509_ALGOR_get0(nullptr, &parameters, nullptr, envelope->symAlgorithm);
+        if (parameters != V_ASN1_UNDEF && parameters != V_ASN1_NULL) {
+            Malformed("SM4 in ECB mode takes no parameters");
+        }
         if (envelope->symKey->type != V_ASN1_SEQUENCE)
             Malformed("its SM4 key is no SM2 cipher text");
         return envelope;
@@ -250,7 +256,7 @@ PKeyPtr ReadRecipient(std::string_view to) {
     if (second != std::string_view::npos) to.remove_prefix(second + 1);
     for (const std::string_view body : WithoutArmour(to)) {
         const std::optional<Bytes> der = FromBase64(body);
-        if (!der) continue;
+        if (!der || !IsDer(*der)) continue;
         const unsigned char* at = der->data();
         const X509ReqPtr request(d2i_X509_REQ(nullptr, &at, static_cast<long>(der->size())));
         PKeyPtr key(request ? X509_REQ_get_pubkey(request.get()) : nullptr);

@@ -1,0 +1,38 @@
+#include "softkey/crypto/der.h"
+
+#include <openssl/asn1.h>
+#include <openssl/err.h>
+
+namespace softkey {
+namespace {
+
+constexpr int kIndefinite = 0x01;
+constexpr int kBroken = 0x80;
+
+// The end of the element that begins at `at`; null when it is not DER.
+const std::uint8_t* EndOfElement(const std::uint8_t* at, const std::uint8_t* end) {
+    const std::uint8_t* content = at;
+    long length = 0;
+    int tag = 0;
+    int tagClass = 0;
+    const int kind = ASN1_get_object(&content, &length, &tag, &tagClass, end - at);
+    if ((kind & (kBroken | kIndefinite)) != 0) return nullptr;
+    const std::uint8_t* const stop = content + length;
+    if (ASN1_object_size(0, static_cast<int>(length), tag) != stop - at) return nullptr;
+    if ((kind & V_ASN1_CONSTRUCTED) != 0) {
+        while (content != nullptr && content < stop) content = EndOfElement(content, stop);
+        if (content == nullptr) return nullptr;
+    }
+    return stop;
+}
+
+}  // namespace
+
+bool IsDer(const Bytes& bytes) {
+    const std::uint8_t* const end = bytes.data() + bytes.size();
+    const bool is = !bytes.empty() && EndOfElement(bytes.data(), end) == end;
+    ERR_clear_error();
+    return is;
+}
+
+}  // namespace softkey

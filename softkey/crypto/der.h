@@ -1,0 +1,15 @@
+// The one way of writing ASN.1 that what crosses the key's interface must follow.
+#ifndef SOFTKEY_CRYPTO_DER_H
+#define SOFTKEY_CRYPTO_DER_H
+
+#include "softkey/store/records.h"
+
+namespace softkey {
+
+// One element and nothing behind it, each length definite and as short as it can be. OpenSSL's
+// readers also take what BER allows beside that; two texts would then stand for one value.
+bool IsDer(const Bytes& bytes);
+
+}  // namespace softkey
+
+#endif
