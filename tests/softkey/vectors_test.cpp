@@ -2,12 +2,10 @@
 // identity), and what must be refused, through the software key's own code.
 // The random numbers of a signature can be fixed in no other way.
 #define OPENSSL_SUPPRESS_DEPRECATED
-#include <openssl/core_names.h>
 #include <openssl/evp.h>
-#include <openssl/param_build.h>
 #include <openssl/rand.h>
 
-#include "der_tree.h"
+#include "sm2_support.h"
 #include "softkey/crypto/base64.h"
 #include "softkey/crypto/certificate.h"
 #include "softkey/crypto/decryption.h"
@@ -23,11 +21,7 @@ using namespace softkey;
 namespace {
 
 Bytes Hex(const std::string& text) {
-    Bytes bytes;
-    for (std::size_t i = 0; i + 1 < text.size(); i += 2) {
-        bytes.push_back(static_cast<std::uint8_t>(std::stoul(text.substr(i, 2), nullptr, 16)));
-    }
-    return bytes;
+    return FromHexText(text);
 }
 Bytes operator+(Bytes left, const Bytes& right) {
     left.insert(left.end(), right.begin(), right.end());
@@ -41,23 +35,6 @@ const Bytes kRandom = Hex("59276E27D506861A16680F3AD9C02DCCEF3CC1FA3CDBE4CE6D54B
 const Bytes kOrder = Hex("FFFFFFFEFFFFFFFFFFFFFFFFFFFFFFFF7203DF6B21C6052B53BBF40939D54123");
 const Bytes kPrime = Hex("FFFFFFFEFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFF00000000FFFFFFFFFFFFFFFF");
 
-PKeyPtr PairOf(const Bytes& number, const Bytes& point) {
-    std::unique_ptr<OSSL_PARAM_BLD, Releaser<OSSL_PARAM_BLD_free>> builder(OSSL_PARAM_BLD_new());
-    BignumPtr value(BN_bin2bn(number.data(), static_cast<int>(number.size()), nullptr));
-    OSSL_PARAM_BLD_push_utf8_string(builder.get(), OSSL_PKEY_PARAM_GROUP_NAME, "SM2", 0);
-    OSSL_PARAM_BLD_push_octet_string(builder.get(), OSSL_PKEY_PARAM_PUB_KEY, point.data(),
-                                     point.size());
-    OSSL_PARAM_BLD_push_BN(builder.get(), OSSL_PKEY_PARAM_PRIV_KEY, value.get());
-    std::unique_ptr<OSSL_PARAM, Releaser<OSSL_PARAM_free>> params(
-        OSSL_PARAM_BLD_to_param(builder.get()));
-    const PKeyCtxPtr ctx(EVP_PKEY_CTX_new_from_name(nullptr, "SM2", nullptr));
-    EVP_PKEY* pair = nullptr;
-    if (EVP_PKEY_fromdata_init(ctx.get()) != 1 ||
-        EVP_PKEY_fromdata(ctx.get(), &pair, EVP_PKEY_KEYPAIR, params.get()) != 1) {
-        throw std::runtime_error("OpenSSL takes no such pair");
-    }
-    return PKeyPtr(pair);
-}
 PKeyPtr ExamplePair() {
     return PairOf(kPrivate, Bytes{4} + kPublicX + kPublicY);
 }
