@@ -7,14 +7,20 @@
 #include <cstdint>
 #include <string_view>
 
-// Macros, because texts are joined from them. CMake reads the install directory from its line.
+// Macros, because texts are joined from them; CMake reads some of them.
 #define KESTA_INSTALL_DIRECTORY "/opt/apps/com.zrk.uoskesta/files/bin"
 #define KESTA_TOKEN_LIBRARY "libKestaZRK.so"
 #define KESTA_EVENT_LIBRARY "libR7Token_KESTA.so"
 #define KESTA_LOG_FILE "/tmp/ValtoPinpad_KESTA.log"
 
+// The version of the library and of all that is built with it; CMake reads it here.
+#define KESTA_VERSION "9.2025.0731.3"
+
 namespace kesta {
 namespace places {
+
+// Vendor and product of the key on the USB bus, in hexadecimal.
+constexpr const char* kUsbIds = "2E5A&0301";
 
 // The directory of the maker's package, where both token libraries stand.
 constexpr const char* kInstallDirectory = KESTA_INSTALL_DIRECTORY;

@@ -1,0 +1,84 @@
+#include "enrolment.h"
+
+#include "request_info.h"
+#include "token_call.h"
+
+namespace kesta {
+
+namespace {
+
+void appendRequest(LgnString& requests, const ReturnedText& request, bool joined) {
+    if (joined) requests.Append("||", 2);
+    requests.Append(request.text, LGN::TextLength(request.text));
+}
+
+// The records of a batch's groups, checked as far as the text alone allows.
+bool readRecords(const char* requestInfo, RequestRecords& records) {
+    RequestParameters parameters;
+    GroupReader groups(requestInfo);
+    std::string_view group;
+    for (int taken = 0; groups.next(group); ++taken) {
+        if (taken == RequestRecords::kMost) return false;
+        if (!parseGroup(group, parameters) || !records.add(parameters)) return false;
+    }
+    return true;
+}
+
+// One request for each usable record. The PIN is verified before the first record's request and
+// never without one: where the first record is skipped the key is asked without it.
+int requestRecords(const CommonFunction& token, const char* szSN, bool verify,
+                   RequestRecords& records, LgnString& requests) {
+    const WritableCopy serial(szSN);
+    for (int slot = 0; slot < RequestRecords::kMost; ++slot) {
+        KestaRequestRecord& record = records[slot];
+        if (record.certType <= 0 || record.keyType <= 0) continue;
+        if (slot == 0 && verify) {
+            const int result = forward(token, token.m_pVerifyPIN, szSN);
+            if (result != KESTA_OK) return result;
+        }
+        ReturnedText p10;
+        const int result = forward(token, token.m_pGMCreatePKCS10Ex, serial.get(), &record,
+                                   &p10.text, 1, nullptr, 0);
+        if (result != KESTA_OK) return result;
+        // By the slot, not by what came before: a skipped first record leaves its separator.
+        appendRequest(requests, p10, slot != 0);
+    }
+    return KESTA_OK;
+}
+
+}  // namespace
+
+int makeRequests(const CommonFunction& token, const char* szSN, const char* requestInfo,
+                 LgnString& requests) {
+    const WritableCopy serial(szSN);
+    RequestParameters parameters;
+    GroupReader groups(requestInfo);
+    std::string_view group;
+    for (bool joined = false; groups.next(group); joined = true) {
+        if (!parseGroup(group, parameters)) return setLastError(KESTA_BAD_ARGUMENT);
+        int result = forward(token, token.m_pVerifyPIN, serial.get());
+        if (result != KESTA_OK) return result;
+        ReturnedText p10;
+        result = forward(token, token.m_pGMCreatePKCS10, serial.get(), parameters.certType,
+                         parameters.keyType, parameters.hashType, &p10.text, nullptr, 0);
+        if (result != KESTA_OK) return result;
+        appendRequest(requests, p10, joined);
+    }
+    return KESTA_OK;
+}
+
+int makeBatchRequests(const CommonFunction& token, const char* szSN, int initFlag,
+                      const char* requestInfo, LgnString& requests) {
+    RequestRecords records;
+    if (!readRecords(requestInfo, records) || static_cast<unsigned>(initFlag) > 1) {
+        return setLastError(KESTA_BAD_ARGUMENT);
+    }
+    const bool initialise = initFlag == 1;
+    if (initialise) {
+        const int result = forward(token, token.m_pCustInitCard, szSN, 1, nullptr, 0);
+        if (result != KESTA_OK) return result;
+    }
+    return requestRecords(token, szSN, !initialise, records, requests);
+}
+
+}  // namespace kesta

@@ -1,0 +1,41 @@
+// Slots and the wait for keys that come and go, as the token event library tells of them.
+#ifndef KESTA_EVENT_WAIT_H
+#define KESTA_EVENT_WAIT_H
+
+#include <atomic>
+#include <cstdint>
+#include <map>
+#include <string>
+
+#include "kesta/event_library.h"
+
+namespace kesta {
+
+// The media id of the key in each slot.
+using SlotMap = std::map<unsigned int, std::string>;
+
+constexpr const char* kWaitTag = "SKF_WaitForDevEvent";
+
+// The record's media id, of 16 characters at most.
+std::string mediaIdOf(const _S_DEV_CONFIG& record);
+
+// The slots that are present and can be read.
+void readCurrentSlots(SlotMap& slots);
+
+// The outputs of a wait.
+struct WaitAnswer {
+    unsigned int* eventType;
+    char* mediaId;
+    unsigned int* mediaIdLength;
+};
+
+// Answers the question for the size of a media id, with its NUL.
+int answerMediaIdSize(unsigned int* length);
+
+// Polls until a key comes or goes, or until running becomes false. slots, read when the wait
+// began, names keys that are gone: they can no longer be asked.
+int waitForEvent(SlotMap& slots, std::atomic<bool>& running, const WaitAnswer& answer);
+
+}  // namespace kesta
+
+#endif

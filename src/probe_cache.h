@@ -1,0 +1,48 @@
+// The kept request: what the latest question for a size made, for the call with a buffer that
+// follows it. That call must receive the very text whose length was told.
+#ifndef KESTA_PROBE_CACHE_H
+#define KESTA_PROBE_CACHE_H
+
+#include <optional>
+
+#include "lgn/lgn.h"
+
+namespace kesta {
+
+// The arguments of a call for certificate requests; all but the serial number and the buffer are
+// there.
+struct RequestCall {
+    const char* szSN;
+    const char* requestInfo;
+    char* szP10;
+    int* pnP10Len;
+};
+
+// Works on three texts from new[] that somebody else holds: all of them or none.
+class ProbeCache {
+public:
+    constexpr ProbeCache(char*& p10, char*& request, char*& serial)
+        : m_p10(p10), m_request(request), m_serial(serial) {}
+    ProbeCache(const ProbeCache&) = delete;
+    ProbeCache& operator=(const ProbeCache&) = delete;
+
+    // Serves a call with a buffer. Nothing where there is no kept request, or where it was made
+    // for another key or other request information; it is then forgotten.
+    std::optional<int> answer(const RequestCall& call);
+
+    // Hands newly made requests out, or keeps them for the next call.
+    int handOut(const LgnString& requests, const RequestCall& call);
+
+    void ReleaseP10Buffer();
+
+private:
+    void keep(const LgnString& requests, const RequestCall& call);
+
+    char*& m_p10;
+    char*& m_request;
+    char*& m_serial;
+};
+
+}  // namespace kesta
+
+#endif
