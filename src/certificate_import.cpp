@@ -7,7 +7,6 @@
 
 #include "import_text.h"
 #include "kesta/places.h"
-#include "token_call.h"
 
 namespace kesta {
 
@@ -16,9 +15,9 @@ namespace {
 constexpr const char* kBundleTag = "Batch_ImportX509Cert";
 constexpr const char* kCertificateEnd = "end, err: %d, Cert GMWritePKCS7 error.";
 
-int writeCertificate(const CommonFunction& token, const char* szSN, const LgnString& certificate) {
+int writeCertificate(const Token& token, const char* szSN, const LgnString& certificate) {
     LgnString output;  // the token library may fill it; what it says is not used
-    return forward(token, token.m_pGMWritePKCS7, szSN, certificate.GetString(), output.Object());
+    return token.GMWritePKCS7(szSN, certificate.GetString(), output.Object());
 }
 
 // Logs an escrowed key and imports it. Its text is gone from memory when that is done.
@@ -36,13 +35,13 @@ public:
     KeyImport(const KeyImport&) = delete;
     KeyImport& operator=(const KeyImport&) = delete;
 
-    int run(const CommonFunction& token, const char* szSN, const char* tag) {
+    int run(const Token& token, const char* szSN, const char* tag) {
         LogEntry(tag, "strPriKeyTemp:%s", m_text.GetString());
         const std::string_view body = keyBody(m_text.View());
         // Cutting a key short would store a wrong one; there is no code for this.
         if (body.size() > sizeof m_key) std::abort();
         std::memcpy(m_key, body.data(), body.size());
-        return forward(token, token.m_pGMImportPriKey, szSN, &m_key[0], 0);
+        return token.GMImportPriKey(szSN, &m_key[0], 0);
     }
 
 private:
@@ -53,7 +52,7 @@ private:
 // Imports a bundle's sections, kind by kind.
 class BundleImport {
 public:
-    BundleImport(const CommonFunction& token, const char* szSN, std::string_view bundle)
+    BundleImport(const Token& token, const char* szSN, std::string_view bundle)
         : m_token(token), m_serial(szSN), m_bundle(bundle) {}
 
     int run() {
@@ -98,7 +97,7 @@ private:
         return KESTA_OK;
     }
 
-    const CommonFunction& m_token;
+    const Token& m_token;
     const char* m_serial;
     std::string_view m_bundle;
     bool m_imported = false;
@@ -106,14 +105,14 @@ private:
 
 }  // namespace
 
-int importCertificate(const CommonFunction& token, const char* szSN, const char* strP7) {
+int importCertificate(const Token& token, const char* szSN, const char* strP7) {
     LgnString certificate = copyOf(strP7);
     removeCommas(certificate);
     removeLineBreaks(certificate);
     return writeCertificate(token, szSN, certificate);
 }
 
-int importEncryption(const CommonFunction& token, const char* szSN, const char* strP7,
+int importEncryption(const Token& token, const char* szSN, const char* strP7,
                      const char* strPriKey) {
     const LgnString serial = copyOf(szSN);
     // Line breaks stay in this certificate; the token library takes them here.
@@ -126,7 +125,7 @@ int importEncryption(const CommonFunction& token, const char* szSN, const char* 
     return writeCertificate(token, serial.GetString(), certificate);
 }
 
-int importBundle(const CommonFunction& token, const char* szSN, const char* strP7) {
+int importBundle(const Token& token, const char* szSN, const char* strP7) {
     const LgnString serial = copyOf(szSN);
     setLastError(KESTA_OK);
     LgnString bundle = copyOf(strP7);

@@ -3,19 +3,19 @@
 #ifndef KESTA_CERTIFICATE_IMPORT_H
 #define KESTA_CERTIFICATE_IMPORT_H
 
-#include "commonfunction.h"
+#include "token_call.h"
 
 namespace kesta {
 
 // A signing certificate, without its commas and line breaks.
-int importCertificate(const CommonFunction& token, const char* szSN, const char* strP7);
+int importCertificate(const Token& token, const char* szSN, const char* strP7);
 
 // An escrowed key and then its certificate. Only commas are removed.
-int importEncryption(const CommonFunction& token, const char* szSN, const char* strP7,
+int importEncryption(const Token& token, const char* szSN, const char* strP7,
                      const char* strPriKey);
 
 // A bundle's sections, or one certificate.
-int importBundle(const CommonFunction& token, const char* szSN, const char* strP7);
+int importBundle(const Token& token, const char* szSN, const char* strP7);
 
 }  // namespace kesta
 

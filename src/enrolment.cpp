@@ -1,7 +1,6 @@
 #include "enrolment.h"
 
 #include "request_info.h"
-#include "token_call.h"
 
 namespace kesta {
 
@@ -26,19 +25,18 @@ bool readRecords(const char* requestInfo, RequestRecords& records) {
 
 // One request for each usable record. The PIN is verified before the first record's request and
 // never without one: where the first record is skipped the key is asked without it.
-int requestRecords(const CommonFunction& token, const char* szSN, bool verify,
-                   RequestRecords& records, LgnString& requests) {
+int requestRecords(const Token& token, const char* szSN, bool verify, RequestRecords& records,
+                   LgnString& requests) {
     const WritableCopy serial(szSN);
     for (int slot = 0; slot < RequestRecords::kMost; ++slot) {
         KestaRequestRecord& record = records[slot];
         if (record.certType <= 0 || record.keyType <= 0) continue;
         if (slot == 0 && verify) {
-            const int result = forward(token, token.m_pVerifyPIN, szSN);
+            const int result = token.VerifyPIN(szSN);
             if (result != KESTA_OK) return result;
         }
         ReturnedText p10;
-        const int result = forward(token, token.m_pGMCreatePKCS10Ex, serial.get(), &record,
-                                   &p10.text, 1, nullptr, 0);
+        const int result = token.GMCreatePKCS10Ex(serial.get(), &record, &p10.text, 1, nullptr, 0);
         if (result != KESTA_OK) return result;
         // By the slot, not by what came before: a skipped first record leaves its separator.
         appendRequest(requests, p10, slot != 0);
@@ -48,7 +46,7 @@ int requestRecords(const CommonFunction& token, const char* szSN, bool verify,
 
 }  // namespace
 
-int makeRequests(const CommonFunction& token, const char* szSN, const char* requestInfo,
+int makeRequests(const Token& token, const char* szSN, const char* requestInfo,
                  LgnString& requests) {
     const WritableCopy serial(szSN);
     RequestParameters parameters;
@@ -56,26 +54,26 @@ int makeRequests(const CommonFunction& token, const char* szSN, const char* requ
     std::string_view group;
     for (bool joined = false; groups.next(group); joined = true) {
         if (!parseGroup(group, parameters)) return setLastError(KESTA_BAD_ARGUMENT);
-        int result = forward(token, token.m_pVerifyPIN, serial.get());
+        int result = token.VerifyPIN(serial.get());
         if (result != KESTA_OK) return result;
         ReturnedText p10;
-        result = forward(token, token.m_pGMCreatePKCS10, serial.get(), parameters.certType,
-                         parameters.keyType, parameters.hashType, &p10.text, nullptr, 0);
+        result = token.GMCreatePKCS10(serial.get(), parameters.certType, parameters.keyType,
+                                      parameters.hashType, &p10.text, nullptr, 0);
         if (result != KESTA_OK) return result;
         appendRequest(requests, p10, joined);
     }
     return KESTA_OK;
 }
 
-int makeBatchRequests(const CommonFunction& token, const char* szSN, int initFlag,
-                      const char* requestInfo, LgnString& requests) {
+int makeBatchRequests(const Token& token, const char* szSN, int initFlag, const char* requestInfo,
+                      LgnString& requests) {
     RequestRecords records;
     if (!readRecords(requestInfo, records) || static_cast<unsigned>(initFlag) > 1) {
         return setLastError(KESTA_BAD_ARGUMENT);
     }
     const bool initialise = initFlag == 1;
     if (initialise) {
-        const int result = forward(token, token.m_pCustInitCard, szSN, 1, nullptr, 0);
+        const int result = token.CustInitCard(szSN, 1, nullptr, 0);
         if (result != KESTA_OK) return result;
     }
     return requestRecords(token, szSN, !initialise, records, requests);

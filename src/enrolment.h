@@ -3,18 +3,18 @@
 #ifndef KESTA_ENROLMENT_H
 #define KESTA_ENROLMENT_H
 
-#include "commonfunction.h"
+#include "token_call.h"
 
 namespace kesta {
 
 // One request for each group, and the PIN verified before each.
-int makeRequests(const CommonFunction& token, const char* szSN, const char* requestInfo,
+int makeRequests(const Token& token, const char* szSN, const char* requestInfo,
                  LgnString& requests);
 
 // One request for each record that the groups make, at most three groups. initFlag 1 initialises
 // the key first, 0 verifies the PIN once; any other is refused when the text has been read.
-int makeBatchRequests(const CommonFunction& token, const char* szSN, int initFlag,
-                      const char* requestInfo, LgnString& requests);
+int makeBatchRequests(const Token& token, const char* szSN, int initFlag, const char* requestInfo,
+                      LgnString& requests);
 
 }  // namespace kesta
 

@@ -32,8 +32,8 @@ inline int logEnd(const char* tag, int result) {
 }
 
 // Answers a constant without its NUL. The caller's capacity is not compared.
-inline int answerConstant(const char* tag, const char* format, std::string_view text, char* buffer,
-                          unsigned int* length) {
+inline int answer(const char* tag, const char* format, std::string_view text, char* buffer,
+                  unsigned int* length) {
     if (buffer != nullptr) text.copy(buffer, text.size());
     *length = static_cast<unsigned int>(text.size());
     if (buffer != nullptr) LogEntry(tag, format, text.data());

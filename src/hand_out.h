@@ -20,6 +20,14 @@ inline void copyText(char* to, const char* text, std::size_t arraySize, std::siz
     to[length] = '\0';
 }
 
+// Hands a text out without a look at the caller's capacity, and tells its length without the NUL.
+template <std::size_t kSize>
+void handOutWhole(const char (&text)[kSize], char* buffer, unsigned int* length) {
+    const std::size_t size = strnlen(text, kSize);
+    if (buffer != nullptr) copyText(buffer, text, kSize, size);
+    *length = static_cast<unsigned int>(size);
+}
+
 // Answers the question for a size.
 template <typename Length>
 int answerSize(Length* length, Length size) {
@@ -32,33 +40,38 @@ struct ReadText {
     const char* characters;
     std::size_t arraySize;
     std::uint32_t length;
-    // What the caller is told when the buffer is too small. A question for the size counts the NUL
-    // always, this answer for some exports only; clients know which.
-    std::uint32_t neededLength;
 };
 
-template <std::size_t kSize>
-ReadText readText(const char (&text)[kSize]) {
-    const auto length = static_cast<std::uint32_t>(strnlen(text, kSize));
-    return {text, kSize, length, length};
-}
-
 // Hands a text out by the two-call convention. A buffer without room for the NUL is accepted:
-// callers pass the length that they were told. Lengths are compared as signed numbers.
+// callers pass the length that they were told. Lengths are compared as signed numbers. A question
+// for the size is answered with room for the NUL; a buffer that is too small is so for some exports
+// only, where nulWhenShort is 1, and clients know which.
 template <typename Length>
-int handOut(const ReadText& text, char* buffer, Length* bufferLength) {
+int handOut(const ReadText& text, char* buffer, Length* bufferLength,
+            std::uint32_t nulWhenShort = 0) {
     if (buffer == nullptr) {
         *bufferLength = static_cast<Length>(text.length + 1);
         return KESTA_OK;
     }
     const auto capacity = static_cast<std::uint32_t>(*bufferLength);
     if (static_cast<std::int32_t>(capacity) < static_cast<std::int32_t>(text.length)) {
-        *bufferLength = static_cast<Length>(text.neededLength);
+        *bufferLength = static_cast<Length>(text.length + nulWhenShort);
         return setLastError(KESTA_BUFFER_TOO_SMALL);
     }
     *bufferLength = static_cast<Length>(text.length);
     copyText(buffer, text.characters, text.arraySize, capacity);
     return KESTA_OK;
+}
+
+// Clears the last error, reads a text of at most kSize bytes and hands it out.
+template <std::size_t kSize, typename Read>
+int readAndHandOut(char* buffer, int* bufferLength, Read read, std::uint32_t nulWhenShort = 0) {
+    setLastError(KESTA_OK);
+    char text[kSize] = {};
+    const int result = read(&text[0]);
+    if (result != KESTA_OK) return result;
+    const auto length = static_cast<std::uint32_t>(strnlen(text, kSize));
+    return handOut({text, kSize, length}, buffer, bufferLength, nulWhenShort);
 }
 
 }  // namespace kesta

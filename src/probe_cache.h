@@ -5,6 +5,7 @@
 
 #include <optional>
 
+#include "kesta_unified_zrkukey.h"
 #include "lgn/lgn.h"
 
 namespace kesta {
@@ -25,6 +26,16 @@ public:
         : m_p10(p10), m_request(request), m_serial(serial) {}
     ProbeCache(const ProbeCache&) = delete;
     ProbeCache& operator=(const ProbeCache&) = delete;
+
+    // Answers from the kept request where that was made for this call, and otherwise with what make
+    // appends to the text that it is given.
+    template <typename Make>
+    int serve(const RequestCall& call, Make make) {
+        if (const auto kept = answer(call)) return *kept;
+        LgnString requests;
+        const int result = make(requests);
+        return result != KESTA_OK ? result : handOut(requests, call);
+    }
 
     // Serves a call with a buffer. Nothing where there is no kept request, or where it was made
     // for another key or other request information; it is then forgotten.

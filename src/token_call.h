@@ -8,19 +8,40 @@
 
 namespace kesta {
 
-// Calls an entry point of the token library and makes its result the export's. The table may hold
-// pointers of an earlier binding, so the handle is asked. Arguments take the entry point's types.
-template <typename... Parameters, typename... Arguments>
-int forward(const CommonFunction& token, int (*const& slot)(Parameters...),
-            Arguments&&... arguments) {
-    if (!token.IsBound()) return setLastError(KESTA_NOT_BOUND);
-    const auto entry = __atomic_load_n(&slot, __ATOMIC_RELAXED);
-    return setLastError(entry(static_cast<Parameters>(arguments)...));
-}
-
 inline LgnString copyOf(const char* text) {
     return LgnString(text, LGN::TextLength(text), _lgnBufferManager);
 }
+
+// The token library as its callers see it: each entry point under its own name. Its result becomes
+// the last error. After a failed binding the table may hold pointers of an earlier one, so the
+// handle is asked. Arguments take the entry point's types.
+class Token {
+public:
+    constexpr explicit Token(const CommonFunction& table) : m_table(table) {}
+
+#define KESTA_GUARDED_CALL(result, name, arguments) \
+    template <typename... Arguments>                \
+    int name(Arguments&&... values) const {         \
+        return call(m_table.m_p##name, values...);  \
+    }
+    KESTA_TOKEN_ENTRY_POINTS(KESTA_GUARDED_CALL)
+#undef KESTA_GUARDED_CALL
+
+    // The token library's text for a code. Only of a bound one: a text has no code to refuse with.
+    LgnString message(std::int32_t code) const {
+        return copyOf(__atomic_load_n(&m_table.m_pX_ErrorConvert_UOS, __ATOMIC_RELAXED)(code));
+    }
+
+private:
+    template <typename... Parameters, typename... Arguments>
+    int call(int (*const& slot)(Parameters...), Arguments&... arguments) const {
+        if (!m_table.IsBound()) return setLastError(KESTA_NOT_BOUND);
+        const auto entry = __atomic_load_n(&slot, __ATOMIC_RELAXED);
+        return setLastError(entry(static_cast<Parameters>(arguments)...));
+    }
+
+    const CommonFunction& m_table;
+};
 
 // A private copy of a text that the token library may write to, cleaned first where that is asked.
 class WritableCopy {

@@ -22,6 +22,10 @@ namespace places {
 // Vendor and product of the key on the USB bus, in hexadecimal.
 constexpr const char* kUsbIds = "2E5A&0301";
 
+// The maker's name.
+constexpr const char* kMakerChinese = "岚岫诚科技股份有限公司";
+constexpr const char* kMakerEnglish = "Quillorn Corporation";
+
 // The directory of the maker's package, where both token libraries stand.
 constexpr const char* kInstallDirectory = KESTA_INSTALL_DIRECTORY;
 constexpr const char* kTokenLibrary = KESTA_INSTALL_DIRECTORY "/" KESTA_TOKEN_LIBRARY;
