@@ -21,8 +21,9 @@ compare() {
 # make_variant VERSION-SCRIPT SOURCE: the library with another version script or exports.
 make_variant() {
     local objects
+    # All of the library's objects but the one that defines the exports, whatever it is called.
     mapfile -t objects < <(find "$build/src/CMakeFiles/kesta_objects.dir" -name '*.o' \
-        ! -name 'kesta_unified_zrkukey.cpp.o')
+        -exec sh -c '! nm "$1" | grep -q " T Initialize$"' _ {} \; -print)
     "$CXX" -std=c++17 -g -O1 -fPIC -fvisibility=hidden -Iinclude -I"$source_tree/src" -c "$2" \
         -o exports.o
     "$CXX" -shared -Wl,--version-script="$1" \

@@ -19,12 +19,17 @@ offer_programs() {
     done < <(dpkg -L coreutils | grep -E '^(/usr)?/bin/.')
 }
 
+# clean_copy TAR-OPTION...: of the source tree, in copy.
+clean_copy() {
+    mkdir copy
+    tar -C "$source_tree" --exclude=./.git --exclude='./build*' --exclude='./demo-*' "$@" -cf - . |
+        tar -C copy -xf -
+}
+
 # builds_by_hand GENERATOR-OPTION...: in a clean copy, with those programs alone.
 builds_by_hand() {
     local folder=$PWD
-    mkdir copy
-    tar -C "$source_tree" --exclude=./.git --exclude='./build*' --exclude='./demo-*' -cf - . |
-        tar -C copy -xf -
+    clean_copy
     cd copy
     env -i PATH="$folder/programs" HOME="$folder" cmake -S . -B build "$@"
     env -i PATH="$folder/programs" HOME="$folder" \
@@ -46,6 +51,16 @@ test_library_builds_with_cmake_a_compiler_and_make() {
 test_library_builds_with_cmake_a_compiler_and_ninja() {
     offer_programs ninja
     builds_by_hand -G Ninja
+}
+
+test_part_that_is_asked_for_and_missing_is_an_error() {
+    need cmake
+    clean_copy --exclude=./examples
+    cmake -S copy -B whole >out 2>&1 || fail "the library alone is not configured" "$(<out)"
+    if cmake -S copy -B asked -DKESTA_BUILD_EXAMPLES=ON >out 2>&1; then
+        fail "a part whose folder is missing is passed over"
+    fi
+    expect_matches "reason" 'KESTA_BUILD_EXAMPLES is ON and examples/ is missing' "$(<out)"
 }
 
 run_claims "$@"
