@@ -47,7 +47,7 @@ bool lookUp(void* library, const char* name, Entry*& slot) {
 }  // namespace
 
 int CommonFunction::init() {
-    void* library = kesta::isCutShort(kTokenLibrary) ? nullptr : dlopen(kTokenLibrary, RTLD_LAZY);
+    void* library = kesta::openLibrary(kTokenLibrary);
     if (library == nullptr) {
         __atomic_store_n(&m_hLibrary, library, __ATOMIC_RELEASE);
         return setLastError(KESTA_NOT_BOUND);
@@ -142,7 +142,7 @@ int CommonFunction::MB2MB(unsigned nDirection, const unsigned char* pIn, unsigne
                                        _lgnBufferManager);
         convertToGb18030(text);
         const auto length = static_cast<unsigned>(text.GetLength());
-        auto out = std::make_unique<unsigned char[]>(length + kSpare);
+        std::unique_ptr<unsigned char[]> out(new unsigned char[length + kSpare]);
         memcpy_s(out.get(), length + kSpare, text.GetString(), length);
         *pnOutLen = length;
         *ppOut = out.release();

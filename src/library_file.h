@@ -1,13 +1,14 @@
-// A look at a library's file before the loader maps it.
+// Loading a library whose file may be damaged.
 #ifndef KESTA_LIBRARY_FILE_H
 #define KESTA_LIBRARY_FILE_H
 
 namespace kesta {
 
-// True for an ELF file that ends before its own segments do, as an interrupted copy leaves it. The
-// loader maps such a file without complaint and the process dies of SIGBUS at the first access to
-// what is missing. False for a whole file and for all that the loader itself refuses.
-bool isCutShort(const char* path);
+// Opens a library with lazy binding. Null where the loader refuses it, and for an ELF file that ends
+// before the pages of its own segments do, as an interrupted copy leaves it: the loader maps such a
+// file without complaint and the process dies of SIGBUS at the first access to what is missing. A
+// library that the process has already stays good whatever became of its file.
+void* openLibrary(const char* path);
 
 }  // namespace kesta
 

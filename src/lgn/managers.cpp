@@ -14,10 +14,11 @@ int ReservedCount(int nChars) {
     return (nChars + 8) & ~7;
 }
 
-// Bytes of a block for that many reserved characters, 0 when they cannot be counted.
+// Bytes of a block for that many reserved characters, 0 when they cannot be counted. Characters of
+// no size take the header alone.
 std::size_t BlockSize(int reserved, int nCharSize) {
     int bytes = 0;
-    if (reserved == 0 || nCharSize <= 0 || __builtin_mul_overflow(nCharSize, reserved, &bytes)) {
+    if (reserved == 0 || nCharSize < 0 || __builtin_mul_overflow(nCharSize, reserved, &bytes)) {
         return 0;
     }
     return static_cast<std::size_t>(bytes) + sizeof(CBufferData);

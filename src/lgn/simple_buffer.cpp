@@ -16,6 +16,17 @@ std::size_t Bytes(int nCharacters) {
     return static_cast<std::size_t>(nCharacters);
 }
 
+// A buffer from a manager, which may be a peer's: one that hands out too little is refused.
+CBufferData* AllocateFrom(ILgnBufferMgr* mgr, int nLength) {
+    CBufferData* data = mgr->Allocate(nLength, sizeof(char));
+    if (data == nullptr) CSimpleBufferT<char>::ThrowMemoryException();
+    if (nLength > data->nAllocLength) {
+        ReleaseBufferData(data);
+        LgnThrow(kInvalidArgument);
+    }
+    return data;
+}
+
 }  // namespace
 
 int TextLength(const char* psz) {
@@ -32,13 +43,7 @@ CSimpleBufferT<char>::CSimpleBufferT(ILgnBufferMgr* mgr) : m_object{nullptr} {
 CSimpleBufferT<char>::CSimpleBufferT(const char* pch, int nLength, ILgnBufferMgr* mgr)
     : m_object{nullptr} {
     if (nLength < 0 || (pch == nullptr && nLength != 0)) LgnThrow(kInvalidArgument);
-    CBufferData* data = mgr->Allocate(nLength, sizeof(char));
-    if (data == nullptr) ThrowMemoryException();
-    if (nLength > data->nAllocLength) {
-        ReleaseBufferData(data);
-        LgnThrow(kInvalidArgument);
-    }
-    Attach(data);
+    Attach(AllocateFrom(mgr, nLength));
     SetLength(nLength);
     if (nLength != 0) std::memcpy(m_object.characters, pch, Bytes(nLength));
 }
@@ -82,8 +87,7 @@ void CSimpleBufferT<char>::SetLength(int nLength) {
 
 void CSimpleBufferT<char>::Fork(int nLength) {
     CBufferData* old = GetData();
-    CBufferData* data = old->pBufferMgr->Clone()->Allocate(nLength, sizeof(char));
-    if (data == nullptr) ThrowMemoryException();
+    CBufferData* data = AllocateFrom(old->pBufferMgr->Clone(), nLength);
     const int copied = std::min(old->nDataLength, nLength) + 1;
     std::memcpy(data->Characters(), m_object.characters, Bytes(copied));
     data->nDataLength = old->nDataLength;
@@ -142,8 +146,7 @@ CBufferData* CSimpleBufferT<char>::CloneData(CBufferData* data) {
         ++data->nRefs;
         return data;
     }
-    CBufferData* copy = mgr->Allocate(data->nDataLength, sizeof(char));
-    if (copy == nullptr) ThrowMemoryException();
+    CBufferData* copy = AllocateFrom(mgr, data->nDataLength);
     copy->nDataLength = data->nDataLength;
     std::memcpy(copy->Characters(), data->Characters(), Bytes(data->nDataLength) + 1);
     return copy;
@@ -175,6 +178,7 @@ void CSimpleBufferT<char>::Grow(int nLength) {
     CBufferData* moved = data->pBufferMgr->Reallocate(data, wanted, sizeof(char));
     if (moved == nullptr) ThrowMemoryException();
     Attach(moved);
+    if (nLength > moved->nAllocLength) LgnThrow(kInvalidArgument);
 }
 
 }  // namespace LGN

@@ -59,24 +59,9 @@ private:
     char* m_to;
 };
 
-}  // namespace
-
-int CStringT<char, StrTraitLGN<char, ChTraitsEx<char> > >::Replace(const char* pszOld,
-                                                                   const char* pszNew) {
-    const std::string_view pattern(pszOld == nullptr ? "" : pszOld);
-    const std::string_view replacement(pszNew == nullptr ? "" : pszNew);
-    if (pattern.empty()) return 0;
-    const int count = CountOccurrences(View(), pattern);
-    if (count == 0) return 0;
-
-    const int oldLength = GetLength();
-    const std::int64_t length =
-        oldLength + std::int64_t{count} * (static_cast<std::int64_t>(replacement.size()) -
-                                           static_cast<std::int64_t>(pattern.size()));
-    if (length > std::numeric_limits<int>::max()) LgnThrow(kInvalidArgument);
-    const int newLength = static_cast<int>(length);
-
-    char* const buffer = PrepareWrite(std::max(oldLength, newLength));
+// Replaces in a buffer with room for the longer of both lengths, and fills it to the new one.
+void ReplaceIn(char* buffer, int oldLength, int newLength, std::string_view pattern,
+               std::string_view replacement) {
     char* const oldEnd = buffer + oldLength;
     // A growing text first moves to the end of its room, so that the writer never overtakes the
     // reader: the gap between them is what the replacements still to come need.
@@ -100,6 +85,27 @@ int CStringT<char, StrTraitLGN<char, ChTraitsEx<char> > >::Replace(const char* p
     to.Take(p, end);
     const auto missing = static_cast<std::size_t>(buffer + newLength - to.Position());
     std::memset(to.Position(), 0, missing);
+}
+
+}  // namespace
+
+int CStringT<char, StrTraitLGN<char, ChTraitsEx<char> > >::Replace(const char* pszOld,
+                                                                   const char* pszNew) {
+    const std::string_view pattern(pszOld == nullptr ? "" : pszOld);
+    const std::string_view replacement(pszNew == nullptr ? "" : pszNew);
+    if (pattern.empty()) return 0;
+    const int count = CountOccurrences(View(), pattern);
+    if (count == 0) return 0;
+
+    const int oldLength = GetLength();
+    const std::int64_t length =
+        oldLength + std::int64_t{count} * (static_cast<std::int64_t>(replacement.size()) -
+                                           static_cast<std::int64_t>(pattern.size()));
+    if (length > std::numeric_limits<int>::max()) LgnThrow(kInvalidArgument);
+    const int newLength = static_cast<int>(length);
+
+    ReplaceIn(PrepareWrite(std::max(oldLength, newLength)), oldLength, newLength, pattern,
+              replacement);
     SetLength(newLength);
     return count;
 }

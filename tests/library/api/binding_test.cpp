@@ -96,6 +96,32 @@ TEST(Binding, takes_a_library_whose_zeroes_begin_behind_the_files_end) {
     EXPECT_EQ(trace(), (Lines{"VerifyPIN(\"A1\")"}));
 }
 
+// The loader takes such a file.
+TEST(Binding, takes_a_file_cut_inside_its_last_page) {
+    install::put_library_cut_in_its_last_page();
+    EXPECT_EQ(Initialize(), 0);
+    EXPECT_EQ(VerifyPIN("A1"), 0);
+}
+
+// An upgrade that was interrupted: what the process has loaded still works.
+TEST(Binding, keeps_a_loaded_library_whose_file_was_replaced_by_a_partial_copy) {
+    ASSERT_EQ(Initialize(), 0);
+    install::truncate_token_library(8192);
+    EXPECT_EQ(Initialize(), 0);
+    Finalize();
+    EXPECT_EQ(VerifyPIN("A1"), 0);
+    EXPECT_TRUE(g_initFlag);
+    EXPECT_EQ(trace(), (Lines{"VerifyPIN(\"A1\")"}));
+    EXPECT_EQ(install::close_entirely(), 3);
+}
+
+TEST(Binding, keeps_a_loaded_library_whose_file_is_gone) {
+    ASSERT_EQ(Initialize(), 0);
+    install::remove_token_library();
+    Finalize();
+    EXPECT_EQ(VerifyPIN("A1"), 0);
+}
+
 TEST(Binding, recovers_when_a_complete_library_is_put_in_place) {
     install::put_library_without("SetCachePinFlag");
     ASSERT_EQ(Initialize(), -101);

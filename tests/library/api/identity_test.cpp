@@ -172,6 +172,16 @@ TEST(GetPrintNumber, logs_no_text_for_a_failed_probe) {
                                   "GetPrintNumber|End G_LastError: 00000007"}));
 }
 
+// A client whose length stands inside its buffer sees which of the two is written last.
+TEST(GetPrintNumber, writes_the_length_after_the_text) {
+    recorder().on("CheckDeviceEx").writes(3, "KX20250731");
+    alignas(unsigned) char buffer[64] = {};
+    auto* const length = reinterpret_cast<unsigned*>(buffer);
+    EXPECT_EQ(GetPrintNumber(buffer, length), 0);
+    EXPECT_EQ(*length, 10U);
+    EXPECT_STREQ(buffer + sizeof *length, "250731");
+}
+
 TEST(GetPrintNumber, writes_one_NUL_for_an_empty_serial_number) {
     CanaryBuffer buffer(4);
     unsigned length = 4;

@@ -212,6 +212,15 @@ TEST(MB2MB, has_ten_bytes_to_spare_behind_its_output) {
     }
 }
 
+TEST(MB2MB, leaves_the_spare_bytes_unwritten) {
+    for (const unsigned direction : {0U, 1U}) {
+        const Converted converted(direction, "abc");
+        for (unsigned index = 0; index < 10; ++index) {
+            EXPECT_EQ(converted.out[3 + index], fresh_byte) << direction << " " << index;
+        }
+    }
+}
+
 TEST(MB2MB, in_another_direction_is_minus_1_and_touches_nothing) {
     for (const unsigned direction : {2U, 3U, 0xFFFFFFFFU}) {
         const Converted converted(direction, "abc");

@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <cstring>
 #include <new>
 
 #include "recording.h"
@@ -63,7 +64,7 @@ HEAP_EXPORT void* operator new(std::size_t size) {
 HEAP_EXPORT void* operator new[](std::size_t size) {
     static const auto original = next<void* (*)(std::size_t)>("_Znam");
     if (must_fail(__builtin_return_address(0))) throw std::bad_alloc();
-    return original(size);
+    return std::memset(original(size), fresh_byte, size);
 }
 
 #if !KESTA_SANITIZED

@@ -19,6 +19,9 @@ public:
     bool happened() const;
 };
 
+// What every byte of a block from new[] holds until somebody writes to it.
+constexpr unsigned char fresh_byte = 0xA5;
+
 // Bytes allocated and not released, by anybody in the process.
 std::size_t heap_in_use();
 

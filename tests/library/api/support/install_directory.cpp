@@ -21,6 +21,15 @@ void put(const fs::path& library) {
     fs::copy_file(library, token_library);
 }
 
+std::vector<Elf64_Phdr> segments_of(std::istream& file, Elf64_Ehdr& header) {
+    file.read(reinterpret_cast<char*>(&header), sizeof header);
+    std::vector<Elf64_Phdr> segments(header.e_phnum);
+    file.seekg(static_cast<std::streamoff>(header.e_phoff));
+    file.read(reinterpret_cast<char*>(segments.data()),
+              static_cast<std::streamsize>(segments.size() * sizeof(Elf64_Phdr)));
+    return segments;
+}
+
 void* handle_if_open() {
     return dlopen(token_library, RTLD_LAZY | RTLD_NOLOAD);
 }
@@ -50,14 +59,11 @@ void put_library_with_unresolved_function() {
 }
 
 void put_library_with_distant_zeroes() {
-    put(fs::path(KESTA_TOKEN_IMAGE) / "libKestaZRK.so");
+    put_complete_library();
     std::fstream file(token_library, std::ios::in | std::ios::out | std::ios::binary);
     Elf64_Ehdr header{};
-    file.read(reinterpret_cast<char*>(&header), sizeof header);
-    std::vector<Elf64_Phdr> segments(header.e_phnum);
+    std::vector<Elf64_Phdr> segments = segments_of(file, header);
     const auto size = static_cast<std::streamsize>(segments.size() * sizeof(Elf64_Phdr));
-    file.seekg(static_cast<std::streamoff>(header.e_phoff));
-    file.read(reinterpret_cast<char*>(segments.data()), size);
 
     // The note is of no use to the loader and stands behind the segments that it loads.
     Elf64_Phdr* note = nullptr;
@@ -76,6 +82,18 @@ void put_library_with_distant_zeroes() {
 
 void put_complete_library() {
     put(fs::path(KESTA_TOKEN_IMAGE) / "libKestaZRK.so");
+}
+
+void put_library_cut_in_its_last_page() {
+    put_complete_library();
+    std::ifstream file(token_library, std::ios::binary);
+    Elf64_Ehdr header{};
+    Elf64_Off end = 0;
+    for (const Elf64_Phdr& segment : segments_of(file, header)) {
+        if (segment.p_type == PT_LOAD) end = std::max(end, segment.p_offset + segment.p_filesz);
+    }
+    if (!file || end % 4096 < 2) throw std::runtime_error("nothing to cut off");
+    fs::resize_file(token_library, end - 1);
 }
 
 int close_entirely() {

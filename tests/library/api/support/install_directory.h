@@ -17,6 +17,8 @@ void put_library_with_unresolved_function();
 // Complete; one segment of zeroes alone says that it begins far behind the file's end.
 void put_library_with_distant_zeroes();
 void put_complete_library();
+// Complete but for the last byte that the loader maps, in a page that the file reaches into.
+void put_library_cut_in_its_last_page();
 
 bool is_open();  // the token library, in this process
 // Closes the token library as often as it is open and says how often that was. The file in the

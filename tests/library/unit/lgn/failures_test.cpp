@@ -93,6 +93,45 @@ TEST_F(Failure, Fork_without_memory_keeps_the_share) {
     EXPECT_EQ(references_of(sharer), 2);
 }
 
+TEST_F(Failure, Fork_into_too_short_a_buffer_keeps_the_share) {
+    Buffer buffer("abc", 3, mgr());
+    const Buffer sharer(buffer);
+    raw.allocation = Fault::kTooShort;
+    EXPECT_EQ(thrown_by([&] { buffer.Fork(100); }), kInvalidCode);
+    EXPECT_EQ(address_of(buffer), address_of(sharer));
+    EXPECT_EQ(references_of(sharer), 2);
+}
+
+TEST_F(Failure, a_copy_into_a_clone_with_too_short_a_buffer) {
+    raw.clone = other.address();
+    other.allocation = Fault::kTooShort;
+    const Buffer buffer("abc", 3, mgr());
+    EXPECT_EQ(thrown_by([&] { const Buffer copy(buffer); }), kInvalidCode);
+    EXPECT_EQ(references_of(buffer), 1);
+}
+
+TEST_F(Failure, a_piece_of_a_text_with_too_short_a_buffer) {
+    const LgnString string("abcdef", 6, mgr());
+    raw.allocation = Fault::kTooShort;
+    EXPECT_EQ(thrown_by([&] { string.Mid(1, 2); }), kInvalidCode);
+    EXPECT_EQ(references_of(string), 1);
+}
+
+TEST_F(Failure, GetBuffer_with_too_short_a_buffer_keeps_the_text) {
+    Buffer buffer("abc", 3, mgr());
+    raw.reallocation = Fault::kTooShort;
+    EXPECT_EQ(thrown_by([&] { buffer.GetBuffer(100); }), kInvalidCode);
+    EXPECT_EQ(text_of(buffer), "abc");
+}
+
+TEST_F(Failure, Append_with_too_short_a_buffer_keeps_the_text) {
+    LgnString string("abc", 3, mgr());
+    raw.reallocation = Fault::kTooShort;
+    EXPECT_EQ(thrown_by([&] { string.Append(" and more", 9); }), kInvalidCode);
+    EXPECT_EQ(text_of(string), "abc");
+    EXPECT_TRUE(is_terminated(string));
+}
+
 TEST_F(Failure, GetBuffer_without_memory_keeps_the_text) {
     Buffer buffer("abc", 3, mgr());
     raw.reallocation = Fault::kNoMemory;

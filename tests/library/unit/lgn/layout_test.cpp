@@ -150,6 +150,15 @@ TEST_F(BufferSlots, the_first_and_second_destroy) {
     peer::call<peer::Destroy>(peer::kDestroyAndDelete, manager);
 }
 
+TEST_F(BufferSlots, the_third_counts_the_header_alone_for_characters_of_no_size) {
+    auto* block = peer::call<peer::Allocate>(peer::kAllocate, library_manager(), 10, 0);
+    ASSERT_NE(block, nullptr);
+    EXPECT_EQ(block->allocLength, 15);
+    EXPECT_EQ(block->references, 1);
+    EXPECT_EQ(_lgnMemoryManager->GetSize(nullptr), 24u);
+    peer::release(block);
+}
+
 TEST_F(BufferSlots, the_third_makes_a_buffer_with_a_filled_header) {
     auto* block = peer::call<peer::Allocate>(peer::kAllocate, library_manager(), 5, 1);
     EXPECT_EQ(block->manager, library_manager());
