@@ -1,40 +1,44 @@
 // The diagnostic log: one file, opened, appended to and closed for every record.
 //
-// A record costs a status call, an open, one write and a close. That is why the stream is built on
-// a descriptor of its own (fopen would seek and ask for the file's block size) and why the time is
-// broken down by localtime_r (localtime would look at the machine's time zone file each time).
+// A record costs a status call, an open, one write and a close, and next to nothing beside them.
+// That is why it is formatted by hand where that is easy, and why the time is broken down by
+// localtime_r (localtime would look at the machine's time zone file each time).
+#include "log.h"
+
 #include <fcntl.h>
 #include <pthread.h>
+#include <string.h>
 #include <sys/stat.h>
 #include <sys/time.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
-#include <cstdarg>
+#include <charconv>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 
 #include "commonfunction.h"
 #include "kesta/places.h"
 
+namespace kesta {
+
 namespace {
 
-using kesta::places::kLogFile;
-using kesta::places::kLogLimit;
+using places::kLogFile;
+using places::kLogLimit;
 
-ssize_t writeAll(void* cookie, const char* bytes, size_t size) {
-    const int file = *static_cast<int*>(cookie);
-    size_t done = 0;
-    while (done < size) {
-        const ssize_t n = write(file, bytes + done, size - done);
+void writeAll(int file, const char* bytes, std::size_t size) {
+    while (size != 0) {
+        const ssize_t n = write(file, bytes, size);
         if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) return 0;
-        done += static_cast<size_t>(n);
+        if (n <= 0) return;
+        bytes += n;
+        size -= static_cast<std::size_t>(n);
     }
-    return static_cast<ssize_t>(size);
 }
 
 // Local time in the zone that TZ names at this moment: a client may change it. tzset costs no
@@ -49,77 +53,115 @@ tm localTime(time_t seconds) {
     return local;
 }
 
-// One record, from its head to its closing bracket. Every failure is silent.
-class Record {
-public:
-    enum class Fraction { kMilliseconds, kMicroseconds };
-
-    Record(const char* tag, Fraction fraction) {
-        // A waiting thread may be cancelled; the unwinding must not begin in the destructor below.
-        pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &m_cancelState);
-        struct stat status;
-        if (stat(kLogFile, &status) == 0 && status.st_size > kLogLimit) remove(kLogFile);
-        m_file = open(kLogFile, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
-        if (m_file < 0) return;
-        m_stream = fopencookie(&m_file, "w", {nullptr, writeAll, nullptr, nullptr});
-        if (m_stream == nullptr) return;
-        setvbuf(m_stream, m_buffer, _IOFBF, sizeof m_buffer);
-        writeHead(tag, fraction);
-    }
-
-    ~Record() {
-        if (m_stream != nullptr) {
-            fputs("]\r\n", m_stream);
-            fclose(m_stream);
-        }
-        if (m_file >= 0) close(m_file);
-        pthread_setcancelstate(m_cancelState, nullptr);
-    }
-
-    Record(const Record&) = delete;
-    Record& operator=(const Record&) = delete;
-
-    // Null when there is nothing to write to.
-    FILE* stream() const { return m_stream; }
-
-private:
-    void writeHead(const char* tag, Fraction fraction) {
-        timeval now{};
-        gettimeofday(&now, nullptr);
-        const tm local = localTime(now.tv_sec);
-        fprintf(m_stream, "[%02d,%02d:%02d:%02d.", local.tm_mday, local.tm_hour, local.tm_min,
-                local.tm_sec);
-        // LogHex has always written microseconds where LogEntry writes milliseconds; readers of
-        // the log know the two apart by it.
-        if (fraction == Fraction::kMilliseconds) {
-            fprintf(m_stream, "%03ld] %s: ", static_cast<long>(now.tv_usec / 1000), tag);
-        } else {
-            fprintf(m_stream, "%03d] %s: ", static_cast<int>(now.tv_usec), tag);
-        }
-        fprintf(m_stream, "(Process is %d, thread is %d)\r\n\t[", getpid(),
-                static_cast<int>(static_cast<std::uint32_t>(pthread_self())));
-    }
-
-    int m_cancelState = PTHREAD_CANCEL_ENABLE;
-    int m_file = -1;
-    FILE* m_stream = nullptr;
-    char m_buffer[4096];
-};
-
 }  // namespace
 
+LogRecord::LogRecord(const char* tag, Fraction fraction) {
+    // A waiting thread may be cancelled; the unwinding must not begin in the destructor below.
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &m_cancelState);
+    struct stat status;
+    if (stat(kLogFile, &status) == 0 && status.st_size > kLogLimit) remove(kLogFile);
+    m_file = open(kLogFile, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
+    if (isOpen()) addHead(tag, fraction);
+}
+
+LogRecord::~LogRecord() {
+    if (isOpen()) {
+        add("]\r\n");
+        if (m_whole) writeAll(m_file, m_text, m_size);
+        close(m_file);
+        // It may be the text of a key.
+        explicit_bzero(m_text, m_size);
+        if (m_text != m_buffer) std::free(m_text);
+    }
+    pthread_setcancelstate(m_cancelState, nullptr);
+}
+
+void LogRecord::addFormatted(const char* format, va_list arguments) {
+    va_list again;
+    va_copy(again, arguments);
+    const std::size_t left = m_capacity - m_size;
+    const int printed = vsnprintf(m_text + m_size, left, format, arguments);
+    const auto length = static_cast<std::size_t>(printed < 0 ? 0 : printed);
+    if (length < left) {
+        m_size += length;
+    } else if (reserve(length + 1)) {
+        vsnprintf(m_text + m_size, length + 1, format, again);
+        m_size += length;
+    }
+    va_end(again);
+}
+
+void LogRecord::addHexadecimal(const unsigned char* bytes, std::size_t count) {
+    if (!reserve(count * 2)) return;
+    for (std::size_t i = 0; i < count; ++i) {
+        for (const int digit : {bytes[i] >> 4, bytes[i] & 15}) {
+            m_text[m_size++] = "0123456789ABCDEF"[digit];
+        }
+    }
+}
+
+void LogRecord::addHead(const char* tag, Fraction fraction) {
+    timeval now{};
+    gettimeofday(&now, nullptr);
+    const tm local = localTime(now.tv_sec);
+    char separator = '[';
+    for (const int part : {local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec}) {
+        add({&separator, 1});
+        addDecimal(part, 2);
+        separator = separator == '[' ? ',' : ':';
+    }
+    add(".");
+    addDecimal(fraction == Fraction::kMilliseconds ? now.tv_usec / 1000 : now.tv_usec, 3);
+    add("] ");
+    add(tag == nullptr ? "(null)" : tag);
+    add(": (Process is ");
+    addDecimal(getpid(), 1);
+    add(", thread is ");
+    addDecimal(static_cast<std::int32_t>(static_cast<std::uint32_t>(pthread_self())), 1);
+    add(")\r\n\t[");
+}
+
+void LogRecord::add(std::string_view text) {
+    if (!reserve(text.size())) return;
+    std::memcpy(m_text + m_size, text.data(), text.size());
+    m_size += text.size();
+}
+
+void LogRecord::addDecimal(long value, int digits) {
+    char text[24];
+    char* const end = std::to_chars(text, text + sizeof text, value).ptr;
+    for (auto missing = digits - (end - text); missing > 0; --missing) add("0");
+    add({text, static_cast<std::size_t>(end - text)});
+}
+
+bool LogRecord::reserve(std::size_t more) {
+    if (more <= m_capacity - m_size) return true;
+    const std::size_t capacity = m_size + more + 64;
+    auto* const text = static_cast<char*>(m_whole ? std::malloc(capacity) : nullptr);
+    m_whole = text != nullptr;
+    if (!m_whole) return false;
+    std::memcpy(text, m_text, m_size);
+    explicit_bzero(m_text, m_size);
+    if (m_text != m_buffer) std::free(m_text);
+    m_text = text;
+    m_capacity = capacity;
+    return true;
+}
+
+}  // namespace kesta
+
 void LogEntry(const char* tag, const char* format, ...) {
-    const Record record(tag, Record::Fraction::kMilliseconds);
-    if (record.stream() == nullptr) return;
+    kesta::LogRecord record(tag, kesta::LogRecord::Fraction::kMilliseconds);
+    if (!record.isOpen()) return;
     va_list arguments;
     va_start(arguments, format);
-    vfprintf(record.stream(), format, arguments);
+    record.addFormatted(format, arguments);
     va_end(arguments);
 }
 
 void LogHex(const char* tag, const void* data, int length) {
-    const Record record(tag, Record::Fraction::kMicroseconds);
-    if (record.stream() == nullptr || data == nullptr) return;
-    const auto* bytes = static_cast<const unsigned char*>(data);
-    for (int i = 0; i < length; ++i) fprintf(record.stream(), "%02X", bytes[i]);
+    kesta::LogRecord record(tag, kesta::LogRecord::Fraction::kMicroseconds);
+    if (!record.isOpen() || data == nullptr || length <= 0) return;
+    record.addHexadecimal(static_cast<const unsigned char*>(data),
+                          static_cast<std::size_t>(length));
 }

@@ -1,0 +1,49 @@
+// One record of the diagnostic log. LogEntry and LogHex, declared in commonfunction.h, write them.
+#ifndef KESTA_LOG_H
+#define KESTA_LOG_H
+
+#include <cstdarg>
+#include <cstddef>
+#include <string_view>
+
+namespace kesta {
+
+// A record from its head to its closing bracket. It is formatted into one buffer and written by one
+// call when it ends. Every failure is silent: where the file cannot be opened, or a long record
+// finds no memory, nothing is written.
+class LogRecord {
+public:
+    // What stands behind the point of the time. LogHex has always written microseconds where
+    // LogEntry writes milliseconds; readers of the log know the two apart by it.
+    enum class Fraction { kMilliseconds, kMicroseconds };
+
+    LogRecord(const char* tag, Fraction fraction);
+    ~LogRecord();
+    LogRecord(const LogRecord&) = delete;
+    LogRecord& operator=(const LogRecord&) = delete;
+
+    // False where there is nothing to write to.
+    bool isOpen() const { return m_file >= 0; }
+    void addFormatted(const char* format, va_list arguments);
+    void addHexadecimal(const unsigned char* bytes, std::size_t count);
+
+private:
+    void addHead(const char* tag, Fraction fraction);
+    void add(std::string_view text);
+    // With zeroes in front up to so many digits.
+    void addDecimal(long value, int digits);
+    // True when so many characters more have room.
+    bool reserve(std::size_t more);
+
+    int m_cancelState = 0;
+    int m_file = -1;
+    bool m_whole = true;  // false once something found no room
+    char* m_text = m_buffer;
+    std::size_t m_size = 0;
+    std::size_t m_capacity = sizeof m_buffer;
+    char m_buffer[4096];
+};
+
+}  // namespace kesta
+
+#endif
