@@ -17,10 +17,6 @@ const char kUsage[] =
     "example:\n"
     "  sign_face 'pay 12.50 to A. Lovelace' 'Pay 12.50 to A. Lovelace?'\n";
 
-// What the token library takes: KeyType and HashType.
-constexpr int kSm2 = 2;
-constexpr int kSm3 = 3;
-
 }  // namespace
 
 int main(int count, char** arguments) {
@@ -34,14 +30,17 @@ int main(int count, char** arguments) {
         std::cerr << "sign_face: " << loaded.failure().Text() << '\n';
         return 1;
     }
-    const kesta::Library& key = loaded.value();
     try {
-        const std::string serial = key.GetPrintNumber();
-        key.VerifyPIN(serial);
-        std::cout << key.Sign(serial, kSm2, kSm3, arguments[1], arguments[2]) << '\n';
+        const kesta::Key key = loaded.value().PresentKey();
+        key.VerifyPIN();
+        std::cout << key.Sign(kesta::KeyType::kSm2, kesta::HashType::kSm3, arguments[1],
+                              arguments[2])
+                  << '\n';
         return 0;
     } catch (const kesta::Error& error) {
-        std::cerr << "sign_face: " << error.what() << '\n';
+        // The kind says what to do, whatever the token library's number is.
+        const bool wrong = error.kind() == kesta::Kind::kPinWrong;
+        std::cerr << "sign_face: " << error.what() << (wrong ? "; try again" : "") << '\n';
         return 1;
     }
 }

@@ -22,10 +22,14 @@ Pointer = Union[None, str, bytes, bytearray]
 T = TypeVar("T")
 Length = Union[Type[c_int], Type[c_uint]]
 
+_acquire, _release = TURN.acquire, TURN.release
+
 FILE_NAME = "libkesta_unified_zrkukey.so"
 # Room behind what is offered: for the NUL, and for a token library that writes too far.
 _MARGIN = 64
 _EMPTY = bytes(_MARGIN)
+# Above this an output size of (length + 4096) * 2 leaves the range of a signed 32-bit length.
+_LONGEST_TEXT = 0x7FFFFFFF // 2 - 4096
 _LONGEST_MESSAGE = 4096
 # Some hundred thousand requests: what exceeds this is no length of theirs.
 _LONGEST_REQUESTS = 64 << 20
@@ -99,10 +103,12 @@ class Caller:
     def _text(self, operation: str, text: Optional[str]) -> Optional[bytes]:
         if text is None:
             return None
-        data = text.encode(self.encoding, "surrogateescape")
+        # Most texts by far; what is not ASCII in UTF-8 may be so in another charset.
+        data = text.encode() if text.isascii() and self.encoding == "utf-8" else \
+            text.encode(self.encoding, "surrogateescape")
         if b"\0" in data:
             raise failure(BAD_ARGUMENT, operation, say("NulByte"))
-        if len(data) > checks.LONGEST_TEXT:
+        if len(data) > _LONGEST_TEXT:
             raise failure(BAD_ARGUMENT, operation, say("TextTooLong"))
         return data
 
@@ -180,14 +186,15 @@ class Caller:
                 TURN.release()
 
     def _run(self, operation: str, function: Any, *arguments: Any) -> None:
-        if not TURN.acquire(True, self._patience):
+        # The whole of what a forwarded call costs: kept short.
+        if not _acquire(True, self._patience):
             raise failure(BAD_ARGUMENT, operation, say("Busy"), Kind.BUSY)
         try:
             code = function(*arguments)
             if code:
                 raise self._failed(operation, code)
         finally:
-            TURN.release()
+            _release()
 
     def _beside(self, operation: str, function: Any, *arguments: Any) -> None:
         self._initialise_quietly()

@@ -5,7 +5,6 @@ from typing import List, Optional
 
 from ._codes import LIMITS, say
 
-LONGEST_TEXT = 0x7FFFFFFF // 2 - 4096
 _HEADER: str = LIMITS["keyHeader"]
 _KEY_BUFFER: int = LIMITS["keyBuffer"]
 _BLANKS = " \t\n\v\f\r"
