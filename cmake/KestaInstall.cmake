@@ -46,8 +46,7 @@ install(FILES ${example_sources} DESTINATION "${development_documents}/examples"
 # is one for readers who have the packages and not the source tree.
 file(GLOB pages CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/docs/*.md")
 install(FILES ${pages} DESTINATION "${development_documents}/docs" COMPONENT development)
-install(FILES "${PROJECT_SOURCE_DIR}/packaging/debian/README.md" "${PROJECT_SOURCE_DIR}/CHANGELOG.md"
-              "${PROJECT_SOURCE_DIR}/SECURITY.md"
+install(FILES "${PROJECT_SOURCE_DIR}/packaging/debian/README.md" "${PROJECT_SOURCE_DIR}/SECURITY.md"
         DESTINATION "${development_documents}" COMPONENT development)
 install(FILES "${PROJECT_SOURCE_DIR}/packaging/floor/README.md"
         DESTINATION "${development_documents}/packaging/floor" COMPONENT development)

@@ -42,7 +42,12 @@ execute_process(COMMAND "${KESTA_GZIP}" -9nc "${documents}/changelog"
                 OUTPUT_FILE "${packages_folder}/changelog.Debian.gz" COMMAND_ERROR_IS_FATAL ANY)
 
 set(CPACK_COMPONENTS_ALL "")
-set(this_version "${PROJECT_VERSION}-1")
+file(STRINGS "${documents}/changelog" newest LIMIT_COUNT 1)
+if(NOT newest MATCHES "\\(${PROJECT_VERSION}-([0-9]+)\\)")
+    message(FATAL_ERROR "packaging/debian/changelog does not begin with a revision of ${PROJECT_VERSION}")
+endif()
+set(revision "${CMAKE_MATCH_1}")
+set(this_version "${PROJECT_VERSION}-${revision}")
 # By hand: the tools that would compute them look for the maker's library, which no package brings.
 # The second name of the unwinder is that of Debian 10.
 file(STRINGS "${PROJECT_SOURCE_DIR}/packaging/floor/versions" floor REGEX "^(glibc|gcc)_floor=")
@@ -116,7 +121,7 @@ set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
     OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
-set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
+set(CPACK_DEBIAN_PACKAGE_RELEASE "${revision}")
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_MAINTAINER "Kesta developers <developers@kesta.example.org>")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)

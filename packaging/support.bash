@@ -45,3 +45,46 @@ in_root() {
         --setenv HOME /root --setenv LANG C.UTF-8 --bind "$root" / --proc /proc --dev /dev \
         "$@"
 }
+
+# The version of the newest release that the tree records.
+last_release() {
+    local last
+    last=$(find "${top:?}/packaging/releases" -mindepth 1 -maxdepth 1 -type d -printf '%f\n' | sort -V | tail -n 1)
+    [[ -n $last ]] || fail "packaging/releases records no release"
+    echo "$last"
+}
+
+# packages_of_last_release ARCHITECTURE: the folder with its packages, built from its source the first time.
+packages_of_last_release() {
+    local last source folder
+    last=$(last_release)
+    source=$(<"$top/packaging/releases/$last/source")
+    folder=$top/build/released/$last
+    if [[ ! -e $folder/done-$1 ]]; then
+        git -C "$top" cat-file -e "$source" 2>/dev/null ||
+            fail "the source of the release $last, tree $source, is not in this clone; fetch its whole history"
+        mkdir -p "$folder/tree"
+        git -C "$top" archive "$source" | tar -C "$folder/tree" -xf -
+        SOURCE_DATE_EPOCH=$(git -C "$top" log -1 --format=%ct) "$folder/tree/packaging/make-packages" "$1" \
+            >"$folder/$1.log" 2>&1 || fail "the packages of $last could not be built; see $folder/$1.log"
+        touch "$folder/done-$1"
+    fi
+    echo "$folder/tree/build/packages/$1"
+}
+
+# copy_tree FOLDER: what git knows of the tree, and what is new and not ignored.
+copy_tree() {
+    (cd "${top:?}" && git ls-files -z --cached --others --exclude-standard |
+        while IFS= read -r -d '' file; do [[ ! -e $file && ! -L $file ]] || printf '%s\0' "$file"; done |
+        tar --null --files-from=- -cf -) | tar -C "$1" -xf -
+}
+
+# The time that artefacts carry: $SOURCE_DATE_EPOCH, else that of the last commit, else the changelog's.
+source_date() {
+    if [[ -n ${SOURCE_DATE_EPOCH:-} ]]; then
+        echo "$SOURCE_DATE_EPOCH"
+    else
+        git -C "$top" log -1 --format=%ct 2>/dev/null ||
+            date -d "$(sed -n 's/^ -- .*>  //p;T;q' "$top/packaging/debian/changelog")" +%s
+    fi
+}
