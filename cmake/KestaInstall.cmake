@@ -42,12 +42,15 @@ file(GLOB example_sources CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/examples/*.c"
      "${PROJECT_SOURCE_DIR}/examples/*.cpp")
 set(development_documents "${document_folder}/libkesta-unified-zrkukey-dev")
 install(FILES ${example_sources} DESTINATION "${development_documents}/examples" COMPONENT development)
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/examples/ci" DESTINATION "${development_documents}/examples"
+        USE_SOURCE_PERMISSIONS COMPONENT development)
 # The task pages, laid out so that their links lead to the examples and to one another; the README
 # is one for readers who have the packages and not the source tree.
 file(GLOB pages CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/docs/*.md")
 install(FILES ${pages} DESTINATION "${development_documents}/docs" COMPONENT development)
-install(FILES "${PROJECT_SOURCE_DIR}/packaging/debian/README.md" "${PROJECT_SOURCE_DIR}/SECURITY.md"
+install(FILES "${PROJECT_SOURCE_DIR}/packaging/debian/README.dev" RENAME README.md
         DESTINATION "${development_documents}" COMPONENT development)
+install(FILES "${PROJECT_SOURCE_DIR}/SECURITY.md" DESTINATION "${development_documents}" COMPONENT development)
 install(FILES "${PROJECT_SOURCE_DIR}/packaging/floor/README.md"
         DESTINATION "${development_documents}/packaging/floor" COMPONENT development)
 file(RELATIVE_PATH to_include "${CMAKE_INSTALL_FULL_DATAROOTDIR}/doc/name" "${CMAKE_INSTALL_FULL_INCLUDEDIR}")

@@ -59,7 +59,7 @@ verified() {
 test_every_code_block_is_known_here() {
     local page
     cd "$source_tree"
-    for page in README.md docs/{enrol,install-certificates,sign,decrypt,events,diagnose,log-format}.md; do
+    for page in README.md docs/{enrol,install-certificates,sign,decrypt,events,diagnose,log-format,ci}.md; do
         echo "$page sh $(count_blocks "$page" sh) c $(count_blocks "$page" c)" \
             "cpp $(count_blocks "$page" cpp) fences $(grep -c '^```' "$page")"
     done >"$scratch/found"
@@ -72,6 +72,7 @@ docs/decrypt.md sh 1 c 1 cpp 1 fences 6
 docs/events.md sh 2 c 0 cpp 1 fences 6
 docs/diagnose.md sh 3 c 0 cpp 0 fences 6
 docs/log-format.md sh 0 c 0 cpp 0 fences 2
+docs/ci.md sh 2 c 0 cpp 0 fences 4
 TEXT
     cd "$scratch"
     expect_same_lines "a block came or went; run it here too" known found
@@ -165,6 +166,19 @@ test_diagnose_pages_commands_answer() {
     expect_matches "the token library's code" 'the PIN is wrong' "$(<said)"
     expect_matches "calls" 'GetPrintNumber +<?[0-9]+ ms +ok' "$(<said)"
     expect_matches "records" 'm_SN: CLI00001' "$(<said)"
+}
+
+# The page's reader has the client of README in the folder.
+test_ci_pages_tests_are_green_and_then_red() {
+    mkdir tree
+    ln -s "$source_tree/examples" tree/
+    cp "$KESTA_BIN/enrol" tree/client
+    blocks docs/ci.md sh >typed
+    (cd tree && bash -euxo pipefail ../typed >../said 2>../trace) || fail "$(tail -n 15 trace)"
+    expect_equal "what the tests say" \
+        "ok ok in FAILED red," "$(sed 's/ .*//' said | xargs)"
+    expect_matches "why" 'FAILED +the client makes requests' "$(<said)"
+    expect_matches "what the client says" 'enrol: .*\(23314\)' "$(<trace)"
 }
 
 test_log_pages_record_is_one_for_ukey_log() {
