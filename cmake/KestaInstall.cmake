@@ -86,6 +86,12 @@ if(KESTA_BUILD_TOOLS AND TARGET ukey)
             DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/bash-completion/completions")
     install(FILES "${tool_files}/ukey.zsh" RENAME _ukey COMPONENT tools
             DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/zsh/vendor-completions")
+    # For fleets: off until somebody enables the timer.
+    set(fleet "${PROJECT_SOURCE_DIR}/packaging/fleet")
+    install(FILES "${fleet}/kesta-ukey-metrics.service" "${fleet}/kesta-ukey-metrics.timer"
+            DESTINATION lib/systemd/system COMPONENT tools)
+    install(FILES "${fleet}/kesta-ukey.rules.yml" DESTINATION "${document_folder}/kesta-ukey/examples"
+            COMPONENT tools)
     install(PROGRAMS "${PROJECT_SOURCE_DIR}/tools/ukey-sandbox"
             DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT softkey)
 endif()

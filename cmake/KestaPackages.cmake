@@ -93,6 +93,8 @@ if(TARGET ukey)
         "Certificate requests, signatures and decryption with a USB security key, with
 exceptions for each kind of failure and insertion and removal as events.")
     set(CPACK_DEBIAN_PYTHON_PACKAGE_ARCHITECTURE all)
+    set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA
+        "${documents}/python3-kesta-ukey/postinst;${documents}/python3-kesta-ukey/prerm")
     file(GLOB modules CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/bindings/python/kesta_ukey/*.*")
     install(FILES ${modules} DESTINATION lib/python3/dist-packages/kesta_ukey COMPONENT python)
 endif()
