@@ -51,8 +51,11 @@ install(FILES ${pages} DESTINATION "${development_documents}/docs" COMPONENT dev
 install(FILES "${PROJECT_SOURCE_DIR}/packaging/debian/README.dev" RENAME README.md
         DESTINATION "${development_documents}" COMPONENT development)
 install(FILES "${PROJECT_SOURCE_DIR}/SECURITY.md" DESTINATION "${development_documents}" COMPONENT development)
-install(FILES "${PROJECT_SOURCE_DIR}/packaging/floor/README.md"
-        DESTINATION "${development_documents}/packaging/floor" COMPONENT development)
+foreach(page IN ITEMS RELEASING.md floor/README.md releases/README.md)
+    get_filename_component(folder "packaging/${page}" DIRECTORY)
+    install(FILES "${PROJECT_SOURCE_DIR}/packaging/${page}"
+            DESTINATION "${development_documents}/${folder}" COMPONENT development)
+endforeach()
 file(RELATIVE_PATH to_include "${CMAKE_INSTALL_FULL_DATAROOTDIR}/doc/name" "${CMAKE_INSTALL_FULL_INCLUDEDIR}")
 install(CODE "file(CREATE_LINK \"${to_include}\"
     \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${development_documents}/include\" SYMBOLIC)"
