@@ -51,6 +51,8 @@ install(FILES ${pages} DESTINATION "${development_documents}/docs" COMPONENT dev
 install(FILES "${PROJECT_SOURCE_DIR}/packaging/debian/README.dev" RENAME README.md
         DESTINATION "${development_documents}" COMPONENT development)
 install(FILES "${PROJECT_SOURCE_DIR}/SECURITY.md" DESTINATION "${development_documents}" COMPONENT development)
+install(FILES "${PROJECT_SOURCE_DIR}/bindings/codes.json" "${PROJECT_SOURCE_DIR}/bindings/softkey-codes.json"
+        DESTINATION "${development_documents}/bindings" COMPONENT development)
 foreach(page IN ITEMS RELEASING.md floor/README.md releases/README.md)
     get_filename_component(folder "packaging/${page}" DIRECTORY)
     install(FILES "${PROJECT_SOURCE_DIR}/packaging/${page}"

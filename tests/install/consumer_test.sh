@@ -66,6 +66,22 @@ test_cpp_client_builds_by_pkg_config() {
     expect_version_printed ./client
 }
 
+# docs/deploy.md: CMake tells what it builds where the library is; for pkg-config the link line does.
+test_clients_find_the_library_below_its_prefix() {
+    local flags
+    make_installation
+    configure_consumer
+    cmake --build consumer >build.log
+    read -ra flags < <(flags_of_pkg_config --cflags --libs)
+    "$CC" -std=c11 "$clients/client.c" "${flags[@]}" "-Wl,-rpath,$PWD/prefix/$libdir" -o client
+    for program in consumer/client_c consumer/client_cpp ./client; do
+        expect_matches "output of $program" '^version [0-9.]+$' "$(run_client "$PWD/prefix" "$program" "")"
+    done
+    "$CC" -std=c11 "$clients/client.c" "${flags[@]}" -o lost
+    if run_client "$PWD/prefix" ./lost "" >said 2>&1; then fail "a client finds it without being told"; fi
+    grep -q 'libkesta_unified_zrkukey.so: cannot open' said || fail "it fails otherwise" "$(<said)"
+}
+
 test_pkg_config_tells_the_version() {
     make_installation
     expect_equal version "$KESTA_VERSION" "$(flags_of_pkg_config --modversion)"

@@ -16,12 +16,12 @@ install_parts() {
     done
 }
 
-# run_client PREFIX PROGRAM: with the names of the event library in its place, so that the library
+# run_client PREFIX PROGRAM [LIBRARY-PATH]: with the names of the event library in its place, so that the library
 # can be loaded where the maker's files are not.
 run_client() {
-    local prefix=$1 program=$2 emulator=()
+    local prefix=$1 program=$2 library_path=${3-$1/$libdir} emulator=()
     need bwrap
     [[ -z ${KESTA_EMULATOR:-} ]] || emulator=("$KESTA_EMULATOR")
     "$source_tree/tests/support/in-namespace" "$prefix/$libdir/kesta_unified_zrkukey" "$PWD" \
-        env "LD_LIBRARY_PATH=$prefix/$libdir" "${emulator[@]}" "$program"
+        env "LD_LIBRARY_PATH=$library_path" "${emulator[@]}" "$program"
 }
