@@ -283,6 +283,8 @@ MisbehaviourPlanText ParseMisbehaviourPlan(const std::string& text) {
         json = Json::parse(text);
     } catch (const Json::parse_error& error) {
         throw PlanError("the plan is not JSON, at byte " + std::to_string(error.byte));
+    } catch (const Json::out_of_range&) {
+        throw PlanError("the plan holds a number that is too large");
     }
     const Fields fields(json, "");
     fields.AllowOnly({"seed", "rules"});

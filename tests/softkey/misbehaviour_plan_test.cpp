@@ -139,6 +139,7 @@ TEST(MisbehaviourPlan, A_chance_is_met_about_as_often_as_it_says) {
 TEST(MisbehaviourPlan, Text_that_is_no_plan_is_refused) {
     EXPECT_EQ("the plan is not JSON, at byte 1", ErrorOf(""));
     EXPECT_EQ("the plan is not JSON, at byte 6", ErrorOf("{\"a\" 1"));
+    EXPECT_EQ("the plan holds a number that is too large", ErrorOf(R"({"seed": 1e999})"));
     EXPECT_EQ("plan: must be an object", ErrorOf("[]"));
     EXPECT_EQ("rules: is missing", ErrorOf("{}"));
     EXPECT_EQ("rules: must be a list of at least one rule", ErrorOf(R"({"rules": []})"));
