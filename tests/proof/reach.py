@@ -16,27 +16,44 @@ MEASURED = ("src/", "softkey/", "include/", "tools/")
 ELSEWHERE = ("abi", "install", "docs", "reference", "demo", "check", "style", "prove", "bench")
 
 
-def counts():
-    """{(file, line): count} over everything that was run so far."""
-    data = [str(path) for path in FOLDER.rglob("*.gcda")]
-    sums = {}
-    for begin in range(0, len(data), 40):
-        said = subprocess.run(["gcov", "--json-format", "--stdout", *data[begin:begin + 40]],
-                              cwd=FOLDER, check=True, capture_output=True, text=True).stdout
-        for document in said.splitlines():
-            report = json.loads(document)
-            for file in report["files"]:
-                name = os.path.normpath(os.path.join(report["current_working_directory"],
-                                                     file["file"]))
-                if not name.startswith(f"{proof.TOP}/"):
-                    continue
-                name = name[len(str(proof.TOP)) + 1:]
-                if name.startswith(MEASURED):
-                    for line in file["lines"]:
-                        if line["count"]:
-                            key = (name, line["line_number"])
-                            sums[key] = sums.get(key, 0) + line["count"]
-    return sums
+# Whose objects hold lines that are measured; the tests' own do not, but for those of the headers.
+OBJECTS = ("src", "softkey", "tools", "recorder", "tests/face", "tests/flow", "examples")
+
+
+def lines_of(report):
+    """((file, line), count) of what one of gcov's reports says of measured files."""
+    for file in report["files"]:
+        name = os.path.normpath(os.path.join(report["current_working_directory"], file["file"]))
+        name = os.path.relpath(name, proof.TOP)
+        if name.startswith(MEASURED):
+            for line in file["lines"]:
+                if line["count"]:
+                    yield (name, line["line_number"]), line["count"]
+
+
+class Counts:
+    """What was run so far, object by object. Only objects that ran since are read again."""
+
+    def __init__(self):
+        self.times, self.lines = {}, {}
+
+    def newly_run(self):
+        """The lines that were run since the last call."""
+        data = [path for folder in OBJECTS for path in (FOLDER / folder).rglob("*.gcda")]
+        data = [path for path in data if self.times.get(path) != path.stat().st_mtime_ns]
+        found = set()
+        for path in data:
+            self.times[path] = path.stat().st_mtime_ns
+            said = subprocess.run(["gcov", "--json-format", "--stdout", path], cwd=FOLDER,
+                                  check=True, capture_output=True, text=True).stdout
+            now = {}
+            for document in said.splitlines():
+                for key, count in lines_of(json.loads(document)):
+                    now[key] = now.get(key, 0) + count
+            before = self.lines.get(path, {})
+            found |= {key for key, count in now.items() if count != before.get(key)}
+            self.lines[path] = now
+        return found
 
 
 def measure(wanted=lambda group: True):
@@ -46,16 +63,13 @@ def measure(wanted=lambda group: True):
         data.unlink()
     groups = {name: tests for name, tests in proof.tests_of(FOLDER).items()
               if not name.startswith(ELSEWHERE) and wanted(name)}
-    before, lines, seconds, failed = {}, {}, {}, []
+    counts, lines, seconds, failed = Counts(), {}, {}, []
     for name, tests in groups.items():
         clock = proof.Clock()
         failed += proof.failing(tests, timeout=300)
         seconds[name] = clock.seconds()
-        now = counts()
-        for key, count in now.items():
-            if count != before.get(key):
-                lines.setdefault(key[0], {}).setdefault(str(key[1]), []).append(name)
-        before = now
+        for file, line in counts.newly_run():
+            lines.setdefault(file, {}).setdefault(str(line), []).append(name)
         print(f"{seconds[name]:6.1f} s  {name}", flush=True)
     MAP.write_text(json.dumps({"seconds": seconds, "lines": lines, "failed": failed}))
     return failed
