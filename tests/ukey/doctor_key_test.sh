@@ -20,13 +20,20 @@ test_crash_of_the_token_library_is_a_finding() {
 test_token_library_that_hangs_is_a_finding() {
     need bwrap
     diagnose() { on_machine hanging "$ukey_command" doctor --timeout 1 "$@"; }
-    finding key problem 'the token library gave no answer in 1 second"'
+    finding key problem 'the token library gave no answer in 1 second, asked by Initialize and GetPrintNumber"'
 }
 
 test_token_library_that_ends_the_process_is_a_finding() {
     need bwrap
     diagnose() { on_machine leaving "$ukey_command" doctor "$@"; }
     finding key problem 'the token library ended without an answer'
+}
+
+test_certificate_that_cannot_be_read_is_told() {
+    need bwrap
+    diagnose() { on_machine agreeing "$ukey_command" doctor --serial K1 "$@"; }
+    finding key.certificate-form warning 'cannot be read'
+    expect_matches "key" 'key +K1' "$(<out)"
 }
 
 test_library_without_the_functions_is_a_finding() {
@@ -86,7 +93,7 @@ reportable() {
 test_every_finding_that_doctor_can_report_is_seen_by_a_test() {
     reportable >reported
     (($(wc -l <reported) >= 20)) || fail "too few were found in the source" "$(<reported)"
-    sed -nE 's/^ +finding ([a-z.-]+) (problem|warning) .*/\1 \2/p' "${claims_script%/*}"/doctor_test.sh "$claims_script" | sort -u >seen
+    sed -nE 's/^ +finding ([a-z.-]+) (problem|warning) .*/\1 \2/p' "${claims_script%/*}"/doctor*_test.sh | sort -u >seen
     expect_same_lines "what doctor reports and what is tested differ" reported seen
 }
 

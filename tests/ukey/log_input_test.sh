@@ -97,8 +97,8 @@ test_log_that_cannot_be_read_to_its_end_is_no_success() {
     long_log 1 >log
     ends 9 strace -o trace -P "$PWD/log" -e trace=pread64 -e inject=pread64:error=EIO:when=2+ \
         "$ukey_command" log log --json
-    "$KESTA_SHAPE" '{"ok":"false","file":"text","calls":['"$call_shape"'],
-        "error":{"kind":"text","message":"text"}}' <out || fail "$(<out)"
+    has_shape '{"ok":"false","file":"text","calls":['"$call_shape"'],
+        "error":{"kind":"text","message":"text"}}' out
     expect_matches "why" 'log cannot be read: Input/output error' "$(<out)"
     ends 9 strace -o trace -P "$PWD/log" -e trace=pread64 -e inject=pread64:error=EIO:when=2+ "$ukey_command" log log
 }
@@ -111,7 +111,7 @@ test_bytes_in_other_charsets_reach_no_terminal_and_leave_JSON_valid() {
     iconv -f UTF-8 -t UTF-8 shown >/dev/null || fail "not UTF-8" "$(<shown)"
     expect_matches "bytes" 'szSN = \\xD6' "$(<shown)"
     expect_matches "cut between characters" 'x中\.\.\. \(167 characters\)' "$(<shown)"
-    bare log log --records --json | "$KESTA_SHAPE" '"any"' || fail "the JSON is none"
+    shaped '"any"' bare log log --records --json
 }
 
 # long_log MEGABYTES: calls of which one never ends, another ends at last.

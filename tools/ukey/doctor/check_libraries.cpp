@@ -8,6 +8,7 @@
 
 #include "doctor/checks.h"
 #include "doctor/elf_file.h"
+#include "doctor/remedy.h"
 #include "kesta/event_library.h"
 #include "kesta/token_library.h"
 #include "kesta/ukey.hpp"
@@ -15,6 +16,7 @@
 namespace ukey {
 namespace {
 
+namespace places = kesta::places;
 using Names = std::vector<std::string>;
 
 #define UKEY_NAME(result, name, arguments) #name,
@@ -30,16 +32,6 @@ const Names& EventEntryPoints() {
 }
 
 #undef UKEY_NAME
-
-std::string Listed(const Names& names) {
-    std::string text;
-    for (const std::string& name : names) text += (text.empty() ? "" : ", ") + name;
-    return text;
-}
-
-std::string FolderOf(const std::string& path) {
-    return path.substr(0, path.rfind('/'));
-}
 
 struct Suspect {
     std::string id;      // in front of its findings' ids
@@ -58,7 +50,7 @@ bool Usable(Report& report, const Suspect& suspect, ElfFile& file) {
     }
     if (::access(path.c_str(), R_OK) != 0) {
         report.Problem(suspect.id + ".readable", suspect.name, path + " cannot be read",
-                       "make it readable for all: chmod a+r " + path);
+                       "make it readable for all: " + AsRoot("chmod a+r " + Words({path})));
         return false;
     }
     file = ReadElf(path);
@@ -144,11 +136,28 @@ private:
     const std::string root_;
 };
 
-std::string RemedyFor(const Names& missing) {
-    if (missing.size() == 1 && missing.front().find(KESTA_EVENT_LIBRARY) == 0) {
+// Packages that are installed have lost a file; what no package lists has to be looked for.
+std::string RemedyFor(const std::string& root, const Names& missing) {
+    Names packages;
+    Names unknown;
+    for (const std::string& text : missing) {
+        const std::string name = text.substr(0, text.find_first_of(" ,"));
+        if (name == KESTA_EVENT_LIBRARY) continue;
+        const std::string package = PackageOf(root, name);
+        (package.empty() ? unknown : packages).push_back(package.empty() ? name : package);
+    }
+    if (packages.empty() && unknown.empty()) {
         return "it is the maker's; see what is said of the event library";
     }
-    return "install the packages that bring them, again where they are damaged";
+    std::string text;
+    if (!packages.empty()) {
+        text = "install again: " + AsRoot("apt-get install --reinstall " + Words(packages));
+    }
+    for (const std::string& name : unknown) {
+        text += (text.empty() ? "" : "; ") +
+                std::string("install the package that `apt-file search ") + name + "` names";
+    }
+    return text;
 }
 
 void CheckDependencies(Report& report, const LibraryPath& path, const Suspect& suspect,
@@ -157,7 +166,7 @@ void CheckDependencies(Report& report, const LibraryPath& path, const Suspect& s
     if (!gaps.missing.empty()) {
         report.Problem(suspect.id + ".dependencies", suspect.name,
                        "needs libraries that are missing or damaged: " + Listed(gaps.missing),
-                       RemedyFor(gaps.missing));
+                       RemedyFor(report.root, gaps.missing));
     }
     if (!gaps.versions.empty()) {
         report.Problem(suspect.id + ".versions", suspect.name,
@@ -239,8 +248,9 @@ void CheckClientLibrary(Report& report, const LibraryPath& path, const std::stri
     }
     const Suspect suspect = {"client-library", "client library",
                              byPath ? name : Without(report.root, found),
-                             "install the package of " + std::string(kesta::Library::kFileName) +
-                                 ", or name the file with --library"};
+                             BringBack(report.root, kesta::Library::kFileName,
+                                       "install the package libkesta-unified-zrkukey, or name the "
+                                       "file with --library")};
     if (found.empty() && !byPath) {
         report.Problem("client-library.present", suspect.name,
                        name + " is in none of the folders for libraries (--verbose lists them)",
@@ -255,21 +265,19 @@ void CheckClientLibrary(Report& report, const LibraryPath& path, const std::stri
 }
 
 void CheckMakersLibraries(Report& report, const LibraryPath& path) {
-    const std::string folder = kesta::places::kInstallDirectory;
-    std::string reinstall = "install the maker's package; it brings " + folder;
-    if (::access((report.root + folder).c_str(), R_OK | X_OK) != 0) {
-        report.Problem("install-directory", "install directory",
-                       report.root + folder + ": " + std::strerror(errno), reinstall);
-        reinstall = "comes with the install directory, see above";
-    } else {
-        report.Fine("install-directory", "install directory", report.root + folder);
-    }
-    CheckMakersLibrary(report, path,
-                       {"token-library", "token library", kesta::places::kTokenLibrary, reinstall},
-                       TokenEntryPoints());
-    CheckMakersLibrary(report, path,
-                       {"event-library", "event library", kesta::places::kEventLibrary, reinstall},
-                       EventEntryPoints());
+    const auto remedy = [&](const char* file) {
+        if (!report.installed) return std::string("comes with the install directory, see above");
+        return BringBack(report.root, file,
+                         "install the maker's package; it brings " + Words({file}));
+    };
+    CheckMakersLibrary(
+        report, path,
+        {"token-library", "token library", places::kTokenLibrary, remedy(places::kTokenLibrary)},
+        TokenEntryPoints());
+    CheckMakersLibrary(
+        report, path,
+        {"event-library", "event library", places::kEventLibrary, remedy(places::kEventLibrary)},
+        EventEntryPoints());
 }
 
 }  // namespace ukey

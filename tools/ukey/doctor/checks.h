@@ -10,16 +10,31 @@
 
 namespace ukey {
 
+// The folder that a path stands in.
+inline std::string FolderOf(const std::string& path) {
+    return path.substr(0, path.rfind('/'));
+}
+
+// The install directory: there, open, and nobody else's to change. Knows the software key.
+void CheckInstallDirectory(Report& report);
+// The maker's two libraries in it.
+void CheckMakersLibraries(Report& report, const LibraryPath& path);
 // The client library: where it is looked for, and whether it can be loaded.
 void CheckClientLibrary(Report& report, const LibraryPath& path, const std::string& given);
-// The maker's two libraries in the install directory.
-void CheckMakersLibraries(Report& report, const LibraryPath& path);
+// named: a serial number was given.
+void CheckUsbDevice(Report& report, bool named);
 // The other files of the install directory.
 void CheckCompanions(Report& report);
 void CheckLog(Report& report);
-void CheckUsbDevice(Report& report);
-// Asks the token library for a key, in a process of its own.
-void CheckKey(Report& report, const std::string& libraryFile, int seconds);
+
+// How the key is asked.
+struct KeyQuestion {
+    std::string libraryFile;  // empty: the usual one
+    std::string serial;       // empty: the key that is present
+    int seconds = 20;
+};
+// Asks the token library for the key, its PIN tries and its certificates, in a process of its own.
+void CheckKey(Report& report, const KeyQuestion& question);
 
 }  // namespace ukey
 

@@ -70,6 +70,24 @@ void Report::Rank() {
     });
 }
 
+std::string Report::Verdict() const {
+    const std::size_t problems = Count(Severity::kProblem);
+    const std::size_t warnings = Count(Severity::kWarning);
+    const std::string also = warnings == 0 ? "" : " and " + Counted(warnings, "warning");
+    if (problems != 0) {
+        const auto first = std::find_if(
+            findings.begin(), findings.end(),
+            [](const Finding& finding) { return finding.severity == Severity::kProblem; });
+        return Counted(problems, "problem") + also + ": begin with the remedy for the " +
+               first->subject + ".";
+    }
+    const std::string seen = key ? "the key " + key->serial + " answers"
+                                 : "the files are as they should be, the key was not asked";
+    if (warnings == 0) return "All is well: " + seen + ".";
+    return "No problem: " + seen + "; " + Counted(warnings, "warning") +
+           (warnings == 1 ? " is" : " are") + " worth a look.";
+}
+
 Json ToJson(const Report& report) {
     Json findings = Json::array();
     for (const Finding& finding : report.findings) {
@@ -86,6 +104,7 @@ Json ToJson(const Report& report) {
             {{"library", entry.library}, {"name", entry.name}, {"found", entry.found}});
     }
     return {{"ok", report.Count(Severity::kProblem) == 0},
+            {"verdict", report.Verdict()},
             {"problems", report.Count(Severity::kProblem)},
             {"warnings", report.Count(Severity::kWarning)},
             {"root", report.root},
@@ -111,12 +130,7 @@ void Print(const Report& report, bool everything) {
         }
     }
     PrintLine();
-    const std::size_t problems = report.Count(Severity::kProblem);
-    PrintLine(problems == 0 && report.Count(Severity::kWarning) == 0
-                  ? "All is well."
-                  : Counted(problems, "problem") + ", " +
-                        Counted(report.Count(Severity::kWarning), "warning") +
-                        (problems > 1 ? "; mend them from the top." : "."));
+    PrintLine(Printable(report.Verdict()));
 }
 
 }  // namespace ukey

@@ -2,15 +2,18 @@
 #ifndef UKEY_DOCTOR_FINDING_H
 #define UKEY_DOCTOR_FINDING_H
 
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "certificate_text.h"
+#include "kesta/ukey.hpp"
 #include "output.h"
 
 namespace ukey {
 
 enum class Severity {
-    kProblem,  // the key cannot be used while this lasts
+    kProblem,  // the key cannot, or must not, be used while this lasts
     kWarning,  // something is missing that may be wanted
     kFine,
 };
@@ -29,8 +32,24 @@ struct EntryPoint {
     bool found = false;
 };
 
+// A certificate on the key, as far as it could be read.
+struct KeyCertificate {
+    std::string words;  // "signing SM2"
+    std::optional<CertificateFacts> facts;
+};
+
+// What the key said of itself.
+struct KeyFacts {
+    std::string serial;
+    std::optional<kesta::Tries> tries;
+    std::vector<KeyCertificate> certificates;
+};
+
 struct Report {
     std::string root;
+    bool installed = false;    // the install directory is there and open
+    bool softwareKey = false;  // what stands there is the software key
+    std::optional<KeyFacts> key;
     std::vector<std::string> paths;  // tried, in order
     std::vector<Finding> findings;
     std::vector<EntryPoint> entryPoints;
@@ -44,6 +63,8 @@ struct Report {
     std::size_t Count(Severity severity) const;
     // Problems first, then warnings; within each, causes before consequences.
     void Rank();
+    // One sentence that says how things stand.
+    std::string Verdict() const;
 };
 
 Json ToJson(const Report& report);

@@ -10,6 +10,7 @@
 #include "commands.h"
 #include "interrupt.h"
 #include "kesta/places.h"
+#include "log/journal.h"
 #include "log/order.h"
 #include "log/show.h"
 #include "log/writers.h"
@@ -27,10 +28,11 @@ struct LogWish {
     bool records = false;
     bool failed = false;
     bool showKeys = false;
+    bool journal = false;
 
     bool Wants(const LogCall& call) const {
         if (!operation.empty() && call.operation != operation) return false;
-        return !failed || (call.code && *call.code != 0);
+        return !(failed || journal) || (call.code && *call.code != 0);
     }
 };
 
@@ -160,8 +162,27 @@ Exit ShowText(Session& session, const LogWish& wish, const LogSource& source) {
     return Exit::kOk;
 }
 
+Exit SendAll(Session& session, const LogWish& wish, const LogSource& source) {
+    const Journal journal;
+    const std::size_t first = FirstOfLast(source, wish);
+    std::size_t sent = 0;
+    LogOrder(source, false).Read([&](const LogCall& call) {
+        if (call.number < first || !wish.Wants(call)) return;
+        journal.Send(call, MessageOf(session, *call.code));
+        ++sent;
+    });
+    if (session.json) {
+        PrintJson(Success({{"sent", sent}}));
+    } else {
+        PrintLine(std::to_string(sent) + " failed " + (sent == 1 ? "call" : "calls") +
+                  " sent to the journal");
+    }
+    return Exit::kOk;
+}
+
 Exit ShowAll(Session& session, const LogWish& wish) {
     const LogSource source(wish.file);
+    if (wish.journal) return SendAll(session, wish, source);
     return session.json ? ShowJson(session, wish, source) : ShowText(session, wish, source);
 }
 
@@ -181,22 +202,49 @@ void WaitForMore() {
     }
 }
 
+// Until an interrupt, or the end of a pipe.
+Exit ReadOn(GrowingLog& file, LogPairing& pairing) {
+    auto reader = std::make_unique<LogReader>();
+    const auto take = [&pairing](std::vector<LogRecord> records) {
+        for (LogRecord& record : records) pairing.Take(std::move(record));
+    };
+    while (!Interrupt::Came() && !file.ended()) {
+        const std::string piece = file.Read();
+        take(piece.empty() ? reader->Pause() : reader->Feed(piece));
+        if (!piece.empty()) continue;
+        FinishOutput();
+        if (file.Replaced()) {
+            reader = std::make_unique<LogReader>();
+        } else if (!file.ended()) {
+            WaitForMore();
+        }
+    }
+    if (Interrupt::Came()) return Exit::kInterrupted;
+    take(reader->Finish());
+    pairing.Finish();
+    return Exit::kOk;
+}
+
 // Calls are shown twice, when they begin and when they are over: one that hangs is to be seen.
 Exit Follow(Session& session, const LogWish& wish) {
     if (wish.last && wish.file == "-") {
         throw UsageError("--last with --follow takes a file, not standard input");
     }
     const Interrupt interrupt;
-    std::size_t first = FirstToFollow(wish);
+    std::optional<Journal> journal;
+    if (wish.journal) journal.emplace();
+    const std::size_t first = FirstToFollow(wish);
     LogShow show = MakeShow(session, wish);
     GrowingLog file(wish.file);
     if (!file.present()) {
         std::fprintf(stderr, "ukey: %s is not there yet\n", Printable(wish.file).c_str());
     }
-    if (ForPerson(session)) LogShow::PrintHead();
+    if (ForPerson(session) && !journal) LogShow::PrintHead();
     const auto tell = [&](const LogCall& call, const char* state) {
         if (call.number < first || !wish.Wants(call)) return;
-        if (session.json) {
+        if (journal) {
+            journal->Send(call, MessageOf(session, *call.code));
+        } else if (session.json) {
             PrintJson(Success(show.ToJson(call, state)));
         } else {
             show.Print(call, state);
@@ -205,24 +253,7 @@ Exit Follow(Session& session, const LogWish& wish) {
     };
     LogPairing pairing([&](const LogCall& call) { tell(call, "begun"); },
                        [&](LogCall&& call) { tell(call, StateOf(call)); }, wish.records);
-    auto reader = std::make_unique<LogReader>();
-    while (!Interrupt::Came() && !file.ended()) {
-        const std::string piece = file.Read();
-        for (LogRecord& record : piece.empty() ? reader->Pause() : reader->Feed(piece)) {
-            pairing.Take(std::move(record));
-        }
-        if (!piece.empty()) continue;
-        FinishOutput();
-        if (file.Replaced()) {
-            reader = std::make_unique<LogReader>();
-            continue;
-        }
-        if (!file.ended()) WaitForMore();
-    }
-    if (Interrupt::Came()) return Exit::kInterrupted;
-    for (LogRecord& record : reader->Finish()) pairing.Take(std::move(record));
-    pairing.Finish();
-    return Exit::kOk;
+    return ReadOn(file, pairing);
 }
 
 }  // namespace
@@ -232,6 +263,7 @@ void AddLogCommand(CLI::App& app, Session& session) {
         app, session, "log", "Show the library's diagnostic log: calls, durations, results",
         "  ukey log --failed --last 20\n"
         "  ukey log --follow --records      everything, as it happens\n"
+        "  ukey log --follow --last 0 --journal\n"
         "  ukey log --json | jq '.calls[] | select(.microseconds > 1000000)'",
         {true, false});
     auto wish = std::make_shared<LogWish>();
@@ -249,6 +281,8 @@ void AddLogCommand(CLI::App& app, Session& session) {
     command->add_flag("-r,--records", wish->records, "With the records of each call");
     command->add_flag("--show-keys", wish->showKeys,
                       "Show escrowed keys, which are replaced by their lengths otherwise");
+    command->add_flag("--journal", wish->journal,
+                      "Send failed calls to the system's journal instead of showing them");
     command->callback([&session, wish] {
         session.action = [&session, wish] {
             if (!wish->operation.empty()) wish->operation = LoggedFunction(wish->operation);

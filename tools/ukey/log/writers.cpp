@@ -59,6 +59,11 @@ std::string LoggedFunction(const std::string& name) {
     return std::string(WriterOf(name).operation);
 }
 
+bool IsLogged(const std::string& name) {
+    const char* const known = Find(kLogged, name);
+    return known != nullptr && name == known;
+}
+
 std::string LoggedFunctions() {
     std::string text;
     for (const char* const name : kLogged) text += (text.empty() ? "" : ", ") + std::string(name);

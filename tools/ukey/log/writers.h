@@ -18,6 +18,9 @@ LogWriter WriterOf(std::string_view tag);
 // such function. Throws UsageError for a function that never writes to the log.
 std::string LoggedFunction(const std::string& name);
 
+// True for the exact name of a function that writes to the log.
+bool IsLogged(const std::string& name);
+
 // All of them, for a person: "GetDllVersion, GetVidAndPid, ...".
 std::string LoggedFunctions();
 
