@@ -337,6 +337,27 @@ TEST_P(SoftwareKey, answers) {
     GetParam().run(*this);
 }
 
+using OneKey = flow::KeyTest;
+
+TEST_F(OneKey, tells_its_tries_and_kinds_and_signs_by_names) {
+    const auto key = kesta::Library::Linked().PresentKey();
+    Enrol();
+    EnterPin("000000");
+    const auto wrong = key.Try().VerifyPIN();
+    ASSERT_FALSE(wrong.ok());
+    EXPECT_EQ(wrong.failure().kind(), kesta::Kind::kPinWrong);
+    ASSERT_TRUE(key.PinTries());
+    EXPECT_EQ(key.PinTries()->left, 5U);
+    EnterPin(kPin);
+    const flow::Certificate certificate(key.GetCert(kesta::CertType::kSigning));
+    EXPECT_TRUE(certificate.Verifies(
+        "pay", key.Sign(kesta::KeyType::kSm2, kesta::HashType::kSm3, "pay", "Pay?"), "SM3"));
+    const auto batch = key.Batch_Sign({{"one", "two", "three"}, "Sign three?"});
+    ASSERT_EQ(batch.size(), 3U);
+    EXPECT_TRUE(certificate.Verifies("three", batch[2], "SM3"));
+    EXPECT_EQ(key.Try().GetCert(kesta::CertType{7}).failure().kind(), kesta::Kind::kBadArgument);
+}
+
 INSTANTIATE_TEST_SUITE_P(EachOperation, SoftwareKey, testing::ValuesIn(kUses),
                          [](const auto& test) { return std::string(test.param.name); });
 

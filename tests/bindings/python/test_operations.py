@@ -1,6 +1,8 @@
 """What each operation hands to the library: driven by the description of the header."""
 
+import ast
 import inspect
+import pathlib
 
 import pytest
 
@@ -87,6 +89,14 @@ def test_arguments_that_do_not_fit_are_refused_before_the_call(stand_in, functio
             getattr(stand_in.library, NAMES[function["name"]])(*wrong)
         assert not isinstance(refused.value, KestaError)
     assert not any(call.startswith(function["name"]) for call in stand_in.calls)
+
+
+def test_sources_are_of_python_3_9():
+    folder = pathlib.Path(inspect.getfile(Library)).parent
+    sources = list(folder.glob("*.py"))
+    assert len(sources) > 10
+    for source in sources:
+        ast.parse(source.read_text(encoding="utf-8"), str(source), feature_version=(3, 9))
 
 
 def test_missing_library_is_not_loaded():
