@@ -73,6 +73,14 @@ test_the_tarball_installs_offline_and_the_examples_work_with_it() {
     npm install --offline --ignore-scripts --cache "$scratch/cache" ./packages/*.tgz >npm.log 2>&1 ||
         fail "npm could not install it: $(<npm.log)"
     export NODE_PATH=$scratch/node_modules
+    # Modules of either sort find all names.
+    cat >names.mjs <<'PROGRAM'
+import * as all from 'kesta-ukey';
+import {CertType, Key, KestaError, Library, events, requestInfo} from 'kesta-ukey';
+console.log([CertType, Key, KestaError, Library, events, requestInfo].includes(undefined),
+    Object.keys(all.default).every((name) => name in all));
+PROGRAM
+    expect_equal "names that are imported" "false true" "$(node names.mjs)"
     examples_work node js
 }
 

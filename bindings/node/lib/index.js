@@ -10,7 +10,9 @@
 const {Codes, KestaError, codeText, speak} = require('./codes');
 const {Key} = require('./key');
 const {Library} = require('./library');
-const texts = require('./texts');
+const {
+    CertType, HashForm, HashType, KeyType, bundle, joinList, requestInfo, splitList,
+} = require('./texts');
 
 /** The key with this serial number. */
 Library.prototype.key = function key(serial) {
@@ -27,4 +29,8 @@ function events(library = Library.load(), options = undefined) {
     return library.events(options);
 }
 
-module.exports = {Codes, KestaError, Key, Library, codeText, events, speak, ...texts};
+// Written out, so that `import {Library} from 'kesta-ukey'` finds the names.
+module.exports = {
+    CertType, Codes, HashForm, HashType, KestaError, Key, KeyType, Library, bundle, codeText, events,
+    joinList, requestInfo, speak, splitList,
+};
