@@ -16,6 +16,7 @@ test_closed_install_directory_is_opened_not_installed_again() {
     expect_matches "libraries" 'comes with the install directory, see above' "$(<out)"
     grep -q 'install the maker' out && fail "it says to install" "$(<out)"
     mends install-directory 'chmod a\+rx .*'
+    chmod -R u+w root # so that it can be removed
 }
 
 test_closed_parent_of_the_install_directory_is_named() {
@@ -25,6 +26,7 @@ test_closed_parent_of_the_install_directory_is_named() {
     as_an_ordinary_user
     finding install-directory problem 'root/opt/apps is closed to this user'
     mends install-directory 'chmod a\+rx .*'
+    chmod -R u+w root # so that it can be removed
 }
 
 test_superuser_sees_that_others_are_kept_out() {
