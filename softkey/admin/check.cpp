@@ -33,22 +33,9 @@ void CheckPlan(const std::string& home, std::vector<std::string>& damage) {
     }
 }
 
-// A database that cannot even be opened is damage too, not a reason to stop looking.
-void CheckDatabase(const std::string& home, std::vector<std::string>& damage) {
-    try {
-        const std::unique_ptr<Store> store = Store::OpenExisting(home);
-        if (!store) return;
-        for (std::string& line : FindDamage(*store)) damage.push_back(std::move(line));
-    } catch (const Failure& failure) {
-        if (failure.code() != kStateDamaged) throw;
-        damage.push_back(failure.detail());
-    }
-}
-
 void Check(Session& session) {
     const std::string home = StateHome();
-    std::vector<std::string> damage;
-    CheckDatabase(home, damage);
+    std::vector<std::string> damage = FindDamage(home);
     CheckPlan(home, damage);
     CheckMode(home, damage);
     std::error_code absent;

@@ -70,6 +70,13 @@ PairRecord ToRecord(EVP_PKEY* pair, Role role, const std::string& serial, const 
     return record;
 }
 
+Bytes WrapAnew(const PairRecord& record, const Bytes& wrapped, const std::string& serial,
+               const MasterKey& from, const MasterKey& to) {
+    const std::string context = WrapContext(serial, record.role, record.publicKey);
+    const SecretBytes der = Unwrap(from, wrapped, context);
+    return Wrap(to, der.data(), der.size(), context);
+}
+
 PKeyPtr OpenPrivate(const PairRecord& record, const Bytes& wrapped, const std::string& serial,
                     const MasterKey& master) {
     const SecretBytes der =

@@ -23,6 +23,9 @@ PKeyPtr ParsePublicKey(const Bytes& publicKey);  // null when it cannot be read
 
 // A pair as the store takes it, its private half wrapped for this serial number and role.
 PairRecord ToRecord(EVP_PKEY* pair, Role role, const std::string& serial, const MasterKey& master);
+// The wrapped private half of a record, under another master key.
+Bytes WrapAnew(const PairRecord& record, const Bytes& wrapped, const std::string& serial,
+               const MasterKey& from, const MasterKey& to);
 // kStateDamaged when the private half does not open or does not belong to the record.
 PKeyPtr OpenPrivate(const PairRecord& record, const Bytes& wrapped, const std::string& serial,
                     const MasterKey& master);

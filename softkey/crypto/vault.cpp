@@ -10,27 +10,42 @@
 namespace softkey {
 namespace {
 
-// A derivation takes some five milliseconds. A PIN of six digits would not stand against someone
-// who has the file, however long one derivation took; the tries are what protects it, as on a key.
-constexpr int kIterations = 20000;
 constexpr std::size_t kSaltSize = 16;
 constexpr std::size_t kNonceSize = 12;
 constexpr std::size_t kTagSize = 16;
+constexpr std::size_t kWrapping = kNonceSize + kTagSize;
+// Beyond these a stored number is damage: nobody ever asked for so much.
+constexpr std::int64_t kMostIterations = 10000000;
+constexpr std::int64_t kMostScrypt = std::int64_t{1} << 20;
+constexpr std::int64_t kMostBlocks = 64;
+constexpr std::uint64_t kMostMemory = std::uint64_t{1} << 30;
 
 void Require(bool done, const char* what) {
     if (!done) throw Failure(kCryptoFailed, what);
 }
 
 void FillRandom(std::uint8_t* bytes, std::size_t size) {
-    Require(RAND_bytes(bytes, static_cast<int>(size)) == 1, "random numbers");
+    Require(RAND_priv_bytes(bytes, static_cast<int>(size)) == 1, "random numbers");
+}
+
+bool Within(std::int64_t value, std::int64_t most) {
+    return value >= 1 && value <= most;
 }
 
 MasterKey Derive(const PinSeal& seal, std::string_view pin) {
     MasterKey derived;
-    Require(PKCS5_PBKDF2_HMAC(pin.data(), static_cast<int>(pin.size()), seal.salt.data(),
-                              static_cast<int>(seal.salt.size()), seal.iterations, EVP_sha256(),
-                              static_cast<int>(MasterKey::kSize), derived.data()) == 1,
-            "deriving from the PIN");
+    const bool done =
+        seal.kdf == Kdf::kPbkdf2
+            ? PKCS5_PBKDF2_HMAC(pin.data(), static_cast<int>(pin.size()), seal.salt.data(),
+                                static_cast<int>(seal.salt.size()), static_cast<int>(seal.cost),
+                                EVP_sha256(), static_cast<int>(MasterKey::kSize),
+                                derived.data()) == 1
+            : EVP_PBE_scrypt(pin.data(), pin.size(), seal.salt.data(), seal.salt.size(),
+                             static_cast<std::uint64_t>(seal.cost),
+                             static_cast<std::uint64_t>(seal.block),
+                             static_cast<std::uint64_t>(seal.parallel), kMostMemory, derived.data(),
+                             MasterKey::kSize) == 1;
+    Require(done, "deriving from the PIN");
     return derived;
 }
 
@@ -38,11 +53,27 @@ const std::uint8_t* AsBytes(std::string_view text) {
     return reinterpret_cast<const std::uint8_t*>(text.data());
 }
 
+// The length of the UTF-8 character at the beginning of a text; 1 for a byte that begins none.
+std::size_t CharacterLength(std::string_view text) {
+    const auto first = static_cast<unsigned char>(text[0]);
+    const std::size_t length = first < 0xC2 ? 1 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
+    if (first > 0xF4 || length > text.size()) return 1;
+    const bool whole = std::all_of(text.begin() + 1, text.begin() + static_cast<long>(length),
+                                   [](char c) { return (c & 0xC0) == 0x80; });
+    return whole ? length : 1;
+}
+
+std::size_t CharactersOf(std::string_view text) {
+    std::size_t count = 0;
+    for (; !text.empty(); text.remove_prefix(CharacterLength(text))) ++count;
+    return count;
+}
+
 // Nothing when the tag does not fit.
 std::optional<SecretBytes> TryUnwrap(const MasterKey& master, const Bytes& wrapped,
                                      std::string_view context) {
-    if (wrapped.size() < kNonceSize + kTagSize) return std::nullopt;
-    const std::size_t size = wrapped.size() - kNonceSize - kTagSize;
+    if (!IsWrapped(wrapped)) return std::nullopt;
+    const std::size_t size = wrapped.size() - kWrapping;
     const std::uint8_t* const cipher = wrapped.data() + kNonceSize;
     Bytes tag(wrapped.end() - static_cast<std::ptrdiff_t>(kTagSize), wrapped.end());
     SecretBytes plain(size);
@@ -71,25 +102,43 @@ MasterKey MasterKey::Random() {
 }
 
 void CheckPinLength(std::string_view pin) {
-    if (pin.size() < kMinPinLength || pin.size() > kMaxPinLength) throw Failure(kPinLength);
+    const std::size_t characters = CharactersOf(pin);
+    if (characters < kMinPinLength || characters > kMaxPinLength) throw Failure(kPinLength);
 }
 
-PinSeal SealMaster(const MasterKey& master, std::string_view pin, std::string_view context) {
+PinSeal SealMaster(const MasterKey& master, std::string_view pin, std::string_view context,
+                   const PinCost& cost) {
     CheckPinLength(pin);
     PinSeal seal;
     seal.salt.resize(kSaltSize);
     FillRandom(seal.salt.data(), kSaltSize);
-    seal.iterations = kIterations;
+    seal.kdf = Kdf::kScrypt;
+    seal.cost = cost.n;
+    seal.block = cost.block;
+    seal.parallel = cost.parallel;
     seal.sealed = Wrap(Derive(seal, pin), master.data(), MasterKey::kSize, context);
     return seal;
 }
 
+bool IsSound(const PinSeal& seal) {
+    const bool power = (seal.cost & (seal.cost - 1)) == 0;
+    const bool cost = seal.kdf == Kdf::kPbkdf2
+                          ? Within(seal.cost, kMostIterations)
+                          : seal.kdf == Kdf::kScrypt && seal.cost > 1 && power &&
+                                Within(seal.cost, kMostScrypt) && Within(seal.block, kMostBlocks) &&
+                                Within(seal.parallel, kMostBlocks);
+    return cost && seal.salt.size() == kSaltSize &&
+           seal.sealed.size() == kWrapping + MasterKey::kSize;
+}
+
+PinCost CostOf(const PinSeal& seal) {
+    if (seal.kdf == Kdf::kPbkdf2) return {};
+    return {seal.cost, seal.block, seal.parallel};
+}
+
 std::optional<MasterKey> OpenMaster(const PinSeal& seal, std::string_view pin,
                                     std::string_view context) {
-    if (seal.sealed.size() != kNonceSize + MasterKey::kSize + kTagSize || seal.iterations < 1 ||
-        seal.iterations > 10000000) {
-        throw Failure(kStateDamaged, "the PIN seal");
-    }
+    if (!IsSound(seal)) throw Failure(kStateDamaged, "the PIN seal");
     const std::optional<SecretBytes> opened = TryUnwrap(Derive(seal, pin), seal.sealed, context);
     if (!opened) return std::nullopt;
     MasterKey master;
@@ -97,9 +146,13 @@ std::optional<MasterKey> OpenMaster(const PinSeal& seal, std::string_view pin,
     return master;
 }
 
+bool IsWrapped(const Bytes& bytes) {
+    return bytes.size() > kWrapping;
+}
+
 Bytes Wrap(const MasterKey& master, const std::uint8_t* secret, std::size_t size,
            std::string_view context) {
-    Bytes wrapped(kNonceSize + size + kTagSize);
+    Bytes wrapped(size + kWrapping);
     FillRandom(wrapped.data(), kNonceSize);
     const CipherCtxPtr ctx(EVP_CIPHER_CTX_new());
     int length = 0;

@@ -1,7 +1,5 @@
 #include "softkey/events/event_feed.h"
 
-#include <unistd.h>
-
 #include <utility>
 
 #include "softkey/store/events.h"
@@ -33,6 +31,7 @@ const Event* EventFeed::Next() {
         if (version_ != version) {
             for (Event& event : EventLog(*store_).After(seen_)) {
                 seen_ = event.number;
+                sawRemoval_ = sawRemoval_ || event.kind == EventKind::kRemoved;
                 waiting_.push_back(std::move(event));
             }
             version_ = version;
@@ -49,11 +48,6 @@ Event EventFeed::Take() {
 
 // Sees to it that store_ is the database that is there now, or null when there is none.
 void EventFeed::Attend() {
-    if (process_ != getpid()) {
-        // A connection must not be used, nor closed, by a forked child.
-        if (store_) ofParent_.push_back(store_.release());
-        process_ = getpid();
-    }
     if (store_ && ++callsSinceLook_ < kCallsBetweenLooks) return;
     callsSinceLook_ = 0;
     const std::string home = StateHome();

@@ -2,13 +2,12 @@
 #ifndef SOFTKEY_EVENTS_EVENT_FEED_H
 #define SOFTKEY_EVENTS_EVENT_FEED_H
 
-#include <sys/types.h>
-
 #include <cstdint>
 #include <deque>
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "softkey/store/records.h"
@@ -23,7 +22,7 @@ namespace softkey {
 // another at the same path, is new as a whole, so all its events are delivered. What was not taken
 // of a folder that is gone, or no longer the one that the environment names, is dropped.
 //
-// A call of Next without news costs two fcntl calls, and one stat more each fiftieth time, to find
+// A call of Next without news costs one small read, and a stat more each fiftieth time, to find
 // out that the database was replaced.
 class EventFeed {
 public:
@@ -34,17 +33,18 @@ public:
     // The oldest event that was not taken yet, which stays until it is taken; null without one.
     const Event* Next();
     Event Take();
+    // True, once, when a removal was read since it was asked last.
+    bool SawRemoval() { return std::exchange(sawRemoval_, false); }
 
 private:
     void Attend();
     void Reopen(const std::string& home);
 
     std::unique_ptr<Store> store_;
-    std::vector<Store*> ofParent_;  // opened before a fork; never touched again
     std::string home_;
-    pid_t process_ = 0;
     int callsSinceLook_ = 0;
     bool begun_ = false;
+    bool sawRemoval_ = false;
     std::int64_t seen_ = 0;  // the number of the newest event that was read
     std::optional<std::int64_t> version_;
     std::deque<Event> waiting_;

@@ -3,6 +3,9 @@
 // waiting while the process runs its exit handlers.
 #include "kesta/event_library.h"
 
+#include <dlfcn.h>
+#include <pthread.h>
+
 #include <algorithm>
 #include <chrono>
 #include <cstring>
@@ -19,6 +22,7 @@
 #include "softkey/misbehaviour/misbehaviour.h"
 #include "softkey/result.h"
 #include "softkey/store/home.h"
+#include "softkey/token/look_request.h"
 
 #define KESTA_EVENT_EXPORT extern "C" __attribute__((visibility("default")))
 
@@ -36,9 +40,26 @@ struct Shared {
     bool contextOpen = false;
 };
 
+// No fork falls into a locked stretch, since nobody would open the lock in the child.
 Shared& State() {
-    static Shared* const state = new Shared;
+    static Shared* const state = [] {
+        static Shared* made = nullptr;
+        made = new Shared;
+        pthread_atfork([] { made->mutex.lock(); }, [] { made->mutex.unlock(); },
+                       [] { made->mutex.unlock(); });
+        return made;
+    }();
     return *state;
+}
+
+// Asks the token library, when this process has it, to drop the secrets of a key that is gone.
+void PassRemovalOn() {
+    void* const library = dlopen("libKestaZRK.so", RTLD_LAZY | RTLD_NOLOAD);
+    if (library == nullptr) return;
+    const auto look =
+        reinterpret_cast<int (*)(const char*, void*, std::uint32_t*)>(dlsym(library, "GetPinInfo"));
+    if (look != nullptr) look(kLookRequest, nullptr, nullptr);
+    dlclose(library);
 }
 
 // Runs the work of one entry point and turns what it throws into a code.
@@ -102,10 +123,18 @@ enum class Waiting { kNothing, kEcho, kEvent };
 
 Waiting WhatIsWaiting() {
     Shared& state = State();
-    const std::lock_guard<std::mutex> lock(state.mutex);
-    if (!state.contextOpen) throw Failure(kNoContext);
-    if (!state.echoes.empty()) return Waiting::kEcho;
-    return state.feed.Next() != nullptr ? Waiting::kEvent : Waiting::kNothing;
+    Waiting waiting = Waiting::kEcho;
+    bool removal = false;
+    {
+        const std::lock_guard<std::mutex> lock(state.mutex);
+        if (!state.contextOpen) throw Failure(kNoContext);
+        if (state.echoes.empty()) {
+            waiting = state.feed.Next() != nullptr ? Waiting::kEvent : Waiting::kNothing;
+        }
+        removal = state.feed.SawRemoval();
+    }
+    if (removal) PassRemovalOn();
+    return waiting;
 }
 
 // Queues the false events by which the plan lets a true one be followed.

@@ -1,41 +1,24 @@
 #include "softkey/store/damage.h"
 
+#include <fcntl.h>
+
 #include "softkey/crypto/certificate.h"
 #include "softkey/crypto/key_pair.h"
 #include "softkey/store/database.h"
-#include "softkey/store/events.h"
-#include "softkey/store/keys.h"
-#include "softkey/store/objects.h"
-#include "softkey/store/pairs.h"
-#include "softkey/store/pins.h"
-#include "softkey/store/questions.h"
+#include "softkey/store/file.h"
+#include "softkey/store/places.h"
+#include "softkey/store/store.h"
 
 namespace softkey {
 namespace {
 
-// The sizes of what the vault makes: nonce and tag around the secret, and a salt.
-constexpr std::size_t kWrapping = 12 + 16;
-constexpr std::size_t kSaltSize = 16;
+using Lines = std::vector<std::string>;
 
-std::string PairName(const std::string& serial, const PairRecord& pair) {
-    return "key " + serial + ", key pair " + std::to_string(pair.id);
-}
-
-void CheckPair(const std::string& serial, const PairRecord& pair, const Bytes& wrapped,
-               std::vector<std::string>& damage) {
-    const std::string name = PairName(serial, pair);
-    const PKeyPtr key = ParsePublicKey(pair.publicKey);
-    const char* const type = pair.algorithm == Algorithm::kRsa ? "RSA" : "SM2";
-    if (!key || EVP_PKEY_is_a(key.get(), type) != 1) {
-        damage.push_back(name + ": the public key cannot be read");
-    }
-    if (wrapped.size() <= kWrapping) {
-        damage.push_back(name + ": the wrapped private key is cut short");
-    }
-    if (pair.certificate.empty()) return;
+void CheckCertificate(const std::string& name, const Bytes& der, const Bytes& publicKey,
+                      Lines& damage) {
     try {
-        const X509Ptr certificate = StoredCertificate(pair.certificate);
-        if (!BelongsTogether(certificate.get(), pair.publicKey)) {
+        const X509Ptr certificate = StoredCertificate(der);
+        if (!BelongsTogether(certificate.get(), publicKey)) {
             damage.push_back(name + ": the certificate belongs to another key");
         }
     } catch (const Failure&) {
@@ -43,15 +26,39 @@ void CheckPair(const std::string& serial, const PairRecord& pair, const Bytes& w
     }
 }
 
-void CheckSeal(const std::string& serial, const PinSeal& seal, std::vector<std::string>& damage) {
-    if (seal.salt.size() != kSaltSize || seal.sealed.size() != kWrapping + MasterKey::kSize ||
-        seal.iterations < 1) {
-        damage.push_back("key " + serial + ": the PIN seal is malformed");
+void CheckPairs(Database& db, Lines& damage) {
+    Statement row = db.Prepare(
+        "SELECT serial, id, algorithm, public_key, certificate, wrapped FROM pairs ORDER BY id");
+    while (row.Step()) {
+        const std::string name = "key " + row.Text(0) + ", key pair " + std::to_string(row.Int(1));
+        const Bytes publicKey = row.Blob(3);
+        const PKeyPtr key = ParsePublicKey(publicKey);
+        const bool rsa = row.Int(2) == static_cast<std::int64_t>(Algorithm::kRsa);
+        if (!key || EVP_PKEY_is_a(key.get(), rsa ? "RSA" : "SM2") != 1) {
+            damage.push_back(name + ": the public key cannot be read");
+        }
+        if (!IsWrapped(row.Blob(5))) {
+            damage.push_back(name + ": the wrapped private key is cut short");
+        }
+        const Bytes certificate = row.Blob(4);
+        if (!certificate.empty()) CheckCertificate(name, certificate, publicKey, damage);
+    }
+}
+
+void CheckSeals(Database& db, Lines& damage) {
+    Statement row = db.Prepare("SELECT serial, salt, kdf, cost, block, parallel, sealed FROM keys");
+    while (row.Step()) {
+        const PinSeal seal{row.Blob(1), static_cast<Kdf>(row.Int(2)),
+                           row.Int(3),  row.Int(4),
+                           row.Int(5),  row.Blob(6)};
+        if (!IsSound(seal)) {
+            damage.push_back("key " + row.Text(0) + ": the PIN seal is malformed");
+        }
     }
 }
 
 // What SQLite itself finds; one line says "ok" when all is well.
-void CheckDatabase(Database& db, std::vector<std::string>& damage) {
+void CheckStructure(Database& db, Lines& damage) {
     Statement structure = db.Prepare("PRAGMA integrity_check");
     while (structure.Step()) {
         if (structure.Text(0) != "ok") damage.push_back("database: " + structure.Text(0));
@@ -62,24 +69,39 @@ void CheckDatabase(Database& db, std::vector<std::string>& damage) {
     }
 }
 
-}  // namespace
-
-std::vector<std::string> FindDamage(Store& store) {
-    std::vector<std::string> damage;
+// Runs a search that damage may end early.
+template <typename Search>
+void Note(Lines& damage, Search search) {
     try {
-        CheckDatabase(store.database(), damage);
-        EventLog(store).After(0);
-        for (const KeyRecord& key : KeyTable(store).All()) {
-            CheckSeal(key.serial, PinTable(store).Seal(key.serial), damage);
-            ObjectTable(store).Of(key.serial);
-            QuestionTable(store).Waiting(key.serial);
-            for (const PairRecord& pair : PairTable(store).Of(key.serial)) {
-                CheckPair(key.serial, pair, PairTable(store).WrappedPrivate(pair.id), damage);
-            }
-        }
+        search();
     } catch (const Failure& failure) {
         if (failure.code() != kStateDamaged) throw;
         damage.push_back(failure.detail());
+    }
+}
+
+void CheckRows(Database& db, Lines& damage) {
+    Note(damage, [&] { CheckStructure(db, damage); });
+    Note(damage, [&] { CheckSeals(db, damage); });
+    Note(damage, [&] { CheckPairs(db, damage); });
+}
+
+}  // namespace
+
+std::vector<std::string> FindDamage(const std::string& home) {
+    Lines damage;
+    Note(damage, [&] {
+        if (const auto store = Store::OpenExisting(home)) CheckRows(store->database(), damage);
+    });
+    if (damage.empty()) return damage;
+    // The whole file is known to be wrong; what is wrong within helps whoever must save the rest.
+    const File file(DatabasePath(home), O_RDONLY);
+    const Bytes image = file.IsOpen() ? file.ReadAll() : Bytes();
+    if (!image.empty()) {
+        Note(damage, [&] {
+            Database db(image);
+            CheckRows(db, damage);
+        });
     }
     return damage;
 }

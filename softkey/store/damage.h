@@ -5,12 +5,11 @@
 #include <string>
 #include <vector>
 
-#include "softkey/store/store.h"
-
 namespace softkey {
 
-// The names of what is damaged, one line each; empty when all is well.
-std::vector<std::string> FindDamage(Store& store);
+// The names of what is damaged in a state folder, one line each; empty when all is well, or when no
+// state was ever made there. Looks inside a database that is not what was stored last, too.
+std::vector<std::string> FindDamage(const std::string& home);
 
 }  // namespace softkey
 

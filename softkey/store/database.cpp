@@ -1,11 +1,10 @@
 #include "softkey/store/database.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 namespace softkey {
 namespace {
@@ -97,10 +96,14 @@ Bytes Statement::Blob(int column) const {
     return {data, data + sqlite3_column_bytes(stmt_, column)};
 }
 
-Database::Database(const std::string& path, bool create) : path_(path) {
+Database::Database(const Bytes& image) {
+    Open(":memory:", SQLITE_OPEN_READWRITE | SQLITE_OPEN_MEMORY);
+    name_ = "softkey.db";
     try {
-        OpenFile(create);
-        Configure();
+        if (!image.empty()) Fill(image);
+        // What is deleted must not be found in the file that is written from this.
+        Execute("PRAGMA secure_delete = ON");
+        Execute("PRAGMA foreign_keys = ON");
     } catch (...) {
         statements_.clear();
         sqlite3_close_v2(db_);
@@ -108,42 +111,51 @@ Database::Database(const std::string& path, bool create) : path_(path) {
     }
 }
 
+// A file on a medium that cannot be written has no index of its log beside it; with the medium to
+// itself the log can be read without one.
+Database::Database(const std::string& path) {
+    const bool writable = access(path.c_str(), W_OK) == 0;
+    Open(path, writable ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY);
+    sqlite3_busy_timeout(db_, kBusyMilliseconds);
+    sqlite3_db_config(db_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+}
+
 Database::~Database() {
     statements_.clear();
     sqlite3_close_v2(db_);
 }
 
-void Database::OpenFile(bool create) {
-    if (create) {
-        // SQLite gives its other files the permissions of the first. Only a file that is new is
-        // opened here: closing one that this process has open already would drop its locks.
-        const int file = open(path_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-        if (file >= 0) close(file);
-        if (file < 0 && errno != EEXIST) {
-            throw Failure(errno == ENOSPC || errno == EDQUOT ? kStateFull : kStateUnreachable,
-                          path_ + ": " + std::strerror(errno));
-        }
+void Database::Open(const std::string& name, int flags) {
+    name_ = name;
+    const int result = sqlite3_open_v2(name.c_str(), &db_, flags | SQLITE_OPEN_NOMUTEX, nullptr);
+    if (result == SQLITE_OK) {
+        sqlite3_extended_result_codes(db_, 1);
+        sqlite3_db_config(db_, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
+        return;
     }
-    const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX;
-    const int result = sqlite3_open_v2(path_.c_str(), &db_, flags, nullptr);
-    if (result != SQLITE_OK) Fail(result, "opening");
-    struct stat status {};
-    if (stat(path_.c_str(), &status) == 0) {
-        device_ = status.st_dev;
-        inode_ = status.st_ino;
-    }
+    sqlite3* const opened = std::exchange(db_, nullptr);
+    const int systemError = opened != nullptr ? sqlite3_system_errno(opened) : 0;
+    sqlite3_close_v2(opened);
+    throw Failure(CodeOf(result, systemError), name_ + ": " + sqlite3_errstr(result));
 }
 
-void Database::Configure() {
-    sqlite3_extended_result_codes(db_, 1);
-    sqlite3_busy_timeout(db_, kBusyMilliseconds);
-    sqlite3_db_config(db_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
-    sqlite3_db_config(db_, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
-    sqlite3_wal_autocheckpoint(db_, 16);
-    // The default; said here because lost tries and lost keys must not depend on how it was built.
-    Execute("PRAGMA synchronous = FULL");
-    Execute("PRAGMA foreign_keys = ON");
-    Execute("PRAGMA secure_delete = ON");
+void Database::Fill(const Bytes& image) {
+    auto* const copy = static_cast<unsigned char*>(sqlite3_malloc64(image.size()));
+    if (copy == nullptr) throw Failure(kNoMemory);
+    std::memcpy(copy, image.data(), image.size());
+    const auto size = static_cast<sqlite3_int64>(image.size());
+    const int result =
+        sqlite3_deserialize(db_, "main", copy, size, size,
+                            SQLITE_DESERIALIZE_FREEONCLOSE | SQLITE_DESERIALIZE_RESIZEABLE);
+    if (result != SQLITE_OK) Fail(result, "reading the state");
+}
+
+Bytes Database::Image() {
+    sqlite3_int64 size = 0;
+    const std::unique_ptr<unsigned char, decltype(&sqlite3_free)> bytes(
+        sqlite3_serialize(db_, "main", &size, 0), sqlite3_free);
+    if (!bytes) throw Failure(size > 0 ? kNoMemory : kStateDamaged, name_ + ": cannot be read");
+    return {bytes.get(), bytes.get() + size};
 }
 
 Statement Database::Prepare(const char* sql) {
@@ -163,15 +175,10 @@ void Database::Execute(const char* sql) {
     if (result != SQLITE_OK) Fail(result, sql);
 }
 
-bool Database::StillThere() const {
-    struct stat status {};
-    return stat(path_.c_str(), &status) == 0 && status.st_dev == device_ && status.st_ino == inode_;
-}
-
 void Database::Fail(int result, const char* doing) const {
     const int systemError = db_ != nullptr ? sqlite3_system_errno(db_) : 0;
     const char* const message = db_ != nullptr ? sqlite3_errmsg(db_) : sqlite3_errstr(result);
-    throw Failure(CodeOf(result, systemError), path_ + ": " + message + " (" + doing + ")");
+    throw Failure(CodeOf(result, systemError), name_ + ": " + message + " (" + doing + ")");
 }
 
 }  // namespace softkey

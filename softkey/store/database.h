@@ -1,13 +1,8 @@
-// A thin owner over SQLite's C interface: one connection, its statements, and one translation of
+// A thin owner over SQLite's C interface: one database, its statements, and one translation of
 // SQLite's errors into result codes.
 //
-// The database is kept in write-ahead mode with full syncing:
-// - a commit costs one sync of one file instead of several of three, and a PIN check has two;
-// - readers never wait for a writer, so that a signature is not held up by the admin command, and
-//   the question "was anything changed" is answered from shared memory;
-// - whatever dies in mid-write leaves an unfinished frame behind, which no reader counts.
-// The log is not folded back into the database on close, so that the end of a process touches no
-// file; it is folded back every 16 pages instead, so that the next process has little to read.
+// The database of a state lives in memory and comes and goes as a whole (state_file.h): reading and
+// searching it costs no system call, and what is on the disk is either all of a change or nothing.
 #ifndef SOFTKEY_STORE_DATABASE_H
 #define SOFTKEY_STORE_DATABASE_H
 
@@ -53,7 +48,10 @@ private:
 
 class Database {
 public:
-    Database(const std::string& path, bool create);
+    // One in memory, with this content; without any, an empty one.
+    explicit Database(const Bytes& image);
+    // A file of an earlier version, with its log, which is only read.
+    explicit Database(const std::string& path);
     ~Database();
     Database(const Database&) = delete;
     Database& operator=(const Database&) = delete;
@@ -61,26 +59,24 @@ public:
     // sql must be a literal: statements are prepared once and kept under its address.
     Statement Prepare(const char* sql);
     void Execute(const char* sql);
+    bool InTransaction() const { return sqlite3_get_autocommit(db_) == 0; }
     int Changes() const { return sqlite3_changes(db_); }
     std::int64_t TotalChanges() const { return sqlite3_total_changes64(db_); }
     std::int64_t LastId() const { return sqlite3_last_insert_rowid(db_); }
-    // The file that this connection has open is still the one of that name.
-    bool StillThere() const;
+    Bytes Image();  // what is committed, as a database file has it
 
     [[noreturn]] void Fail(int result, const char* doing) const;
 
 private:
-    void OpenFile(bool create);
-    void Configure();
+    void Open(const std::string& name, int flags);
+    void Fill(const Bytes& image);
 
     struct Finalizer {
         void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
     };
 
-    std::string path_;
+    std::string name_;
     sqlite3* db_ = nullptr;
-    std::uint64_t device_ = 0;
-    std::uint64_t inode_ = 0;
     std::map<const char*, std::unique_ptr<sqlite3_stmt, Finalizer>> statements_;
 };
 

@@ -1,12 +1,13 @@
 #include "softkey/store/home.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
-#include <cstring>
 
 #include "softkey/result.h"
+#include "softkey/store/file.h"
 
 namespace softkey {
 namespace {
@@ -21,7 +22,33 @@ bool IsFolder(const std::string& path) {
     return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
+void MakeFolder(const std::string& path) {
+    if (path.empty() || IsFolder(path)) return;
+    const std::size_t end = path.find_last_not_of('/');
+    const std::size_t slash = path.find_last_of('/', end);
+    if (slash != std::string::npos && slash > 0) MakeFolder(path.substr(0, slash));
+    if (mkdir(path.c_str(), 0700) != 0 && errno != EEXIST) FailOnFile(path);
+}
+
 }  // namespace
+
+bool IsUsableHome(const std::string& home) {
+    struct stat status {};
+    if (stat(home.c_str(), &status) != 0) {
+        if (errno == ENOENT || errno == ENOTDIR) return false;
+        FailOnFile(home);
+    }
+    if (!S_ISDIR(status.st_mode)) throw Failure(kStateUnreachable, home + ": not a folder");
+    if ((status.st_mode & (S_IRWXG | S_IRWXO) & ~(S_IXGRP | S_IXOTH)) == 0) return true;
+    throw Failure(kStateUnreachable, home +
+                                         ": others may read or write it, and with it the keys; "
+                                         "close it with: chmod 700 '" +
+                                         home + "'");
+}
+
+bool IsWritable(const std::string& home) {
+    return access(home.c_str(), W_OK) == 0;
+}
 
 std::string StateHome() {
     if (const char* const home = Variable("KESTA_SOFTKEY_HOME")) return home;
@@ -35,13 +62,8 @@ std::string StateHome() {
 }
 
 void MakeHome(const std::string& home) {
-    if (home.empty() || IsFolder(home)) return;
-    const std::size_t end = home.find_last_not_of('/');
-    const std::size_t slash = home.find_last_of('/', end);
-    if (slash != std::string::npos && slash > 0) MakeHome(home.substr(0, slash));
-    if (mkdir(home.c_str(), 0700) == 0 || errno == EEXIST) return;
-    const Code code = errno == ENOSPC || errno == EDQUOT ? kStateFull : kStateUnreachable;
-    throw Failure(code, home + ": " + std::strerror(errno));
+    MakeFolder(home);
+    IsUsableHome(home);
 }
 
 }  // namespace softkey

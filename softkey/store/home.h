@@ -11,9 +11,13 @@ namespace softkey {
 // them is known.
 std::string StateHome();
 
-// Makes the folder, and the missing ones above it, for its owner alone. An existing folder is left
-// as it is. Throws kStateFull or kStateUnreachable.
+// Makes the folder, and the missing ones above it, for its owner alone. Throws kStateFull or
+// kStateUnreachable, the latter also for an existing folder that others may read or write.
 void MakeHome(const std::string& home);
+
+// True when the folder is there. Throws kStateUnreachable when others may read or write it.
+bool IsUsableHome(const std::string& home);
+bool IsWritable(const std::string& home);
 
 }  // namespace softkey
 

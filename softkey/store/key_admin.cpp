@@ -40,7 +40,7 @@ KeyRecord CreateKey(Store& store, const NewKey& wanted, std::string_view pin) {
     key.label = wanted.label.empty() ? key.serial : wanted.label;
     key.mediaId = wanted.mediaId.empty() ? MadeUp("KM") : wanted.mediaId;
     key.inserted = wanted.inserted;
-    const PinSeal seal = SealMaster(MasterKey::Random(), pin, key.serial);
+    const PinSeal seal = SealMaster(MasterKey::Random(), pin, key.serial, wanted.pinCost);
     Transaction transaction(store);
     key.slot = wanted.slot ? *wanted.slot : LowestFreeSlot(store);
     KeyTable(store).Add(key, seal);

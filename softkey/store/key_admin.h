@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "softkey/crypto/vault.h"
 #include "softkey/store/records.h"
 #include "softkey/store/store.h"
 
@@ -18,6 +19,7 @@ struct NewKey {
     std::string mediaId;                // empty: one is made up
     std::optional<std::uint32_t> slot;  // unset: the lowest free one, from 1
     bool inserted = true;
+    PinCost pinCost;  // tests take less
 };
 
 // Makes a key with a PIN and nothing else on it. kPinLength; kBadArgument for what is malformed or

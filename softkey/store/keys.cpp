@@ -50,7 +50,7 @@ KeyRecord KeyFromRow(const Statement& row) {
 
 std::vector<KeyRecord> KeyTable::All() {
     std::vector<KeyRecord> keys;
-    Statement query = db_.Prepare(kKeyColumns);
+    Statement query = db().Prepare(kKeyColumns);
     while (query.Step()) keys.push_back(KeyFromRow(query));
     return keys;
 }
@@ -62,9 +62,7 @@ std::optional<KeyRecord> KeyTable::Find(const std::string& serial) {
     return std::nullopt;
 }
 
-void KeyTable::Add(const KeyRecord& key, const PinSeal& seal) {
-    CheckNames(key);
-    Transaction transaction(store_);
+void KeyTable::RequireFree(const KeyRecord& key) {
     for (const KeyRecord& other : All()) {
         if (other.serial == key.serial) {
             throw Failure(kBadArgument, "serial number " + key.serial + " is taken");
@@ -76,10 +74,16 @@ void KeyTable::Add(const KeyRecord& key, const PinSeal& seal) {
             throw Failure(kBadArgument, "slot " + std::to_string(key.slot) + " is taken");
         }
     }
-    db_.Prepare(
-           "INSERT INTO keys(serial, label, media_id, slot, inserted, insertions, pin_version,"
-           " tries_left, max_tries, button, salt, iterations, sealed)"
-           " VALUES(?, ?, ?, ?, ?, 1, 1, ?, ?, ?, ?, ?, ?)")
+}
+
+void KeyTable::Add(const KeyRecord& key, const PinSeal& seal) {
+    CheckNames(key);
+    Transaction transaction(store_);
+    RequireFree(key);
+    db().Prepare(
+            "INSERT INTO keys(serial, label, media_id, slot, inserted, insertions, pin_version,"
+            " tries_left, max_tries, button, salt, kdf, cost, block, parallel, sealed)"
+            " VALUES(?, ?, ?, ?, ?, 1, 1, ?, ?, ?, ?, ?, ?, ?, ?, ?)")
         .Bind(key.serial)
         .Bind(key.label)
         .Bind(key.mediaId)
@@ -89,7 +93,10 @@ void KeyTable::Add(const KeyRecord& key, const PinSeal& seal) {
         .Bind(static_cast<std::int64_t>(key.maxTries))
         .Bind(static_cast<std::int64_t>(key.button))
         .Bind(seal.salt)
-        .Bind(static_cast<std::int64_t>(seal.iterations))
+        .Bind(static_cast<std::int64_t>(seal.kdf))
+        .Bind(seal.cost)
+        .Bind(seal.block)
+        .Bind(seal.parallel)
         .Bind(seal.sealed)
         .Run();
     if (key.inserted) EventLog(store_).Raise(key, EventKind::kInserted);
@@ -101,7 +108,7 @@ void KeyTable::Delete(const std::string& serial) {
     const std::optional<KeyRecord> key = Find(serial);
     if (!key) throw Failure(kKeyAbsent, serial);
     if (key->inserted) EventLog(store_).Raise(*key, EventKind::kRemoved);
-    db_.Prepare("DELETE FROM keys WHERE serial = ?").Bind(serial).Run();
+    db().Prepare("DELETE FROM keys WHERE serial = ?").Bind(serial).Run();
     transaction.Commit();
     Screen(store_).Forget(serial);
 }
@@ -114,7 +121,7 @@ bool KeyTable::SetInserted(const std::string& serial, bool inserted) {
         transaction.Commit();
         return false;
     }
-    db_.Prepare("UPDATE keys SET inserted = ?, insertions = insertions + 1 WHERE serial = ?")
+    db().Prepare("UPDATE keys SET inserted = ?, insertions = insertions + 1 WHERE serial = ?")
         .Bind(static_cast<std::int64_t>(inserted ? 1 : 0))
         .Bind(serial)
         .Run();
@@ -126,16 +133,16 @@ bool KeyTable::SetInserted(const std::string& serial, bool inserted) {
 void KeyTable::SetLabel(const std::string& serial, const std::string& label) {
     if (label.size() > kMaxLabelLength) throw Failure(kTooLong, "label: at most 511 bytes");
     Transaction transaction(store_);
-    db_.Prepare("UPDATE keys SET label = ? WHERE serial = ?").Bind(label).Bind(serial).Run();
-    if (db_.Changes() == 0) throw Failure(kKeyAbsent, serial);
+    db().Prepare("UPDATE keys SET label = ? WHERE serial = ?").Bind(label).Bind(serial).Run();
+    if (db().Changes() == 0) throw Failure(kKeyAbsent, serial);
     transaction.Commit();
 }
 
 void KeyTable::Erase(const std::string& serial) {
     Transaction transaction(store_);
     if (!Find(serial)) throw Failure(kKeyAbsent, serial);
-    db_.Prepare("DELETE FROM pairs WHERE serial = ?").Bind(serial).Run();
-    db_.Prepare("DELETE FROM data WHERE serial = ?").Bind(serial).Run();
+    db().Prepare("DELETE FROM pairs WHERE serial = ?").Bind(serial).Run();
+    db().Prepare("DELETE FROM data WHERE serial = ?").Bind(serial).Run();
     transaction.Commit();
 }
 

@@ -27,6 +27,9 @@ public:
     void SetLabel(const std::string& serial, const std::string& label);
     // Key pairs, certificates and data objects go; serial number, label, media id and PIN stay.
     void Erase(const std::string& serial);
+
+private:
+    void RequireFree(const KeyRecord& key);
 };
 
 }  // namespace softkey

@@ -12,7 +12,7 @@ void ObjectTable::Set(const std::string& serial, const DataObject& object) {
     }
     Transaction transaction(store_);
     if (!KeyTable(store_).Find(serial)) throw Failure(kKeyAbsent, serial);
-    db_.Prepare("INSERT OR REPLACE INTO data(serial, name, number, value) VALUES(?, ?, ?, ?)")
+    db().Prepare("INSERT OR REPLACE INTO data(serial, name, number, value) VALUES(?, ?, ?, ?)")
         .Bind(serial)
         .Bind(object.name)
         .Bind(static_cast<std::int64_t>(object.number))
@@ -24,7 +24,7 @@ void ObjectTable::Set(const std::string& serial, const DataObject& object) {
 std::optional<std::string> ObjectTable::Get(const std::string& serial, const std::string& name,
                                             std::uint32_t number) {
     Statement query =
-        db_.Prepare("SELECT value FROM data WHERE serial = ? AND name = ? AND number = ?");
+        db().Prepare("SELECT value FROM data WHERE serial = ? AND name = ? AND number = ?");
     if (!query.Bind(serial).Bind(name).Bind(static_cast<std::int64_t>(number)).Step()) {
         return std::nullopt;
     }
@@ -34,7 +34,7 @@ std::optional<std::string> ObjectTable::Get(const std::string& serial, const std
 std::vector<DataObject> ObjectTable::Of(const std::string& serial) {
     std::vector<DataObject> objects;
     Statement query =
-        db_.Prepare("SELECT name, number, value FROM data WHERE serial = ? ORDER BY name, number");
+        db().Prepare("SELECT name, number, value FROM data WHERE serial = ? ORDER BY name, number");
     query.Bind(serial);
     while (query.Step()) {
         objects.push_back({query.Text(0), static_cast<std::uint32_t>(query.Int(1)), query.Text(2)});

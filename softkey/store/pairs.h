@@ -17,9 +17,13 @@ public:
     // Newest first, without their wrapped private halves.
     std::vector<PairRecord> Of(const std::string& serial);
     Bytes WrappedPrivate(std::int64_t pairId);
+    void SetWrappedPrivate(std::int64_t pairId, const Bytes& wrapped);
     std::int64_t Add(const std::string& serial, const PairRecord& pair);
     void Delete(std::int64_t pairId);
     void SetCertificate(std::int64_t pairId, const Bytes& certificate);
+
+private:
+    void Update(const char* sql, std::int64_t pairId, const Bytes& bytes);
 };
 
 }  // namespace softkey

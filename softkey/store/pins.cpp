@@ -7,26 +7,41 @@
 namespace softkey {
 
 PinSeal PinTable::Seal(const std::string& serial) {
-    Statement query = db_.Prepare("SELECT salt, iterations, sealed FROM keys WHERE serial = ?");
+    Statement query =
+        db().Prepare("SELECT salt, kdf, cost, block, parallel, sealed FROM keys WHERE serial = ?");
     if (!query.Bind(serial).Step()) throw Failure(kKeyAbsent, serial);
     PinSeal seal;
     seal.salt = query.Blob(0);
-    seal.iterations = static_cast<int>(query.Int(1));
-    seal.sealed = query.Blob(2);
+    seal.kdf = static_cast<Kdf>(query.Int(1));
+    seal.cost = query.Int(2);
+    seal.block = query.Int(3);
+    seal.parallel = query.Int(4);
+    seal.sealed = query.Blob(5);
     return seal;
 }
 
 void PinTable::SetSeal(const std::string& serial, const PinSeal& seal) {
     Transaction transaction(store_);
-    db_.Prepare(
-           "UPDATE keys SET salt = ?, iterations = ?, sealed = ?, tries_left = max_tries,"
-           " pin_version = pin_version + 1 WHERE serial = ?")
+    db().Prepare(
+            "UPDATE keys SET salt = ?, kdf = ?, cost = ?, block = ?, parallel = ?, sealed = ?,"
+            " tries_left = max_tries WHERE serial = ?")
         .Bind(seal.salt)
-        .Bind(static_cast<std::int64_t>(seal.iterations))
+        .Bind(static_cast<std::int64_t>(seal.kdf))
+        .Bind(seal.cost)
+        .Bind(seal.block)
+        .Bind(seal.parallel)
         .Bind(seal.sealed)
         .Bind(serial)
         .Run();
-    if (db_.Changes() == 0) throw Failure(kKeyAbsent, serial);
+    if (db().Changes() == 0) throw Failure(kKeyAbsent, serial);
+    transaction.Commit();
+}
+
+void PinTable::EndVerifications(const std::string& serial) {
+    Transaction transaction(store_);
+    db().Prepare("UPDATE keys SET pin_version = pin_version + 1 WHERE serial = ?")
+        .Bind(serial)
+        .Run();
     transaction.Commit();
 }
 
@@ -35,15 +50,15 @@ int PinTable::TakeTry(const std::string& serial) {
     const std::optional<KeyRecord> key = KeyTable(store_).Find(serial);
     if (!key) throw Failure(kKeyAbsent, serial);
     if (key->triesLeft == 0) throw Failure(kPinLocked, serial);
-    db_.Prepare("UPDATE keys SET tries_left = tries_left - 1 WHERE serial = ?").Bind(serial).Run();
+    db().Prepare("UPDATE keys SET tries_left = tries_left - 1 WHERE serial = ?").Bind(serial).Run();
     transaction.Commit();
     return key->triesLeft - 1;
 }
 
 void PinTable::ResetTries(const std::string& serial) {
     Transaction transaction(store_);
-    db_.Prepare("UPDATE keys SET tries_left = max_tries WHERE serial = ?").Bind(serial).Run();
-    if (db_.Changes() == 0) throw Failure(kKeyAbsent, serial);
+    db().Prepare("UPDATE keys SET tries_left = max_tries WHERE serial = ?").Bind(serial).Run();
+    if (db().Changes() == 0) throw Failure(kKeyAbsent, serial);
     transaction.Commit();
 }
 

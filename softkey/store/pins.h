@@ -15,6 +15,8 @@ public:
 
     PinSeal Seal(const std::string& serial);
     void SetSeal(const std::string& serial, const PinSeal& seal);  // also gives back all tries
+    // A PIN that any process verified before must be verified again.
+    void EndVerifications(const std::string& serial);
     // Counts one try and returns how many are left after it. kPinLocked when none was left.
     int TakeTry(const std::string& serial);
     void ResetTries(const std::string& serial);

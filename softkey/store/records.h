@@ -7,14 +7,14 @@
 #include <vector>
 
 #include "kesta/places.h"
+#include "softkey/bytes.h"
 
 namespace softkey {
 
-using Bytes = std::vector<std::uint8_t>;
-
 constexpr int kMaxTries = 6;
 constexpr std::size_t kMinPinLength = 6;
-constexpr std::size_t kMaxPinLength = 16;
+constexpr std::size_t kMaxPinLength = 16;  // characters
+constexpr std::size_t kMaxPinBytes = 4 * kMaxPinLength;
 constexpr std::size_t kMaxSerialLength = 32;
 constexpr std::size_t kMaxMediaIdLength = kesta::limits::kMediaId;
 constexpr std::size_t kMaxLabelLength = kesta::limits::kLabelBuffer - 1;
@@ -50,9 +50,13 @@ struct KeyRecord {
 };
 
 // The master key of a key, sealed under a key that is derived from the PIN.
+enum class Kdf : std::int32_t { kPbkdf2 = 1, kScrypt = 2 };
 struct PinSeal {
     Bytes salt;
-    int iterations = 0;
+    Kdf kdf = Kdf::kScrypt;
+    std::int64_t cost = 0;      // iterations of PBKDF2, or scrypt's N
+    std::int64_t block = 0;     // scrypt's r
+    std::int64_t parallel = 0;  // scrypt's p
     Bytes sealed;
 };
 

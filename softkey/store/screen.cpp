@@ -8,7 +8,7 @@
 #include <cstring>
 
 #include "softkey/result.h"
-#include "softkey/store/database.h"
+#include "softkey/store/file.h"
 
 namespace softkey {
 namespace {
@@ -21,12 +21,6 @@ std::string ScreenPath(const std::string& home, const std::string& serial) {
     return home + "/screen-" + serial;
 }
 
-[[noreturn]] void FailOnFile(const std::string& path) {
-    const int error = errno;
-    throw Failure(error == ENOSPC || error == EDQUOT ? kStateFull : kStateUnreachable,
-                  path + ": " + std::strerror(error));
-}
-
 }  // namespace
 
 void Screen::Show(const std::string& serial, const std::string& text) {
@@ -34,31 +28,16 @@ void Screen::Show(const std::string& serial, const std::string& text) {
     ScreenImage image{};
     std::memcpy(image.data(), text.data(), text.size());
     const std::string path = ScreenPath(store_.home(), serial);
-    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
-    if (file < 0) FailOnFile(path);
-    const ssize_t written = pwrite(file, image.data(), image.size(), 0);
-    if (written < 0) {
-        const int error = errno;
-        close(file);
-        errno = error;
-        FailOnFile(path);
-    }
-    close(file);
-    if (static_cast<std::size_t>(written) < image.size()) throw Failure(kStateFull, path);
+    File(path, O_WRONLY | O_CREAT).Required().WriteAt(0, image.data(), image.size());
 }
 
 std::string Screen::Text(const std::string& serial) {
     ScreenImage image{};
     const std::string path = ScreenPath(store_.home(), serial);
-    const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (file < 0) {
-        if (errno == ENOENT) return {};
-        FailOnFile(path);
-    }
-    const ssize_t length = pread(file, image.data(), image.size(), 0);
-    close(file);
-    if (length <= 0) return {};
-    return {image.data(), strnlen(image.data(), static_cast<std::size_t>(length))};
+    const File file(path, O_RDONLY);
+    if (!file.IsOpen() && errno == ENOENT) return {};
+    const std::size_t length = file.Required().ReadAt(0, image.data(), image.size());
+    return {image.data(), strnlen(image.data(), length)};
 }
 
 void Screen::Forget(const std::string& serial) {

@@ -2,8 +2,8 @@
 // is read and changed through its tables, each in a header of its own: keys, PINs, key pairs, data
 // objects, events, and the questions that wait for the button.
 //
-// A Store is one connection, for one thread at a time; any number of connections and processes may
-// use a folder together. After a fork the child must open its own.
+// A Store is for one thread at a time; any number of them, in any number of processes, may use a
+// folder together. After a fork parent and child go on with what they have.
 //
 // Every changing member of a table is one transaction, durable when it returns. Several of them
 // become one by holding a Transaction around them. A failed member changes nothing.
@@ -15,10 +15,10 @@
 #include <cstdint>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "softkey/result.h"
 #include "softkey/store/records.h"
+#include "softkey/store/state_file.h"
 
 namespace softkey {
 
@@ -26,31 +26,40 @@ class Database;
 
 class Store {
 public:
-    // Opens the state of a folder; folder and database are created when they are not there.
+    // Opens the state of a folder; folder and state are made when they were never there. A state of
+    // an earlier version becomes one of this.
     static std::unique_ptr<Store> Open(const std::string& home);
-    // The same, but null when there is no database: for those who only look.
+    // The same, but null when there is none: for those who only look.
     static std::unique_ptr<Store> OpenExisting(const std::string& home);
     ~Store();
     Store(const Store&) = delete;
     Store& operator=(const Store&) = delete;
 
     const std::string& home() const { return home_; }
-    Database& database() { return *db_; }
+    // As it is now, or within a transaction as that left it.
+    Database& database();
 
     // A number that differs from the one returned before if anything was changed meanwhile, by
-    // anyone. Costs two fcntl calls and no reading: fit to be asked before every signature, and
-    // every 20 ms by one who waits for events.
+    // anyone. Costs one small read: fit to be asked before every signature, and every 20 ms by one
+    // who waits for events.
     std::int64_t Version();
-    // False when the database was deleted or replaced since it was opened: open a new Store then.
+    // False when the state was deleted or replaced since it was opened: open a new Store then.
     bool StillThere() const;
 
 private:
-    explicit Store(const std::string& home, bool create);
+    explicit Store(const std::string& home);
+    Store(const std::string& home, const Bytes& image);  // of an old state that cannot be moved on
 
     friend class Transaction;
+    void Follow();
+    void Begin();
+    void Commit();
+    void End();
 
     std::string home_;
+    std::unique_ptr<StateFile> file_;  // null for an old state that cannot be moved on
     std::unique_ptr<Database> db_;
+    std::int64_t changesBefore_ = 0;
     int depth_ = 0;
     bool broken_ = false;
 };
@@ -73,11 +82,12 @@ private:
 // What the tables have in common.
 class Table {
 public:
-    explicit Table(Store& store) : store_(store), db_(store.database()) {}
+    explicit Table(Store& store) : store_(store) {}
 
 protected:
+    Database& db() { return store_.database(); }
+
     Store& store_;
-    Database& db_;
 };
 
 }  // namespace softkey

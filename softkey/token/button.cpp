@@ -5,6 +5,7 @@
 
 #include "softkey/store/questions.h"
 #include "softkey/store/screen.h"
+#include "softkey/token/fork_gate.h"
 
 namespace softkey {
 namespace {
@@ -43,7 +44,7 @@ public:
     OpenQuestion& operator=(const OpenQuestion&) = delete;
 
     std::optional<Button> Answer(const KeyRecord& key) const {
-        LockedDevice device;
+        LockedDevice device(LockedDevice::Look::kFresh);
         device.RequireStillThere(key);
         return QuestionTable(device.store()).Answer(id_);
     }
@@ -58,6 +59,7 @@ void Wait(const KeyRecord& key) {
     const OpenQuestion question(key, patience);
     while (std::chrono::steady_clock::now() < deadline) {
         if (const std::optional<Button> answer = question.Answer(key)) return Obey(*answer, key);
+        const Pausing pausing;
         std::this_thread::sleep_for(kPoll);
     }
     throw Failure(kButtonTimeout, key.serial);
@@ -74,7 +76,7 @@ void SetWarning(const char* serial, const std::string& text) {
 void ConfirmWarningAtButton(const KeyRecord& key) {
     std::string text;
     {
-        LockedDevice device(LockedDevice::Look::kAsBefore);
+        LockedDevice device;
         text = std::exchange(device.UseOf(key).warning, {});
     }
     ConfirmAtButton(key, text);
@@ -83,7 +85,7 @@ void ConfirmWarningAtButton(const KeyRecord& key) {
 void ConfirmAtButton(const KeyRecord& key, const std::string& text) {
     Button decision;
     {
-        LockedDevice device(LockedDevice::Look::kAsBefore);
+        LockedDevice device;
         device.RequireStillThere(key);
         Screen(device.store()).Show(key.serial, text);
         decision = device.Resolve(key.serial.c_str()).button;

@@ -13,6 +13,8 @@
 #include "softkey/store/home.h"
 #include "softkey/store/keys.h"
 #include "softkey/token/device.h"
+#include "softkey/token/fork_gate.h"
+#include "softkey/token/look_request.h"
 
 namespace softkey {
 namespace {
@@ -20,11 +22,28 @@ namespace {
 void PullOut(const char* serial) {
     LockedDevice device;
     KeyTable(device.store()).SetInserted(device.Resolve(serial).serial, false);
+    device.Refresh();
+}
+
+// What every call begins with. It also drops the secrets of keys that are gone. A state that cannot
+// be looked at is for those to tell who need it, and they look again.
+void Look() noexcept {
+    try {
+        const LockedDevice device(LockedDevice::Look::kFresh);
+    } catch (...) {
+        ERR_clear_error();
+    }
 }
 
 // What the plan wants before the work begins.
 void Misbehave(const Misbehaviour& plan, const char* serial) {
-    if (plan.delayMs != 0) std::this_thread::sleep_for(std::chrono::milliseconds(plan.delayMs));
+    if (plan.delayMs != 0) {
+        {
+            const Pausing pausing;
+            std::this_thread::sleep_for(std::chrono::milliseconds(plan.delayMs));
+        }
+        Look();
+    }
     if (plan.removal != Misbehaviour::Removal::kBefore) return;
     try {
         PullOut(serial);
@@ -62,6 +81,9 @@ void Call::Midway(const KeyRecord& key) const {
 }
 
 int Enter(const EntryPoint& entry, const std::function<void(Call&)>& body) {
+    const AtWork atWork;
+    Look();
+    if (IsLookRequest(entry.serial)) return kOk;
     const Misbehaviour plan = PlanFor(entry.name);
     if (!plan.Empty()) {
         Misbehave(plan, entry.serial);

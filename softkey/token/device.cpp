@@ -1,46 +1,33 @@
 #include "softkey/token/device.h"
 
-#include <pthread.h>
-
+#include <algorithm>
 #include <utility>
 
 #include "softkey/crypto/key_pair.h"
 #include "softkey/store/home.h"
 #include "softkey/store/keys.h"
 #include "softkey/store/pairs.h"
+#include "softkey/token/fork_gate.h"
 
 namespace softkey {
 
 Device& Device::Instance() {
-    static Device* const device = [] {
-        // Cheaper than to ask for the process id in each call. No fork falls into a device.
-        pthread_atfork([] { Device::Instance().mutex.lock(); },
-                       [] { Device::Instance().mutex.unlock(); },
-                       [] {
-                           Device::Instance().forked = true;
-                           Device::Instance().mutex.unlock();
-                       });
-        return new Device;
-    }();
+    static Device* const device = new Device;
     return *device;
 }
 
 LockedDevice::LockedDevice(Look look) : device_(Device::Instance()), lock_(device_.mutex) {
-    if (look == Look::kAsBefore) return;
+    if (look == Look::kAsBefore && device_.current) return;
+    device_.current = false;
     FollowHome();
     Refresh();
+    device_.current = true;
 }
 
 // Opens the state when it appears, was replaced, or another folder was named meanwhile.
 void LockedDevice::FollowHome() {
     const std::string home = StateHome();
-    if (device_.forked) {
-        // A connection must not be used across a fork, nor closed: its locks are the parent's.
-        // Neither does the parent's PIN count here.
-        if (device_.store) device_.abandoned.push_back(std::move(device_.store));
-        device_.uses.clear();
-        device_.forked = false;
-    }
+    if (WasForked()) device_.uses.clear();  // the parent's PIN does not count here
     if (device_.store && device_.store->home() == home && device_.store->StillThere()) return;
     device_.store.reset();
     device_.uses.clear();
@@ -57,6 +44,17 @@ void LockedDevice::Refresh() {
     device_.pairs.clear();
     device_.keys = KeyTable(*device_.store).All();
     device_.version = version;
+    ForgetWhatEnded();
+}
+
+void LockedDevice::ForgetWhatEnded() {
+    for (auto& [serial, use] : device_.uses) {
+        const auto holds = [&serial = serial, &use = use](const KeyRecord& now) {
+            return now.serial == serial && now.inserted && now.insertions == use.insertions &&
+                   now.pinVersion == use.pinVersion;
+        };
+        if (std::none_of(device_.keys.begin(), device_.keys.end(), holds)) use.unlocked.reset();
+    }
 }
 
 Store& LockedDevice::store() {
@@ -90,15 +88,13 @@ const std::vector<PairRecord>& LockedDevice::Pairs(const KeyRecord& key) {
 }
 
 std::shared_ptr<Unlocked> LockedDevice::UnlockedOf(const KeyRecord& key) {
-    KeyUse& use = UseOf(key);
-    for (const KeyRecord& now : device_.keys) {
-        if (now.serial == key.serial && now.inserted && now.insertions == use.insertions &&
-            now.pinVersion == use.pinVersion) {
-            return use.unlocked;
-        }
+    return UseOf(key).unlocked;
+}
+
+void LockedDevice::RequireUnlocked(const KeyRecord& key, const Unlocked& unlocked) const {
+    if (Resolve(key.serial.c_str()).pinVersion != unlocked.pinVersion) {
+        throw Failure(kPinRequired, key.serial);
     }
-    use.unlocked.reset();
-    return nullptr;
 }
 
 void LockedDevice::SetUnlocked(const KeyRecord& key, const MasterKey& master) {
@@ -106,7 +102,8 @@ void LockedDevice::SetUnlocked(const KeyRecord& key, const MasterKey& master) {
     use.insertions = key.insertions;
     use.pinVersion = key.pinVersion;
     use.unlocked = std::make_shared<Unlocked>();
-    use.unlocked->master = master;
+    use.unlocked->master = MasterKey(master);
+    use.unlocked->pinVersion = key.pinVersion;
     use.wrongBefore = false;
 }
 

@@ -1,6 +1,7 @@
 // What this process knows of the keys: its connection to their state, and which of them it has
 // unlocked. A verified PIN counts for this process alone, until the key is pulled out, the PIN is
-// changed or forgotten, or the process ends.
+// changed or forgotten, or the process ends. Master key and private keys are then gone from memory
+// with the next call of any entry point, and as soon as the event library sees the removal.
 #ifndef SOFTKEY_TOKEN_DEVICE_H
 #define SOFTKEY_TOKEN_DEVICE_H
 
@@ -22,6 +23,7 @@ using SharedPKey = std::shared_ptr<EVP_PKEY>;
 // An unlocked key: its master key and the private keys that were needed so far.
 struct Unlocked {
     MasterKey master;
+    std::int64_t pinVersion = 0;
     std::map<std::int64_t, SharedPKey> opened;  // by the pair's id
 };
 
@@ -37,9 +39,8 @@ struct KeyUse {
 // The process-wide state. It is never destroyed: a thread may be inside when the process ends.
 struct Device {
     std::mutex mutex;
-    bool forked = false;
     std::unique_ptr<Store> store;
-    std::vector<std::unique_ptr<Store>> abandoned;
+    bool current = false;  // the last look at the state succeeded
     std::int64_t version = 0;
     std::vector<KeyRecord> keys;
     std::map<std::string, std::vector<PairRecord>> pairs;
@@ -49,14 +50,14 @@ struct Device {
 };
 
 // A stretch of work on the device, one thread at a time and short: nobody asks a person, derives
-// a key or signs within. What it shows is current as of its beginning, or of the last Refresh.
+// a key or signs within. What it shows is current as of the look before it, or of the last Refresh.
 class LockedDevice {
 public:
-    // Asking what has changed costs a few system calls. Within one operation the beginning and the
-    // end ask; what stands between may work on what the beginning saw.
+    // Asking what has changed costs two system calls. Each entry point asks when it begins, with
+    // kFresh; what stands within works on what the beginning saw, unless it waited meanwhile.
     enum class Look { kFresh, kAsBefore };
 
-    explicit LockedDevice(Look look = Look::kFresh);
+    explicit LockedDevice(Look look = Look::kAsBefore);
 
     Store& store();  // kKeyAbsent when no key was ever made
     void Refresh();
@@ -73,12 +74,16 @@ public:
     // Null when the PIN must be verified first.
     std::shared_ptr<Unlocked> UnlockedOf(const KeyRecord& key);
     void SetUnlocked(const KeyRecord& key, const MasterKey& master);
+    // kPinRequired when the PIN was changed since the key was unlocked: what was made
+    // under its master key must not be stored any more.
+    void RequireUnlocked(const KeyRecord& key, const Unlocked& unlocked) const;
     void ForgetPins();
 
     SharedPKey OpenPair(const KeyRecord& key, const PairRecord& pair, Unlocked& unlocked);
 
 private:
     void FollowHome();
+    void ForgetWhatEnded();
 
     Device& device_;
     std::lock_guard<std::mutex> lock_;

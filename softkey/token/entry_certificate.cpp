@@ -132,6 +132,7 @@ int GMImportPriKey(const char* serial, char* key, std::uint32_t) {
             ToRecord(pair.get(), Role::kEncryption, record.serial, unlocked->master);
         call.Midway(record);
         Change change(record);
+        change.device().RequireUnlocked(record, *unlocked);
         InstallEncryptionPair(change.store(), record.serial, wrapped);
         change.Commit();
     });

@@ -46,7 +46,7 @@ void InitialiseWithPresentPin(Call& call, const KeyRecord& key, const char* pin)
     if (pin == nullptr) {
         RequirePin(key);
     } else {
-        VerifyPin(key, {pin, strnlen(pin, kMaxPinLength + 1)});
+        VerifyPin(key, {pin, strnlen(pin, kMaxPinBytes + 1)});
     }
     call.Midway(key);
     Change change(key);
@@ -76,7 +76,7 @@ int VerifyAndCachePin(const char* serial, void* argument2) {
         if (pin == nullptr) {
             AskAndVerifyPin(key);
         } else {
-            VerifyPin(key, {pin, strnlen(pin, kMaxPinLength + 1)});
+            VerifyPin(key, {pin, strnlen(pin, kMaxPinBytes + 1)});
         }
         LockedDevice device;
         device.UseOf(key).caching = true;

@@ -53,6 +53,7 @@ char* MakeRequests(Call& call, const char* serial, const Wanted& wanted) {
     std::memcpy(copy.get(), text.c_str(), text.size() + 1);
     call.Midway(key);
     Change change(key);
+    change.device().RequireUnlocked(key, *unlocked);
     for (const PairRecord& record : records) AddWaitingPair(change.store(), key.serial, record);
     change.Commit();
     return copy.release();

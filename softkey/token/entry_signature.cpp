@@ -49,7 +49,7 @@ Ready Prepare(const char* serial, const Selection& selection) {
 // The work counts only if the key is still there.
 void Finish(Call& call, const Ready& ready) {
     call.Midway(ready.key);
-    LockedDevice device(LockedDevice::Look::kAsBefore);
+    LockedDevice device;
     device.Refresh();
     device.RequireStillThere(ready.key);
 }

@@ -3,10 +3,14 @@
 #include <cstring>
 #include <optional>
 
+#include "softkey/crypto/key_pair.h"
 #include "softkey/pin/pinentry.h"
 #include "softkey/pin/secret_text.h"
 #include "softkey/store/keys.h"
+#include "softkey/store/lock.h"
+#include "softkey/store/pairs.h"
 #include "softkey/store/pins.h"
+#include "softkey/token/fork_gate.h"
 #include "softkey/token/locale.h"
 
 namespace softkey {
@@ -22,7 +26,7 @@ PinContext ContextOf(const KeyRecord& key) {
     context.label = key.label;
     context.triesLeft = key.triesLeft;
     context.language = currentLanguage;
-    LockedDevice device(LockedDevice::Look::kAsBefore);
+    LockedDevice device;
     context.wrongBefore = device.UseOf(key).wrongBefore;
     return context;
 }
@@ -49,24 +53,65 @@ Attempt CountTry(const KeyRecord& key) {
     return attempt;
 }
 
-std::shared_ptr<Unlocked> Accept(const KeyRecord& key, const MasterKey& master) {
+// A seal of an earlier version is made anew: the right PIN is at hand now and never stored.
+std::shared_ptr<Unlocked> Accept(const KeyRecord& key, const PinSeal& seal, const MasterKey& master,
+                                 std::string_view pin) {
+    std::optional<PinSeal> better;
+    if (seal.kdf != Kdf::kScrypt) better = SealMaster(master, pin, key.serial);
     Change change(key);
     Unchanged(change.device(), key);
-    PinTable(change.store()).ResetTries(key.serial);
+    PinTable pins(change.store());
+    if (better) pins.SetSeal(key.serial, *better);
+    pins.ResetTries(key.serial);
     change.Commit();
     change.device().SetUnlocked(key, master);
     return change.device().UseOf(key).unlocked;
 }
 
+void Reject(const KeyRecord& key) {
+    LockedDevice device;
+    device.UseOf(key).wrongBefore = true;
+    device.UseOf(key).unlocked.reset();  // a wrong PIN ends what an earlier right one began
+}
+
 void TakeNewPin(const KeyRecord& key, SecretText& pin) {
-    RequireOk(AskNewPin(ContextOf(key), pin));
+    const PinContext context = ContextOf(key);
+    {
+        const Pausing pausing;
+        RequireOk(AskNewPin(context, pin));
+    }
     CheckPinLength(pin.View());
 }
 
 // After a change of the PIN the process that made it stays unlocked.
 void KeepUnlocked(const KeyRecord& key, const MasterKey& master) {
-    LockedDevice device;
+    LockedDevice device(LockedDevice::Look::kFresh);
     device.SetUnlocked(device.Resolve(key.serial.c_str()), master);
+}
+
+// Seals all that is on a key under another master key, so that the earlier PIN, and whatever was
+// copied with its seal, opens nothing that is made from now on.
+void ChangeMaster(Store& store, const std::string& serial, const MasterKey& from,
+                  const MasterKey& to) {
+    PairTable pairs(store);
+    for (const PairRecord& pair : pairs.Of(serial)) {
+        pairs.SetWrappedPrivate(pair.id,
+                                WrapAnew(pair, pairs.WrappedPrivate(pair.id), serial, from, to));
+    }
+}
+
+PinCost PresentCost(const KeyRecord& key) {
+    return CostOf(PinTable(LockedDevice().store()).Seal(key.serial));
+}
+
+void ReplaceSeal(Store& store, const std::string& serial, const PinSeal& seal) {
+    PinTable pins(store);
+    pins.SetSeal(serial, seal);
+    pins.EndVerifications(serial);
+}
+
+std::string Home() {
+    return LockedDevice().store().home();
 }
 
 }  // namespace
@@ -74,19 +119,23 @@ void KeepUnlocked(const KeyRecord& key, const MasterKey& master) {
 std::shared_ptr<Unlocked> VerifyPin(const KeyRecord& key, std::string_view pin) {
     // Refused before it reaches the key, so it costs no try.
     CheckPinLength(pin);
+    // One at a time, among all processes: a try that is under way must not lock out the right PIN.
+    const Lock turn(Home(), Lock::OfPin(key.slot));
     const Attempt attempt = CountTry(key);
     const std::optional<MasterKey> master = OpenMaster(attempt.seal, pin, key.serial);
-    if (master) return Accept(key, *master);
-    LockedDevice device;
-    device.UseOf(key).wrongBefore = true;
-    device.UseOf(key).unlocked.reset();  // a wrong PIN ends what an earlier right one began
+    if (master) return Accept(key, attempt.seal, *master, pin);
+    Reject(key);
     throw Failure(attempt.triesLeft == 0 ? kPinLocked : kPinWrong, key.serial);
 }
 
 std::shared_ptr<Unlocked> AskAndVerifyPin(const KeyRecord& key) {
     if (key.triesLeft == 0) throw Failure(kPinLocked, key.serial);
     SecretText pin;
-    RequireOk(AskPresentPin(ContextOf(key), pin));
+    const PinContext context = ContextOf(key);
+    {
+        const Pausing pausing;
+        RequireOk(AskPresentPin(context, pin));
+    }
     return VerifyPin(key, pin.View());
 }
 
@@ -102,14 +151,16 @@ void ChangePinOf(const KeyRecord& key) {
     const std::shared_ptr<Unlocked> unlocked = AskAndVerifyPin(key);
     SecretText pin;
     TakeNewPin(key, pin);
-    const PinSeal seal = SealMaster(unlocked->master, pin.View(), key.serial);
+    const MasterKey master = MasterKey::Random();
+    const PinSeal seal = SealMaster(master, pin.View(), key.serial, PresentCost(key));
     {
         Change change(key);
         Unchanged(change.device(), key);
-        PinTable(change.store()).SetSeal(key.serial, seal);
+        ChangeMaster(change.store(), key.serial, unlocked->master, master);
+        ReplaceSeal(change.store(), key.serial, seal);
         change.Commit();
     }
-    KeepUnlocked(key, unlocked->master);
+    KeepUnlocked(key, master);
 }
 
 void InitialiseWithNewPin(const KeyRecord& key, const char* text) {
@@ -118,15 +169,15 @@ void InitialiseWithNewPin(const KeyRecord& key, const char* text) {
         TakeNewPin(key, pin);
     } else {
         // One character more than allowed is enough to see that it is too long.
-        pin.Append(text, strnlen(text, kMaxPinLength + 1));
+        pin.Append(text, strnlen(text, kMaxPinBytes + 1));
         CheckPinLength(pin.View());
     }
     const MasterKey master = MasterKey::Random();
-    const PinSeal seal = SealMaster(master, pin.View(), key.serial);
+    const PinSeal seal = SealMaster(master, pin.View(), key.serial, PresentCost(key));
     {
         Change change(key);
         KeyTable(change.store()).Erase(key.serial);
-        PinTable(change.store()).SetSeal(key.serial, seal);
+        ReplaceSeal(change.store(), key.serial, seal);
         change.Commit();
     }
     KeepUnlocked(key, master);

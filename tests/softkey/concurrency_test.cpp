@@ -116,7 +116,7 @@ TEST_F(ConcurrencyTest, processes_work_side_by_side) {
     EXPECT_EQ(ObjectTable(*store).Get(kSerial, "0123456789", 1), std::to_string(kRounds - 1));
     EXPECT_EQ(ObjectTable(*store).Get(kSerial, "0123456789", 2), std::to_string(kRounds - 1));
     EXPECT_EQ(KeyTable(*store).All().size(), 1U);
-    EXPECT_EQ(FindDamage(*store), std::vector<std::string>());
+    EXPECT_EQ(FindDamage(Home()), std::vector<std::string>());
 }
 
 }  // namespace

@@ -14,6 +14,7 @@
 #include <functional>
 #include <random>
 
+#include "softkey/store/lock.h"
 #include "softkey/store/pairs.h"
 #include "token_fixture.h"
 
@@ -34,7 +35,7 @@ protected:
         EXPECT_EQ(sqlite3_exec(db, sql.c_str(), nullptr, nullptr, &error), SQLITE_OK) << error;
         sqlite3_close(db);
     }
-    std::vector<std::string> Damage() { return FindDamage(*OpenStore()); }
+    std::vector<std::string> Damage() { return FindDamage(Home()); }
     bool DamageNames(const std::string& what) {
         for (const std::string& line : Damage()) {
             if (line.find(what) != std::string::npos) return true;
@@ -57,6 +58,7 @@ TEST_F(DamageTest, a_sound_state_has_none) {
 TEST_F(DamageTest, a_file_that_is_no_database_is_told_by_every_operation) {
     std::filesystem::remove_all(Home());
     std::filesystem::create_directory(Home());
+    std::filesystem::permissions(Home(), std::filesystem::perms::owner_all);
     std::ofstream(Database()) << std::string(8192, 'x');
     EXPECT_EQ(Describe(), kStateDamaged);
     EXPECT_EQ(token.VerifyPIN(kSerial), kStateDamaged);
@@ -122,27 +124,94 @@ TEST_F(DamageTest, a_pair_that_belongs_to_no_key_is_told) {
     EXPECT_TRUE(DamageNames("belongs to no key"));
 }
 
-// Random bytes over the database: every operation ends, with whatever code.
-TEST_F(DamageTest, no_spoilt_page_crashes_an_operation) {
+// One way in which a file of the state may be damaged.
+struct Damager {
+    const char* name;
+    std::string (*spoil)(std::string sound, const std::string& earlier, std::mt19937& random);
+};
+
+const Damager kDamagers[] = {
+    {"a flipped bit",
+     [](std::string sound, const std::string&, std::mt19937& random) {
+         sound[random() % sound.size()] ^= static_cast<char>(1U << (random() % 8));
+         return sound;
+     }},
+    {"cut short", [](std::string sound, const std::string&,
+                     std::mt19937& random) { return sound.substr(0, random() % sound.size()); }},
+    {"a lost block",
+     [](std::string sound, const std::string&, std::mt19937& random) {
+         const std::size_t at = random() % sound.size();
+         const std::size_t size = std::min<std::size_t>(512, sound.size() - at);
+         std::string spoilt = sound;
+         spoilt.replace(at, size, size, '\0');
+         if (spoilt == sound) spoilt[at] = 1;
+         return spoilt;
+     }},
+    {"more behind it",
+     [](std::string sound, const std::string&, std::mt19937& random) {
+         return sound + std::string(random() % 99 + 1, 'x');
+     }},
+    {"from an earlier time",
+     [](std::string, const std::string& earlier, std::mt19937&) { return earlier; }},
+    {"emptied", [](std::string, const std::string&, std::mt19937&) { return std::string(); }},
+};
+
+TEST_F(DamageTest, a_thousand_damaged_states_are_all_told) {
     Enrol(1, 2, 3);
-    Sql("VACUUM INTO '" + Path("sound.db") + "'");
-    const std::string sound = Read("sound.db");
+    const std::string files[] = {"home/softkey.db", "home/softkey.guard"};
+    const std::string earlier[] = {Read(files[0]), Read(files[1])};
+    ASSERT_EQ(token.SetData("0123456789", 0, "v"), kOk);
+    SetPin("999999");
+    ASSERT_EQ(token.VerifyPIN(kSerial), kPinWrong);
+    SetPin(kPin);
+    const std::string sound[] = {Read(files[0]), Read(files[1])};
     std::mt19937 random(7);
-    int told = 0;
-    for (int i = 0; i < 40; ++i) {
-        std::string spoilt = sound;
-        for (int k = 0; k < 64; ++k) spoilt[random() % spoilt.size()] = static_cast<char>(random());
-        std::filesystem::remove_all(Home());
-        std::filesystem::create_directory(Home());
-        std::ofstream(Database(), std::ios::binary) << spoilt;
-        told += Describe() == kStateDamaged ? 1 : 0;
-        token.VerifyPIN(kSerial);
-        SignHash(std::string(64, 'a'));
-        Certificate(1);
-        token.SetData("0123456789", 0, "v");
-        Request(1, 2, 3);
+    for (int i = 0; i < 1000; ++i) {
+        const std::size_t which = random() % 2;
+        const Damager& damager = kDamagers[random() % std::size(kDamagers)];
+        const std::string spoilt = damager.spoil(sound[which], earlier[which], random);
+        Write(files[which], spoilt);
+        EXPECT_EQ(Describe(), kStateDamaged) << files[which] << ": " << damager.name;
+        EXPECT_NE(Damage(), std::vector<std::string>()) << files[which] << ": " << damager.name;
+        EXPECT_EQ(token.VerifyPIN(kSerial), kStateDamaged);
+        EXPECT_EQ(token.SetLabel(kSerial, "new"), kStateDamaged);
+        EXPECT_EQ(Read(files[which]), spoilt) << "looking changed it";
+        Write(files[which], sound[which]);
+        ASSERT_EQ(Describe(), kOk);
     }
-    EXPECT_GT(told, 0);
+    EXPECT_EQ(TriesLeft(), kMaxTries - 1);
+}
+
+TEST_F(DamageTest, a_missing_file_is_told_and_not_made_again) {
+    for (const char* const name : {"softkey.db", "softkey.guard"}) {
+        const std::string file = std::string("home/") + name;
+        const std::string sound = Read(file);
+        std::filesystem::remove(Path(file));
+        EXPECT_EQ(Describe(), kStateDamaged);
+        EXPECT_TRUE(DamageNames("missing")) << name;
+        EXPECT_THROW(OpenStore(), Failure);
+        EXPECT_EQ(token.SetLabel(kSerial, "new"), kStateDamaged);
+        EXPECT_FALSE(std::filesystem::exists(Path(file)));
+        Write(file, sound);
+        ASSERT_EQ(Describe(), kOk);
+    }
+}
+
+TEST_F(DamageTest, a_folder_that_others_may_enter_is_refused_with_a_remedy) {
+    using std::filesystem::perms;
+    for (const perms open : {perms::group_read, perms::others_read, perms::group_write}) {
+        std::filesystem::permissions(Home(), perms::owner_all | open);
+        EXPECT_THROW(Store::OpenExisting(Home()), Failure);
+        try {
+            OpenStore();
+            FAIL() << "it was used";
+        } catch (const Failure& failure) {
+            EXPECT_EQ(failure.code(), kStateUnreachable);
+            EXPECT_NE(failure.detail().find("chmod 700"), std::string::npos) << failure.detail();
+        }
+    }
+    std::filesystem::permissions(Home(), perms::owner_all);
+    EXPECT_EQ(Describe(), kOk);
 }
 
 TEST_F(DamageTest, a_file_that_must_not_grow_is_told_and_changes_nothing) {
@@ -221,18 +290,19 @@ TEST_F(DamageTest, a_full_disk_is_told_and_changes_nothing) {
 
 TEST_F(DamageTest, a_folder_that_cannot_be_opened_is_told) {
     std::filesystem::remove_all(Home());
-    std::filesystem::create_directories(Database());  // a folder where the file should be
+    std::filesystem::create_directories(Database());
+    std::filesystem::permissions(
+        Home(), std::filesystem::perms::owner_all);  // a folder where the file should be
     EXPECT_EQ(Describe(), kStateUnreachable);
 }
 
 TEST_F(DamageTest, a_state_that_stays_locked_is_busy) {
     ASSERT_EQ(token.VerifyPIN(kSerial), kOk);
-    sqlite3* db = nullptr;
-    ASSERT_EQ(sqlite3_open(Database().c_str(), &db), SQLITE_OK);
-    ASSERT_EQ(sqlite3_exec(db, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
-    EXPECT_EQ(token.SetLabel(kSerial, "new"), kStateBusy);
-    EXPECT_EQ(Describe(), kOk) << "readers do not wait";
-    sqlite3_close(db);
+    {
+        const Lock stopped(Home(), Lock::kWriting);
+        EXPECT_EQ(token.SetLabel(kSerial, "new"), kStateBusy);
+        EXPECT_EQ(Describe(), kOk) << "readers do not wait";
+    }
     EXPECT_EQ(token.SetLabel(kSerial, "new"), kOk);
 }
 

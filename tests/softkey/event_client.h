@@ -23,7 +23,9 @@ inline void AddKey(softkey::Store& store, const std::string& serial, std::uint32
     key.mediaId = mediaId;
     key.slot = slot;
     key.inserted = inserted;
-    softkey::KeyTable(store).Add(key, {softkey::Bytes(16, 1), 1, softkey::Bytes(60, 1)});
+    softkey::PinSeal seal;
+    seal.cost = 1024;
+    softkey::KeyTable(store).Add(key, seal);
 }
 
 // "+1" for an arrival in slot 1, "-1" for a removal from it.

@@ -274,7 +274,7 @@ TEST_F(KillTest, a_killed_process_leaves_the_state_before_or_after_never_between
         LearnFrom(!same);
         EXPECT_TRUE(same || operation.done(before, after)) << "something between";
         EXPECT_TRUE(!ended || operation.done(before, after)) << "it ended and was not done";
-        EXPECT_EQ(FindDamage(*store), std::vector<std::string>());
+        EXPECT_EQ(FindDamage(Home()), std::vector<std::string>());
         EXPECT_GE(TriesLeft(), kMaxTries - 1);
         CheckSecrets(*store);
         PinTable(*store).ResetTries(kSerial);

@@ -274,7 +274,8 @@ TEST_F(PinTest, initialisation_with_1_refuses_a_wrong_pin_and_erases_nothing) {
 TEST_F(PinTest, a_try_is_counted_before_the_pin_is_looked_at) {
     auto store = OpenStore();
     PinSeal seal = PinTable(*store).Seal(kSerial);
-    seal.iterations = 10000000;
+    seal.kdf = Kdf::kPbkdf2;
+    seal.cost = 10000000;
     PinTable(*store).SetSeal(kSerial, seal);
     const pid_t child = fork();
     if (child == 0) _exit(token.VerifyPIN(kSerial) == kPinWrong ? 0 : 1);

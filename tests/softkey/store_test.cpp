@@ -14,6 +14,16 @@ using namespace softkey;
 
 namespace {
 
+PinSeal SomeSeal() {
+    PinSeal seal;
+    seal.cost = 1024;
+    seal.block = 8;
+    seal.parallel = 1;
+    seal.salt.assign(16, 1);
+    seal.sealed.assign(60, 2);
+    return seal;
+}
+
 class StoreTest : public TokenTest {
 protected:
     StoreTest() : store_(OpenStore()) {}
@@ -28,7 +38,7 @@ protected:
     }
     Code Add(const KeyRecord& key) {
         try {
-            KeyTable(*store_).Add(key, {Bytes(16, 1), 1, Bytes(60, 2)});
+            KeyTable(*store_).Add(key, SomeSeal());
             return kOk;
         } catch (const Failure& failure) {
             EXPECT_NE(failure.detail(), "");
@@ -149,7 +159,7 @@ TEST_F(StoreTest, deletion_takes_everything_of_a_key_along) {
     EXPECT_TRUE(PairTable(*store_).Of("K1").empty());
     EXPECT_TRUE(ObjectTable(*store_).Of("K1").empty());
     EXPECT_EQ(Screen(*store_).Text("K1"), "");
-    EXPECT_EQ(FindDamage(*store_), std::vector<std::string>());
+    EXPECT_EQ(FindDamage(Home()), std::vector<std::string>());
 }
 
 TEST_F(StoreTest, a_made_up_key_takes_the_lowest_free_slot) {

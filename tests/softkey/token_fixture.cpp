@@ -105,6 +105,7 @@ void TokenTest::CreateKey(const std::string& serial, const std::string& mediaId)
     softkey::NewKey key;
     key.serial = serial;
     key.mediaId = mediaId;
+    key.pinCost = {1024, 8, 1};  // a test makes many guesses
     softkey::CreateKey(*OpenStore(), key, kPin);
 }
 

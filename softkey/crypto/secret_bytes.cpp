@@ -1,0 +1,49 @@
+#include "softkey/crypto/secret_bytes.h"
+
+#include <openssl/crypto.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "softkey/result.h"
+
+namespace softkey {
+namespace {
+
+// Room for some hundred private keys, and less than a process may lock on any machine of today.
+constexpr std::size_t kHeapSize = 256 * 1024;
+constexpr std::size_t kSmallestBlock = 32;
+
+}  // namespace
+
+void KeepOpenssl() {
+    static const int kept = OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
+    if (kept != 1) throw Failure(kCryptoFailed, "OpenSSL does not start");
+}
+
+void PrepareSecureHeap() {
+    KeepOpenssl();
+    static const bool ready = [] {
+        if (CRYPTO_secure_malloc_initialized() == 0) {
+            CRYPTO_secure_malloc_init(kHeapSize, kSmallestBlock);
+        }
+        return CRYPTO_secure_malloc_initialized() != 0;
+    }();
+    if (!ready) throw Failure(kNoMemory, "no secure heap");
+}
+
+SecretBytes::SecretBytes(std::size_t size) : size_(size), room_(std::max<std::size_t>(size, 1)) {
+    PrepareSecureHeap();
+    bytes_ = static_cast<std::uint8_t*>(OPENSSL_secure_zalloc(room_));
+    if (bytes_ == nullptr) throw Failure(kNoMemory, "the secure heap is full");
+}
+
+SecretBytes::SecretBytes(const std::uint8_t* bytes, std::size_t size) : SecretBytes(size) {
+    if (size > 0) std::memcpy(bytes_, bytes, size);
+}
+
+SecretBytes::~SecretBytes() {
+    OPENSSL_secure_clear_free(bytes_, room_);
+}
+
+}  // namespace softkey

@@ -1,0 +1,101 @@
+#include "softkey/store/file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+namespace softkey {
+namespace {
+
+constexpr mode_t kOwnerOnly = 0600;
+
+struct flock OneByte(short type, off_t offset) {
+    struct flock range {};
+    range.l_type = type;
+    range.l_whence = SEEK_SET;
+    range.l_start = offset;
+    range.l_len = 1;
+    return range;
+}
+
+}  // namespace
+
+void FailOnFile(const std::string& path) {
+    const int error = errno;
+    const bool full = error == ENOSPC || error == EDQUOT || error == EFBIG;
+    throw Failure(full ? kStateFull : kStateUnreachable, path + ": " + std::strerror(error));
+}
+
+File::File(std::string path, int flags)
+    : path_(std::move(path)), descriptor_(open(path_.c_str(), flags | O_CLOEXEC, kOwnerOnly)) {}
+
+File::~File() {
+    if (descriptor_ >= 0) close(descriptor_);
+}
+
+const File& File::Required() const {
+    if (!IsOpen()) FailOnFile(path_);
+    return *this;
+}
+
+Bytes File::ReadAll() const {
+    struct stat status {};
+    if (fstat(descriptor_, &status) != 0) FailOnFile(path_);
+    Bytes bytes(static_cast<std::size_t>(status.st_size));
+    bytes.resize(ReadAt(0, bytes.data(), bytes.size()));
+    return bytes;
+}
+
+std::size_t File::ReadAt(off_t offset, void* bytes, std::size_t size) const {
+    std::size_t done = 0;
+    while (done < size) {
+        const ssize_t count = pread(descriptor_, static_cast<char*>(bytes) + done, size - done,
+                                    offset + static_cast<off_t>(done));
+        if (count < 0 && errno != EINTR) FailOnFile(path_);
+        if (count == 0) break;
+        if (count > 0) done += static_cast<std::size_t>(count);
+    }
+    return done;
+}
+
+void File::WriteAt(off_t offset, const void* bytes, std::size_t size) const {
+    std::size_t done = 0;
+    while (done < size) {
+        const ssize_t count = pwrite(descriptor_, static_cast<const char*>(bytes) + done,
+                                     size - done, offset + static_cast<off_t>(done));
+        if (count < 0 && errno != EINTR) FailOnFile(path_);
+        if (count > 0) done += static_cast<std::size_t>(count);
+    }
+}
+
+void File::Sync() const {
+    if (fdatasync(descriptor_) != 0) FailOnFile(path_);
+}
+
+// A lock of the open file description: threads exclude each other too, and one that is killed lets
+// go of it.
+bool File::TryLock(off_t offset) const {
+    struct flock range = OneByte(F_WRLCK, offset);
+    if (fcntl(descriptor_, F_OFD_SETLK, &range) == 0) return true;
+    if (errno != EAGAIN && errno != EACCES && errno != EINTR) FailOnFile(path_);
+    return false;
+}
+
+// Closing is not enough: a child that was forked meanwhile has the same opening.
+void File::Unlock(off_t offset) const {
+    struct flock range = OneByte(F_UNLCK, offset);
+    fcntl(descriptor_, F_OFD_SETLK, &range);
+}
+
+bool File::StillThere() const {
+    struct stat open {
+    }, named{};
+    return fstat(descriptor_, &open) == 0 && stat(path_.c_str(), &named) == 0 &&
+           open.st_dev == named.st_dev && open.st_ino == named.st_ino;
+}
+
+}  // namespace softkey

@@ -1,0 +1,49 @@
+// An open file of the state folder. What the system refuses becomes a Failure that names the file.
+#ifndef SOFTKEY_STORE_FILE_H
+#define SOFTKEY_STORE_FILE_H
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <string>
+
+#include "softkey/bytes.h"
+#include "softkey/result.h"
+
+namespace softkey {
+
+// What errno says about this file: kStateFull or kStateUnreachable.
+[[noreturn]] void FailOnFile(const std::string& path);
+
+class File {
+public:
+    // Files that are made are for their owner alone.
+    File(std::string path, int flags);
+    ~File();
+    File(const File&) = delete;
+    File& operator=(const File&) = delete;
+
+    bool IsOpen() const { return descriptor_ >= 0; }
+    const File& Required() const;  // fails unless it is open
+
+    Bytes ReadAll() const;
+    // As many bytes as there are, up to size.
+    std::size_t ReadAt(off_t offset, void* bytes, std::size_t size) const;
+    void WriteAt(off_t offset, const void* bytes, std::size_t size) const;
+    void Sync() const;
+
+    // Locks one byte of the file for this opening of it. False when it stays taken for so long.
+    bool TryLock(off_t offset) const;
+    void Unlock(off_t offset) const;
+
+    // The file that is open is still the one of that name.
+    bool StillThere() const;
+
+private:
+    std::string path_;
+    int descriptor_;
+};
+
+}  // namespace softkey
+
+#endif

@@ -1,0 +1,55 @@
+#include "softkey/store/lock.h"
+
+#include <fcntl.h>
+
+#include <algorithm>
+#include <chrono>
+#include <thread>
+
+#include "softkey/store/guard.h"
+#include "softkey/store/places.h"
+
+namespace softkey {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::microseconds;
+using std::chrono::milliseconds;
+
+constexpr std::chrono::seconds kPatience{5};  // while nothing moves
+constexpr std::chrono::seconds kLongest{60};
+
+// Who has waited longer asks more often, so that nobody is overtaken for long.
+microseconds Pause(Clock::duration waited) {
+    const auto age = std::min<std::int64_t>(waited / milliseconds(250), 6);
+    return milliseconds(8) / (std::int64_t{1} << age);
+}
+
+Guard::Text Look(const File& file) {
+    Guard::Text text{};
+    file.ReadAt(0, text.data(), text.size());
+    return text;
+}
+
+}  // namespace
+
+Lock::Lock(const std::string& home, off_t place, GuardFile guard)
+    : file_(GuardPath(home), O_RDWR | (guard == GuardFile::kMadeWhenMissing ? O_CREAT : 0)),
+      place_(place) {
+    file_.Required();
+    const Clock::time_point start = Clock::now();
+    Clock::time_point moved = start;
+    Guard::Text seen{};
+    while (!file_.TryLock(place_)) {
+        const Clock::time_point now = Clock::now();
+        const Guard::Text text = Look(file_);
+        if (text != seen) moved = now;
+        seen = text;
+        if (now - moved > kPatience || now - start > kLongest) {
+            throw Failure(kStateBusy, home + ": another process holds the state");
+        }
+        std::this_thread::sleep_for(Pause(now - start));
+    }
+}
+
+}  // namespace softkey

@@ -1,0 +1,37 @@
+// A lock that processes and threads take in turns: one byte of the guard's file.
+#ifndef SOFTKEY_STORE_LOCK_H
+#define SOFTKEY_STORE_LOCK_H
+
+#include <cstdint>
+#include <string>
+
+#include "softkey/store/file.h"
+
+namespace softkey {
+
+// Only who makes a state makes its guard: one that is missing must be missed.
+enum class GuardFile { kThere, kMadeWhenMissing };
+
+class Lock {
+public:
+    // Waits for its turn. kStateBusy when nothing moved for five seconds: whoever holds the lock
+    // was stopped. A queue that moves is waited for up to a minute.
+    Lock(const std::string& home, off_t place, GuardFile guard = GuardFile::kThere);
+    ~Lock() { file_.Unlock(place_); }
+    Lock(const Lock&) = delete;
+    Lock& operator=(const Lock&) = delete;
+
+    static constexpr off_t kWriting = 0;
+    // One PIN at a time is verified on each key.
+    static off_t OfPin(std::uint32_t slot) { return (off_t{1} << 32) + slot; }
+
+    const File& file() const { return file_; }  // open for writing
+
+private:
+    File file_;
+    off_t place_;
+};
+
+}  // namespace softkey
+
+#endif

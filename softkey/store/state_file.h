@@ -1,0 +1,75 @@
+// The database file of a state folder and the guard beside it.
+//
+// The file is small and is replaced as a whole: written anew, synced, and renamed into its place,
+// so that whoever is killed leaves the one or the other, and nothing of an earlier state stays in
+// any file. Reading takes no lock and changes nothing, so that a read-only medium can be read.
+#ifndef SOFTKEY_STORE_STATE_FILE_H
+#define SOFTKEY_STORE_STATE_FILE_H
+
+#include <sys/stat.h>
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "softkey/store/file.h"
+#include "softkey/store/guard.h"
+#include "softkey/store/lock.h"
+
+namespace softkey {
+
+class StateFile {
+public:
+    // kNothing: no state was ever made here. kOld: one of an earlier version, or one whose guard is
+    // missing. kStateDamaged when only the database of an earlier version is missing.
+    enum class Found { kNothing, kOld, kGuarded };
+    static Found Look(const std::string& home);
+
+    // Makes the first state of the folder, unless someone was quicker. image is called under the
+    // lock, with what was found.
+    template <typename Image>
+    static void Establish(const std::string& home, Image image);
+
+    explicit StateFile(const std::string& home);
+
+    // The file is still what Load returned or Replace wrote last. Costs a read of the guard, which
+    // every change writes, and a look at the file's times, which damage leaves its mark on.
+    bool IsCurrent();
+    // The database's bytes. kStateDamaged when they are not what was stored last.
+    Bytes Load();
+    std::uint64_t Number() const { return number_; }  // of what Load returned or Replace wrote
+    bool StillThere() const;
+
+    // Between the two nobody else changes the state. kStateBusy.
+    void BeginChange();
+    void Replace(const Bytes& image);
+    void EndChange() { lock_.reset(); }
+
+private:
+    static void Establish(const std::string& home, const Lock& lock, const Bytes& image);
+    Guard::Text ReadGuard() const;
+    bool IsUntouched() const;
+    void RememberFile();
+
+    std::string home_;
+    File guardFile_;
+    struct stat identity_ {};  // the guard's
+    struct stat loaded_ {};    // the database's
+    bool timesTell_ = false;   // a change after this would show in its times
+    Guard::Text seen_{};
+    std::optional<Guard> guard_;
+    std::uint64_t number_ = 0;
+    std::unique_ptr<Lock> lock_;
+};
+
+template <typename Image>
+void StateFile::Establish(const std::string& home, Image image) {
+    const Lock lock(home, Lock::kWriting, GuardFile::kMadeWhenMissing);
+    const Found found = Look(home);
+    if (found != Found::kGuarded) Establish(home, lock, image(found));
+}
+
+}  // namespace softkey
+
+#endif
