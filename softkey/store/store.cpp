@@ -18,7 +18,7 @@ Bytes FirstImage(const std::string& home, Found found) {
 // What is damaged is told before a guard is made: it would look like a state's.
 void Establish(const std::string& home, Found found) {
     if (found == Found::kOld) ImageOfOldState(home);
-    StateFile::Establish(home, [&home](Found found) { return FirstImage(home, found); });
+    StateFile::Establish(home, [&home](Found now) { return FirstImage(home, now); });
 }
 
 }  // namespace

@@ -150,9 +150,9 @@ test_a_certificate_is_shown_and_exported_in_every_form() {
     openssl x509 -in cert.pem -outform DER -out cert.der
     openssl pkey -in key.pem -pubout -outform DER -out public.der
     hex() { od -An -v -tx1 "$1" | tr -d ' \n'; }
-    sqlite3 "$KESTA_SOFTKEY_HOME/softkey.db" "INSERT INTO pairs(serial, role, algorithm,
+    "$KESTA_BIN/softkey_state_sql" "$KESTA_SOFTKEY_HOME" "INSERT INTO pairs(serial, role, algorithm,
         public_key, wrapped, certificate) VALUES('SK1', 1, 1, x'$(hex public.der)',
-        zeroblob(100), x'$(hex cert.der)')" || fail sqlite3
+        zeroblob(100), x'$(hex cert.der)')" || fail softkey_state_sql
     run 0 show
     out_has 'signing RSA  subject  O=Kesta,CN=李伟'
     out_has 'issuer   CN=Root'
@@ -190,7 +190,6 @@ test_check_of_no_state() {
 
 test_check_names_a_damaged_database() {
     create
-    sqlite3 "$KESTA_SOFTKEY_HOME/softkey.db" 'PRAGMA wal_checkpoint(TRUNCATE)' >/dev/null
     printf 'garbage!garbage!' | dd of="$KESTA_SOFTKEY_HOME/softkey.db" conv=notrunc 2>/dev/null
     run 6 check
     out_has softkey.db

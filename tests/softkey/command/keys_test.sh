@@ -173,9 +173,9 @@ test_show_in_json_has_pairs_and_data() {
 
 test_show_names_data_objects_without_their_values() {
     create --serial SK1
-    sqlite3 "$KESTA_SOFTKEY_HOME/softkey.db" "INSERT INTO data(serial, name, number, value)
+    "$KESTA_BIN/softkey_state_sql" "$KESTA_SOFTKEY_HOME" "INSERT INTO data(serial, name, number, value)
         VALUES('SK1', '数据对象', 1, 'hidden'), ('SK1', 'abcdefghij', 20, 'hidden too')" ||
-        fail sqlite3
+        fail softkey_state_sql
     run 0 show
     out_has '  数据对象    number 1   6 bytes'
     out_has '  abcdefghij  number 20  10 bytes'
@@ -248,7 +248,7 @@ test_delete_needs_a_name_and_removes_the_key() {
 
 test_unlock_gives_back_all_tries() {
     create --serial SK1
-    sqlite3 "$KESTA_SOFTKEY_HOME/softkey.db" 'UPDATE keys SET tries_left = 0' || fail sqlite3
+    "$KESTA_BIN/softkey_state_sql" "$KESTA_SOFTKEY_HOME" 'UPDATE keys SET tries_left = 0' || fail softkey_state_sql
     run 0 list
     out_has locked
     run 0 unlock
