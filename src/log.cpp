@@ -20,6 +20,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <string_view>
 
 #include "commonfunction.h"
 #include "kesta/places.h"
@@ -41,16 +42,47 @@ void writeAll(int file, const char* bytes, std::size_t size) {
     }
 }
 
-// Local time in the zone that TZ names at this moment: a client may change it. tzset costs no
-// system call while TZ stays as it was; without TZ it costs one, so it is asked once and when TZ
-// goes.
-tm localTime(time_t seconds) {
+// Day, hour, minute and second, six bits each from the top; what a record says of its time.
+std::uint64_t packed(const tm& time) {
+    const auto bits = [](int part, int shift) { return static_cast<std::uint64_t>(part) << shift; };
+    return bits(time.tm_mday, 18) | bits(time.tm_hour, 12) | bits(time.tm_min, 6) |
+           bits(time.tm_sec, 0);
+}
+
+// Local time, packed, in the zone that TZ names at this moment: a client may change it. tzset costs
+// no system call while TZ stays as it was; without TZ it costs one, so it is asked once and when TZ
+// goes. Without TZ a second is broken down once, for all records that are written in it.
+std::uint64_t localTime(time_t seconds) {
     static std::atomic<bool> wasNamed{true};  // by whoever asked for local time before the log did
+    static std::atomic<std::uint64_t> latest{0};  // the second above its packed time
     const bool named = getenv("TZ") != nullptr;
-    if (wasNamed.exchange(named, std::memory_order_relaxed) || named) tzset();
+    const bool asked = wasNamed.exchange(named, std::memory_order_relaxed) || named;
+    const std::uint64_t known = latest.load(std::memory_order_relaxed);
+    const auto second = static_cast<std::uint64_t>(seconds) << 24;
+    if (!asked && (known ^ second) >> 24 == 0) return known;
+    if (asked) tzset();
     tm local{};
     localtime_r(&seconds, &local);
-    return local;
+    const std::uint64_t time = second | packed(local);
+    latest.store(asked ? 0 : time, std::memory_order_relaxed);
+    return time;
+}
+
+// What a head holds beside its tag, at most.
+constexpr std::size_t kLongestHead = 128;
+constexpr std::string_view kEnd = "]\r\n";
+
+char* put(char* to, std::string_view text) {
+    std::memcpy(to, text.data(), text.size());
+    return to + text.size();
+}
+
+// With zeroes in front up to so many digits.
+char* putDecimal(char* to, long value, int digits) {
+    char text[24];
+    const char* const end = std::to_chars(text, text + sizeof text, value).ptr;
+    for (auto missing = digits - (end - text); missing > 0; --missing) *to++ = '0';
+    return put(to, {text, static_cast<std::size_t>(end - text)});
 }
 
 }  // namespace
@@ -66,7 +98,8 @@ LogRecord::LogRecord(const char* tag, Fraction fraction) {
 
 LogRecord::~LogRecord() {
     if (isOpen()) {
-        add("]\r\n");
+        if (reserve(kEnd.size()))
+            m_size = static_cast<std::size_t>(put(m_text + m_size, kEnd) - m_text);
         if (m_whole) writeAll(m_file, m_text, m_size);
         close(m_file);
         // It may be the text of a key.
@@ -103,35 +136,26 @@ void LogRecord::addHexadecimal(const unsigned char* bytes, std::size_t count) {
 void LogRecord::addHead(const char* tag, Fraction fraction) {
     timeval now{};
     gettimeofday(&now, nullptr);
-    const tm local = localTime(now.tv_sec);
+    const std::uint64_t time = localTime(now.tv_sec);
+    const std::string_view name = tag == nullptr ? "(null)" : tag;
+    if (!reserve(name.size() + kLongestHead)) return;
+    char* to = m_text;
     char separator = '[';
-    for (const int part : {local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec}) {
-        add({&separator, 1});
-        addDecimal(part, 2);
+    for (const int shift : {18, 12, 6, 0}) {
+        *to++ = separator;
+        const int part = static_cast<int>(time >> shift & 63);
+        *to++ = static_cast<char>('0' + part / 10);
+        *to++ = static_cast<char>('0' + part % 10);
         separator = separator == '[' ? ',' : ':';
     }
-    add(".");
-    addDecimal(fraction == Fraction::kMilliseconds ? now.tv_usec / 1000 : now.tv_usec, 3);
-    add("] ");
-    add(tag == nullptr ? "(null)" : tag);
-    add(": (Process is ");
-    addDecimal(getpid(), 1);
-    add(", thread is ");
-    addDecimal(static_cast<std::int32_t>(static_cast<std::uint32_t>(pthread_self())), 1);
-    add(")\r\n\t[");
-}
-
-void LogRecord::add(std::string_view text) {
-    if (!reserve(text.size())) return;
-    std::memcpy(m_text + m_size, text.data(), text.size());
-    m_size += text.size();
-}
-
-void LogRecord::addDecimal(long value, int digits) {
-    char text[24];
-    char* const end = std::to_chars(text, text + sizeof text, value).ptr;
-    for (auto missing = digits - (end - text); missing > 0; --missing) add("0");
-    add({text, static_cast<std::size_t>(end - text)});
+    *to++ = '.';
+    const bool milliseconds = fraction == Fraction::kMilliseconds;
+    to = putDecimal(to, milliseconds ? now.tv_usec / 1000 : now.tv_usec, 3);
+    to = put(put(put(to, "] "), name), ": (Process is ");
+    to = put(putDecimal(to, getpid(), 1), ", thread is ");
+    const auto thread = static_cast<std::int32_t>(static_cast<std::uint32_t>(pthread_self()));
+    to = put(putDecimal(to, thread, 1), ")\r\n\t[");
+    m_size = static_cast<std::size_t>(to - m_text);
 }
 
 bool LogRecord::reserve(std::size_t more) {

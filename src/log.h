@@ -4,7 +4,6 @@
 
 #include <cstdarg>
 #include <cstddef>
-#include <string_view>
 
 namespace kesta {
 
@@ -29,9 +28,6 @@ public:
 
 private:
     void addHead(const char* tag, Fraction fraction);
-    void add(std::string_view text);
-    // With zeroes in front up to so many digits.
-    void addDecimal(long value, int digits);
     // True when so many characters more have room.
     bool reserve(std::size_t more);
 
