@@ -2,7 +2,7 @@
  * kesta_unified_zrkukey: one flat C interface to a USB security key that holds SM2 key pairs and
  * X.509 certificates and is unlocked by a PIN.
  *
- * Valid as C11 and as C++. 42 functions, the exported variables, the result codes.
+ * Valid as C11 and as C++: the functions, the exported variables, the result codes.
  *
  * Conventions. Each function's block states only what differs.
  *
@@ -23,9 +23,10 @@
  *     as it is; a null length pointer is then a fault of the caller.
  *  7. Key serial number. szSN names the key, as GetPrintNumber reports it. The library passes it
  *     on and gives it no meaning of its own.
- *  8. Initialisation. Functions initialise the library on first use, unless the block says that
- *     they never do. A failed initialisation is tried again by the next call; a function that
- *     would have to ask the token meanwhile answers -101.
+ *  8. Initialisation. Functions initialise the library while g_initFlag is 0, unless the block
+ *     says that they never do. A failed initialisation is tried again by the next call of such a
+ *     function; one that would have to ask the token meanwhile answers -101. What the process has
+ *     loaded once stays good when its file is replaced or removed.
  *  9. Threads. Functions run on the caller's thread; there is no lock. Call one function at a
  *     time. WaitForKeyEvent alone is built to run beside others.
  * 10. Ownership. The library keeps no pointer of the caller's after a call returns, and hands none
@@ -34,8 +35,9 @@
  *     as a block says, a C++ exception may pass through; C callers cannot catch it.
  * 12. Log. Some functions write to /tmp/ValtoPinpad_KESTA.log: one record of two lines each, at
  *     the beginning and the end of the call. A block says so. A log that cannot be written is
- *     skipped in silence. Records of the import functions hold the escrowed key's text as it was
- *     passed in (still sealed to the key); treat the file accordingly.
+ *     skipped in silence. Times are local, in the zone that TZ names at that moment. Records of
+ *     the import functions hold the escrowed key's text without its commas (still sealed to the
+ *     key); treat the file accordingly.
  */
 #ifndef KESTA_UNIFIED_ZRKUKEY_H
 #define KESTA_UNIFIED_ZRKUKEY_H
@@ -74,7 +76,11 @@ enum {
 /* The code of the latest operation, whichever thread it ran on. Initially 0. */
 extern KESTA_API int G_LastError;
 
-/* 1 while the token library is bound, else 0. Read it with an atomic load. */
+/*
+ * 1 from a successful Initialize until Finalize, else 0. An Initialize that fails in between leaves
+ * it at 1: functions then answer -101 and try nothing until Initialize succeeds. Read it with an
+ * atomic load.
+ */
 extern KESTA_API bool g_initFlag;
 
 /* ---- Frame and errors ------------------------------------------------------------------------ */
@@ -82,16 +88,16 @@ extern KESTA_API bool g_initFlag;
 /*
  * Initialize: binds the token library.
  *   Loads it from the install directory and looks up its entry points. Calling it again binds it
- *   again; nothing is unloaded.
- * Codes: 0; -101 the library file or one of its entry points is missing.
+ *   again; nothing is unloaded. When it fails, nothing is bound, whatever was bound before.
+ * Codes: 0; -101 the library file or one of its entry points is missing, or the file is cut short.
  * Blocking: no. Log: no.
  */
 KESTA_API int Initialize(void);
 
 /*
  * Finalize: marks the library as not initialised and sets G_LastError to 0.
- *   The token library stays loaded; the next function that needs it binds it again. Never
- *   initialises.
+ *   The token library stays loaded and bound. The next function that initialises binds it again;
+ *   InitUKey refuses until then, and SetCachePinFlag still reaches it. Never initialises.
  * Blocking: no. Log: no.
  */
 KESTA_API void Finalize(void);
@@ -109,7 +115,8 @@ KESTA_API void GetLastErrCode(unsigned int* pErrCode);
  *   errCode      any result code.
  *   pszErrMsg    buffer for the text and its NUL. NULL: probe, answered with the fixed bound 200.
  *   pnErrMsgLen  required. In: capacity in bytes. Out: the text's length with the NUL.
- *   The capacity must exceed the text's length. Success and probe leave G_LastError alone.
+ *   The capacity must exceed the text's length. Success and probe leave G_LastError alone, but
+ *   for the initialisation of a first call, which sets it: ask GetLastErrCode first.
  * Codes: 0; -101; -401; -404 (writes the length with the NUL).
  * Blocking: no. Log: no.
  */
@@ -147,9 +154,12 @@ KESTA_API int GetVidAndPid(char* pszVidPid, unsigned int* pnVidPidLen);
 
 /*
  * GetPrintNumber: the serial number of the key that is present; what other functions take as szSN.
- *   pszSN    buffer for the serial number and its NUL. NULL: probe; the token is asked.
+ *   pszSN    buffer for the serial number, of at most 1024 bytes, and its NUL. NULL: probe; the
+ *            token is asked. It must hold a terminated text before the call: on failure it is left
+ *            as it was, and logged.
  *   pnSNLen  not checked; read for the log. Out: the length WITHOUT the NUL, also for a probe: add
- *            one for the buffer. The capacity is not compared. Not written on failure.
+ *            one for the buffer. Written after the text. The capacity is not compared. Not written
+ *            on failure.
  * Codes: 0; -101; the token library's, for instance when no key is present.
  * Blocking: while the token answers. Log: beginning, serial number, end.
  */
@@ -224,7 +234,7 @@ KESTA_API int GetPinInfo(const char* szSN, void* pPinInfo, unsigned int* pnPinIn
 
 /*
  * SetCachePinFlag: switches the token library's PIN caching. Never initialises the library: before
- * any initialisation it answers -101.
+ * a first initialisation it answers -101.
  *   szSN   names the key.
  *   nFlag  handed on as it is.
  * Codes: 0; -101; the token library's.
@@ -386,7 +396,8 @@ KESTA_API int AsymDec(const char* szSN, int nOption1, unsigned int nOption2, con
  *   szSN        required, not empty. Names the key.
  *   pszLabel    buffer for the label and its NUL. NULL: probe; the token is asked.
  *   pnLabelLen  required. Out for a probe: the length WITH the NUL; else WITHOUT it.
- *   A capacity equal to the length is accepted and one byte more, the NUL, is written.
+ *   A capacity equal to the length is accepted and one byte more, the NUL, is written. On a token
+ *   failure nothing is written.
  * Codes: 0; -101; -401; -404 (writes the length WITHOUT the NUL); the token library's.
  * Blocking: while the token answers. Log: no.
  */
@@ -402,7 +413,7 @@ KESTA_API int GetLabel(const char* szSN, char* pszLabel, int* pnLabelLen);
 KESTA_API int SetLabel(const char* szSN, const char* szLabel);
 
 /*
- * SetData: stores a named data object on the key.
+ * SetData: stores a named data object on the key. GetData reads 260 bytes at most.
  *   szName   required, 10 to 16 characters.
  *   nParam   its meaning is the token library's.
  *   szValue  required, at most 300 characters.
@@ -417,7 +428,8 @@ KESTA_API int SetData(const char* szName, unsigned int nParam, const char* szVal
  *   nParam      its meaning is the token library's.
  *   pszValue    buffer for the value and its NUL. NULL: probe; the token is asked.
  *   pnValueLen  required. Out for a probe: the length WITH the NUL; else WITHOUT it.
- *   A capacity equal to the length is accepted and one byte more, the NUL, is written.
+ *   A capacity equal to the length is accepted and one byte more, the NUL, is written. On a token
+ *   failure nothing is written.
  * Codes: 0; -101; -401; -404 (writes the length WITH the NUL); the token library's.
  * Blocking: while the token answers. Log: no.
  */
@@ -446,14 +458,14 @@ KESTA_API int SetLanguage(const char* pszArg1, const char* pszArg2);
 /*
  * WaitForKeyEvent: waits until a key is inserted or removed, or StopDetectUKey ends the wait.
  *   pulEventType   not checked. Receives KESTA_EVENT_ARRIVAL, _REMOVAL or _STOPPED; an event of
- *                  another kind leaves it alone.
+ *                  another kind leaves it alone and gives an empty media id.
  *   pszMediaId     buffer of at least 17 bytes for the key's media id and its NUL. NULL: probe,
  *                  answered with the fixed bound 17 without waiting.
  *   pulMediaIdLen  not checked. Out: the media id's length WITHOUT the NUL.
  *   A removed key is named from a scan of the keys that were present when this wait began; one
  *   that was not among them is reported with an empty media id. A stopped wait writes the event
- *   kind alone. An arrived key whose media id cannot be read is reported with the token event
- *   library's code as result.
+ *   kind alone, one that could not begin writes nothing. An arrived key whose media id cannot be
+ *   read is reported with the token event library's code as result.
  *   One thread waits at a time; any other function may be called from other threads meanwhile. A
  *   thread cancelled while it waits unwinds.
  * Codes: 0; the token event library's.
@@ -486,11 +498,13 @@ KESTA_API int StopDetectUKey(void);
  *   pnP10Len     required. Out for a probe: the length WITH the NUL; else WITHOUT it.
  *   A call with a buffer and the same szSN and requestInfo as the latest probe gets the probed
  *   text without asking the token, and uses it up. With other arguments, or without a probe, new
- *   requests are made. A capacity equal to the length is accepted and one byte more, the NUL, is
- *   written.
- * Codes: 0; -101; -401 (a required pointer, or an unknown name); -404 (writes the length WITH the
- *   NUL and keeps the probed text; for newly made requests, the length WITHOUT it, and they are
- *   lost); the token library's. A group that ends right after a name raises a C++ exception.
+ *   requests are made; a probed text is forgotten first, also when the call then fails. A probe
+ *   that fails keeps it. A capacity equal to the length is accepted and one byte more, the NUL, is
+ *   written. Request information without any group makes no request and gives an empty text.
+ * Codes: 0; -101; -401 (a required pointer, or an unknown name; requests made for the groups before
+ *   are lost); -404 (writes the length WITH the NUL and keeps the probed text; for newly made
+ *   requests, the length WITHOUT it, and they are lost); the token library's. A group whose last
+ *   name is known and has no "(" behind it raises a C++ exception.
  * Blocking: until the user has answered, once for each group. Log: no.
  */
 KESTA_API int GenerateCertRequest(const char* szSN, const char* requestInfo, char* szP10,
@@ -500,18 +514,20 @@ KESTA_API int GenerateCertRequest(const char* szSN, const char* requestInfo, cha
  * Batch_InitAndGenerateCertRequest: optionally initialises the key, then makes up to three
  * requests, where an SM2 signing request and its encryption companion become one.
  *   szSN         names the key; NULL is handed on, and counts as an empty text elsewhere.
- *   initFlag     0: verify the user once, before the first request. 1: initialise the key first.
+ *   initFlag     0: verify the user once, before the first record's request. 1: initialise the key
+ *                first, also for a probe.
  *   requestInfo  required. As for GenerateCertRequest, at most three groups. CertType 3 demands
  *                KeyType 2. Of two groups with KeyType 2, exactly one with CertType 3, the second
- *                is folded into the first one's request. A request without a positive CertType and
- *                KeyType is skipped.
+ *                is folded into the first one's record; every other group makes its own. A record
+ *                without a positive CertType and KeyType is skipped. Where that is the first one,
+ *                the user is not verified and the text begins with "||".
  *   szP10        buffer for the text and its NUL. NULL: probe; the requests are made and kept.
  *   pnP10Len     required. As for GenerateCertRequest, with which the probed text is shared:
  *                initFlag does not tell probes apart. Answered from a probe, the call returns the
  *                G_LastError that it found.
  * Codes: 0; -101; -401 (a required pointer, an unknown name, a fourth group, CertType 3 without
  *   KeyType 2, another initFlag); -404 (as for GenerateCertRequest); the token library's. A group
- *   that ends right after a name raises a C++ exception.
+ *   raises a C++ exception as for GenerateCertRequest.
  * Blocking: until the user has answered. Log: beginning.
  */
 KESTA_API int Batch_InitAndGenerateCertRequest(const char* szSN, int initFlag,
@@ -534,12 +550,13 @@ KESTA_API int ImportX509Cert(const char* szSN, const char* strP7);
  *   szSN       required. Names the key.
  *   strP7      required. The certificate as text; commas in it are dropped, line breaks stay.
  *   strPriKey  required. The key text, optionally behind its header of 80 digits; commas in it are
- *              dropped. What follows the header must not exceed 1024 characters: a longer one ends
- *              the process.
+ *              dropped. Where the header occurs anywhere in the text, the text's first 80
+ *              characters are dropped, wherever it stands. What is left must not exceed 1024
+ *              characters: a longer one ends the process.
  *   A failed key import leaves the certificate unwritten; a failed certificate leaves the key
  *   imported.
  * Codes: 0; -101; -401; the token library's.
- * Blocking: while the token answers. Log: the key text as passed.
+ * Blocking: while the token answers. Log: the key text without its commas.
  */
 KESTA_API int ImportEncX509Cert(const char* szSN, const char* strP7, const char* strPriKey);
 
@@ -548,10 +565,13 @@ KESTA_API int ImportEncX509Cert(const char* szSN, const char* strP7, const char*
  * certificates. Keeps a probed request.
  *   szSN   names the key; not checked; NULL counts as an empty text.
  *   strP7  required. Sections SignCert(...), EncPriKey(...), EncCert(...) separated by "|", or one
- *          certificate. Commas and line breaks are dropped. Sections are found by these very
- *          names; another name is an error. Keys follow the rules of ImportEncX509Cert.
+ *          certificate: a text without "(" or one that begins with it. Commas and line breaks are
+ *          dropped. Another name before a "(" that follows the beginning or a "|" is an error. A
+ *          name in other case is none, yet its section is not imported, and what stands behind the
+ *          last section is not looked at. Keys follow the rules of ImportEncX509Cert.
  *   The first failure ends the import; what was written before it stays.
- * Codes: 0; -101; -401 (a required pointer, an unknown section, no section); the token library's.
+ * Codes: 0; -101; -401 (a required pointer, an unknown name, nothing imported); the token
+ *   library's.
  * Blocking: while the token answers. Log: beginning with the bundle, each key text, failures; for
  *   one certificate the end.
  */
@@ -571,8 +591,9 @@ KESTA_API int CheckDriverIntegrity(int nMode);
 }
 
 /*
- * Slot id to media id of the keys that were present when the latest wait began. Written by
- * WaitForKeyEvent alone; not to be read while it runs.
+ * Slot id to media id of the keys that were present when the latest wait began, and an empty text
+ * for the slot of a removed key that was not among them. Written by WaitForKeyEvent alone; not to
+ * be read while it runs.
  */
 extern "C" KESTA_API std::map<unsigned int, std::string> g_WaitEventSlotMap;
 #endif

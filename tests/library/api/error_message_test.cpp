@@ -89,6 +89,18 @@ TEST(GetErrorMsg, leaves_the_last_error_after_success) {
     EXPECT_EQ(G_LastError, unrelated_code);
 }
 
+TEST(GetErrorMsg, as_the_first_call_sets_the_last_error_by_initialising) {
+    G_LastError = unrelated_code;
+    int length = 0;
+    EXPECT_EQ(GetErrorMsg(1, nullptr, &length), 0);
+    EXPECT_EQ(G_LastError, 0);
+    Finalize();
+    install::close_entirely();
+    install::remove_token_library();
+    EXPECT_EQ(GetErrorMsg(1, nullptr, &length), 0);
+    EXPECT_EQ(G_LastError, -101);
+}
+
 TEST(GetErrorMsg, without_a_length_is_minus_401) {
     CanaryBuffer buffer(20);
     EXPECT_EQ(GetErrorMsg(1, buffer.data(), nullptr), -401);

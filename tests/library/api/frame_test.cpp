@@ -72,6 +72,11 @@ TEST(Initialize, that_fails_while_initialised_leaves_the_flag_set) {
     EXPECT_EQ(Initialize(), -101);
     EXPECT_TRUE(g_initFlag);
     EXPECT_EQ(VerifyPIN("A1"), -101);
+    // No other function tries again.
+    install::put_complete_library();
+    EXPECT_EQ(VerifyPIN("A1"), -101);
+    EXPECT_EQ(Initialize(), 0);
+    EXPECT_EQ(VerifyPIN("A1"), 0);
 }
 
 TEST(Initialize, can_be_repeated_after_a_failure) {
