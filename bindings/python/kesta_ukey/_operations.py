@@ -338,12 +338,13 @@ class Operations(Caller):
         request and its encryption companion become one.
 
         serial: names the key; NULL is handed on, and counts as an empty text elsewhere.
-        init_flag: 0: verify the user once, before the first request. 1: initialise the key
-            first.
+        init_flag: 0: verify the user once, before the first record's request. 1: initialise the
+            key first, also for a probe.
         request_info: required. As for GenerateCertRequest, at most three groups. CertType 3
             demands KeyType 2. Of two groups with KeyType 2, exactly one with CertType 3, the
-            second is folded into the first one's request. A request without a positive CertType
-            and KeyType is skipped.
+            second is folded into the first one's record; every other group makes its own. A
+            record without a positive CertType and KeyType is skipped. Where that is the first
+            one, the user is not verified and the text begins with "||".
         """
         self._refuse_if("Batch_InitAndGenerateCertRequest", checks.request_info(request_info))
         return self._kept(
@@ -368,8 +369,9 @@ class Operations(Caller):
         serial: required. Names the key.
         p7: required. The certificate as text; commas in it are dropped, line breaks stay.
         pri_key: required. The key text, optionally behind its header of 80 digits; commas in it
-            are dropped. What follows the header must not exceed 1024 characters: a longer one
-            ends the process.
+            are dropped. Where the header occurs anywhere in the text, the text's first 80
+            characters are dropped, wherever it stands. What is left must not exceed 1024
+            characters: a longer one ends the process.
         """
         self._refuse_if("ImportEncX509Cert", checks.key_text(pri_key))
         self._ask(
@@ -383,8 +385,11 @@ class Operations(Caller):
 
         serial: names the key; not checked; NULL counts as an empty text.
         p7: required. Sections SignCert(...), EncPriKey(...), EncCert(...) separated by "|", or
-            one certificate. Commas and line breaks are dropped. Sections are found by these
-            very names; another name is an error. Keys follow the rules of ImportEncX509Cert.
+            one certificate: a text without "(" or one that begins with it. Commas and line
+            breaks are dropped. Another name before a "(" that follows the beginning or a "|" is
+            an error. A name in other case is none, yet its section is not imported, and what
+            stands behind the last section is not looked at. Keys follow the rules of
+            ImportEncX509Cert.
         """
         self._refuse_if("Batch_ImportX509Cert", checks.bundle(p7))
         self._ask(
