@@ -224,6 +224,58 @@ MisbehaviourRule ParseRule(const Json& value, const std::string& path) {
     return rule;
 }
 
+// Follows the parser through the text, to name the place where it stops.
+class Place {
+public:
+    void Follow(Json::parse_event_t event, const Json& parsed) {
+        using Event = Json::parse_event_t;
+        if (event == Event::key) levels_.back().key = parsed.get<std::string>();
+        if (event == Event::object_start || event == Event::array_start) {
+            if (levels_.size() == kDeepest) Reject(Name(), "is nested too deeply");
+            levels_.push_back({event == Event::array_start, 0, {}});
+        }
+        if (event == Event::object_end || event == Event::array_end) levels_.pop_back();
+        const bool ended =
+            event == Event::object_end || event == Event::array_end || event == Event::value;
+        if (ended && !levels_.empty()) ++levels_.back().index;
+    }
+
+    std::string Name() const {
+        std::string name;
+        for (const Level& level : levels_) {
+            if (level.list) {
+                name += "[" + std::to_string(level.index) + "]";
+            } else if (!level.key.empty()) {
+                name += (name.empty() ? "" : ".") + level.key;
+            }
+        }
+        return name.empty() ? "plan" : name;
+    }
+
+private:
+    struct Level {
+        bool list;
+        std::size_t index;
+        std::string key;
+    };
+    static constexpr std::size_t kDeepest = 8;
+    std::vector<Level> levels_;
+};
+
+Json ReadJson(const std::string& text) {
+    Place place;
+    try {
+        return Json::parse(text, [&place](int, Json::parse_event_t event, Json& parsed) {
+            place.Follow(event, parsed);
+            return true;
+        });
+    } catch (const Json::parse_error& error) {
+        throw PlanError("the plan is not JSON, at byte " + std::to_string(error.byte));
+    } catch (const Json::exception&) {
+        Reject(place.Name(), "is a number beyond what a number can hold");
+    }
+}
+
 void Merge(const Misbehaviour& from, Misbehaviour& into) {
     if (from.delayMs != 0) into.delayMs = from.delayMs;
     if (from.removal != Misbehaviour::Removal::kNone) into.removal = from.removal;
@@ -278,14 +330,7 @@ Misbehaviour MisbehaviourPlanText::EffectOn(const std::string& entry, std::uint6
 }
 
 MisbehaviourPlanText ParseMisbehaviourPlan(const std::string& text) {
-    Json json;
-    try {
-        json = Json::parse(text);
-    } catch (const Json::parse_error& error) {
-        throw PlanError("the plan is not JSON, at byte " + std::to_string(error.byte));
-    } catch (const Json::out_of_range&) {
-        throw PlanError("the plan holds a number that is too large");
-    }
+    const Json json = ReadJson(text);
     const Fields fields(json, "");
     fields.AllowOnly({"seed", "rules"});
     MisbehaviourPlanText plan;

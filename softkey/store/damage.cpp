@@ -7,6 +7,7 @@
 #include "softkey/store/database.h"
 #include "softkey/store/file.h"
 #include "softkey/store/places.h"
+#include "softkey/store/schema.h"
 #include "softkey/store/store.h"
 
 namespace softkey {
@@ -96,8 +97,10 @@ std::vector<std::string> FindDamage(const std::string& home) {
     if (damage.empty()) return damage;
     // The whole file is known to be wrong; what is wrong within helps whoever must save the rest.
     const File file(DatabasePath(home), O_RDONLY);
-    const Bytes image = file.IsOpen() ? file.ReadAll() : Bytes();
-    if (!image.empty()) {
+    Bytes image = file.IsOpen() ? file.ReadAll() : Bytes();
+    if (image.size() > kJournalVersions + 1) {
+        // In memory there is no log, whatever the file says.
+        image[kJournalVersions] = image[kJournalVersions + 1] = 1;
         Note(damage, [&] {
             Database db(image);
             CheckRows(db, damage);

@@ -73,8 +73,6 @@ PRAGMA page_size = 1024;
 VACUUM;
 )sql";
 
-constexpr std::size_t kJournalVersions = 18;  // two bytes: 2 stands for a log beside the file
-
 // An earlier version never took its log away: without one, whatever was in it is lost.
 void RequireLog(const std::string& home, const Bytes& file) {
     const bool hasLog = file.size() > kJournalVersions && file[kJournalVersions] == 2;

@@ -139,7 +139,7 @@ TEST(MisbehaviourPlan, A_chance_is_met_about_as_often_as_it_says) {
 TEST(MisbehaviourPlan, Text_that_is_no_plan_is_refused) {
     EXPECT_EQ("the plan is not JSON, at byte 1", ErrorOf(""));
     EXPECT_EQ("the plan is not JSON, at byte 6", ErrorOf("{\"a\" 1"));
-    EXPECT_EQ("the plan holds a number that is too large", ErrorOf(R"({"seed": 1e999})"));
+    EXPECT_EQ("seed: is a number beyond what a number can hold", ErrorOf(R"({"seed": 1e999})"));
     EXPECT_EQ("plan: must be an object", ErrorOf("[]"));
     EXPECT_EQ("rules: is missing", ErrorOf("{}"));
     EXPECT_EQ("rules: must be a list of at least one rule", ErrorOf(R"({"rules": []})"));
@@ -220,6 +220,19 @@ TEST(MisbehaviourPlan, A_bad_effect_is_refused) {
               RuleErrorOf(R"("entry": "ValtoT_WaitForEvent", "repeat": 0)"));
     EXPECT_EQ(0U, RuleErrorOf(R"("entry": "SetData", "answer": 5)")
                       .find("rules[0].answer: no such field; known are entry, call, to,"));
+}
+
+TEST(MisbehaviourPlan, What_is_nested_too_deeply_is_refused_by_its_name) {
+    const std::string deep = std::string(100000, '[') + std::string(100000, ']');
+    EXPECT_EQ("rules[0].code[0][0][0][0][0]: is nested too deeply",
+              RuleErrorOf(R"("entry": "VerifyPIN", "code": )" + deep));
+}
+
+TEST(MisbehaviourPlan, A_number_beyond_all_bounds_is_refused_by_its_name) {
+    EXPECT_EQ("rules[0].chance: is a number beyond what a number can hold",
+              RuleErrorOf(R"("entry": "VerifyPIN", "chance": 1e400)"));
+    EXPECT_EQ("seed: is a number beyond what a number can hold",
+              ErrorOf(R"({"seed": 1e400, "rules": []})"));
 }
 
 }  // namespace

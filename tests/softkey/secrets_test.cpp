@@ -1,0 +1,221 @@
+// Where secrets are, and where they are not any more.
+#include <openssl/evp.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include "softkey/crypto/key_pair.h"
+#include "softkey/crypto/vault.h"
+#include "softkey/store/keys.h"
+#include "softkey/store/pairs.h"
+#include "softkey/store/pins.h"
+#include "token_fixture.h"
+
+using namespace softkey;
+
+namespace {
+
+class SecretsTest : public TokenTest {
+protected:
+    SecretsTest() { CreateKey(); }
+
+    // A secret that a child process computes and hands over inverted, so that this process never
+    // holds what it searches for.
+    template <typename Secret>
+    std::string Inverted(Secret secret) const {
+        int ends[2];
+        if (pipe(ends) != 0) return {};
+        const pid_t child = fork();
+        if (child == 0) {
+            std::string bytes = secret();
+            for (char& byte : bytes) byte = static_cast<char>(~byte);
+            _exit(write(ends[1], bytes.data(), bytes.size()) > 0 ? 0 : 1);
+        }
+        close(ends[1]);
+        char buffer[64];
+        const ssize_t size = read(ends[0], buffer, sizeof buffer);
+        close(ends[0]);
+        waitpid(child, nullptr, 0);
+        return size > 0 ? std::string(buffer, static_cast<std::size_t>(size)) : std::string();
+    }
+
+    MasterKey Master() const {
+        return *OpenMaster(PinTable(*OpenStore()).Seal(kSerial), kPin, kSerial);
+    }
+    std::string InvertedMaster() const {
+        return Inverted([this] {
+            const MasterKey master = Master();
+            return std::string(reinterpret_cast<const char*>(master.data()), MasterKey::kSize);
+        });
+    }
+
+    // How often the bytes whose inverse this is stand in memory that can be written.
+    static int Found(const std::string& inverted) {
+        std::ifstream maps("/proc/self/maps");
+        std::ifstream memory("/proc/self/mem", std::ios::binary);
+        int found = 0;
+        for (std::string line; std::getline(maps, line);) {
+            unsigned long from = 0, to = 0;
+            char mode[5] = {};
+            if (std::sscanf(line.c_str(), "%lx-%lx %4s", &from, &to, mode) != 3) continue;
+            if (mode[0] != 'r' || mode[1] != 'w') continue;
+            std::string bytes(to - from, '\0');
+            memory.clear();
+            memory.seekg(static_cast<std::streamoff>(from));
+            memory.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+            for (char& byte : bytes) byte = static_cast<char>(~byte);
+            for (std::size_t at = bytes.find(inverted); at != std::string::npos;
+                 at = bytes.find(inverted, at + 1)) {
+                ++found;
+            }
+            // What was searched must not be searched again as an own copy.
+            std::fill(bytes.begin(), bytes.end(), '\0');
+        }
+        return found;
+    }
+
+    bool AnyFileHolds(const Bytes& bytes) const {
+        const std::string part(bytes.begin(), bytes.end());
+        for (const auto& entry : std::filesystem::directory_iterator(Home())) {
+            if (Read("home/" + entry.path().filename().string()).find(part) != std::string::npos) {
+                return true;
+            }
+        }
+        return false;
+    }
+};
+
+TEST_F(SecretsTest, a_removed_key_leaves_no_master_key_behind) {
+    const std::string master = InvertedMaster();
+    ASSERT_EQ(master.size(), MasterKey::kSize);
+    ASSERT_EQ(Request(1, 2, 3).code, kOk);
+    ASSERT_EQ(SignHash(std::string(64, 'a')).code, kOk);
+    ASSERT_GT(Found(master), 0) << "the search finds nothing at all";
+    KeyTable(*OpenStore()).SetInserted(kSerial, false);
+    token.X_ErrorConvert_UOS(0);
+    EXPECT_EQ(Found(master), 0);
+}
+
+TEST_F(SecretsTest, a_change_of_the_pin_makes_a_new_master_key_and_the_old_seal_is_nowhere) {
+    ASSERT_EQ(Request(1, 2, 3).code, kOk);
+    const Bytes seal = PinTable(*OpenStore()).Seal(kSerial).sealed;
+    const std::int64_t pair = PairTable(*OpenStore()).Of(kSerial).at(0).id;
+    const Bytes wrapped = PairTable(*OpenStore()).WrappedPrivate(pair);
+    const std::string master = InvertedMaster();
+    ASSERT_TRUE(AnyFileHolds(seal));
+    SetNewPin("abcdef");
+    ASSERT_EQ(token.ChangePin(kSerial), kOk);
+    EXPECT_FALSE(AnyFileHolds(seal));
+    EXPECT_FALSE(AnyFileHolds(wrapped));
+    EXPECT_EQ(SignHash(std::string(64, 'a')).code, kOk);
+    SetPin("abcdef");
+    EXPECT_NE(
+        Inverted([this] {
+            const auto opened = OpenMaster(PinTable(*OpenStore()).Seal(kSerial), "abcdef", kSerial);
+            return std::string(reinterpret_cast<const char*>(opened->data()), MasterKey::kSize);
+        }),
+        master);
+    EXPECT_EQ(token.VerifyPIN(kSerial), kOk);
+}
+
+TEST_F(SecretsTest, what_is_deleted_or_erased_is_in_no_file) {
+    ASSERT_EQ(Request(1, 2, 3).code, kOk);
+    const std::int64_t pair = PairTable(*OpenStore()).Of(kSerial).at(0).id;
+    const Bytes wrapped = PairTable(*OpenStore()).WrappedPrivate(pair);
+    ASSERT_TRUE(AnyFileHolds(wrapped));
+    ASSERT_EQ(token.DelCertAndTempKey(kSerial, 0, 0), kOk);
+    EXPECT_FALSE(AnyFileHolds(wrapped));
+    const Bytes seal = PinTable(*OpenStore()).Seal(kSerial).sealed;
+    KeyTable(*OpenStore()).Delete(kSerial);
+    EXPECT_FALSE(AnyFileHolds(seal));
+}
+
+TEST_F(SecretsTest, the_length_of_a_pin_counts_characters) {
+    const char* const six =
+        "\xE5\xAF\x86\xE7\xA0\x81\xE5\xAF\x86\xE7\xA0\x81\xE5\xAF\x86\xE7\xA0\x81";
+    SetNewPin("\xE5\xAF\x86\xE7\xA0\x81");  // two characters, six bytes
+    EXPECT_EQ(token.ChangePin(kSerial), kPinLength);
+    SetNewPin(six);
+    ASSERT_EQ(token.ChangePin(kSerial), kOk);
+    SetPin(six);
+    EXPECT_EQ(token.VerifyPIN(kSerial), kOk);
+}
+
+TEST_F(SecretsTest, a_new_seal_costs_what_its_parameters_say) {
+    const PinSeal seal = SealMaster(MasterKey::Random(), kPin, kSerial);
+    EXPECT_EQ(seal.kdf, Kdf::kScrypt);
+    EXPECT_EQ(seal.cost * seal.block * seal.parallel, 32768 * 8 * 2);
+    EXPECT_TRUE(OpenMaster(seal, kPin, kSerial));
+    EXPECT_FALSE(OpenMaster(seal, "000000", kSerial));
+}
+
+// A seal of an earlier version opens, and is made anew with the first right PIN.
+TEST_F(SecretsTest, a_seal_of_an_earlier_version_is_moved_on) {
+    PinSeal old = PinTable(*OpenStore()).Seal(kSerial);
+    const MasterKey master = Master();
+    MasterKey derived;
+    ASSERT_EQ(PKCS5_PBKDF2_HMAC(kPin, -1, old.salt.data(), static_cast<int>(old.salt.size()), 20000,
+                                EVP_sha256(), MasterKey::kSize, derived.data()),
+              1);
+    old.kdf = Kdf::kPbkdf2;
+    old.cost = 20000;
+    old.sealed = Wrap(derived, master.data(), MasterKey::kSize, kSerial);
+    PinTable(*OpenStore()).SetSeal(kSerial, old);
+    SetPin("000000");
+    EXPECT_EQ(token.VerifyPIN(kSerial), kPinWrong);
+    EXPECT_EQ(PinTable(*OpenStore()).Seal(kSerial).kdf, Kdf::kPbkdf2);
+    SetPin(kPin);
+    EXPECT_EQ(token.VerifyPIN(kSerial), kOk);
+    EXPECT_EQ(PinTable(*OpenStore()).Seal(kSerial).kdf, Kdf::kScrypt);
+    EXPECT_EQ(token.VerifyPIN(kSerial), kOk);
+    EXPECT_FALSE(AnyFileHolds(old.sealed));
+}
+
+// More verifications than tries, all at once: each takes its turn.
+TEST_F(SecretsTest, the_right_pin_is_right_however_many_verify_it_at_once) {
+    std::atomic<int> right{0};
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 8; ++i) {
+        threads.emplace_back([&] {
+            for (int k = 0; k < 5; ++k) right += token.VerifyPIN(kSerial) == kOk ? 1 : 0;
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(right, 40);
+    EXPECT_EQ(TriesLeft(), kMaxTries);
+}
+
+TEST_F(SecretsTest, a_child_of_a_busy_process_can_use_the_key) {
+    ASSERT_EQ(Request(1, 2, 3).code, kOk);
+    std::atomic<bool> done{false};
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 3; ++i) {
+        threads.emplace_back([&] {
+            while (!done) SignHash(std::string(64, 'a'));
+        });
+    }
+    int good = 0;
+    for (int i = 0; i < 200; ++i) {
+        const pid_t child = fork();
+        if (child == 0) {
+            alarm(20);
+            const bool works =
+                token.VerifyPIN(kSerial) == kOk && SignHash(std::string(64, 'a')).code == kOk;
+            _exit(works ? 0 : 1);
+        }
+        int status = -1;
+        waitpid(child, &status, 0);
+        good += status == 0 ? 1 : 0;
+    }
+    done = true;
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(good, 200);
+}
+
+}  // namespace
