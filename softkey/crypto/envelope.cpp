@@ -49,8 +49,6 @@ IMPLEMENT_STATIC_ASN1_ALLOC_FUNCTIONS(EnvelopeAsn1)
     using AsnPtr = std::unique_ptr<EnvelopeAsn1, Releaser<EnvelopeAsn1_free>>;
     using GroupPtr = std::unique_ptr<EC_GROUP, Releaser<EC_GROUP_free>>;
     using PointPtr = std::unique_ptr<EC_POINT, Releaser<EC_POINT_free>>;
-    using ParamBuilderPtr = std::unique_ptr<OSSL_PARAM_BLD, Releaser<OSSL_PARAM_BLD_free>>;
-    using ParamsPtr = std::unique_ptr<OSSL_PARAM, Releaser<OSSL_PARAM_free>>;
 
     void Require(bool done, const char* what) {
         if (!done) throw Failure(kCryptoFailed, what);
@@ -118,24 +116,6 @@ IMPLEMENT_STATIC_ASN1_ALLOC_FUNCTIONS(EnvelopeAsn1)
                                    bytes.data(), bytes.size(), nullptr) == bytes.size(),
             "a public point");
         return bytes;
-    }
-
-    PKeyPtr MakePair(const BIGNUM* number, const Bytes& point) {
-        const ParamBuilderPtr builder(OSSL_PARAM_BLD_new());
-        Require(builder &&
-                    OSSL_PARAM_BLD_push_utf8_string(builder.get(), OSSL_PKEY_PARAM_GROUP_NAME,
-                                                    "SM2", 0) == 1 &&
-                    OSSL_PARAM_BLD_push_octet_string(builder.get(), OSSL_PKEY_PARAM_PUB_KEY,
-                                                     point.data(), point.size()) == 1 &&
-                    OSSL_PARAM_BLD_push_BN(builder.get(), OSSL_PKEY_PARAM_PRIV_KEY, number) == 1,
-                "a key pair");
-        const ParamsPtr params(OSSL_PARAM_BLD_to_param(builder.get()));
-        const PKeyCtxPtr ctx(EVP_PKEY_CTX_new_from_name(nullptr, "SM2", nullptr));
-        EVP_PKEY* pair = nullptr;
-        Require(params && ctx && EVP_PKEY_fromdata_init(ctx.get()) == 1 &&
-                    EVP_PKEY_fromdata(ctx.get(), &pair, EVP_PKEY_KEYPAIR, params.get()) == 1,
-                "a key pair");
-        return PKeyPtr(pair);
     }
 
     AsnPtr ReadAsn(const Bytes& der) {
@@ -246,7 +226,7 @@ PKeyPtr OpenEnvelope(const Bytes& envelope, EVP_PKEY* temporary) {
     if (PointOfNumber(number.get()) != point) {
         throw Failure(kEnvelopeMismatch, "its private key does not belong to its public key");
     }
-    return MakePair(number.get(), point);
+    return MakeSm2Pair(number.get(), point);
 }
 
 namespace {

@@ -1,6 +1,10 @@
 #include "softkey/crypto/key_pair.h"
 
+#include <openssl/core_names.h>
 #include <openssl/rsa.h>
+
+#include <algorithm>
+#include <array>
 
 #include "softkey/result.h"
 
@@ -24,6 +28,48 @@ struct Der {
     ~Der() { OPENSSL_clear_free(bytes, size > 0 ? static_cast<std::size_t>(size) : 0); }
 };
 
+constexpr std::size_t kNumberSize = 32;
+constexpr std::size_t kPointSize = 1 + 2 * kNumberSize;
+
+// The private number of an SM2 pair. OpenSSL's own writers and readers of private keys leave copies
+// on the ordinary heap; its parameters stay on the secure one.
+SecretBytes NumberOf(const EVP_PKEY* pair) {
+    OSSL_PARAM* raw = nullptr;
+    const int exported = EVP_PKEY_todata(pair, EVP_PKEY_KEYPAIR, &raw);
+    const ParamsPtr params(raw);
+    const OSSL_PARAM* const number =
+        exported == 1 ? OSSL_PARAM_locate_const(raw, OSSL_PKEY_PARAM_PRIV_KEY) : nullptr;
+    if (number == nullptr || number->data_size > kNumberSize) {
+        throw Failure(kCryptoFailed, "writing a private key");
+    }
+    SecretBytes bytes(kNumberSize);  // the parameter is in the machine's order, least byte first
+    const auto* const data = static_cast<const std::uint8_t*>(number->data);
+    std::reverse_copy(data, data + number->data_size,
+                      bytes.data() + (kNumberSize - number->data_size));
+    return bytes;
+}
+
+// Where the private number of an SM2 pair begins; null when it is not there. Earlier versions
+// wrapped PKCS#8, in which version 1 and the head of an octet string of 32 bytes stand before it.
+const std::uint8_t* FindNumber(const SecretBytes& plain) {
+    constexpr std::array<std::uint8_t, 5> kBefore{0x02, 0x01, 0x01, 0x04, kNumberSize};
+    if (plain.size() == kNumberSize) return plain.data();
+    const std::uint8_t* const end = plain.data() + plain.size();
+    const std::uint8_t* const at = std::search(plain.data(), end, kBefore.begin(), kBefore.end());
+    const std::size_t rest = static_cast<std::size_t>(end - at);
+    return rest >= kBefore.size() + kNumberSize ? at + kBefore.size() : nullptr;
+}
+
+PKeyPtr OpenSm2(const SecretBytes& plain, const Bytes& publicKey) {
+    const std::uint8_t* const bytes = FindNumber(plain);
+    const BignumPtr number(BN_secure_new());
+    if (bytes == nullptr || publicKey.size() < kPointSize || !number ||
+        BN_bin2bn(bytes, kNumberSize, number.get()) == nullptr) {
+        throw Failure(kStateDamaged, "a private key");
+    }
+    return MakeSm2Pair(number.get(), {publicKey.end() - kPointSize, publicKey.end()});
+}
+
 }  // namespace
 
 PKeyPtr GeneratePair(Algorithm algorithm) {
@@ -32,6 +78,24 @@ PKeyPtr GeneratePair(Algorithm algorithm) {
                      : EVP_PKEY_Q_keygen(nullptr, nullptr, "SM2"));
     if (!pair) throw Failure(kCryptoFailed, "making a key pair");
     return pair;
+}
+
+PKeyPtr MakeSm2Pair(const BIGNUM* number, const Bytes& point) {
+    const ParamBuilderPtr builder(OSSL_PARAM_BLD_new());
+    const bool filled =
+        builder &&
+        OSSL_PARAM_BLD_push_utf8_string(builder.get(), OSSL_PKEY_PARAM_GROUP_NAME, "SM2", 0) == 1 &&
+        OSSL_PARAM_BLD_push_octet_string(builder.get(), OSSL_PKEY_PARAM_PUB_KEY, point.data(),
+                                         point.size()) == 1 &&
+        OSSL_PARAM_BLD_push_BN(builder.get(), OSSL_PKEY_PARAM_PRIV_KEY, number) == 1;
+    const ParamsPtr params(filled ? OSSL_PARAM_BLD_to_param(builder.get()) : nullptr);
+    const PKeyCtxPtr ctx(EVP_PKEY_CTX_new_from_name(nullptr, "SM2", nullptr));
+    EVP_PKEY* pair = nullptr;
+    if (!params || !ctx || EVP_PKEY_fromdata_init(ctx.get()) != 1 ||
+        EVP_PKEY_fromdata(ctx.get(), &pair, EVP_PKEY_KEYPAIR, params.get()) != 1) {
+        throw Failure(kCryptoFailed, "a key pair");
+    }
+    return PKeyPtr(pair);
 }
 
 Algorithm AlgorithmOf(const EVP_PKEY* pair) {
@@ -61,12 +125,17 @@ PairRecord ToRecord(EVP_PKEY* pair, Role role, const std::string& serial, const 
     record.role = role;
     record.algorithm = AlgorithmOf(pair);
     record.publicKey = PublicKeyOf(pair);
+    const std::string context = WrapContext(serial, role, record.publicKey);
+    if (record.algorithm == Algorithm::kSm2) {
+        const SecretBytes number = NumberOf(pair);
+        record.wrappedPrivate = Wrap(master, number.data(), number.size(), context);
+        return record;
+    }
     const Pkcs8Ptr pkcs8(EVP_PKEY2PKCS8(pair));
     Der der;
     if (pkcs8) der.size = i2d_PKCS8_PRIV_KEY_INFO(pkcs8.get(), &der.bytes);
     if (der.size <= 0) throw Failure(kCryptoFailed, "writing a private key");
-    record.wrappedPrivate = Wrap(master, der.bytes, static_cast<std::size_t>(der.size),
-                                 WrapContext(serial, role, record.publicKey));
+    record.wrappedPrivate = Wrap(master, der.bytes, static_cast<std::size_t>(der.size), context);
     return record;
 }
 
@@ -81,6 +150,7 @@ PKeyPtr OpenPrivate(const PairRecord& record, const Bytes& wrapped, const std::s
                     const MasterKey& master) {
     const SecretBytes der =
         Unwrap(master, wrapped, WrapContext(serial, record.role, record.publicKey));
+    if (record.algorithm == Algorithm::kSm2) return OpenSm2(der, record.publicKey);
     const unsigned char* at = der.data();
     const Pkcs8Ptr pkcs8(d2i_PKCS8_PRIV_KEY_INFO(nullptr, &at, static_cast<long>(der.size())));
     PKeyPtr pair(pkcs8 ? EVP_PKCS82PKEY(pkcs8.get()) : nullptr);

@@ -17,6 +17,9 @@ constexpr std::string_view kSm2Identity = "1234567812345678";
 // SM2, or RSA of 2048 bits.
 PKeyPtr GeneratePair(Algorithm algorithm);
 
+// Of a private number and its public point, uncompressed.
+PKeyPtr MakeSm2Pair(const BIGNUM* number, const Bytes& point);
+
 Algorithm AlgorithmOf(const EVP_PKEY* pair);
 Bytes PublicKeyOf(const EVP_PKEY* pair);         // SubjectPublicKeyInfo, DER
 PKeyPtr ParsePublicKey(const Bytes& publicKey);  // null when it cannot be read

@@ -5,6 +5,8 @@
 #include <openssl/bio.h>
 #include <openssl/bn.h>
 #include <openssl/evp.h>
+#include <openssl/param_build.h>
+#include <openssl/params.h>
 #include <openssl/pkcs7.h>
 #include <openssl/x509.h>
 
@@ -27,6 +29,8 @@ using CipherCtxPtr = std::unique_ptr<EVP_CIPHER_CTX, Releaser<EVP_CIPHER_CTX_fre
 using MdCtxPtr = std::unique_ptr<EVP_MD_CTX, Releaser<EVP_MD_CTX_free>>;
 using PKeyPtr = std::unique_ptr<EVP_PKEY, Releaser<EVP_PKEY_free>>;
 using PKeyCtxPtr = std::unique_ptr<EVP_PKEY_CTX, Releaser<EVP_PKEY_CTX_free>>;
+using ParamBuilderPtr = std::unique_ptr<OSSL_PARAM_BLD, Releaser<OSSL_PARAM_BLD_free>>;
+using ParamsPtr = std::unique_ptr<OSSL_PARAM, Releaser<OSSL_PARAM_free>>;
 using Pkcs7Ptr = std::unique_ptr<PKCS7, Releaser<PKCS7_free>>;
 using Pkcs8Ptr = std::unique_ptr<PKCS8_PRIV_KEY_INFO, Releaser<PKCS8_PRIV_KEY_INFO_free>>;
 using X509Ptr = std::unique_ptr<X509, Releaser<X509_free>>;

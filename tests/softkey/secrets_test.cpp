@@ -55,6 +55,19 @@ protected:
         });
     }
 
+    std::string PrivateNumber() const {
+        const auto store = OpenStore();
+        const PairRecord pair = PairTable(*store).Of(kSerial).at(0);
+        const PKeyPtr key =
+            OpenPrivate(pair, PairTable(*store).WrappedPrivate(pair.id), kSerial, Master());
+        BIGNUM* number = nullptr;
+        EVP_PKEY_get_bn_param(key.get(), "priv", &number);
+        std::string bytes(32, '\0');
+        BN_bn2binpad(number, reinterpret_cast<unsigned char*>(bytes.data()), 32);
+        BN_clear_free(number);
+        return bytes;
+    }
+
     // How often the bytes whose inverse this is stand in memory that can be written.
     static int Found(const std::string& inverted) {
         std::ifstream maps("/proc/self/maps");
@@ -100,6 +113,21 @@ TEST_F(SecretsTest, a_removed_key_leaves_no_master_key_behind) {
     KeyTable(*OpenStore()).SetInserted(kSerial, false);
     token.X_ErrorConvert_UOS(0);
     EXPECT_EQ(Found(master), 0);
+}
+
+TEST_F(SecretsTest, a_removed_key_leaves_no_private_number_behind) {
+    ASSERT_EQ(Request(1, 2, 3).code, kOk);
+    const std::string number = Inverted([this] { return PrivateNumber(); });
+    ASSERT_EQ(number.size(), 32U);
+    const std::string limbs(number.rbegin(), number.rend());  // as the library computes with it
+    token.GM_RemoveUserPin();
+    EXPECT_EQ(Found(number) + Found(limbs), 0) << "the request left it behind";
+    ASSERT_EQ(SignHash(std::string(64, 'a')).code, kOk);
+    ASSERT_GT(Found(number) + Found(limbs), 0) << "the search finds nothing at all";
+    KeyTable(*OpenStore()).SetInserted(kSerial, false);
+    token.X_ErrorConvert_UOS(0);
+    EXPECT_EQ(Found(number), 0);
+    EXPECT_EQ(Found(limbs), 0);
 }
 
 TEST_F(SecretsTest, a_change_of_the_pin_makes_a_new_master_key_and_the_old_seal_is_nowhere) {
