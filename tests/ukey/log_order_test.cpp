@@ -184,6 +184,16 @@ TEST_F(Order, gives_up_the_oldest_call_when_too_many_are_open) {
     EXPECT_EQ(calls[50], "51 1 0 1");
 }
 
+// Each is given up while the log goes on: were the oldest searched for, this would not end.
+TEST_F(Order, of_very_many_calls_that_never_end_is_that_of_their_beginnings) {
+    std::string log;
+    for (int thread = 1; thread <= 60000; ++thread) log += Text("ChangePin", "Begin", thread);
+    const auto calls = Calls(log, {});
+    ASSERT_EQ(calls.size(), 60000U);
+    EXPECT_EQ(calls.front(), "1 1 - 1");
+    EXPECT_EQ(calls.back(), "60000 60000 - 1");
+}
+
 TEST_F(Order, counts_each_import_of_an_escrowed_key) {
     const std::string import =
         Text("CZRKUSBKey::ImportEncX509Cert  strPriKeyTemp:", "strPriKeyTemp:K");

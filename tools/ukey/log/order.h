@@ -12,7 +12,7 @@ namespace ukey {
 // How much may be kept at once; tests take less.
 struct LogLimits {
     std::uint64_t window = std::uint64_t{2} << 20U;  // of the log, while a call in it goes on
-    std::size_t ahead = std::size_t{4} << 20U;       // memory for calls that were looked up
+    std::size_t ahead = std::size_t{12} << 20U;      // memory for calls that were looked up
     std::size_t pairing = LogPairing::kLimit;
 };
 

@@ -9,8 +9,8 @@
 namespace ukey {
 namespace {
 
-// What a call takes beside its texts, with its place in a map.
-constexpr std::size_t kCallSize = sizeof(LogCall) + 64;
+// What a call takes beside its texts, with its places in two maps.
+constexpr std::size_t kCallSize = sizeof(LogCall) + 160;
 
 constexpr std::int64_t kDay = std::int64_t{24} * 60 * 60 * 1000000;
 
@@ -115,6 +115,7 @@ LogPairing::Calls::iterator LogPairing::Open(const Thread& thread, std::string_v
     call.from = record.at;
     call.size = kCallSize + operation.size();
     size_ += call.size;
+    byAge_.emplace(call.number, opened);
     return opened;
 }
 
@@ -128,15 +129,10 @@ void LogPairing::Keep(LogCall& call, LogRecord record) {
 
 void LogPairing::Over(Calls::iterator call) {
     LogCall taken = std::move(call->second);
+    byAge_.erase(taken.number);
     open_.erase(call);
     size_ -= taken.size;
     over_(std::move(taken));
-}
-
-void LogPairing::GiveUpOldest() {
-    Over(std::min_element(open_.begin(), open_.end(), [](const auto& a, const auto& b) {
-        return a.second.number < b.second.number;
-    }));
 }
 
 void LogPairing::Take(LogRecord record) {
@@ -160,11 +156,11 @@ void LogPairing::Take(LogRecord record) {
     Keep(call->second, std::move(record));
     if (first && !role.endCode && begun_) begun_(call->second);
     if (role.endCode || role.alone) Over(call);
-    while (size_ > limit_) GiveUpOldest();
+    while (size_ > limit_) Over(byAge_.begin()->second);
 }
 
 void LogPairing::Finish() {
-    while (!open_.empty()) Over(open_.begin());
+    while (!open_.empty()) Over(byAge_.begin()->second);
 }
 
 }  // namespace ukey

@@ -69,14 +69,14 @@ private:
     Calls::iterator Open(const Thread& thread, std::string_view operation, const LogRecord& record);
     void Keep(LogCall& call, LogRecord record);
     void Over(Calls::iterator call);
-    void GiveUpOldest();
 
     const Notice begun_;
     const Taker over_;
     const bool keepRecords_;
     const std::size_t limit_;
     Calls open_;
-    std::size_t size_ = 0;  // of all open calls
+    std::map<std::size_t, Calls::iterator> byAge_;  // of open_, by their numbers
+    std::size_t size_ = 0;                          // of all open calls
     std::size_t count_ = 0;
 };
 
