@@ -63,6 +63,37 @@ install(CODE "file(CREATE_LINK \"${to_include}\"
     \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${development_documents}/include\" SYMBOLIC)"
         COMPONENT development)
 
+add_custom_target(kesta_tool_files)
+
+# Man page and completions of a command, which it makes from its own definitions.
+function(kesta_install_command_texts name target component)
+    set(folder "${PROJECT_BINARY_DIR}/tool-files/${name}")
+    set(share "${CMAKE_INSTALL_DATAROOTDIR}")
+    set(texts "")
+    # What the command is asked for, the file's name, and where it belongs.
+    foreach(text IN ITEMS "manual:${name}.1:${CMAKE_INSTALL_MANDIR}/man1"
+                          "completion bash:${name}:${share}/bash-completion/completions"
+                          "completion zsh:_${name}:${share}/zsh/vendor-completions"
+                          "completion fish:${name}.fish:${share}/fish/vendor_completions.d")
+        string(REPLACE ":" ";" text "${text}")
+        list(GET text 0 words)
+        list(GET text 1 file)
+        list(GET text 2 destination)
+        separate_arguments(words)
+        add_custom_command(
+            OUTPUT "${folder}/${file}"
+            COMMAND "${CMAKE_COMMAND}" -E make_directory "${folder}"
+            COMMAND sh -c "exec \"$@\" >\"$0\"" "${folder}/${file}"
+                    ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:${target}> ${words}
+            DEPENDS ${target}
+            VERBATIM)
+        list(APPEND texts "${folder}/${file}")
+        install(FILES "${folder}/${file}" DESTINATION "${destination}" COMPONENT ${component})
+    endforeach()
+    add_custom_target(${name}_texts ALL DEPENDS ${texts})
+    add_dependencies(kesta_tool_files ${name}_texts)
+endfunction()
+
 option(KESTA_PACKAGES "Prepare Debian packages for cpack" OFF)
 if(KESTA_BUILD_TOOLS AND TARGET ukey)
     # Below any prefix the command finds the library that it was installed with. Packages put that
@@ -72,25 +103,7 @@ if(KESTA_BUILD_TOOLS AND TARGET ukey)
         set_target_properties(ukey PROPERTIES INSTALL_RPATH "\$ORIGIN/${to_library}")
     endif()
     install(TARGETS ukey RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT tools)
-    set(tool_files "${PROJECT_BINARY_DIR}/tool-files")
-    add_custom_command(
-        OUTPUT "${tool_files}/ukey.1" "${tool_files}/ukey.bash" "${tool_files}/ukey.zsh"
-        COMMAND "${CMAKE_COMMAND}" -E make_directory "${tool_files}"
-        COMMAND sh -c "exec \"$@\" >\"$0\"" "${tool_files}/ukey.1"
-                ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:ukey> manual
-        COMMAND sh -c "exec \"$@\" >\"$0\"" "${tool_files}/ukey.bash"
-                ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:ukey> completion bash
-        COMMAND sh -c "exec \"$@\" >\"$0\"" "${tool_files}/ukey.zsh"
-                ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:ukey> completion zsh
-        DEPENDS ukey
-        VERBATIM)
-    add_custom_target(kesta_tool_files ALL
-        DEPENDS "${tool_files}/ukey.1" "${tool_files}/ukey.bash" "${tool_files}/ukey.zsh")
-    install(FILES "${tool_files}/ukey.1" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT tools)
-    install(FILES "${tool_files}/ukey.bash" RENAME ukey COMPONENT tools
-            DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/bash-completion/completions")
-    install(FILES "${tool_files}/ukey.zsh" RENAME _ukey COMPONENT tools
-            DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/zsh/vendor-completions")
+    kesta_install_command_texts(ukey ukey tools)
     # For fleets: off until somebody enables the timer.
     set(fleet "${PROJECT_SOURCE_DIR}/packaging/fleet")
     install(FILES "${fleet}/kesta-ukey-metrics.service" "${fleet}/kesta-ukey-metrics.timer"
@@ -105,8 +118,8 @@ endif()
 if(KESTA_BUILD_SOFTKEY AND TARGET softkey_command)
     install(TARGETS softkey_token softkey_events LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}/kesta-softkey" COMPONENT softkey)
     install(TARGETS softkey_command RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT softkey)
-    install(FILES "${PROJECT_SOURCE_DIR}/docs/man/softkey.1"
-                  "${PROJECT_SOURCE_DIR}/docs/man/ukey-sandbox.1"
+    kesta_install_command_texts(softkey softkey_command softkey)
+    install(FILES "${PROJECT_SOURCE_DIR}/docs/man/ukey-sandbox.1"
             DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT softkey)
     install(PROGRAMS "${PROJECT_SOURCE_DIR}/packaging/softkey-demo" RENAME demo COMPONENT softkey
             DESTINATION "${document_folder}/kesta-softkey/examples")

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "doctor/elf_file.h"
-#include "files.h"
+#include "names.h"
 
 namespace ukey {
 namespace {

@@ -31,6 +31,40 @@ test_data_limits_are_told_before_the_key_is_asked() {
     fails 8 not-found ukey data get branch-code
 }
 
+test_data_is_not_erased_by_an_empty_pipe() {
+    new_key
+    ukey data set branch-code --value 0417 >/dev/null
+    : | fails 2 usage ukey data set branch-code
+    expect_matches "said" 'standard input is empty' "$(<out)"
+    : >nothing
+    fails 2 usage ukey data set branch-code nothing
+    expect_equal "kept" 0417 "$(ukey data get branch-code)"
+    ends 0 ukey data set branch-code --value ''
+    expect_equal "erased when told so" '' "$(ukey data get branch-code)"
+}
+
+test_label_does_not_steer_the_terminal() {
+    need script
+    softkey create --serial CLI00001 --label $'a\302\2332Jb\033[2Jc' >/dev/null
+    export KESTA_SOFTKEY_HOME=$scratch/key
+    TERM=dumb script -qec "$(printf '%q ' "$KESTA_BIN/ukey-sandbox" --softkey "$KESTA_KEY_BIN" --log \
+        "$scratch/library.log" "$ukey_command" label get)" /dev/null >shown
+    expect_equal "shown" 'a?2Jb?[2Jc' "$(tr -d '\r' <shown)"
+    ends 0 ukey label get --json
+    grep -q '\\u009b2Jb\\u001b' out || fail "$(<out)"
+    ends 0 ukey label get
+    expect_equal "as it is in a pipe" $'a\302\2332Jb\033[2Jc' "$(<out)"
+}
+
+test_hint_shows_while_wait_waits() {
+    need script
+    new_key
+    export KESTA_SOFTKEY_HOME=$scratch/key
+    TERM=dumb script -qec "$(printf '%q ' "$KESTA_BIN/ukey-sandbox" --softkey "$KESTA_KEY_BIN" --log \
+        "$scratch/library.log" "$ukey_command" wait --timeout 0.3)" /dev/null >shown || true
+    expect_matches "hint" 'Waiting for a key to be inserted or removed' "$(<shown)"
+}
+
 test_charset_and_language_are_handed_on() {
     shaped '{"ok":"true","charset":"text"}' ukey charset GB18030 --json
     shaped '{"ok":"true","language":"text"}' ukey language zh_CN --json
@@ -87,6 +121,20 @@ test_wait_counts_the_events_that_it_is_asked_for() {
     softkey insert CLI00001 >/dev/null
     wait "$waiter"
     expect_equal "events" "inserted  MEDIA-1" "$(<events)"
+}
+
+test_list_tells_slots_media_ids_and_a_lone_serial_number() {
+    fails 7 not-loaded bare list --library ./nowhere.so
+    ends 0 ukey list
+    expect_equal "none" "no keys" "$(<out)"
+    softkey create --serial CLI00001 --media-id MEDIA-1 >/dev/null
+    ends 0 ukey list
+    expect_matches "one" '1 +MEDIA-1 +CLI00001' "$(<out)"
+    softkey create --serial CLI00002 --media-id MEDIA-2 >/dev/null
+    shaped '{"ok":"true","keys":[{"slot":"number","mediaId":"text"}]}' ukey list --json
+    expect_equal "both" "MEDIA-1 MEDIA-2" "$(grep -o 'MEDIA-[12]' out | xargs)"
+    ends 0 ukey list
+    expect_matches "said" 'not known.*tells no serial numbers' "$(<out)"
 }
 
 test_wait_gives_up_in_time() {

@@ -18,7 +18,7 @@ test_info_shows_library_and_key() {
 test_info_lists_certificates_with_their_ends() {
     enrolled_key
     ends 0 ukey info
-    expect_matches "signing" 'Certificate sign sm2 +O = Tests, CN = sign; until .*(19|20) days left' "$(<out)"
+    expect_matches "signing" 'Certificate sign sm2 +CN=sign,O=Tests; until .*(19|20) days left' "$(<out)"
     shaped '{"ok":"true","libraryVersion":"text","driverVersion":"text","vendor":"text",
         "usbId":"text","serial":"text","label":"text","certificates":[{"type":"text",
         "keyType":"text","subject":"text","issuer":"text","serialNumber":"text",
@@ -50,10 +50,30 @@ test_pin_change_changes_the_PIN() {
 
 test_pin_info_shows_the_record() {
     new_key
-    shaped '{"ok":"true","serial":"text","record":"text"}' ukey pin info --json
+    shaped '{"ok":"true","serial":"text","record":"text","triesLeft":"number","maxTries":"number",
+        "locked":"false","caching":"false","minLength":"number","maxLength":"number"}' \
+        ukey pin info --json
     expect_matches "record" '"record":"0606[0-9A-F]{12}"' "$(<out)"
     ends 0 ukey pin info
     expect_matches "text" 'PIN record +0606' "$(<out)"
+    expect_matches "words" 'Tries +6 of 6 tries are left' "$(<out)"
+    expect_matches "in Chinese too" '6 .*6' "$(in_sandbox env LC_ALL=zh_CN.UTF-8 "$ukey_command" pin info | grep -v record)"
+}
+
+test_wrong_PIN_tells_how_many_tries_are_left() {
+    new_key
+    export KESTA_SOFTKEY_PIN=000000
+    ends 4 ukey pin verify
+    expect_matches "advice" '5 of 6 tries are left' "$(<err)"
+    KESTA_SOFTKEY_NEW_PIN=975310 fails 4 pin ukey pin change
+    expect_matches "advice" '"advice":"4 of 6 tries are left"' "$(<out)"
+    ends 4 ukey pin cache
+    ends 4 ukey label set x
+    ends 4 ukey sign --text x
+    expect_matches "advice" '1 of 6 tries is left' "$(<err)"
+    ends 4 ukey pin verify
+    ends 4 ukey pin verify
+    expect_matches "advice" 'locked, no try is left' "$(<err)"
 }
 
 test_pin_cache_verifies_or_switches() {
@@ -148,7 +168,7 @@ test_import_takes_PEM_DER_and_Base64() {
     local file
     for file in sign.pem sign.der sign.txt sign-lines.txt; do
         ends 0 ukey import "$file"
-        expect_matches "said of $file" 'on the key: O = Tests, CN = sign, until 20' "$(<out)"
+        expect_matches "said of $file" 'on the key: CN=sign,O=Tests, until 20' "$(<out)"
     done
     ends 0 ukey import <sign.pem
 }
@@ -220,7 +240,7 @@ test_cert_dn_names_the_holder() {
 test_cert_info_shows_dates_and_days_left() {
     enrolled_key
     ends 0 ukey cert info
-    expect_matches "subject" 'Subject +O = Tests, CN = sign' "$(<out)"
+    expect_matches "subject" 'Subject +CN=sign,O=Tests' "$(<out)"
     expect_matches "end" 'Valid until +20[0-9-]+, (19|20) days left' "$(<out)"
     shaped '{"ok":"true","serial":"text","type":"text","keyType":"text",
         "recordLength?":"number","certificate":'"$certificate_shape}" ukey cert info --json
@@ -318,6 +338,98 @@ test_decrypt_of_a_foreign_text_fails() {
     enrolled_key
     printf 'bm9uc2Vuc2U=' | fails 1 failed ukey decrypt
     fails 2 usage ukey decrypt /dev/null
+}
+
+test_self_test_tries_both_pairs() {
+    new_key
+    fails 8 not-found ukey self-test
+    rm -r key
+    enrolled_key
+    ends 0 ukey self-test
+    expect_matches "signing" 'ok +sign sm2: signs' "$(<out)"
+    expect_matches "encryption" 'ok +enc sm2: decrypts' "$(<out)"
+    shaped '{"ok":"true","serial":"text","checks":[{"check":"text","ok":"true"}]}' \
+        ukey self-test --json
+    # A key that signs as another one does.
+    echo '{"rules": [{"entry": "GMUSBKeyAsymDec2", "code": "CipherMalformed"}]}' >plan.json
+    softkey misbehave plan.json >/dev/null
+    ends 1 ukey self-test
+    expect_matches "signing" 'ok +sign sm2' "$(<out)"
+    expect_matches "encryption" 'failed +enc sm2: .*cannot be decrypted' "$(<out)"
+    softkey misbehave --clear >/dev/null
+    softkey button refuse >/dev/null
+    expected_status=5 shaped '{"ok":"false","serial":"text",
+        "checks":[{"check":"text","ok":"boolean","message?":"text","codeText?":"text"}]}' \
+        ukey self-test --json
+}
+
+test_info_hides_no_failure() {
+    enrolled_key
+    ends 3 ukey info -s NOPE
+    expect_matches "said" 'Label +cannot be read: no such key is present' "$(<out)"
+    grep -q 'Certificates *none' out && fail "it looks empty" "$(<out)"
+    fails 3 key-absent ukey info -s NOPE
+    echo '{"rules": [{"entry": "GetCertInfo", "code": "StateBusy"}]}' >plan.json
+    softkey misbehave plan.json >/dev/null
+    ends 1 ukey info
+    expect_matches "busy" 'Certificate sign sm2 +cannot be read: the key is busy' "$(<out)"
+    fails 1 failed ukey info
+    # A code that only the maker knows may mean that there is no such certificate.
+    echo '{"rules": [{"entry": "GetCertInfo", "code": 4660}]}' >plan.json
+    softkey misbehave plan.json >/dev/null
+    ends 0 ukey info
+    expect_matches "told" 'Certificate sign sm2 +cannot be read: .*0x00001234' "$(<out)"
+}
+
+test_batch_request_makes_a_block_of_PEM_of_each_request() {
+    new_key
+    ends 0 ukey batch-request --pem
+    expect_equal "blocks" 2 "$(grep -c 'BEGIN CERTIFICATE REQUEST' out)"
+    csplit -sz -f block out '/BEGIN/' '{*}'
+    local block
+    for block in block0*; do
+        openssl req -in "$block" -noout -verify -vfyopt "$identity" 2>verdict || fail "$(<verdict)"
+    done
+}
+
+test_batch_sign_signs_line_n_as_signature_n() {
+    enrolled_key
+    printf 'one \ntwo\r\n' >lines
+    ends 0 ukey batch-sign --lines lines
+    cp out signatures
+    verified 'one ' "$(sed -n 1p signatures)"
+    verified two "$(sed -n 2p signatures)"
+    printf 'one\n\ntwo\n' >gap
+    ends 2 ukey batch-sign --lines gap
+    expect_matches "said" 'line 2 of gap is empty' "$(<err)"
+    printf '\none\n' | fails 2 usage ukey batch-sign
+    : >empty
+    fails 2 usage ukey batch-sign lines empty
+}
+
+test_sign_without_a_warning_shows_what_is_signed() {
+    enrolled_key
+    ends 0 ukey sign --text 'pay 12.50'
+    expect_equal "screen" "Sign: pay 12.50" "$(softkey screen)"
+    head -c 5000 /dev/zero | tr '\0' A | ends 0 ukey sign
+    expect_matches "screen" '^Sign 5000 bytes: A{60}\.\.\.$' "$(softkey screen)"
+    ends 2 ukey sign --text ''
+}
+
+test_hint_shows_while_the_key_waits_for_its_button() {
+    need script
+    enrolled_key
+    softkey button ask >/dev/null
+    export KESTA_SOFTKEY_HOME=$scratch/key
+    TERM=dumb script -qfc "$(printf '%q ' "$KESTA_BIN/ukey-sandbox" --softkey "$KESTA_KEY_BIN" \
+        --log "$scratch/library.log" "$ukey_command" sign --text data -w Sign?)" shown >/dev/null &
+    local signer=$!
+    until_true "the hint shows" grep -q 'The key shows "Sign?". Press its button' shown
+    until_true "the button answers" bash -c "'$KESTA_BIN/softkey' button press | grep -q answered"
+    wait "$signer" || fail "$(<shown)"
+    ends 0 bash -c "'$KESTA_BIN/softkey' button auto"
+    ends 0 ukey sign --text data -w 'Sign?'
+    expect_equal "no hint in a pipe" "" "$(<err)"
 }
 
 test_no_secret_is_printed() {

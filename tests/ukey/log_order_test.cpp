@@ -7,9 +7,9 @@
 #include <cstdlib>
 #include <fstream>
 
-#include "files.h"
 #include "log/order.h"
 #include "log/writers.h"
+#include "names.h"
 
 namespace ukey {
 namespace {

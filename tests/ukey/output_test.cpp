@@ -1,10 +1,9 @@
 // What stands between the key's texts and the terminal, and how inputs are brought to one line.
-#include "output.h"
-
 #include <gtest/gtest.h>
 
-#include "certificate_text.h"
 #include "exit_codes.h"
+#include "kit/certificate.h"
+#include "names.h"
 
 namespace ukey {
 namespace {
@@ -16,7 +15,44 @@ TEST(Printable, replaces_control_characters_alone) {
 }
 
 TEST(Printable, survives_what_is_not_UTF_8) {
-    EXPECT_EQ(Printable("\xe5\xb2").size(), 2U);
+    EXPECT_EQ(Printable("\xe5\xb2"), "??");
+    EXPECT_EQ(Printable("\x9b"
+                        "2J"),
+              "?2J");                        // the escape of an 8-bit terminal
+    EXPECT_EQ(Printable("\xc0\x9b"), "??");  // an overlong ESC
+    EXPECT_EQ(Printable("\xf8\x80\x80\x80"), "????");
+}
+
+TEST(Printable, keeps_text_from_changing_its_direction) {
+    EXPECT_EQ(Printable("cod\xe2\x80\xae"
+                        "exe"),
+              "cod?exe");
+    EXPECT_EQ(Printable("\xe2\x81\xa6"), "?");
+}
+
+TEST(Printable, keeps_what_it_is_told_to_keep) {
+    EXPECT_EQ(Printable("a\tb\n\r", "\n\t"), "a\tb\n?");
+}
+
+TEST(Json, escapes_what_a_terminal_would_obey) {
+    EXPECT_EQ(Json("\033[2J\x7f\xc2\x9b"
+                   "2J")
+                  .Text(),
+              R"("\u001b[2J\u007f\u009b2J")");
+    EXPECT_EQ(Json("岚é").Text(), "\"岚é\"");
+}
+
+TEST(Json, keeps_members_in_order_and_reads_what_it_writes) {
+    const std::string text = R"({"z":[1,-2,true,null,"x"],"a":{"b":18446744073709551615}})";
+    ASSERT_TRUE(Json::Parse(text));
+    EXPECT_EQ(Json::Parse(text)->Text(), text);
+    EXPECT_FALSE(Json::Parse("{"));
+}
+
+TEST(Fill, puts_the_parts_where_the_sentence_wants_them) {
+    EXPECT_EQ(Fill("{2} of {1}", {"a", "b"}), "b of a");
+    EXPECT_EQ(Fill("{1}", {"{1}"}), "{1}");
+    EXPECT_EQ(Fill("{9} {x} {", {"a"}), "{9} {x} {");
 }
 
 TEST(Columns, counts_wide_characters_twice) {
@@ -57,10 +93,10 @@ TEST(ExitKinds, tell_the_codes_of_library_and_software_key) {
 }
 
 TEST(ExitKinds, have_numbers_and_names_of_their_own) {
-    for (const ExitKind& one : kExitKinds) {
-        for (const ExitKind& other : kExitKinds) {
+    for (const Status& one : kExitKinds) {
+        for (const Status& other : kExitKinds) {
             if (&one == &other) continue;
-            EXPECT_NE(one.code, other.code);
+            EXPECT_NE(one.number, other.number);
             EXPECT_STRNE(one.name, other.name);
         }
     }

@@ -18,9 +18,6 @@ leaves() {
     done
 }
 
-# The names under "Subcommands:" of a help.
-subcommands() { bare "$@" --help | sed -n '/^Subcommands:/,/^$/s/^  \([a-z-]*\) .*/\1/p'; }
-
 # The option names in a help.
 options_of() {
     # shellcheck disable=SC2086
@@ -33,7 +30,7 @@ test_every_family_is_there() {
     leaves >all
     for name in info 'pin verify' 'pin change' 'pin info' 'pin cache' 'pin forget' init request \
         batch-request import 'cert get' 'cert dn' 'cert info' 'cert delete' sign sign-hash \
-        batch-sign decrypt 'label get' 'label set' 'data get' 'data set' charset language wait \
+        batch-sign decrypt list self-test 'label get' 'label set' 'data get' 'data set' charset language wait \
         error check-install log doctor; do
         grep -qx "$name" all || fail "no subcommand $name"
     done
@@ -41,7 +38,7 @@ test_every_family_is_there() {
 
 test_every_subcommand_has_examples_and_json() {
     local leaf
-    leaves | grep -v '^completion' >all
+    leaves | grep -vE '^(completion|help)' >all
     (($(wc -l <all) >= 29)) || fail "only $(wc -l <all) subcommands"
     while read -r leaf; do
         # shellcheck disable=SC2086
@@ -79,6 +76,70 @@ test_word_that_is_no_command_is_named() {
     expect_matches "said" 'CODE is required' "$(<err)"
     ends 2 bare wait --timeout 0
     expect_matches "said" '--timeout: it takes a number of seconds above 0' "$(<err)"
+}
+
+test_mistyped_words_are_guessed() {
+    ends 2 bare singe
+    expect_matches "command" 'did you mean `ukey sign`' "$(<err)"
+    ends 2 bare cert gte
+    expect_matches "second level" 'did you mean `ukey cert get`' "$(<err)"
+    ends 2 bare sign --sreial x
+    expect_matches "option" 'did you mean `--serial`' "$(<err)"
+    fails 2 usage bare lgo
+    expect_matches "in JSON" '"advice":"did you mean `ukey log`' "$(<out)"
+    ends 2 bare xyzzy
+    grep -q 'did you mean' err && fail "a wild guess" "$(<err)"
+    return 0
+}
+
+test_help_is_a_command_too() {
+    bare --help >whole
+    bare help | diff whole - >&2 || fail "ukey help is not ukey --help"
+    bare cert get --help >one
+    bare help cert get | diff one - >&2 || fail "ukey help cert get is not ukey cert get --help"
+    ends 2 bare help cert gte
+    expect_matches "guess" 'did you mean `ukey cert get`' "$(<err)"
+    expect_matches "groups" 'Everyday:.*Enrolment:.*Diagnosis:' "$(tr '\n' ' ' <whole)"
+}
+
+test_JSON_may_be_asked_for_before_and_behind_the_command() {
+    bare --json error -101 >before
+    bare error -101 --json | diff before - >&2 || fail "they differ"
+    bare --json cert nonsense >out 2>err && fail "it succeeded"
+    grep -q '"kind":"usage"' out || fail "$(<out)"
+    # Behind -- it is an argument like any other.
+    ends 2 bare error -- --json
+    expect_equal "standard output" "" "$(<out)"
+}
+
+test_reader_that_leaves_is_no_error() {
+    local status
+    bare help >whole
+    for _ in 1 2 3; do
+        status=$(bash -c "'$ukey_command' --help 2>err | true; echo \${PIPESTATUS[0]}")
+        expect_equal "status" 0 "$status"
+        expect_equal "said" "" "$(<err)"
+    done
+}
+
+test_no_header_but_the_kits_knows_the_parser_or_the_JSON_library() {
+    grep -rlE '#include <(CLI|nlohmann)/' "$KESTA_SOURCE/tools" >found || true
+    grep -v '/tools/kit/[a-z_]*\.cpp$' found && fail "they include what is slow to compile"
+    [[ -s found ]] || fail "nothing was found at all"
+}
+
+test_fish_accepts_its_script_and_completes() {
+    need fish
+    bare completion fish >ukey.fish
+    fish --no-execute ukey.fish
+    offered() { fish --no-config -c "source ukey.fish; complete -C '$1'" | cut -f1 | sort | xargs; }
+    expect_equal "subcommand" doctor "$(offered 'ukey doct')"
+    expect_equal "second level" "delete dn get info" "$(offered 'ukey cert ')"
+    expect_equal "option" --key-type "$(offered 'ukey sign --key')"
+    expect_equal "value" "rsa sm2" "$(offered 'ukey sign --key-type ')"
+    : >some.file
+    expect_equal "file" some.file "$(offered 'ukey import some')"
+    expect_equal "no file" "" "$(offered 'ukey pin verify some')"
 }
 
 test_missing_library_has_its_own_status_and_advice() {

@@ -11,6 +11,9 @@ unset KESTA_SOFTKEY_NEW_PIN NO_COLOR
 # The command without any key: for what needs none.
 bare() { "$ukey_command" "$@"; }
 
+# The names in the groups of a help.
+subcommands() { bare "$@" --help | sed -n '/^Exit status:/q; /^Examples:/q; s/^  \([a-z][a-z-]*\)  .*/\1/p'; }
+
 softkey() { KESTA_SOFTKEY_HOME=$scratch/key "$KESTA_BIN/softkey" "$@"; }
 
 # A command where the software key stands in for the maker's libraries, with a log of its own.

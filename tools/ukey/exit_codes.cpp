@@ -1,27 +1,41 @@
 #include "exit_codes.h"
 
+#include "kit/text.h"
+
 namespace ukey {
 
-const ExitKind kExitKinds[14] = {
-    {Exit::kOk, "ok", "success"},
-    {Exit::kFailed, "failed", "the key or its library reported another failure"},
-    {Exit::kUsage, "usage", "wrong options or malformed input"},
-    {Exit::kKeyAbsent, "key-absent", "no key, not this key, or it was pulled out"},
-    {Exit::kPin, "pin", "the PIN is wrong, locked or was not entered"},
-    {Exit::kRefused, "refused", "a person refused, at the key's button or at a question"},
-    {Exit::kBuffer, "buffer", "a buffer is too small or a reported length cannot be true"},
-    {Exit::kNotLoaded, "not-loaded", "the library or the token library cannot be loaded"},
-    {Exit::kNotFound, "not-found", "the key holds no such certificate, key pair or data object"},
-    {Exit::kFile, "file", "a file cannot be read or written"},
-    {Exit::kUnsupported, "unsupported", "the library or the key does not support this"},
-    {Exit::kTimeout, "timeout", "no event came in time"},
-    {Exit::kFindings, "findings", "doctor found something that needs a remedy"},
-    {Exit::kInterrupted, "interrupted", "interrupted from the keyboard"},
+namespace {
+
+kit::Status Kind(Exit exit, const char* name, const char* words) {
+    return {static_cast<int>(exit), name, words};
+}
+
+}  // namespace
+
+using kit::_;
+using kit::N_;
+
+const std::vector<kit::Status> kExitKinds = {
+    Kind(Exit::kOk, "ok", N_("success")),
+    Kind(Exit::kFailed, "failed", N_("the key or its library reported another failure")),
+    Kind(Exit::kUsage, "usage", N_("wrong options or malformed input")),
+    Kind(Exit::kKeyAbsent, "key-absent", N_("no key, not this key, or it was pulled out")),
+    Kind(Exit::kPin, "pin", N_("the PIN is wrong, locked or was not entered")),
+    Kind(Exit::kRefused, "refused", N_("a person refused, at the key's button or at a question")),
+    Kind(Exit::kBuffer, "buffer", N_("a buffer is too small or a reported length cannot be true")),
+    Kind(Exit::kNotLoaded, "not-loaded", N_("the library or the token library cannot be loaded")),
+    Kind(Exit::kNotFound, "not-found",
+         N_("the key holds no such certificate, key pair or data object")),
+    Kind(Exit::kFile, "file", N_("a file cannot be read or written")),
+    Kind(Exit::kUnsupported, "unsupported", N_("the library or the key does not support this")),
+    Kind(Exit::kTimeout, "timeout", N_("no event came in time")),
+    Kind(Exit::kFindings, "findings", N_("doctor found something that needs a remedy")),
+    Kind(Exit::kInterrupted, "interrupted", N_("interrupted from the keyboard")),
 };
 
 const char* Name(Exit code) {
-    for (const ExitKind& kind : kExitKinds) {
-        if (kind.code == code) return kind.name;
+    for (const kit::Status& kind : kExitKinds) {
+        if (kind.number == static_cast<int>(code)) return kind.name;
     }
     return "failed";
 }
@@ -68,6 +82,10 @@ Exit KindOfCode(int code) {
     return Exit::kFailed;
 }
 
+bool IsSoftwareKeyCode(int code) {
+    return code > 0x5B00 && code < 0x5B80;
+}
+
 Exit KindOf(const kesta::Failure& failure) {
     if (failure.origin == kesta::Failure::Origin::kLoading) return Exit::kNotLoaded;
     return KindOfCode(failure.code);
@@ -76,12 +94,12 @@ Exit KindOf(const kesta::Failure& failure) {
 std::string Advice(const kesta::Failure& failure) {
     switch (KindOf(failure)) {
         case Exit::kNotLoaded:
-            return "`ukey doctor` says which file or entry point is missing";
+            return _("`ukey doctor` says which file or entry point is missing");
         case Exit::kKeyAbsent:
-            return "insert the key; `ukey doctor` says whether it is seen";
+            return _("insert the key; `ukey doctor` says whether it is seen");
         case Exit::kUsage:
             return failure.origin == kesta::Failure::Origin::kLibrary
-                       ? "the library refused an argument; see --help for what it takes"
+                       ? _("the library refused an argument; see --help for what it takes")
                        : "";
         default:
             return {};

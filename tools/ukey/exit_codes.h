@@ -3,8 +3,10 @@
 #define UKEY_EXIT_CODES_H
 
 #include <string>
+#include <vector>
 
 #include "kesta/ukey/failure.hpp"
+#include "kit/errors.h"
 
 namespace ukey {
 
@@ -25,20 +27,16 @@ enum class Exit : int {
     kInterrupted = 130,
 };
 
-struct ExitKind {
-    Exit code;
-    const char* name;   // in --json
-    const char* words;  // in --help and the manual page
-};
-
 // All of them, in the order of their numbers.
-extern const ExitKind kExitKinds[14];
+extern const std::vector<kit::Status> kExitKinds;
 
 const char* Name(Exit code);
 
 // The kind of a result code. The library's own codes are known; of the token libraries', those of
 // the software key are, and every other one is kFailed.
 Exit KindOfCode(int code);
+// True for a code that the software key gives.
+bool IsSoftwareKeyCode(int code);
 Exit KindOf(const kesta::Failure& failure);
 
 // What to do about a failure, in one sentence; empty where there is nothing to add.

@@ -25,7 +25,7 @@ std::string Listed(const Words& words) {
     for (const auto& [word, number] : words) {
         text += (text.empty() ? "" : ", ") + word + " (" + std::to_string(number) + ")";
     }
-    return text + " or a number";
+    return Fill(_("{1} or a number"), {text});
 }
 
 // A word of the list, or a number that the token library may know.
@@ -34,22 +34,18 @@ int Parse(const Words& words, const std::string& what, const std::string& text) 
     if (found != words.end()) return found->second;
     const bool digits = !text.empty() && text.size() <= 9 &&
                         text.find_first_not_of("0123456789") == std::string::npos;
-    if (!digits) throw UsageError(what + " is \"" + text + "\"; it takes " + Listed(words));
+    if (!digits)
+        throw UsageError(Fill(_("{1} is \"{2}\"; it takes {3}"), {what, text, Listed(words)}));
     return std::stoi(text);
 }
 
-void AddWordOption(CLI::App& command, const std::string& option, int& value, const Words& words,
-                   const std::string& description) {
-    std::string metavar;
-    for (const auto& word : words) metavar += word.first + "|";
-    command
-        .add_option_function<std::string>(
-            option,
-            [&value, &words, option](const std::string& text) {
-                value = Parse(words, option, text);
-            },
-            description)
-        ->type_name(metavar + "N");
+void AddWordOption(const Options& options, const char* name, int& value, const Words& words,
+                   const char* sentence) {
+    std::string form;
+    for (const auto& word : words) form += word.first + "|";
+    options.Read(
+        name, [&value, &words, name](const std::string& text) { value = Parse(words, name, text); },
+        (form + "N").c_str(), sentence);
 }
 
 std::string Word(const Words& words, int number) {
@@ -72,18 +68,22 @@ std::string Pair::Words() const {
     return CertTypeWord(type) + " " + KeyTypeWord(algorithm);
 }
 
-void AddPairOptions(CLI::App& command, Pair& pair) {
-    AddWordOption(command, "--type", pair.type, CertTypes(),
-                  "Kind of the key pair, by default " + CertTypeWord(pair.type));
-    AddWordOption(command, "--key-type", pair.algorithm, KeyTypes(),
-                  "Algorithm of the key pair, by default " + KeyTypeWord(pair.algorithm));
+void AddPairOptions(const Options& options, Pair& pair) {
+    AddWordOption(
+        options, "--type", pair.type, CertTypes(),
+        Fill(_("Kind of the key pair, by default {1}"), {CertTypeWord(pair.type)}).c_str());
+    AddWordOption(
+        options, "--key-type", pair.algorithm, KeyTypes(),
+        Fill(_("Algorithm of the key pair, by default {1}"), {KeyTypeWord(pair.algorithm)})
+            .c_str());
 }
 
-void AddAlgorithmOptions(CLI::App& command, int& algorithm, int& hashType) {
-    AddWordOption(command, "--key-type", algorithm, KeyTypes(),
-                  "Algorithm of the key pair, by default " + KeyTypeWord(algorithm));
-    AddWordOption(command, "--hash-type", hashType, HashTypes(),
-                  "Algorithm of the hash, by default sm3 for sm2 and sha256 for rsa");
+void AddAlgorithmOptions(const Options& options, int& algorithm, int& hashType) {
+    AddWordOption(
+        options, "--key-type", algorithm, KeyTypes(),
+        Fill(_("Algorithm of the key pair, by default {1}"), {KeyTypeWord(algorithm)}).c_str());
+    AddWordOption(options, "--hash-type", hashType, HashTypes(),
+                  N_("Algorithm of the hash, by default sm3 for sm2 and sha256 for rsa"));
 }
 
 int HashTypeFor(int algorithm, int hashType) {
@@ -92,20 +92,13 @@ int HashTypeFor(int algorithm, int hashType) {
     return algorithm == kRsa ? HashTypes().at("sha256") : HashTypes().at("sm3");
 }
 
-void AddPinOption(CLI::App& command, PinRule& rule) {
-    command.add_flag("--no-pin", rule.skip, "Do not verify the PIN before");
-}
-
-void VerifyFirst(Session& session, const PinRule& rule, const std::string& serial) {
-    if (!rule.skip) session.library().VerifyPIN(serial);
-}
-
 kesta::RequestGroup ParseGroup(const std::string& text) {
     const std::size_t first = text.find(':');
     const std::size_t second =
         first == std::string::npos ? std::string::npos : text.find(':', first + 1);
     if (second == std::string::npos) {
-        throw UsageError("--group is \"" + text + "\"; it takes TYPE:KEY:HASH, as in sign:sm2:sm3");
+        throw UsageError(
+            Fill(_("--group is \"{1}\"; it takes TYPE:KEY:HASH, as in sign:sm2:sm3"), {text}));
     }
     kesta::RequestGroup group;
     group.certType = Parse(CertTypes(), "TYPE of --group", text.substr(0, first));

@@ -3,7 +3,6 @@
 #ifndef UKEY_SELECTORS_H
 #define UKEY_SELECTORS_H
 
-#include <CLI/CLI.hpp>
 #include <string>
 #include <vector>
 
@@ -26,18 +25,11 @@ std::string CertTypeWord(int type);
 std::string KeyTypeWord(int algorithm);
 
 // --type sign|enc|N and --key-type rsa|sm2|N.
-void AddPairOptions(CLI::App& command, Pair& pair);
+void AddPairOptions(const Options& options, Pair& pair);
 
 // --key-type, and --hash-type sha1|sha256|sm3|N. 0 for the hash: the usual one of the algorithm.
-void AddAlgorithmOptions(CLI::App& command, int& algorithm, int& hashType);
+void AddAlgorithmOptions(const Options& options, int& algorithm, int& hashType);
 int HashTypeFor(int algorithm, int hashType);
-
-// --no-pin. Everything that uses a private key or changes the key verifies the PIN before.
-struct PinRule {
-    bool skip = false;
-};
-void AddPinOption(CLI::App& command, PinRule& rule);
-void VerifyFirst(Session& session, const PinRule& rule, const std::string& serial);
 
 // The groups of a request: words or numbers "TYPE:KEY:HASH".
 kesta::RequestGroup ParseGroup(const std::string& text);

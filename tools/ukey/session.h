@@ -1,8 +1,7 @@
-// What every subcommand shares: the options that all of them take, the loaded library, the key.
+// What every subcommand shares: the options that many of them take, the loaded library, the key.
 #ifndef UKEY_SESSION_H
 #define UKEY_SESSION_H
 
-#include <CLI/CLI.hpp>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -10,9 +9,11 @@
 #include <utility>
 #include <vector>
 
-#include "files.h"
+#include "exit_codes.h"
 #include "kesta/ukey.hpp"
-#include "output.h"
+#include "kit/console.h"
+#include "kit/options.h"
+#include "names.h"
 
 namespace ukey {
 
@@ -20,21 +21,11 @@ namespace ukey {
 // the name, or cannot be bound, stays as it is: the command itself will tell.
 void UsePersonsLanguage(const kesta::Library& library);
 
-// A person said no.
-struct Refused : std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
-
-class Session {
+class Session : public kit::Console {
 public:
-    bool json = false;
-    bool yes = false;
     std::string libraryFile;
     std::string givenSerial;
-    std::string outputFile;
-
-    // What the command line asks for; set by the subcommand that was named.
-    std::function<Exit()> action;
+    bool skipPin = false;
 
     // Loads the library when it is first needed.
     const kesta::Library& library();
@@ -43,45 +34,23 @@ public:
     // The key that --serial names, else the one that is present.
     std::string Serial();
 
-    // True where --output names a file, not standard output.
-    bool ToFile() const { return !outputFile.empty() && outputFile != "-"; }
-
-    // Asks before something is lost. Throws Refused; without a terminal, UsageError.
-    void Confirm(const std::string& question) const;
+    // The key, after the token library has asked for its PIN: everything that uses a private key or
+    // changes the key begins so, unless --no-pin was given.
+    std::string UnlockedSerial();
+    void VerifyPin(const std::string& serial);
 
 private:
     std::optional<kesta::Result<kesta::Library>> library_;
 };
 
-// Which options of the session a subcommand takes.
-struct Takes {
-    bool library = true;
-    bool serial = true;
-    bool output = false;
-    bool yes = false;
-};
+// What a subcommand does once the command line is read.
+using Action = std::function<Exit()>;
 
-// Adds a subcommand with the common options; the examples stand at the end of its help.
-CLI::App* AddCommand(CLI::App& parent, Session& session, const std::string& name,
-                     const std::string& description, const std::string& examples,
-                     const Takes& takes = {});
-
-// {"ok":true,…}
-Json Success(Json fields = Json::object());
-
-// A result that is one text: the text alone for a person or a file, a field of an object in JSON.
-// A line ends with a line break; an exact text is given byte by byte, but for a terminal, where the
-// prompt would stand behind it.
-enum class TextForm { kLine, kExact };
-void GiveText(const Session& session, TextForm form, const std::string& field,
-              const std::string& text, Json more = Json::object());
-
-// Several texts of one kind, which are an array in JSON; text is what a person or a file gets.
-void GiveLines(const Session& session, const std::string& kind,
-               const std::vector<std::string>& texts, const std::string& text, Json more);
-
-// An action without a result: a sentence for a person.
-void GiveDone(const Session& session, const std::string& sentence, Json fields = Json::object());
+// The usual form: the step gets what the options were written into.
+template <class Wish>
+Action Does(Exit (*step)(Session&, const Wish&), Session& session, std::shared_ptr<Wish> wish) {
+    return [&session, step, wish] { return step(session, *wish); };
+}
 
 }  // namespace ukey
 

@@ -15,11 +15,11 @@ test_create_answers_the_key_in_json() {
     create --serial SK1 --label '李伟' --media-id MEDIA1 --slot 7 --removed --json
     value_is /serial SK1
     value_is /label 李伟
-    value_is /media_id MEDIA1
+    value_is /mediaId MEDIA1
     value_is /slot 7
     value_is /inserted false
-    value_is /tries_left 6
-    value_is /max_tries 6
+    value_is /triesLeft 6
+    value_is /maxTries 6
     value_is /locked false
     value_is /button press
 }
@@ -214,12 +214,20 @@ test_one_of_several_keys_must_be_named() {
 }
 
 test_errors_are_json_too() {
+    local failure='{"ok":"false","error":{"kind":"text","message":"text","code":"number",
+        "codeText":"text"}}'
     run 3 --json show
-    out_is ''
-    value_is /error/exit_code 3 err
-    value_is /error/code 0x5B11 err
+    silent
+    has_shape "$failure" out
+    value_is /error/kind not-found
+    value_is /error/code 23313
+    value_is /error/codeText 0x00005B11
+    cp out before
+    run 3 show --json
+    expect_same_lines "the option behind the command" before out
     run 2 --json nonsense
-    value_is /error/exit_code 2 err
+    value_is /error/kind usage
+    value_is /ok false
 }
 
 # --- unlock, insert, remove, delete
@@ -254,7 +262,7 @@ test_unlock_gives_back_all_tries() {
     run 0 unlock
     out_is 'unlocked SK1, 6 tries left'
     run 0 show --json
-    value_is /tries_left 6
+    value_is /triesLeft 6
     value_is /locked false
 }
 

@@ -2,9 +2,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "commands.h"
 #include "doctor/checks.h"
 #include "doctor/metrics.h"
+#include "session.h"
 
 namespace ukey {
 namespace {
@@ -46,7 +46,7 @@ void GiveMetrics(const Report& report, const DoctorWish& wish) {
     }
 }
 
-Exit Doctor(Session& session, const DoctorWish& wish) {
+Exit Look(Session& session, const DoctorWish& wish) {
     Report report;
     report.root = CheckedRoot(wish.root);
     const LibraryPath path(report.root);
@@ -75,39 +75,31 @@ Exit Doctor(Session& session, const DoctorWish& wish) {
 
 }  // namespace
 
-void AddDoctorCommand(CLI::App& app, Session& session) {
-    CLI::App* const command =
-        AddCommand(app, session, "doctor", "Find out why a key does not work, and what to do",
-                   "  ukey doctor                      start here when a call answers -101\n"
-                   "  ukey doctor --verbose            with every path and entry point\n"
-                   "  ukey doctor --json | jq '.findings[] | select(.severity == \"problem\")'\n"
-                   "  ukey doctor --serial K123        of several keys this one\n"
-                   "  ukey doctor --openmetrics        for a fleet's node exporters\n"
-                   "  ukey doctor --root /mnt/target   the files of another system",
-                   {true, true});
-    auto wish = std::make_shared<DoctorWish>();
-    command
-        ->add_option("--root", wish->root, "Look at the system below this folder; asks for no key")
-        ->type_name("DIR");
-    command->add_flag("--no-key", wish->noKey, "Load nothing and ask for no key");
-    command
-        ->add_option("-t,--timeout", wish->timeout,
-                     "Give the key so many seconds to answer, by default 20")
-        ->type_name("SECONDS")
-        ->check(CLI::Range(1, 3600).description(""));
-    command->add_flag("-v,--verbose", wish->verbose, "Show every path tried and every entry point");
-    CLI::Option* const metrics =
-        command->add_flag("--openmetrics", wish->openMetrics,
-                          "Print metrics for the node exporter's textfile collector");
-    command->add_flag("--with-serial", wish->withSerial, "Put the key's serial number into them")
-        ->needs(metrics);
-    command
-        ->add_option("-o,--output", wish->output,
-                     "Write the metrics to this file, readable by everybody")
-        ->type_name("FILE")
-        ->needs(metrics);
-    command->callback(
-        [&session, wish] { session.action = [&session, wish] { return Doctor(session, *wish); }; });
+Action Doctor(const Options& options, Session& session) {
+    const auto wish = std::make_shared<DoctorWish>();
+    options.Text("--root", wish->root, "DIR",
+                 N_("Look at the system below this folder; asks for no key"));
+    options.Flag("--no-key", wish->noKey, N_("Load nothing and ask for no key"));
+    options.Number("-t,--timeout", wish->timeout, 1, 3600, "SECONDS",
+                   N_("Give the key so many seconds to answer, by default 20"));
+    options.Flag("-v,--verbose", wish->verbose, N_("Show every path tried and every entry point"));
+    const Option metrics =
+        options.Flag("--openmetrics", wish->openMetrics,
+                     N_("Print metrics for the node exporter's textfile collector"));
+    options.Flag("--with-serial", wish->withSerial, N_("Put the key's serial number into them"))
+        .Needs(metrics);
+    options
+        .Text("-o,--output", wish->output, "FILE",
+              N_("Write the metrics to this file, readable by everybody"))
+        .Needs(metrics);
+    options.Examples(
+        "  ukey doctor                      start here when a call answers -101\n"
+        "  ukey doctor --verbose            with every path and entry point\n"
+        "  ukey doctor --json | jq '.findings[] | select(.severity == \"problem\")'\n"
+        "  ukey doctor --serial K123        of several keys this one\n"
+        "  ukey doctor --openmetrics        for a fleet's node exporters\n"
+        "  ukey doctor --root /mnt/target   the files of another system");
+    return Does(Look, session, wish);
 }
 
 }  // namespace ukey

@@ -6,7 +6,7 @@
 #include <cstring>
 #include <stdexcept>
 
-#include "files.h"
+#include "names.h"
 
 namespace ukey {
 namespace {

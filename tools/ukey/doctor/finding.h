@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "certificate_text.h"
 #include "kesta/ukey.hpp"
-#include "output.h"
+#include "kit/certificate.h"
+#include "names.h"
 
 namespace ukey {
 

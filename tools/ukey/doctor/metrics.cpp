@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-#include "files.h"
+#include "names.h"
 
 namespace ukey {
 namespace {

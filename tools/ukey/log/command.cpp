@@ -7,20 +7,20 @@
 #include <queue>
 #include <vector>
 
-#include "commands.h"
-#include "interrupt.h"
 #include "kesta/places.h"
+#include "kit/interrupt.h"
 #include "log/journal.h"
 #include "log/order.h"
 #include "log/show.h"
 #include "log/writers.h"
+#include "session.h"
 
 namespace ukey {
 namespace {
 
-constexpr std::size_t kMostLast = 1000000;
+constexpr long long kMostLast = 1000000;
 
-struct LogWish {
+struct Asked {
     std::string file = kesta::places::kLogFile;
     std::string operation;
     std::optional<std::size_t> last;
@@ -46,7 +46,7 @@ std::string MessageOf(Session& session, int code) {
     return text ? text.value() : std::string();
 }
 
-LogShow MakeShow(Session& session, const LogWish& wish) {
+LogShow MakeShow(Session& session, const Asked& wish) {
     return LogShow(wish.showKeys, wish.records,
                    [&session](int code) { return MessageOf(session, code); });
 }
@@ -57,7 +57,7 @@ bool ForPerson(const Session& session) {
 }
 
 // The number of the first call to be shown, when the last so many that are wanted are.
-std::size_t FirstOfLast(const LogSource& source, const LogWish& wish) {
+std::size_t FirstOfLast(const LogSource& source, const Asked& wish) {
     if (!wish.last) return 0;
     std::priority_queue<std::size_t, std::vector<std::size_t>, std::greater<>> latest;
     std::size_t calls = 0;
@@ -71,7 +71,7 @@ std::size_t FirstOfLast(const LogSource& source, const LogWish& wish) {
 }
 
 // What an empty or a short list does not say by itself.
-void TellMore(const LogWish& wish, const LogOrder& order, std::size_t shown) {
+void TellMore(const Asked& wish, const LogOrder& order, std::size_t shown) {
     const std::string name = LogName(wish.file);
     const std::size_t strange = order.strangeBytes();
     std::string text;
@@ -93,22 +93,14 @@ void TellMore(const LogWish& wish, const LogOrder& order, std::size_t shown) {
                  strange);
 }
 
-std::string OneLine(const Json& object) {
-    return object.dump(-1, ' ', false, Json::error_handler_t::replace);
-}
-
-void PrintPart(const std::string& text) {
-    std::fwrite(text.data(), 1, text.size(), stdout);
-}
-
 // One object, written as the log is read: what it says of success comes last.
 class JsonList {
 public:
     explicit JsonList(const std::string& file) {
-        PrintPart("{\"file\":" + OneLine(file) + ",\"calls\":[");
+        Put("{\"file\":" + Json(file).Text() + ",\"calls\":[");
     }
     void Add(const Json& call) {
-        PrintPart((empty_ ? "" : ",") + OneLine(call));
+        Put((empty_ ? "" : ",") + call.Text());
         empty_ = false;
     }
     void End(const LogOrder& order) {
@@ -116,7 +108,7 @@ public:
     }
     void Fail(const std::string& message) {
         const Json error = {{"kind", Name(Exit::kFile)}, {"message", message}};
-        PrintLine("],\"ok\":false,\"error\":" + OneLine(error) + "}");
+        PrintLine("],\"ok\":false,\"error\":" + error.Text() + "}");
     }
 
 private:
@@ -127,7 +119,7 @@ const char* StateOf(const LogCall& call) {
     return call.code ? "ended" : "no-end";
 }
 
-Exit ShowJson(Session& session, const LogWish& wish, const LogSource& source) {
+Exit ShowJson(Session& session, const Asked& wish, const LogSource& source) {
     const std::size_t first = FirstOfLast(source, wish);
     LogShow show = MakeShow(session, wish);
     LogOrder order(source, wish.records);
@@ -136,7 +128,6 @@ Exit ShowJson(Session& session, const LogWish& wish, const LogSource& source) {
         order.Read([&](const LogCall& call) {
             if (call.number < first || !wish.Wants(call)) return;
             list.Add(show.ToJson(call, StateOf(call)));
-            CheckOutput();
         });
     } catch (const FileError& error) {
         list.Fail(error.what());
@@ -146,7 +137,7 @@ Exit ShowJson(Session& session, const LogWish& wish, const LogSource& source) {
     return Exit::kOk;
 }
 
-Exit ShowText(Session& session, const LogWish& wish, const LogSource& source) {
+Exit ShowText(Session& session, const Asked& wish, const LogSource& source) {
     const std::size_t first = FirstOfLast(source, wish);
     LogShow show = MakeShow(session, wish);
     LogOrder order(source, wish.records);
@@ -155,14 +146,13 @@ Exit ShowText(Session& session, const LogWish& wish, const LogSource& source) {
         if (call.number < first || !wish.Wants(call)) return;
         if (shown++ == 0 && ForPerson(session)) LogShow::PrintHead();
         show.Print(call, StateOf(call));
-        CheckOutput();
     });
     FinishOutput();
     TellMore(wish, order, shown);
     return Exit::kOk;
 }
 
-Exit SendAll(Session& session, const LogWish& wish, const LogSource& source) {
+Exit SendAll(Session& session, const Asked& wish, const LogSource& source) {
     const Journal journal;
     const std::size_t first = FirstOfLast(source, wish);
     std::size_t sent = 0;
@@ -180,7 +170,7 @@ Exit SendAll(Session& session, const LogWish& wish, const LogSource& source) {
     return Exit::kOk;
 }
 
-Exit ShowAll(Session& session, const LogWish& wish) {
+Exit ShowAll(Session& session, const Asked& wish) {
     const LogSource source(wish.file);
     if (wish.journal) return SendAll(session, wish, source);
     return session.json ? ShowJson(session, wish, source) : ShowText(session, wish, source);
@@ -188,7 +178,7 @@ Exit ShowAll(Session& session, const LogWish& wish) {
 
 // Which of the calls that are there already come before the last so many. Those that are written
 // between this look and the next come behind.
-std::size_t FirstToFollow(const LogWish& wish) {
+std::size_t FirstToFollow(const Asked& wish) {
     if (!wish.last || ::access(wish.file.c_str(), F_OK) != 0) return 0;
     return FirstOfLast(LogSource(wish.file), wish);
 }
@@ -197,7 +187,7 @@ std::size_t FirstToFollow(const LogWish& wish) {
 void WaitForMore() {
     pollfd output{STDOUT_FILENO, 0, 0};
     if (::poll(&output, 1, 100) == 1 && (output.revents & POLLERR) != 0) {
-        PrintPart("\n");  // ends as every write into a closed pipe does
+        Put("\n");  // ends as every write into a closed pipe does
         FinishOutput();
     }
 }
@@ -226,7 +216,7 @@ Exit ReadOn(GrowingLog& file, LogPairing& pairing) {
 }
 
 // Calls are shown twice, when they begin and when they are over: one that hangs is to be seen.
-Exit Follow(Session& session, const LogWish& wish) {
+Exit Follow(Session& session, const Asked& wish) {
     if (wish.last && wish.file == "-") {
         throw UsageError("--last with --follow takes a file, not standard input");
     }
@@ -249,46 +239,39 @@ Exit Follow(Session& session, const LogWish& wish) {
         } else {
             show.Print(call, state);
         }
-        CheckOutput();
     };
     LogPairing pairing([&](const LogCall& call) { tell(call, "begun"); },
                        [&](LogCall&& call) { tell(call, StateOf(call)); }, wish.records);
     return ReadOn(file, pairing);
 }
 
+Exit ShowLog(Session& session, const Asked& given) {
+    Asked wish = given;
+    if (!wish.operation.empty()) wish.operation = LoggedFunction(wish.operation);
+    return wish.follow ? Follow(session, wish) : ShowAll(session, wish);
+}
+
 }  // namespace
 
-void AddLogCommand(CLI::App& app, Session& session) {
-    CLI::App* const command = AddCommand(
-        app, session, "log", "Show the library's diagnostic log: calls, durations, results",
+Action Log(const Options& options, Session& session) {
+    const auto wish = std::make_shared<Asked>();
+    options.Text("FILE", wish->file, "FILE",
+                 Fill(_("The log; by default {1}; - for standard input"), {wish->file}).c_str());
+    options.Flag("-f,--follow", wish->follow, N_("Go on with what is added, until interrupted"));
+    options.Number("-n,--last", wish->last, 0, kMostLast, "N", N_("The last calls alone"));
+    options.Text("--operation", wish->operation, "NAME", N_("Calls of this function alone"));
+    options.Flag("--failed", wish->failed, N_("Failed calls alone"));
+    options.Flag("-r,--records", wish->records, N_("With the records of each call"));
+    options.Flag("--show-keys", wish->showKeys,
+                 N_("Show escrowed keys, which are replaced by their lengths otherwise"));
+    options.Flag("--journal", wish->journal,
+                 N_("Send failed calls to the system's journal instead of showing them"));
+    options.Examples(
         "  ukey log --failed --last 20\n"
         "  ukey log --follow --records      everything, as it happens\n"
         "  ukey log --follow --last 0 --journal\n"
-        "  ukey log --json | jq '.calls[] | select(.microseconds > 1000000)'",
-        {true, false});
-    auto wish = std::make_shared<LogWish>();
-    command
-        ->add_option("file", wish->file,
-                     "The log; by default " + wish->file + "; - for standard input")
-        ->type_name("FILE");
-    command->add_flag("-f,--follow", wish->follow, "Go on with what is added, until interrupted");
-    command->add_option("-n,--last", wish->last, "The last calls alone")
-        ->type_name("N")
-        ->check(CLI::Range(std::size_t{0}, kMostLast).description(""));
-    command->add_option("--operation", wish->operation, "Calls of this function alone")
-        ->type_name("NAME");
-    command->add_flag("--failed", wish->failed, "Failed calls alone");
-    command->add_flag("-r,--records", wish->records, "With the records of each call");
-    command->add_flag("--show-keys", wish->showKeys,
-                      "Show escrowed keys, which are replaced by their lengths otherwise");
-    command->add_flag("--journal", wish->journal,
-                      "Send failed calls to the system's journal instead of showing them");
-    command->callback([&session, wish] {
-        session.action = [&session, wish] {
-            if (!wish->operation.empty()) wish->operation = LoggedFunction(wish->operation);
-            return wish->follow ? Follow(session, *wish) : ShowAll(session, *wish);
-        };
-    });
+        "  ukey log --json | jq '.calls[] | select(.microseconds > 1000000)'");
+    return Does(ShowLog, session, wish);
 }
 
 }  // namespace ukey

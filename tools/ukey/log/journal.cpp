@@ -6,9 +6,9 @@
 
 #include <cerrno>
 
-#include "files.h"
 #include "kesta/ukey/failure.hpp"
 #include "log/show.h"
+#include "names.h"
 
 namespace ukey {
 namespace {

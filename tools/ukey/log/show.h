@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "log/pairing.h"
-#include "output.h"
+#include "names.h"
 
 namespace ukey {
 

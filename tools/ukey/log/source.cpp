@@ -9,7 +9,7 @@
 #include <cstdlib>
 #include <utility>
 
-#include "files.h"
+#include "names.h"
 
 namespace ukey {
 namespace {

@@ -2,8 +2,8 @@
 
 #include <strings.h>
 
-#include "files.h"
 #include "kesta/ukey/functions.hpp"
+#include "names.h"
 
 namespace ukey {
 namespace {

@@ -1,0 +1,59 @@
+#include "pin_source.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <memory>
+
+namespace softkey::command {
+namespace {
+
+struct Closer {
+    void operator()(std::FILE* file) const {
+        if (file != stdin) std::fclose(file);
+    }
+};
+
+// The first line. It is read byte by byte, without a buffer, and not beyond the capacity of a PIN,
+// so that nothing of it stays behind in memory.
+void ReadLine(const std::string& path, SecretText& pin) {
+    const std::unique_ptr<std::FILE, Closer> file(path == "-" ? stdin
+                                                              : std::fopen(path.c_str(), "re"));
+    if (!file) throw FileError(path, errno);
+    std::setvbuf(file.get(), nullptr, _IONBF, 0);
+    for (;;) {
+        const int next = std::fgetc(file.get());
+        if (next == EOF && std::ferror(file.get()) != 0) {
+            throw FileError(path, errno);
+        }
+        if (next == EOF || next == '\n') return;
+        const char character = static_cast<char>(next);
+        if (!pin.Append(&character, 1)) throw Failure(kPinLength);
+    }
+}
+
+}  // namespace
+
+std::pair<Option, Option> AddPinOptions(const Options& options, PinSource& source) {
+    const Option file = options.Text("--pin-file", source.file, "FILE",
+                                     N_("Take the PIN from the first line of a file"));
+    const Option standard =
+        options.Flag("--pin-stdin", source.standardInput,
+                     N_("Take the PIN from the first line of the standard input"));
+    standard.Excludes(file);
+    return {file, standard};
+}
+
+void ChooseNewPin(const PinSource& source, const PinContext& context, NewPinKind kind,
+                  SecretText& pin) {
+    if (source.standardInput) return ReadLine("-", pin);
+    if (!source.file.empty()) return ReadLine(source.file, pin);
+    const Code code = AskNewPin(context, pin, kind);
+    if (code == kPinCancelled) {
+        const std::string variable =
+            kind == NewPinKind::kFirst ? "KESTA_SOFTKEY_PIN" : "KESTA_SOFTKEY_NEW_PIN";
+        throw Failure(code, Fill(_("set {1}, or give --pin-file or --pin-stdin"), {variable}));
+    }
+    if (code != kOk) throw Failure(code);
+}
+
+}  // namespace softkey::command
