@@ -62,6 +62,15 @@ std::size_t File::ReadAt(off_t offset, void* bytes, std::size_t size) const {
     return done;
 }
 
+std::size_t File::ReadSome(off_t offset, void* bytes, std::size_t size) const {
+    ssize_t count = 0;
+    do {
+        count = pread(descriptor_, bytes, size, offset);
+    } while (count < 0 && errno == EINTR);
+    if (count < 0) FailOnFile(path_);
+    return static_cast<std::size_t>(count);
+}
+
 void File::WriteAt(off_t offset, const void* bytes, std::size_t size) const {
     std::size_t done = 0;
     while (done < size) {

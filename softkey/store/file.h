@@ -29,6 +29,8 @@ public:
     Bytes ReadAll() const;
     // As many bytes as there are, up to size.
     std::size_t ReadAt(off_t offset, void* bytes, std::size_t size) const;
+    // The same in one call, which may bring less.
+    std::size_t ReadSome(off_t offset, void* bytes, std::size_t size) const;
     void WriteAt(off_t offset, const void* bytes, std::size_t size) const;
     void Sync() const;
 

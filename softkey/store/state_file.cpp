@@ -115,7 +115,7 @@ bool StateFile::StillThere() const {
 Guard::Text StateFile::ReadGuard() const {
     std::array<std::uint8_t, Guard::kSize + 1> bytes{};
     Guard::Text text{};
-    if (guardFile_.ReadAt(0, bytes.data(), bytes.size()) == text.size()) {
+    if (guardFile_.ReadSome(0, bytes.data(), bytes.size()) == text.size()) {
         std::copy_n(bytes.begin(), text.size(), text.begin());
     }
     return text;  // of another length: no guard's
