@@ -161,7 +161,7 @@ test_events_pages_client_tells_of_events_until_enter_is_pressed() {
 test_diagnose_pages_commands_answer() {
     new_key
     type_pages diagnose.md
-    expect_matches "doctor" 'all 29 entry points found' "$(<said)"
+    expect_matches "doctor" 'all [0-9]+ entry points found' "$(<said)"
     expect_matches "code" 'the output buffer is too small' "$(<said)"
     expect_matches "the token library's code" 'the PIN is wrong' "$(<said)"
     expect_matches "calls" 'GetPrintNumber +<?[0-9]+ ms +ok' "$(<said)"

@@ -18,7 +18,7 @@ test_every_function_has_its_block() {
     local declared documented
     declared=$(grep -cE '^KESTA_API [a-z]' "$header")
     documented=$(grep -c '^FUNCTION' blocks)
-    [[ $declared == "$documented" && $declared == 42 ]] ||
+    [[ $declared == "$documented" ]] ||
         fail "$declared functions are declared, $documented have a block"
 }
 
@@ -53,7 +53,8 @@ test_every_function_has_a_man_page() {
     for name in $(sed -n 's/^KESTA_API [a-z]* \([A-Za-z0-9_]*\)(.*/\1/p' "$header"); do
         grep -q "^\.SH NAME" "man3/$name.3" || fail "$name has no man page"
     done
-    [[ $(find "man3" -name '*.3' | wc -l) == 42 ]] || fail "there are not 42 pages"
+    [[ $(find "man3" -name '*.3' | wc -l) == $(grep -cE '^KESTA_API [a-z].*\(' "$header") ]] ||
+        fail "there are other pages"
 }
 
 test_html_has_no_warnings() {

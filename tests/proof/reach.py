@@ -56,8 +56,9 @@ class Counts:
         return found
 
 
-def measure(wanted=lambda group: True):
-    """Builds, runs, and returns the names of the tests that failed. The map is left in MAP."""
+def measure(wanted=lambda group: True, mapped=True):
+    """Builds, runs, and returns the names of the tests that failed. The map is left in MAP, unless only
+    the counts are of interest: it takes as long again."""
     proof.build(proof.TOP, FOLDER, *SETTINGS)
     for data in FOLDER.rglob("*.gcda"):
         data.unlink()
@@ -68,8 +69,9 @@ def measure(wanted=lambda group: True):
         clock = proof.Clock()
         failed += proof.failing(tests, timeout=300)
         seconds[name] = clock.seconds()
-        for file, line in counts.newly_run():
+        for file, line in counts.newly_run() if mapped else ():
             lines.setdefault(file, {}).setdefault(str(line), []).append(name)
         print(f"{seconds[name]:6.1f} s  {name}", flush=True)
-    MAP.write_text(json.dumps({"seconds": seconds, "lines": lines, "failed": failed}))
+    if mapped:
+        MAP.write_text(json.dumps({"seconds": seconds, "lines": lines, "failed": failed}))
     return failed

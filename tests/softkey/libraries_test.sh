@@ -11,7 +11,7 @@ contract=${KESTA_SOURCE:?names the source tree}/include/kesta/token_library.h
 test_token_library_shows_exactly_the_names_of_the_contract() {
     need nm
     grep -oE '^ *X\((int|const char\*), [A-Za-z0-9_]+' "$contract" | sed 's/.* //' | sort >expected
-    expect_equal "names in the contract" 29 "$(wc -l <expected)"
+    grep -q "kEntryPoints == $(wc -l <expected)," "$contract" || fail "$(wc -l <expected) names were found"
     nm -D --defined-only "$library" | awk '{ print $3 }' | sort >actual
     expect_same_lines "the library shows other names" expected actual
 }

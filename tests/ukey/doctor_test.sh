@@ -76,7 +76,7 @@ test_library_for_another_machine_is_found() {
 test_missing_entry_points_of_the_token_library_are_named() {
     healthy_system
     cp "$KESTA_FIXTURES/incomplete/libKestaZRK.so" "root/$directory/"
-    finding token-library.entry-points problem '2 of 29 .*GetData, SetCachePinFlag'
+    finding token-library.entry-points problem '2 of [0-9]+ .*GetData, SetCachePinFlag'
     expected_status=12 shaped "$shape" diagnose --json
     expect_equal "missing" 2 "$(grep -o '"found":false' out | wc -l)"
     ends 12 diagnose --verbose

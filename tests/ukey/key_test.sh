@@ -456,7 +456,7 @@ test_log_shows_the_calls_that_were_made() {
 test_doctor_finds_the_software_key() {
     new_key
     ends 0 ukey doctor
-    expect_matches "entry points" 'token library +all 29 entry points found' "$(<out)"
+    expect_matches "entry points" 'token library +all [0-9]+ entry points found' "$(<out)"
     expect_matches "entry points" 'event library +all 5 entry points found' "$(<out)"
     expect_matches "key" 'key +CLI00001' "$(<out)"
 }

@@ -1,4 +1,4 @@
-// The binding of the token library: all 29 entry points or none.
+// The binding of the token library: all entry points or none.
 #include <dlfcn.h>
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// libKestaZRK.so of the tests: all 29 entry points, each of which only records.
+// libKestaZRK.so of the tests: all entry points, each of which only records.
 //
 // An entry point is an indirect function: the loader asks its resolver each time that somebody
 // looks the name up, which is how the order of the look-ups is seen.
