@@ -45,6 +45,15 @@ struct Recorded {
 Recorded record(const std::string& file, bool full, const std::string& version,
                 const std::vector<std::string>& command);
 
+struct Replayed {
+    int status = 0;
+    std::string difference;  // the first; empty where there is none
+};
+
+// Runs the command with the recording in the place of the token libraries. Throws BadRecording.
+Replayed replay(const std::string& file, bool tolerant, bool timed,
+                const std::vector<std::string>& command);
+
 }  // namespace recorder
 }  // namespace kesta
 

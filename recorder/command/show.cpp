@@ -54,6 +54,11 @@ bool failed(const Call& call) {
            (call.result.is_number() && call.result.get<std::int64_t>() != 0);
 }
 
+const char* howItEnded(const Call& call) {
+    if (!call.ended()) return "never";
+    return call.how == kReturned ? "returned" : call.how == kThrew ? "threw" : "cancelled";
+}
+
 std::string printable(std::string text) {
     for (char& one : text) {
         const auto byte = static_cast<unsigned char>(one);
@@ -97,7 +102,7 @@ std::string callLine(const OrderedJson& call, const std::string& indent) {
                        "] " + indent + call.at("function").get<std::string>() + "(" +
                        briefList(call.at("arguments")) + ")";
     const std::string ended = call.at("ended");
-    if (ended != "returned") return text + (ended == "never" ? "  NEVER RETURNED" : "  UNWOUND");
+    if (ended != "returned") return text + "  " + (ended == "never" ? "NEVER RETURNED" : ended == "threw" ? "THREW" : "CANCELLED");
     if (!call.at("result").is_null()) text += " = " + brief(call.at("result"));
     if (!call.at("outputs").empty()) text += "  -> " + briefList(call.at("outputs"));
     std::snprintf(lead, sizeof lead, "  %.3f ms", call.at("duration_ms").get<double>());
@@ -187,9 +192,7 @@ OrderedJson Teller::call(const Call& call) {
                         {"boundary", function.boundary},
                         {"function", function.name},
                         {"arguments", values(call.arguments, function, false)},
-                        {"ended", !call.ended()           ? "never"
-                                  : call.how == kReturned ? "returned"
-                                                          : "unwound"},
+                        {"ended", howItEnded(call)},
                         {"result", value(call.result, "public")},
                         {"last_error", OrderedJson::parse(call.lastError.dump())},
                         {"outputs", values(call.outputs, function, true)},

@@ -67,7 +67,7 @@ enum Kind : int {
 };
 
 // How a call ended.
-enum How : int { kReturned = 0, kUnwound = 1 };
+enum How : int { kReturned = 0, kThrew = 1, kCancelled = 2 };
 
 // Bytes that stand for a value which is not kept.
 constexpr std::size_t kTagSize = 8;

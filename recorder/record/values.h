@@ -35,10 +35,12 @@ struct LiveCall {
     bool hasRoom = false;  // room is what the length held on entry
     std::uint32_t room = 0;
     bool returned = false;
+    bool threw = false;  // an exception; else, not having returned, the thread was cancelled
     std::uint64_t result = 0;
 
     const Row& row() const { return rowOf(function); }
     std::int32_t code() const { return static_cast<std::int32_t>(result); }
+    How how() const { return returned ? kReturned : threw ? kThrew : kCancelled; }
     bool succeeded() const { return returned && (kind != ResultKind::kNumber || code() == 0); }
     void noteRoom();
 };

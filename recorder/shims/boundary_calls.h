@@ -10,14 +10,18 @@
 namespace kesta {
 namespace recorder {
 
+// What every call returns from the first difference of a replay on.
+constexpr int kReplayDiffers = -7900;
+
 // One call from its beginning to its end.
 struct Span {
     LiveCall live;
-    const int* lastError;  // null at the token libraries' boundaries
+    int* lastError;  // null at the token libraries' boundaries
     std::uint64_t number = 0;
     std::uint64_t parent = 0;
     std::uint64_t start = 0;
     bool told = false;    // whether the beginning was recorded
+    bool refused = false; // set by a replay that found a difference
     bool nested = false;  // a library's call of itself is its own business
 };
 

@@ -7,7 +7,7 @@
 namespace kesta {
 namespace recorder {
 
-const int* lastErrorOf(std::size_t) {
+int* lastErrorOf(std::size_t) {
     return nullptr;
 }
 

@@ -7,7 +7,7 @@ namespace kesta {
 namespace recorder {
 
 // Bound as the real library's own use of it is: to a client's copy where there is one.
-const int* lastErrorOf(std::size_t) {
+int* lastErrorOf(std::size_t) {
     return &::G_LastError;
 }
 

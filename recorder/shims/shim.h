@@ -5,6 +5,7 @@
 
 #include <dlfcn.h>
 
+#include <exception>
 #include <type_traits>
 
 #include "boundary_calls.h"
@@ -42,18 +43,22 @@ constexpr bool isAnswered(std::size_t) {
 #endif
 
 // The exports' stand-in alone defines it otherwise.
-const int* lastErrorOf(std::size_t function);
+int* lastErrorOf(std::size_t function);
 
 class Passage {
 public:
-    Passage(std::size_t function, const std::uint64_t* raw, ResultKind kind, const int* lastError) {
+    Passage(std::size_t function, const std::uint64_t* raw, ResultKind kind, int* lastError) {
         m_span.live.function = function;
         m_span.live.raw = raw;
         m_span.live.kind = kind;
         m_span.lastError = lastError;
         kesta_boundary_enter(&m_span);
     }
-    ~Passage() { kesta_boundary_leave(&m_span); }
+    ~Passage() {
+        // A cancellation is no exception of the language.
+        m_span.live.threw = !m_span.live.returned && std::uncaught_exceptions() > 0;
+        kesta_boundary_leave(&m_span);
+    }
     Passage(const Passage&) = delete;
     Passage& operator=(const Passage&) = delete;
 
@@ -68,12 +73,33 @@ public:
         }
     }
 
+    // Replaying, after a difference: the function is not called.
+    bool isRefused() const { return m_span.refused; }
+    template <typename Result>
+    Result refusal() {
+        __atomic_store_n(m_span.lastError, kReplayDiffers, __ATOMIC_RELAXED);
+        if constexpr (!std::is_void_v<Result>) return static_cast<Result>(kReplayDiffers);
+    }
+
+    // References stay what they are.
+    template <typename Result, typename... Parameters>
+    Result carryOut(Result (*real)(Parameters...), std::add_lvalue_reference_t<Parameters>... arguments) {
+        if constexpr (std::is_void_v<Result>) {
+            real(arguments...);
+            returned(0);
+        } else {
+            Result result = real(arguments...);
+            returned(rawOf(result));
+            return result;
+        }
+    }
+
+private:
     void returned(std::uint64_t result) {
         m_span.live.returned = true;
         m_span.live.result = result;
     }
 
-private:
     Span m_span;
 };
 
@@ -90,14 +116,12 @@ struct Stand<Number, Result(Parameters...)> {
         const std::uint64_t raw[] = {rawOf(arguments)..., 0};
         Passage passage(Number, raw, kindOf<Result>(), lastErrorOf(Number));
         if constexpr (isAnswered(Number)) {
-            return static_cast<Result>(passage.template answer<Result>());
-        } else if constexpr (std::is_void_v<Result>) {
-            real(arguments...);
-            passage.returned(0);
+            return passage.template answer<Result>();
         } else {
-            Result result = real(arguments...);
-            passage.returned(rawOf(result));
-            return result;
+            if constexpr (boundaryOf(Number) == Boundary::kExports) {
+                if (passage.isRefused()) return passage.template refusal<Result>();
+            }
+            return passage.carryOut(real, arguments...);
         }
     }
 };

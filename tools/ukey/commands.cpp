@@ -75,6 +75,13 @@ enum Takes : unsigned {
             kDiagnosis, kKey | kNoPin, SelfTest)                                                   \
     COMMAND("log", N_("Show the library's diagnostic log: calls, durations, results"), kDiagnosis, \
             kLibrary, Log)                                                                         \
+    COMMAND("record", N_("Run a command and record its calls of the library"), kDiagnosis,         \
+            kNothing, Record)                                                                      \
+    COMMAND("replay", N_("Run a command against a recording, without any key"), kDiagnosis,        \
+            kNothing, Replay)                                                                      \
+    GROUP("trace", N_("Show what ukey record has recorded"), kDiagnosis)                           \
+    COMMAND("trace show", N_("Print a recording, or make a page of it"), kDiagnosis, kNothing,     \
+            TraceShow)                                                                             \
     COMMAND("error", N_("Explain a result code"), kDiagnosis, kLibrary, ExplainError)              \
     COMMAND("check-install", N_("Ask the library whether the install directory is there"),         \
             kDiagnosis, kLibrary, CheckInstall)                                                    \

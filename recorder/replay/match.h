@@ -1,0 +1,35 @@
+// Holds a live call against a recorded one.
+#ifndef KESTA_RECORDER_MATCH_H
+#define KESTA_RECORDER_MATCH_H
+
+#include <optional>
+
+#include "file/reader.h"
+#include "record/values.h"
+
+namespace kesta {
+namespace recorder {
+
+struct Difference {
+    std::string what;  // the parameter's name, "result" or "G_LastError"
+    std::string expected;
+    std::string found;
+};
+
+// What a live call looks like in a recording.
+Json argumentsOf(const LiveCall& call, const Discretion& discretion);
+Json outputsOf(const LiveCall& call, const Discretion& discretion);
+Json resultOf(const LiveCall& call);
+
+// Where exact is false, as for a recording without contents, hidden values are compared by length.
+bool sameValue(const Json& expected, const Json& found, bool exact);
+std::optional<Difference> differenceOf(const Json& expected, const Json& found,
+                                       const Function& function, bool exact);
+
+// A value in a message: short, and of a hidden one no more than its length.
+std::string inMessage(const Json& value);
+
+}  // namespace recorder
+}  // namespace kesta
+
+#endif
