@@ -24,7 +24,13 @@ std::string toHex(const std::string& bytes) {
     return text;
 }
 
-bool isUtf8(const std::string& text) {
+// Text of a person's; anything else is shown by its bytes.
+bool isText(const std::string& text) {
+    const auto control = [](char one) {
+        const auto byte = static_cast<unsigned char>(one);
+        return (byte < 0x20 && one != '\n' && one != '\r' && one != '\t') || byte == 0x7f;
+    };
+    if (std::any_of(text.begin(), text.end(), control)) return false;
     try {
         return !Json(text).dump().empty();
     } catch (const Json::type_error&) {
@@ -126,7 +132,7 @@ OrderedJson Teller::value(const Json& kept, const std::string& visibility) {
     if (kept.is_boolean()) return "buffer";
     if (kept.is_binary()) {
         const std::string bytes = textOf(kept);
-        if (isUtf8(bytes)) return {{"text", bytes}};
+        if (isText(bytes)) return {{"text", bytes}};
         return {{"hex", toHex(bytes)}};
     }
     if (isHidden(kept)) {

@@ -13,7 +13,7 @@ namespace recorder {
 namespace {
 
 // The file grows by this much; records beyond the window are lost.
-constexpr std::uint64_t kStep = std::uint64_t{1} << 20;
+constexpr std::uint64_t kStep = std::uint64_t{1} << 18;
 constexpr std::uint64_t kWindow = std::uint64_t{1} << 30;
 constexpr std::uint64_t kLeastWindow = std::uint64_t{1} << 24;
 

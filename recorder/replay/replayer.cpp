@@ -3,6 +3,7 @@
 #include <time.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 
 #include "answer.h"
@@ -39,8 +40,13 @@ Replayer::Replayer(const std::string& path, const std::string& mode, ReplayState
       m_tolerant(mode.find('t') != std::string::npos),
       m_timed(mode.find('d') != std::string::npos) {}
 
+unsigned Replayer::newGeneration() {
+    static std::atomic<unsigned> count{0};
+    return ++count;
+}
+
 void Replayer::forked() {
-    ++m_generation;
+    m_generation = newGeneration();
     m_process = nullptr;
 }
 

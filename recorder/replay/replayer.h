@@ -26,8 +26,11 @@ public:
     void forked();
 
 private:
+    // Differs between replayers, and between a process and its forks.
+    static unsigned newGeneration();
+
     struct Thread {
-        unsigned generation = 0;  // forks so far
+        unsigned generation = 0;
         ThreadScript* script = nullptr;
         std::size_t next = 0;
         std::uint64_t inside = 0;  // the export that runs
@@ -58,7 +61,7 @@ private:
     bool m_tolerant;
     bool m_timed;
     std::recursive_mutex m_mutex;
-    unsigned m_generation = 1;
+    unsigned m_generation = newGeneration();
     ProcessScript* m_process = nullptr;
     std::set<std::uint64_t> m_used;  // tolerant: calls that have answered
 };

@@ -59,7 +59,8 @@ verified() {
 test_every_code_block_is_known_here() {
     local page
     cd "$source_tree"
-    for page in README.md docs/{enrol,install-certificates,sign,decrypt,events,diagnose,log-format,ci}.md; do
+    for page in README.md \
+        docs/{enrol,install-certificates,sign,decrypt,events,diagnose,log-format,ci,record-and-replay,recording-format}.md; do
         echo "$page sh $(count_blocks "$page" sh) c $(count_blocks "$page" c)" \
             "cpp $(count_blocks "$page" cpp) fences $(grep -c '^```' "$page")"
     done >"$scratch/found"
@@ -73,6 +74,8 @@ docs/events.md sh 2 c 0 cpp 1 fences 6
 docs/diagnose.md sh 3 c 0 cpp 0 fences 6
 docs/log-format.md sh 0 c 0 cpp 0 fences 2
 docs/ci.md sh 2 c 0 cpp 0 fences 4
+docs/record-and-replay.md sh 3 c 0 cpp 0 fences 6
+docs/recording-format.md sh 0 c 0 cpp 0 fences 0
 TEXT
     cd "$scratch"
     expect_same_lines "a block came or went; run it here too" known found
@@ -125,6 +128,13 @@ test_decrypt_page_ends_with_the_letter() {
     expect_equal "letter" "a letter" "$(<printed)"
     run_client decrypt.md cpp
     expect_equal "letter" "a letter" "$(<printed)"
+}
+
+test_record_page_ends_with_a_replay() {
+    new_key
+    type_pages record-and-replay.md
+    [[ -s case.html && -s case.jsonl ]] || fail "nothing was written"
+    expect_matches "the replayed label" 'Test key$' "$(<said)"
 }
 
 # The page has one terminal for the wait and one for the key.

@@ -189,7 +189,7 @@ TEST_F(Format, what_is_no_recording_of_this_version_is_told_apart) {
 TEST_F(Format, a_writer_without_room_loses_records_and_nothing_else) {
     const pid_t child = fork();
     if (child == 0) {
-        const rlimit limit = {std::size_t{3} << 19, std::size_t{3} << 19};
+        const rlimit limit = {std::size_t{3} << 18, std::size_t{3} << 18};
         setrlimit(RLIMIT_FSIZE, &limit);
         Writer writer;
         if (!writer.open(m_path)) _exit(1);

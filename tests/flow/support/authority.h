@@ -5,6 +5,7 @@
 #include <openssl/evp.h>
 #include <openssl/x509.h>
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -22,6 +23,10 @@ struct OpensslFree {
 };
 template <typename T>
 using Owned = std::unique_ptr<T, OpensslFree>;
+
+// What make returns. Where KESTA_FLOW_NOTES names a folder it is kept there, and a later run of the
+// same test in another process gets it back without making it: what a replay needs to be the same.
+std::string Noted(const std::function<std::string()>& make);
 
 std::string ToBase64(const std::string& bytes);
 std::string FromBase64(const std::string& text);  // throws for what is not Base64
@@ -54,6 +59,8 @@ public:
     std::string Encrypt(const std::string& text) const;
 
 private:
+    std::string EncryptAnew(const std::string& text) const;
+
     Owned<X509> certificate_;
 };
 
@@ -64,6 +71,8 @@ public:
     std::string Issue(EVP_PKEY* subjectKey, const std::string& commonName) const;
 
 private:
+    std::string IssueAnew(EVP_PKEY* subjectKey, const std::string& commonName) const;
+
     Owned<EVP_PKEY> key_;
 };
 

@@ -50,6 +50,10 @@ void WriteFile(const std::string& path, const std::string& text) {
 }  // namespace
 
 std::string Softkey(const std::vector<std::string>& arguments) {
+    return Noted([&] { return RunSoftkey(arguments); });
+}
+
+std::string RunSoftkey(const std::vector<std::string>& arguments) {
     const Finished run = Fork([&](int output) {
         std::vector<std::string> command = Split(KESTA_EMULATOR, ";");
         if (command.front().empty()) command.clear();

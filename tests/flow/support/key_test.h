@@ -29,8 +29,9 @@ struct Finished {
     std::string output;
 };
 
-// The command `softkey`; throws when it fails.
+// The command `softkey`; throws when it fails. What it said is noted.
 std::string Softkey(const std::vector<std::string>& arguments);
+std::string RunSoftkey(const std::vector<std::string>& arguments);
 
 // Runs work in a child process of this one, which loads the library anew. Its status is what work
 // returns, its output what it puts into the text; throws when it is ended by a signal.

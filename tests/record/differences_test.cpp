@@ -1,0 +1,235 @@
+// A thousand recordings, each with one byte other than what the client does: every one is named.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <functional>
+#include <random>
+
+#include "boundary/table.h"
+#include "file/reader.h"
+#include "file/writer.h"
+#include "replay/replayer.h"
+
+namespace {
+
+using namespace kesta::recorder;
+
+// A client, its library and the token library: entry points get the exports' own buffers, so that
+// what a token call writes is what the export hands out.
+struct Stage {
+    char serial[16] = "SK0001";
+    char label[512] = "";
+    int labelLength = 512;
+    int labelResult = 0;
+    char text[32] = "pay 12.50 to 4711", warning[16] = "pay 12.50?";
+    char signature[256] = "";
+    unsigned signatureLength = 256;
+    int signResult = 0, warningResult = 0;
+    char certificate[64] = "MIIBsigningcertificate", key[64] = "escrowed key text";
+    int importResult = 0, keyResult = 0;
+    unsigned char pin[8] = {};
+    unsigned pinLength = 8;
+    int pinResult = 0;
+    int lastError = 0;
+};
+
+std::uint64_t raw(const void* address) {
+    return reinterpret_cast<std::uint64_t>(address);
+}
+
+struct Step {
+    Boundary boundary;
+    const char* name;
+    std::vector<std::uint64_t> arguments;
+    int* result;
+    std::function<void()> happens;  // what the real function would do
+    std::size_t beneath;            // how many of the next steps it calls
+};
+
+std::vector<Step> play(Stage& s) {
+    const auto nothing = [] {};
+    constexpr Boundary kExports = Boundary::kExports, kToken = Boundary::kToken;
+    return {
+        {kExports, "GetLabel", {raw(s.serial), raw(s.label), raw(&s.labelLength)}, &s.labelResult,
+         [&s] { s.labelLength = static_cast<int>(strlen(s.label)); }, 1},
+        {kToken, "GetLabel", {raw(s.serial), raw(s.label)}, &s.labelResult,
+         [&s] { strcpy(s.label, "Ada's key"); }, 0},
+        {kExports, "Sign",
+         {raw(s.serial), 2, 3, raw(s.text), raw(s.warning), raw(s.signature),
+          raw(&s.signatureLength)},
+         &s.signResult, nothing, 2},
+        {kToken, "SetWarningMsg", {raw(s.serial), raw(s.warning)}, &s.warningResult, nothing, 0},
+        {kToken, "GMUsbKeyCriticalSign",
+         {raw(s.serial), 2, 3, raw(s.text), raw(s.signature), raw(&s.signatureLength)},
+         &s.signResult,
+         [&s] {
+             strcpy(s.signature, "MEUCIQDsignature");
+             s.signatureLength = 16;
+         },
+         0},
+        {kExports, "ImportEncX509Cert", {raw(s.serial), raw(s.certificate), raw(s.key)},
+         &s.importResult, nothing, 1},
+        {kToken, "GMImportPriKey", {raw(s.serial), raw(s.key), 0}, &s.importResult, nothing, 0},
+        {kExports, "GetPinInfo", {raw(s.serial), raw(s.pin), raw(&s.pinLength)}, &s.pinResult,
+         nothing, 1},
+        {kToken, "GetPinInfo", {raw(s.serial), raw(s.pin), raw(&s.pinLength)}, &s.pinResult,
+         [&s] { s.pin[0] = 6; }, 0},
+    };
+}
+
+constexpr unsigned char kKey[kKeySize] = {1, 2, 3, 4, 5, 6, 7, 8};
+
+Json parsed(const Packer& packer) {
+    return Json::from_msgpack(packer.data(), packer.data() + packer.size());
+}
+
+// The records of the play.
+class Recorder {
+public:
+    std::vector<Json> records() {
+        Stage stage;
+        const std::vector<Step> steps = play(stage);
+        for (std::size_t at = 0; at < steps.size(); at += 1 + steps[at].beneath) {
+            perform(steps, at, 0, stage);
+        }
+        return m_records;
+    }
+
+private:
+    void perform(const std::vector<Step>& steps, std::size_t at, std::size_t parent,
+                 Stage& stage) {
+        const Step& step = steps[at];
+        Discretion discretion;
+        discretion.full = true;
+        std::copy(std::begin(kKey), std::end(kKey), discretion.key);
+        LiveCall live;
+        live.function = numberOf(step.boundary, step.name);
+        live.raw = step.arguments.data();
+        live.kind = ResultKind::kNumber;
+        live.noteRoom();
+        Packer arguments;
+        packArguments(arguments, live, discretion);
+        m_records.push_back(
+            Json::array({1, at + 1, parent, 1, 1, at + 1, live.function, parsed(arguments)}));
+        for (std::size_t n = 1; n <= step.beneath; ++n) perform(steps, at + n, at + 1, stage);
+        step.happens();
+        live.returned = true;
+        live.result = static_cast<std::uint64_t>(*step.result);
+        Packer outputs;
+        packOutputs(outputs, live, discretion);
+        const Json lastError = step.boundary == Boundary::kExports ? Json(stage.lastError) : Json();
+        m_records.push_back(Json::array(
+            {2, at + 1, at + 100, 0, *step.result, lastError, parsed(outputs)}));
+    }
+
+    std::vector<Json> m_records;
+};
+
+class Differences : public testing::Test {
+protected:
+    Differences() { close(mkstemp(m_path)); }
+    ~Differences() override { unlink(m_path); }
+
+    void write(const std::vector<Json>& records) {
+        const int file = open(m_path, O_RDWR | O_TRUNC);
+        ASSERT_TRUE(Writer::create(file));
+        close(file);
+        Writer writer;
+        ASSERT_TRUE(writer.open(m_path));
+        const auto append = [&writer](const std::string& record) {
+            ASSERT_TRUE(writer.append(reinterpret_cast<const unsigned char*>(record.data()),
+                                      record.size()));
+        };
+        append(descriptionRecord({{"full", true},
+                                  {"key", Json::binary({std::begin(kKey), std::end(kKey)})},
+                                  {"time", 0},
+                                  {"functions", describeFunctions()}}));
+        for (const Json& record : records) {
+            const auto bytes = Json::to_msgpack(record);
+            append({bytes.begin(), bytes.end()});
+        }
+    }
+
+    // What the replay says of a client that does what was recorded at first.
+    std::string replayed() {
+        std::vector<unsigned char> room(sizeof(ReplayState) + 100, 0);
+        auto* const state = reinterpret_cast<ReplayState*>(room.data());
+        Replayer replayer(m_path, "", *state);
+        Stage stage;
+        const std::vector<Step> steps = play(stage);
+        for (std::size_t at = 0; at < steps.size(); at += 1 + steps[at].beneath) {
+            perform(replayer, steps, at, stage);
+        }
+        return state->text;
+    }
+
+    static void perform(Replayer& replayer, const std::vector<Step>& steps, std::size_t at,
+                        Stage& stage) {
+        const Step& step = steps[at];
+        const bool isToken = step.boundary == Boundary::kToken;
+        Span span{};
+        span.live.function = numberOf(step.boundary, step.name);
+        span.live.raw = step.arguments.data();
+        span.live.kind = ResultKind::kNumber;
+        span.lastError = isToken ? nullptr : &stage.lastError;
+        replayer.enter(span);
+        // A library gives up at the first entry point that fails.
+        for (std::size_t n = 1; n <= step.beneath && *step.result == 0; ++n) {
+            perform(replayer, steps, at + n, stage);
+            *step.result = *steps[at + n].result;
+        }
+        if (isToken) {
+            replayer.answer(span);
+            *step.result = span.live.code();
+        } else {
+            step.happens();
+            span.live.result = static_cast<std::uint64_t>(*step.result);
+        }
+        span.live.returned = true;
+        replayer.leave(span);
+    }
+
+    char m_path[32] = "differences-XXXXXX";
+};
+
+// One byte of a value: of a text, a tag or a number.
+bool seed(Json& value, std::mt19937& random) {
+    if (value.is_binary() && !value.get_binary().empty()) {
+        auto& bytes = value.get_binary();
+        bytes[random() % bytes.size()] ^= static_cast<std::uint8_t>(1 + random() % 255);
+        return true;
+    }
+    if (value.is_number()) {
+        value = value.get<std::int64_t>() ^ static_cast<std::int64_t>(1 + random() % 255);
+        return true;
+    }
+    return value.is_array() && !value.empty() && seed(value[random() % value.size()], random);
+}
+
+TEST_F(Differences, none_is_named_where_there_is_none) {
+    write(Recorder().records());
+    EXPECT_EQ(replayed(), "");
+}
+
+TEST_F(Differences, a_thousand_seeded_bytes_are_all_named) {
+    const std::vector<Json> records = Recorder().records();
+    std::mt19937 random(20240608);
+    std::set<std::string> messages;
+    for (int n = 0; n < 1000;) {
+        std::vector<Json> changed = records;
+        Json& record = changed[random() % changed.size()];
+        const bool isEnd = record[0] == 2;
+        Json& place = !isEnd ? record[7] : record[std::vector<std::size_t>{4, 5, 6}[random() % 3]];
+        if (!seed(place, random)) continue;
+        ++n;
+        write(changed);
+        const std::string said = replayed();
+        ASSERT_TRUE(said.find("call ") == 0 && said.find(" was recorded") != std::string::npos)
+            << record.dump() << "\nsaid: " << said;
+        messages.insert(said);
+    }
+    EXPECT_GT(messages.size(), 100U);
+}
+
+}  // namespace
