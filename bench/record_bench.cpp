@@ -1,6 +1,6 @@
-// What recording adds to a call, side by side with the bare call. Runs under `ukey record`, where the
-// names of the libraries lead to the recorder's stand-ins, and names of the recorder's own to the
-// real ones behind them.
+// What recording adds to a call, side by side with the bare call. Runs under `ukey record`, where
+// the names of the libraries lead to the recorder's stand-ins, and names of the recorder's own to
+// the real ones behind them.
 #include <benchmark/benchmark.h>
 #include <dlfcn.h>
 
@@ -27,8 +27,7 @@ double nanoseconds_each(Work work) {
     constexpr int kCalls = 200;
     const auto start = std::chrono::steady_clock::now();
     for (int n = 0; n < kCalls; ++n) benchmark::DoNotOptimize(work());
-    const std::chrono::duration<double, std::nano> time =
-        std::chrono::steady_clock::now() - start;
+    const std::chrono::duration<double, std::nano> time = std::chrono::steady_clock::now() - start;
     return time.count() / kCalls;
 }
 
@@ -55,9 +54,9 @@ bool add(const char* name, const char* stand_in, const char* real, const char* e
     auto* const recorded = look_up<Entry>(stand_in, RTLD_NOW, entry);
     auto* const bare = look_up<Entry>(real, RTLD_NOW | RTLD_NOLOAD, entry);
     if (recorded == nullptr || bare == nullptr || bare == recorded) return false;
-    benchmark::RegisterBenchmark(
-        name, [=](benchmark::State& state) { compare(state, bare, recorded, call); })
-        ->Iterations(1000);
+    benchmark::RegisterBenchmark(name, [=](benchmark::State& state) {
+        compare(state, bare, recorded, call);
+    })->Iterations(1000);
     return true;
 }
 

@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <cstring>
-#include <filesystem>
 #include <fstream>
 
 #include "file/reader.h"
@@ -119,7 +118,7 @@ Recorded record(const std::string& file, bool full, const std::string& version,
     }
     const std::string key = newKey();
     describe(file, full, version, key);
-    variables[kFileVariable] = std::filesystem::absolute(file).string();
+    variables[kFileVariable] = absolutePath(file);
     variables[kKeyVariable] = toHex(key);
     // Set in any case: this command may run beneath another recording or a replay.
     variables[kFullVariable] = full ? "1" : "0";

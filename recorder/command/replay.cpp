@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 
 #include "replay/script.h"
 #include "replay/state.h"
@@ -21,7 +20,8 @@ namespace {
 class StateFile {
 public:
     explicit StateFile(std::size_t size) : m_size(size) {
-        m_path = (std::filesystem::temp_directory_path() / "ukey-replay-XXXXXX").string();
+        const char* const folder = std::getenv("TMPDIR");
+        m_path = std::string(folder != nullptr ? folder : "/tmp") + "/ukey-replay-XXXXXX";
         const int file = mkostemp(m_path.data(), O_CLOEXEC);
         void* base = MAP_FAILED;
         if (file >= 0 && ftruncate(file, static_cast<off_t>(size)) == 0) {
@@ -50,9 +50,8 @@ private:
 };
 
 bool wasLoaded(const Recording& recording, const char* boundary) {
-    return std::any_of(
-        recording.libraries.begin(), recording.libraries.end(),
-        [boundary](const Library& library) { return library.boundary == boundary; });
+    return std::any_of(recording.libraries.begin(), recording.libraries.end(),
+                       [boundary](const Library& library) { return library.boundary == boundary; });
 }
 
 // The first recorded call that nobody made; calls whose number is a matter of time do not count.
@@ -60,8 +59,8 @@ std::string missing(const Script& script, const unsigned char* seen) {
     const auto& calls = script.recording().calls;
     for (std::size_t i = 0; i < calls.size(); ++i) {
         if (seen[i] != 0 || isIdlePoll(calls[i]) || calls[i].function == kStopDetectUKey) continue;
-        return "call " + std::to_string(calls[i].number) + ", " +
-               script.functionOf(calls[i]).name + " was recorded, and the command ended without it";
+        return "call " + std::to_string(calls[i].number) + ", " + script.functionOf(calls[i]).name +
+               " was recorded, and the command ended without it";
     }
     return {};
 }
@@ -78,7 +77,7 @@ Replayed replay(const std::string& file, bool tolerant, bool timed,
     clock_gettime(CLOCK_MONOTONIC, &now);
     shared.state().start = static_cast<std::uint64_t>(now.tv_sec) * 1000000000 +
                            static_cast<std::uint64_t>(now.tv_nsec);
-    variables[kReplayFileVariable] = std::filesystem::absolute(file).string();
+    variables[kReplayFileVariable] = absolutePath(file);
     variables[kReplayStateVariable] = shared.path();
     variables[kReplayModeVariable] = std::string(tolerant ? "t" : "") + (timed ? "d" : "");
     variables[kReplayTokenVariable] = wasLoaded(recording, "token") ? "1" : "0";

@@ -1,6 +1,8 @@
 #include "run.h"
 
+#include <dirent.h>
 #include <errno.h>
+#include <limits.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -8,13 +10,11 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
+#include <memory>
 
 namespace kesta {
 namespace recorder {
 namespace {
-
-namespace fs = std::filesystem;
 
 constexpr const char* kAuditLibrary = "libkesta_audit.so";
 
@@ -71,22 +71,33 @@ Ended waitFor(pid_t child) {
     return ended;
 }
 
+std::string parentOf(const std::string& path) {
+    return path.substr(0, path.rfind('/'));
+}
+
 }  // namespace
 
+// Not by the C++ library's file system: old userlands have it in another place.
+std::string absolutePath(const std::string& path) {
+    char resolved[PATH_MAX];
+    if (realpath(path.c_str(), resolved) != nullptr) return resolved;
+    throw CannotRun(path + ": " + std::strerror(errno));
+}
+
 std::string recorderFolder() {
-    std::error_code error;
-    const fs::path self = fs::read_symlink("/proc/self/exe", error);
-    const fs::path above = self.parent_path().parent_path();
-    std::vector<fs::path> places = {above / "recorder", above / "lib" / "kesta-recorder"};
-    for (const auto& entry : fs::directory_iterator(above / "lib", error)) {
-        places.push_back(entry.path() / "kesta-recorder");
+    const std::string above = parentOf(parentOf(absolutePath("/proc/self/exe")));
+    std::vector<std::string> places = {above + "/recorder", above + "/lib/kesta-recorder"};
+    // On Debian a folder for each architecture lies between.
+    const std::unique_ptr<DIR, int (*)(DIR*)> libraries(opendir((above + "/lib").c_str()),
+                                                        closedir);
+    while (const dirent* entry = libraries ? readdir(libraries.get()) : nullptr) {
+        places.push_back(above + "/lib/" + entry->d_name + "/kesta-recorder");
     }
-    for (const fs::path& place : places) {
-        if (fs::exists(place / kAuditLibrary, error)) return place.string();
+    for (const std::string& place : places) {
+        if (access((place + "/" + kAuditLibrary).c_str(), R_OK) == 0) return place;
     }
     throw CannotRun(std::string("the recorder's libraries are missing: there is no ") +
-                    kAuditLibrary + " in " + places.front().string() + " nor below " +
-                    (above / "lib").string());
+                    kAuditLibrary + " in " + places.front() + " nor below " + above + "/lib");
 }
 
 std::map<std::string, std::string> loaderVariables(const std::string& folder) {

@@ -18,6 +18,9 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+// Of a file that exists.
+std::string absolutePath(const std::string& path);
+
 // The folder with the recorder's libraries: of the build that this program is in, or installed.
 std::string recorderFolder();
 

@@ -108,7 +108,11 @@ std::string callLine(const OrderedJson& call, const std::string& indent) {
                        "] " + indent + call.at("function").get<std::string>() + "(" +
                        briefList(call.at("arguments")) + ")";
     const std::string ended = call.at("ended");
-    if (ended != "returned") return text + "  " + (ended == "never" ? "NEVER RETURNED" : ended == "threw" ? "THREW" : "CANCELLED");
+    if (ended != "returned")
+        return text + "  " +
+               (ended == "never"   ? "NEVER RETURNED"
+                : ended == "threw" ? "THREW"
+                                   : "CANCELLED");
     if (!call.at("result").is_null()) text += " = " + brief(call.at("result"));
     if (!call.at("outputs").empty()) text += "  -> " + briefList(call.at("outputs"));
     std::snprintf(lead, sizeof lead, "  %.3f ms", call.at("duration_ms").get<double>());

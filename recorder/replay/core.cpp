@@ -1,4 +1,5 @@
-// The replayer's core, in the place of the recorder's: what the stand-ins tell goes to one replayer.
+// The replayer's core, in the place of the recorder's: what the stand-ins tell goes to one
+// replayer.
 #include <fcntl.h>
 #include <pthread.h>
 #include <sys/mman.h>

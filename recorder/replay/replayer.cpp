@@ -60,10 +60,9 @@ ProcessScript* Replayer::claimProcess(const Span& span) {
     for (const bool fitting : {true, false}) {
         for (std::size_t i = 0; i < processes.size(); ++i) {
             ProcessScript& process = m_script.process(processes[i]);
-            const bool fits =
-                std::any_of(process.begin(), process.end(), [&](const auto& thread) {
-                    return m_script.fits(*thread.second.calls.front(), span.live);
-                });
+            const bool fits = std::any_of(process.begin(), process.end(), [&](const auto& thread) {
+                return m_script.fits(*thread.second.calls.front(), span.live);
+            });
             if (fitting && !fits) continue;
             if (__atomic_exchange_n(claims + i, 1, __ATOMIC_ACQ_REL) != 0) continue;
             for (auto& thread : process) thread.second.claimed = false;
@@ -103,8 +102,7 @@ const Call* Replayer::following(const Thread& thread) {
 }
 
 void Replayer::see(const Call& call) {
-    auto* const seen = reinterpret_cast<unsigned char*>(&m_state + 1) +
-                       m_script.processes().size();
+    auto* const seen = reinterpret_cast<unsigned char*>(&m_state + 1) + m_script.processes().size();
     __atomic_store_n(seen + (&call - m_script.recording().calls.data()), 1, __ATOMIC_RELAXED);
 }
 
@@ -189,9 +187,9 @@ void Replayer::expect(Thread& thread, Span& span) {
         return differ(named(*next, m_script.functionOf(*next).name.c_str()) +
                       " was recorded, now it is " + name);
     }
-    if (const auto difference = differenceOf(
-            next->arguments, argumentsOf(span.live, m_script.discretion()),
-            m_script.functionOf(*next), m_script.exact())) {
+    if (const auto difference =
+            differenceOf(next->arguments, argumentsOf(span.live, m_script.discretion()),
+                         m_script.functionOf(*next), m_script.exact())) {
         return differ(*next, *difference);
     }
     take(thread, *next);
@@ -212,8 +210,7 @@ void Replayer::compareEnd(Thread& thread, const Span& span) {
     const Call* const next = following(thread);
     if (next != nullptr && next->parent == call.number) {
         return differ(named(*next, m_script.functionOf(*next).name.c_str()) +
-                      " was recorded, now " + m_script.functionOf(call).name +
-                      " ends without it");
+                      " was recorded, now " + m_script.functionOf(call).name + " ends without it");
     }
     if (!call.ended()) return;
     if (call.how != span.live.how()) {
@@ -310,8 +307,9 @@ const Call* Replayer::tolerated(const Span& span) {
         return &call;
     }
     if (used == nullptr && span.live.function != kWaitForEvent) {
-        differ(std::string("the recording has no call of ") + span.live.row().name +
-               " with these arguments: " + inMessage(argumentsOf(span.live, m_script.discretion())));
+        differ(
+            std::string("the recording has no call of ") + span.live.row().name +
+            " with these arguments: " + inMessage(argumentsOf(span.live, m_script.discretion())));
     }
     return used;
 }

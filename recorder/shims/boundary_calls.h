@@ -20,9 +20,9 @@ struct Span {
     std::uint64_t number = 0;
     std::uint64_t parent = 0;
     std::uint64_t start = 0;
-    bool told = false;    // whether the beginning was recorded
-    bool refused = false; // set by a replay that found a difference
-    bool nested = false;  // a library's call of itself is its own business
+    bool told = false;     // whether the beginning was recorded
+    bool refused = false;  // set by a replay that found a difference
+    bool nested = false;   // a library's call of itself is its own business
 };
 
 }  // namespace recorder

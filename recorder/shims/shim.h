@@ -83,7 +83,8 @@ public:
 
     // References stay what they are.
     template <typename Result, typename... Parameters>
-    Result carryOut(Result (*real)(Parameters...), std::add_lvalue_reference_t<Parameters>... arguments) {
+    Result carryOut(Result (*real)(Parameters...),
+                    std::add_lvalue_reference_t<Parameters>... arguments) {
         if constexpr (std::is_void_v<Result>) {
             real(arguments...);
             returned(0);

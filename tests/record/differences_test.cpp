@@ -51,16 +51,28 @@ std::vector<Step> play(Stage& s) {
     const auto nothing = [] {};
     constexpr Boundary kExports = Boundary::kExports, kToken = Boundary::kToken;
     return {
-        {kExports, "GetLabel", {raw(s.serial), raw(s.label), raw(&s.labelLength)}, &s.labelResult,
-         [&s] { s.labelLength = static_cast<int>(strlen(s.label)); }, 1},
-        {kToken, "GetLabel", {raw(s.serial), raw(s.label)}, &s.labelResult,
-         [&s] { strcpy(s.label, "Ada's key"); }, 0},
-        {kExports, "Sign",
+        {kExports,
+         "GetLabel",
+         {raw(s.serial), raw(s.label), raw(&s.labelLength)},
+         &s.labelResult,
+         [&s] { s.labelLength = static_cast<int>(strlen(s.label)); },
+         1},
+        {kToken,
+         "GetLabel",
+         {raw(s.serial), raw(s.label)},
+         &s.labelResult,
+         [&s] { strcpy(s.label, "Ada's key"); },
+         0},
+        {kExports,
+         "Sign",
          {raw(s.serial), 2, 3, raw(s.text), raw(s.warning), raw(s.signature),
           raw(&s.signatureLength)},
-         &s.signResult, nothing, 2},
+         &s.signResult,
+         nothing,
+         2},
         {kToken, "SetWarningMsg", {raw(s.serial), raw(s.warning)}, &s.warningResult, nothing, 0},
-        {kToken, "GMUsbKeyCriticalSign",
+        {kToken,
+         "GMUsbKeyCriticalSign",
          {raw(s.serial), 2, 3, raw(s.text), raw(s.signature), raw(&s.signatureLength)},
          &s.signResult,
          [&s] {
@@ -68,13 +80,25 @@ std::vector<Step> play(Stage& s) {
              s.signatureLength = 16;
          },
          0},
-        {kExports, "ImportEncX509Cert", {raw(s.serial), raw(s.certificate), raw(s.key)},
-         &s.importResult, nothing, 1},
+        {kExports,
+         "ImportEncX509Cert",
+         {raw(s.serial), raw(s.certificate), raw(s.key)},
+         &s.importResult,
+         nothing,
+         1},
         {kToken, "GMImportPriKey", {raw(s.serial), raw(s.key), 0}, &s.importResult, nothing, 0},
-        {kExports, "GetPinInfo", {raw(s.serial), raw(s.pin), raw(&s.pinLength)}, &s.pinResult,
-         nothing, 1},
-        {kToken, "GetPinInfo", {raw(s.serial), raw(s.pin), raw(&s.pinLength)}, &s.pinResult,
-         [&s] { s.pin[0] = 6; }, 0},
+        {kExports,
+         "GetPinInfo",
+         {raw(s.serial), raw(s.pin), raw(&s.pinLength)},
+         &s.pinResult,
+         nothing,
+         1},
+        {kToken,
+         "GetPinInfo",
+         {raw(s.serial), raw(s.pin), raw(&s.pinLength)},
+         &s.pinResult,
+         [&s] { s.pin[0] = 6; },
+         0},
     };
 }
 
@@ -97,8 +121,7 @@ public:
     }
 
 private:
-    void perform(const std::vector<Step>& steps, std::size_t at, std::size_t parent,
-                 Stage& stage) {
+    void perform(const std::vector<Step>& steps, std::size_t at, std::size_t parent, Stage& stage) {
         const Step& step = steps[at];
         Discretion discretion;
         discretion.full = true;
@@ -119,8 +142,8 @@ private:
         Packer outputs;
         packOutputs(outputs, live, discretion);
         const Json lastError = step.boundary == Boundary::kExports ? Json(stage.lastError) : Json();
-        m_records.push_back(Json::array(
-            {2, at + 1, at + 100, 0, *step.result, lastError, parsed(outputs)}));
+        m_records.push_back(
+            Json::array({2, at + 1, at + 100, 0, *step.result, lastError, parsed(outputs)}));
     }
 
     std::vector<Json> m_records;
