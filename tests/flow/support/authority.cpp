@@ -4,10 +4,11 @@
 #include <openssl/err.h>
 #include <openssl/params.h>
 #include <openssl/pem.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <fstream>
-#include <sstream>
+#include <iterator>
 #include <stdexcept>
 
 namespace flow {
@@ -51,17 +52,29 @@ ASN1_OCTET_STRING* IdentityText() {
 
 }  // namespace
 
+namespace {
+
+// Where the next note stands: each process has a row of its own.
+std::string NextNote(const std::string& folder) {
+    static pid_t process = getpid();
+    static std::string row;
+    static int count = 0;
+    if (process != getpid()) {
+        process = getpid();
+        row += std::to_string(count) + ".";
+        count = 0;
+    }
+    return folder + "/" + row + std::to_string(++count);
+}
+
+}  // namespace
+
 std::string Noted(const std::function<std::string()>& make) {
     const char* const folder = std::getenv("KESTA_FLOW_NOTES");
     if (folder == nullptr) return make();
-    static int count = 0;
-    const std::string path = std::string(folder) + "/" + std::to_string(++count);
-    std::ostringstream text;
+    const std::string path = NextNote(folder);
     std::ifstream before(path, std::ios::binary);
-    if (before) {
-        if (before.peek() != std::ifstream::traits_type::eof()) text << before.rdbuf();
-        return text.str();
-    }
+    if (before) return {std::istreambuf_iterator<char>(before), std::istreambuf_iterator<char>()};
     const std::string made = make();
     std::ofstream after(path, std::ios::binary);
     after << made;

@@ -72,6 +72,7 @@ std::string RunSoftkey(const std::vector<std::string>& arguments) {
 }
 
 Finished InAnotherProcess(const std::function<int(std::string&)>& work) {
+    Noted([] { return std::string(); });  // so that each of them has a row of notes of its own
     return Fork([&](int descriptor) {
         std::string output;
         const int status = work(output);
