@@ -47,46 +47,46 @@ struct Step {
     std::size_t beneath;            // how many of the next steps it calls
 };
 
-std::vector<Step> play(Stage& s) {
-    const auto nothing = [] {};
-    constexpr Boundary kExports = Boundary::kExports, kToken = Boundary::kToken;
+constexpr Boundary kExports = Boundary::kExports, kToken = Boundary::kToken;
+
+void nothing() {}
+
+std::vector<Step> sign(Stage& s) {
+    const auto signs = [&s] {
+        strcpy(s.signature, "MEUCIQDsignature");
+        s.signatureLength = 16;
+    };
+    const std::uint64_t text = raw(s.text), warning = raw(s.warning), signature = raw(s.signature),
+                        length = raw(&s.signatureLength);
+    return {
+        {kExports,
+         "Sign",
+         {raw(s.serial), 2, 3, text, warning, signature, length},
+         &s.signResult,
+         nothing,
+         2},
+        {kToken, "SetWarningMsg", {raw(s.serial), warning}, &s.warningResult, nothing, 0},
+        {kToken,
+         "GMUsbKeyCriticalSign",
+         {raw(s.serial), 2, 3, text, signature, length},
+         &s.signResult,
+         signs,
+         0},
+    };
+}
+
+std::vector<Step> read(Stage& s) {
+    const auto names = [&s] { strcpy(s.label, "Ada's key"); };
+    const auto measures = [&s] { s.labelLength = static_cast<int>(strlen(s.label)); };
+    const auto counts = [&s] { s.pin[0] = 6; };
     return {
         {kExports,
          "GetLabel",
          {raw(s.serial), raw(s.label), raw(&s.labelLength)},
          &s.labelResult,
-         [&s] { s.labelLength = static_cast<int>(strlen(s.label)); },
+         measures,
          1},
-        {kToken,
-         "GetLabel",
-         {raw(s.serial), raw(s.label)},
-         &s.labelResult,
-         [&s] { strcpy(s.label, "Ada's key"); },
-         0},
-        {kExports,
-         "Sign",
-         {raw(s.serial), 2, 3, raw(s.text), raw(s.warning), raw(s.signature),
-          raw(&s.signatureLength)},
-         &s.signResult,
-         nothing,
-         2},
-        {kToken, "SetWarningMsg", {raw(s.serial), raw(s.warning)}, &s.warningResult, nothing, 0},
-        {kToken,
-         "GMUsbKeyCriticalSign",
-         {raw(s.serial), 2, 3, raw(s.text), raw(s.signature), raw(&s.signatureLength)},
-         &s.signResult,
-         [&s] {
-             strcpy(s.signature, "MEUCIQDsignature");
-             s.signatureLength = 16;
-         },
-         0},
-        {kExports,
-         "ImportEncX509Cert",
-         {raw(s.serial), raw(s.certificate), raw(s.key)},
-         &s.importResult,
-         nothing,
-         1},
-        {kToken, "GMImportPriKey", {raw(s.serial), raw(s.key), 0}, &s.importResult, nothing, 0},
+        {kToken, "GetLabel", {raw(s.serial), raw(s.label)}, &s.labelResult, names, 0},
         {kExports,
          "GetPinInfo",
          {raw(s.serial), raw(s.pin), raw(&s.pinLength)},
@@ -97,9 +97,23 @@ std::vector<Step> play(Stage& s) {
          "GetPinInfo",
          {raw(s.serial), raw(s.pin), raw(&s.pinLength)},
          &s.pinResult,
-         [&s] { s.pin[0] = 6; },
+         counts,
          0},
     };
+}
+
+std::vector<Step> play(Stage& s) {
+    std::vector<Step> steps = read(s);
+    for (Step& step : sign(s)) steps.push_back(std::move(step));
+    steps.push_back({kExports,
+                     "ImportEncX509Cert",
+                     {raw(s.serial), raw(s.certificate), raw(s.key)},
+                     &s.importResult,
+                     nothing,
+                     1});
+    steps.push_back(
+        {kToken, "GMImportPriKey", {raw(s.serial), raw(s.key), 0}, &s.importResult, nothing, 0});
+    return steps;
 }
 
 constexpr unsigned char kKey[kKeySize] = {1, 2, 3, 4, 5, 6, 7, 8};

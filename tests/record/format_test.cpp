@@ -55,6 +55,19 @@ protected:
         return all.str();
     }
 
+    // Calls of process n have the numbers behind n times this.
+    static constexpr std::uint64_t kRoom = 1000000;
+
+    [[noreturn]] void writeUntilKilled(std::uint64_t n, std::atomic<std::uint64_t>& done) const {
+        Writer writer;
+        if (!writer.open(m_path)) _exit(1);
+        for (std::uint64_t i = 1; i <= 2000; ++i) {
+            if (!write(writer, enter(n * kRoom + i))) _exit(2);
+            done.store(i);
+        }
+        for (;;) pause();  // on a crowded machine the kill comes late
+    }
+
     char m_path[32] = "format-test-XXXXXX";
 };
 
@@ -90,7 +103,7 @@ TEST_F(Format, records_of_many_threads_are_all_whole) {
 // Each of a thousand processes is killed somewhere in its writing. What it had written is there,
 // and of what it was writing at most one record is not.
 TEST_F(Format, a_thousand_kills_lose_at_most_the_record_being_written) {
-    constexpr std::uint64_t kKills = 1000, kRoom = 1000000, kMost = 2000;
+    constexpr std::uint64_t kKills = 1000;
     auto* const done = static_cast<std::atomic<std::uint64_t>*>(
         mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
     std::mt19937 random(20240607);
@@ -98,16 +111,7 @@ TEST_F(Format, a_thousand_kills_lose_at_most_the_record_being_written) {
     for (std::uint64_t n = 0; n < kKills; ++n) {
         done->store(0);
         const pid_t child = fork();
-        if (child == 0) {
-            Writer writer;
-            if (!writer.open(m_path)) _exit(1);
-            for (std::uint64_t i = 1; i < kRoom; ++i) {
-                if (!write(writer, enter(n * kRoom + i))) _exit(2);
-                done->store(i);
-                if (i == kMost) pause();  // on a crowded machine the kill comes late
-            }
-            _exit(3);
-        }
+        if (child == 0) writeUntilKilled(n, *done);
         while (done->load() == 0) sched_yield();
         usleep(static_cast<useconds_t>(random() % 30));
         kill(child, SIGKILL);
