@@ -4,49 +4,24 @@
 # shellcheck source=tests/ukey/support.bash
 . "$(dirname "$(readlink -f "$0")")/support.bash"
 
-# Every subcommand that asks the library for something, with arguments that it takes.
-on_the_library() {
-    cat <<'TEXT'
-info
-list
-self-test
-pin verify
-pin change
-pin info
-pin cache
-pin forget
-init --yes
-request
-batch-request
-import some.text
-cert get
-cert dn
-cert info
-cert delete --yes
-sign --text text
-sign-hash --text 00
-batch-sign some.text
-decrypt some.text
-label get
-label set text
-data get branch-code
-data set branch-code --value 0417
-charset UTF-8
-language en_US
-wait
-error 0x5B21
-check-install
-TEXT
+# The rows of the table, a tab between the columns.
+rows() {
+    sed -E '/^#|^$/d; s/ *\| */\t/g' "${KESTA_SOURCE:?names the source tree}/tests/ukey/outcomes.table"
 }
+on_the_library() { rows | cut -f1; }
 
-# Those that ask a key. Of a data object and of events, the key is not named.
-on_a_key() { on_the_library | grep -vE '^(list|pin forget|data|charset|language|wait|error|check-install)'; }
-
-leaf_of() { sed -E 's/ (--yes|--text.*|some\.text|text|branch-code.*|UTF-8|en_US|0x5B21)$//' <<<"$1"; }
+# A key with both certificates, and the files that the tables name.
+key_with_files() {
+    enrolled_key
+    echo -n text >text
+    printf 'one\ntwo\n' >two
+    printf 'a letter' | openssl pkeyutl -encrypt -certin -inkey enc.pem | base64 >cipher
+    echo '{"rules": [{"entry": "GetPinInfo", "length": 5000}]}' >plan.json
+}
 
 test_without_the_library_each_ends_with_its_own_status() {
     local line
-    echo text >some.text
+    echo x | tee text two cipher sign.pem >/dev/null
     while read -r line; do
         # shellcheck disable=SC2086
         fails 7 not-loaded bare $line --library ./nowhere.so </dev/null
@@ -54,19 +29,37 @@ test_without_the_library_each_ends_with_its_own_status() {
     done < <(on_the_library)
 }
 
-test_without_a_key_each_ends_with_its_own_status() {
-    local line
-    echo text >some.text
-    # In one sandbox, since there are many.
+# In one sandbox, since there are many: the status of each, and the kind of its failure.
+test_without_a_key_each_ends_as_the_table_says() {
+    key_with_files
+    softkey remove >/dev/null
     # shellcheck disable=SC2016
-    on_a_key | in_sandbox bash -c 'while read -r line; do
+    on_the_library | in_sandbox bash -c 'while read -r line; do
         status=0
         "$1" $line --json </dev/null >"$2" || status=$?
-        echo "$status $(grep -o "\"kind\":\"[a-z-]*\"" "$2") $line"
-    done' bash "$ukey_command" "$scratch/said" >ends
-    sed -E 's/^3 "kind":"key-absent" //' ends >absent
-    on_a_key >expected
-    expect_same_lines "not each ends with 3, key-absent" expected absent
+        echo "$line|$status $(jq -r ".error.kind // empty" "$2")"
+    done' bash "$ukey_command" "$scratch/said" | sed 's/ $//' >actual
+    rows | awk -F '\t' '{ print $1 "|" $4 }' >expected
+    expect_same_lines "not each ends so" expected actual
+}
+
+test_each_says_what_was_done_and_in_JSON_too() {
+    key_with_files
+    export KESTA_SOFTKEY_NEW_PIN=135790
+    local command words members
+    while IFS=$'\t' read -r command words members _; do
+        # shellcheck disable=SC2086
+        if [[ $words != - ]]; then
+            ends 0 ukey $command </dev/null
+            grep -qE -- "$words" out || fail "said by $command:" "$(<out)" "expected: $words"
+        fi
+        # shellcheck disable=SC2086
+        if [[ $members != - ]]; then
+            ends 0 ukey $command --json </dev/null
+            expect_equal "members of $command" "true: ${members/none/}" \
+                "$(jq -r '"\(.ok): " + (keys - ["ok"] | join(" "))' out)"
+        fi
+    done < <(rows)
 }
 
 test_wrong_option_ends_each_with_its_own_status() {
@@ -78,19 +71,6 @@ test_wrong_option_ends_each_with_its_own_status() {
 }
 
 # ---- What the tests of single subcommands leave out
-
-test_pin_commands_say_what_was_done() {
-    new_key
-    KESTA_SOFTKEY_NEW_PIN=975310 ends 0 ukey pin change
-    expect_equal "said" "the PIN is changed" "$(<out)"
-    export KESTA_SOFTKEY_PIN=975310
-    ends 0 ukey pin cache
-    expect_equal "said" "the PIN is right and cached" "$(<out)"
-    ends 0 ukey pin cache --on
-    expect_equal "said" "PIN caching is on" "$(<out)"
-    ends 0 ukey pin forget
-    expect_equal "said" "no PIN is cached" "$(<out)"
-}
 
 test_pin_change_with_a_wrong_PIN_or_a_short_new_one_fails() {
     new_key
@@ -133,14 +113,6 @@ test_label_and_locale_say_what_was_done() {
     ends 0 ukey language zh_CN
     expect_matches "said" 'knows the language zh_CN; it holds for this command alone' "$(<out)"
     fails 2 usage ukey charset EBCDIC
-}
-
-test_length_that_cannot_be_true_has_its_own_status() {
-    new_key
-    echo '{"rules": [{"entry": "GetPinInfo", "length": 5000}]}' >plan.json
-    softkey misbehave plan.json >/dev/null
-    fails 6 buffer ukey pin info
-    expect_matches "reason" '5000 bytes where at most 8 are possible' "$(<out)"
 }
 
 test_unknown_key_is_absent() {
@@ -201,38 +173,50 @@ test_columns_of_the_log_have_names_on_a_terminal_alone() {
 
 # ---- All of it
 
-# The calls of all tests, one to a line.
-calls() {
-    local script
-    for script in key everyday outcomes log doctor doctor_key shell; do
-        sed 's/\\$//' "$KESTA_SOURCE/tests/ukey/${script}_test.sh"
-    done | tr '\n' ' ' | sed -E 's/(^| )(ends|shaped|fails|finding) /\n\2 /g'
+# The statuses of the help: what is done before, and a call that ends so.
+endings() {
+    cat <<'TEXT'
+0   | true                        | ukey info
+1   | true                        | ukey decrypt two
+2   | true                        | ukey info --nonsense
+3   | softkey remove              | ukey info --serial CLI00001
+4   | true                        | ukey pin verify --serial CLI00001
+5   | softkey button refuse       | ukey sign --text text
+6   | softkey misbehave plan.json | ukey pin info
+7   | true                        | bare info --library ./nowhere.so
+8   | true                        | ukey cert info --key-type rsa
+9   | true                        | ukey sign missing.txt
+10  | true                        | bwrap --dev-bind / / --tmpfs /opt "$ukey_command" check-install
+11  | true                        | ukey wait --timeout 0.1
+12  | true                        | bare doctor --library ./nowhere.so
+130 | true                        | interrupted
+TEXT
 }
 
-# tested NAME REGEX: there is such a call.
-tested() { grep -qE "$2" all_calls || echo "$1" >>untested; }
-
-# Not by these names: events are awaited in the background, doctor is called diagnose. Nothing but a
-# missing library lets `pin forget` fail.
-test_text_JSON_and_status_of_each_subcommand_are_tested() {
-    local line leaf
-    calls >all_calls
-    : >untested
-    while read -r line; do
-        leaf=$(leaf_of "$line")
-        [[ $leaf == wait ]] || tested "text of $leaf" "^ends 0 (ukey|bare) $leaf( |$)"
-        [[ $leaf == wait ]] || tested "JSON of $leaf" "^shaped .*(ukey|bare) $leaf( |$).*--json"
-        [[ $leaf == "pin forget" ]] || tested "status of $leaf" "^(fails [0-9]+ [a-z-]+|ends [1-9][0-9]*) (ukey|bare|bwrap .*command.) $leaf( |$)"
-    done < <(on_the_library && echo log)
-    [[ ! -s untested ]] || fail "nothing tests:" "$(<untested)"
+# Interrupted from inside: the signal is for ukey, not for the sandbox around it.
+interrupted() {
+    # shellcheck disable=SC2016
+    in_sandbox bash -c '"$1" wait --forever & waiter=$!
+        until [[ -s /tmp/ValtoPinpad_KESTA.log ]]; do sleep 0.05; done
+        kill -TERM "$waiter"; wait "$waiter"' bash "$ukey_command"
 }
 
-test_every_exit_status_of_the_help_is_seen_by_a_test() {
-    local status
-    calls >all_calls
-    for status in $(bare --help | sed -n '/^Exit status:/,/^$/s/^  \([0-9]*\) .*/\1/p'); do
-        grep -qE "^(fails|ends) $status |\"status\" $status " all_calls || fail "no test ends with $status"
-    done
+test_every_exit_status_of_the_help_is_seen() {
+    need bwrap
+    key_with_files
+    cp -r key whole
+    bare --help | sed -n '/^Exit status:/,/^$/s/^  \([0-9]*\) .*/\1/p' >of_the_help
+    local status before call
+    while IFS='|' read -r status before call; do
+        rm -rf key library.log
+        cp -r whole key
+        eval "$before" >/dev/null
+        KESTA_SOFTKEY_PIN=$( ((status == 4)) && echo 000000 || echo 135790) \
+            LD_LIBRARY_PATH=$( ((status == 10)) && echo "$KESTA_KEY_BIN") \
+            eval "ends $status $call" </dev/null
+        echo "${status// /}" >>seen
+    done < <(endings)
+    expect_same_lines "statuses" of_the_help seen
 }
 
 test_list_of_subcommands_is_the_one_of_the_help() {
@@ -242,8 +226,10 @@ test_list_of_subcommands_is_the_one_of_the_help() {
         # shellcheck disable=SC2059,SC2086
         if [[ -z $inner ]]; then echo "$name"; else printf "$name %s\n" $inner; fi
     done | grep -vE '^(completion |help)' | sort >of_the_help
-    { while read -r line; do leaf_of "$line"; done < <(on_the_library) && printf '%s\n' log doctor; } |
-        sort >of_the_tests
+    # A subcommand is one word or, where there is such a one, two.
+    { on_the_library && printf '%s\n' log doctor; } | while read -r name inner _; do
+        grep -xF "$name ${inner:-}" of_the_help || echo "$name"
+    done | sort -u >of_the_tests
     expect_same_lines "subcommands" of_the_help of_the_tests
 }
 
