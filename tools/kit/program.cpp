@@ -193,7 +193,7 @@ int Program::Parts::Fail(const Complaint& complaint, bool json) const {
     std::string text = Paint(STDERR_FILENO, Colour::kRed, std::string(about.name) + ":") + " ";
     if (!complaint.operation.empty()) text += complaint.operation + ": ";
     text += Printable(complaint.message);
-    if (complaint.code) text += " (" + codeText + ")";
+    if (!complaint.operation.empty() && complaint.code) text += " (" + codeText + ")";
     text += '\n';
     if (!complaint.advice.empty()) text += "  " + Printable(complaint.advice) + "\n";
     std::fputs(text.c_str(), stderr);

@@ -232,7 +232,7 @@ test_an_output_that_cannot_be_written_is_an_error() {
     local status=0
     "$softkey" path >/dev/full 2>err || status=$?
     expect_equal "status" 7 "$status"
-    err_is 'softkey: the standard output cannot be written'
+    err_is 'softkey: standard output cannot be written: No space left on device'
 }
 
 # --- the manual page
