@@ -1,5 +1,7 @@
 #include "commands.h"
 
+#include "kit/codes_file.h"
+
 namespace ukey {
 namespace {
 
@@ -114,6 +116,8 @@ constexpr Row kRows[] = {
 void AddTaken(const Options& options, Session& session, unsigned takes) {
     if ((takes & kLibrary) != 0) {
         options.Text("--library", session.libraryFile, "FILE", N_("Load this library file"));
+        options.Text("--codes", session.codesFile, "FILE",
+                     N_("Read the token library's codes from this file"));
     }
     if ((takes & kSerial) != 0) {
         options.Text("-s,--serial", session.givenSerial, "SN",
@@ -135,7 +139,10 @@ void AddCommands(kit::Program& program, Session& session) {
         if (row.define == nullptr) continue;
         AddTaken(options, session, row.takes);
         const Action action = row.define(options, session);
-        program.Does(row.path, [action] { return static_cast<int>(action()); });
+        program.Does(row.path, [action, &session] {
+            kit::UseCodes(session.codesFile);
+            return static_cast<int>(action());
+        });
     }
 }
 

@@ -40,46 +40,8 @@ const char* Name(Exit code) {
     return "failed";
 }
 
-namespace {
-
-struct Range {
-    int first;
-    int last;
-    Exit kind;
-};
-
-// The software key's codes, by groups. A token library of hardware has numbers of its own, which
-// its maker does not publish; they are reported as they are, with their text.
-constexpr Range kSoftwareKey[] = {
-    {0x5B01, 0x5B01, Exit::kUnsupported}, {0x5B02, 0x5B02, Exit::kUsage},
-    {0x5B04, 0x5B04, Exit::kBuffer},      {0x5B11, 0x5B1F, Exit::kKeyAbsent},
-    {0x5B21, 0x5B2F, Exit::kPin},         {0x5B31, 0x5B3F, Exit::kRefused},
-    {0x5B41, 0x5B42, Exit::kNotFound},    {0x5B51, 0x5B51, Exit::kNotFound},
-    {0x5B53, 0x5B53, Exit::kUsage},
-};
-
-}  // namespace
-
 Exit KindOfCode(int code) {
-    switch (code) {
-        case KESTA_OK:
-            return Exit::kOk;
-        case KESTA_NOT_BOUND:
-        case KESTA_NOT_INITIALISED:
-            return Exit::kNotLoaded;
-        case KESTA_UNSUPPORTED:
-            return Exit::kUnsupported;
-        case KESTA_BAD_ARGUMENT:
-            return Exit::kUsage;
-        case KESTA_BUFFER_TOO_SMALL:
-            return Exit::kBuffer;
-        default:
-            break;
-    }
-    for (const Range& range : kSoftwareKey) {
-        if (code >= range.first && code <= range.last) return range.kind;
-    }
-    return Exit::kFailed;
+    return static_cast<Exit>(kesta::FactsOf(kesta::CodeTable::InUse()->KindOf(code)).exitStatus);
 }
 
 bool IsSoftwareKeyCode(int code) {
@@ -87,8 +49,7 @@ bool IsSoftwareKeyCode(int code) {
 }
 
 Exit KindOf(const kesta::Failure& failure) {
-    if (failure.origin == kesta::Failure::Origin::kLoading) return Exit::kNotLoaded;
-    return KindOfCode(failure.code);
+    return static_cast<Exit>(kesta::FactsOf(failure.kind()).exitStatus);
 }
 
 std::string Advice(const kesta::Failure& failure) {

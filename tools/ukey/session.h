@@ -24,6 +24,7 @@ void UsePersonsLanguage(const kesta::Library& library);
 class Session : public kit::Console {
 public:
     std::string libraryFile;
+    std::string codesFile;
     std::string givenSerial;
     bool skipPin = false;
 
