@@ -35,9 +35,13 @@ and where they apply
 and
 .IR advice .
 .PP
-The token library's codes are its maker's to number. Exit statuses 3, 4, 5 and 8 are told apart by
-the codes of the software key; with hardware the same failures end with 1, and the token library's
-own text and code say what happened.
+The token library's codes are its maker's to number. Which exit status a code gives is told by a
+table: that of
+.BR \-\-codes ,
+else that of
+.IR /etc/kesta/codes.json ,
+else the software key's. A code in no table ends with 1, and the token library's own text and code
+say what happened.
 )roff";
 
 constexpr const char* kClosing = R"roff(.SH FILES
