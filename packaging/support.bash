@@ -26,6 +26,7 @@ needs_tools() {
 }
 
 # make_root FOLDER [MMDEBSTRAP-OPTION...]: a minimal Debian 12 of this machine's architecture.
+# Who removes such a folder stays on one file system: a run that was cut short may have left mounts in it.
 make_root() {
     local root=$1 mirror
     shift
