@@ -15,8 +15,8 @@ tests_of() {
 
 # replays PROGRAM TEST
 replays() {
-    local run="$scratch/$2"
-    mkdir "$run" "$run/notes"
+    local run=$scratch/${2//\//.}  # the names of tests with parameters hold slashes
+    mkdir -p "$run/notes"
     env KESTA_FLOW_NOTES="$run/notes" \
         "$in_namespace" "$build/softkey/bin" "$build" \
         "$build/bin/ukey" record --full -o "$run/case.rec" -- "$1" --gtest_filter="$2" \
