@@ -71,7 +71,7 @@ docs/install-certificates.md sh 3 c 0 cpp 1 fences 8
 docs/sign.md sh 2 c 1 cpp 1 fences 8
 docs/decrypt.md sh 1 c 1 cpp 1 fences 6
 docs/events.md sh 2 c 0 cpp 1 fences 6
-docs/diagnose.md sh 3 c 0 cpp 0 fences 6
+docs/diagnose.md sh 4 c 0 cpp 0 fences 8
 docs/log-format.md sh 0 c 0 cpp 0 fences 2
 docs/ci.md sh 2 c 0 cpp 0 fences 4
 docs/record-and-replay.md sh 3 c 0 cpp 0 fences 6
@@ -169,13 +169,14 @@ test_events_pages_client_tells_of_events_until_enter_is_pressed() {
 }
 
 test_diagnose_pages_commands_answer() {
-    new_key
-    type_pages diagnose.md
+    type_pages enrol.md install-certificates.md diagnose.md
     expect_matches "doctor" 'all [0-9]+ entry points found' "$(<said)"
+    expect_matches "keys" '1 +KM[0-9]+ +SK0001' "$(<said)"
+    expect_matches "the pairs tried" 'ok +sign sm2: signs.* enc sm2: decrypts' "$(tr '\n' ' ' <said)"
     expect_matches "code" 'the output buffer is too small' "$(<said)"
     expect_matches "the token library's code" 'the PIN is wrong' "$(<said)"
     expect_matches "calls" 'GetPrintNumber +<?[0-9]+ ms +ok' "$(<said)"
-    expect_matches "records" 'm_SN: CLI00001' "$(<said)"
+    expect_matches "records" 'm_SN: SK0001' "$(<said)"
 }
 
 # The page's reader has the client of README in the folder.
