@@ -1,4 +1,4 @@
-"""The Python package's made files: kinds with their exceptions, and the 42 operations."""
+"""The Python package's made files: kinds with their exceptions, and the operations."""
 
 import textwrap
 from typing import Any, Dict, List

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <fstream>
 
+#include "file/descriptor.h"
 #include "file/reader.h"
 #include "file/writer.h"
 #include "run.h"
@@ -15,20 +16,6 @@
 namespace kesta {
 namespace recorder {
 namespace {
-
-class Descriptor {
-public:
-    explicit Descriptor(int number) : m_number(number) {}
-    ~Descriptor() {
-        if (m_number >= 0) close(m_number);
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    int number() const { return m_number; }
-
-private:
-    int m_number;
-};
 
 [[noreturn]] void refuse(const std::string& file, int number) {
     throw CannotRun(file + ": " + std::strerror(number));

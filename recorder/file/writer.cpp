@@ -8,6 +8,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "descriptor.h"
+
 namespace kesta {
 namespace recorder {
 namespace {
@@ -17,19 +19,9 @@ constexpr std::uint64_t kStep = std::uint64_t{1} << 18;
 constexpr std::uint64_t kWindow = std::uint64_t{1} << 30;
 constexpr std::uint64_t kLeastWindow = std::uint64_t{1} << 24;
 
-class Descriptor {
-public:
-    explicit Descriptor(const char* path) : m_number(::open(path, O_RDWR | O_CLOEXEC)) {}
-    ~Descriptor() {
-        if (m_number >= 0) close(m_number);
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    int number() const { return m_number; }
-
-private:
-    int m_number;
-};
+int openFile(const char* path) {
+    return ::open(path, O_RDWR | O_CLOEXEC);
+}
 
 // What is called here may be a point of cancellation; a record is not.
 class NoCancellation {
@@ -85,7 +77,7 @@ bool Writer::create(int descriptor) {
 bool Writer::open(const char* path) {
     const std::size_t length = std::strlen(path);
     if (length >= sizeof m_path) return false;
-    const Descriptor file(path);
+    const Descriptor file(openFile(path));
     struct stat status;
     unsigned char magic[sizeof kMagic];
     if (file.number() < 0 || fstat(file.number(), &status) != 0 || !S_ISREG(status.st_mode) ||
@@ -110,7 +102,7 @@ bool Writer::open(const char* path) {
 // is killed while holding it.
 bool Writer::grow(std::uint64_t end) {
     const NoCancellation held;
-    const Descriptor file(m_path);
+    const Descriptor file(openFile(m_path));
     struct flock whole = {};
     whole.l_type = F_WRLCK;
     whole.l_whence = SEEK_SET;

@@ -1,4 +1,4 @@
-// The stand-in for libkesta_unified_zrkukey.so: its 42 functions. Its variables and its C++ names
+// The stand-in for libkesta_unified_zrkukey.so: its functions. Its variables and its C++ names
 // stay those of the real library, which this one needs and which comes behind it in every look-up.
 #include "kesta/ukey/functions.hpp"
 #include "shim.h"

@@ -3,6 +3,7 @@
 #include "softkey/result.h"
 #include "softkey/store/database.h"
 #include "softkey/store/events.h"
+#include "softkey/store/pins.h"
 #include "softkey/store/screen.h"
 
 namespace softkey {
@@ -80,25 +81,19 @@ void KeyTable::Add(const KeyRecord& key, const PinSeal& seal) {
     CheckNames(key);
     Transaction transaction(store_);
     RequireFree(key);
-    db().Prepare(
-            "INSERT INTO keys(serial, label, media_id, slot, inserted, insertions, pin_version,"
-            " tries_left, max_tries, button, salt, kdf, cost, block, parallel, sealed)"
-            " VALUES(?, ?, ?, ?, ?, 1, 1, ?, ?, ?, ?, ?, ?, ?, ?, ?)")
-        .Bind(key.serial)
+    Statement insert = db().Prepare(
+        "INSERT INTO keys(serial, label, media_id, slot, inserted, insertions, pin_version,"
+        " tries_left, max_tries, button, salt, kdf, cost, block, parallel, sealed)"
+        " VALUES(?, ?, ?, ?, ?, 1, 1, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
+    insert.Bind(key.serial)
         .Bind(key.label)
         .Bind(key.mediaId)
         .Bind(static_cast<std::int64_t>(key.slot))
         .Bind(static_cast<std::int64_t>(key.inserted ? 1 : 0))
         .Bind(static_cast<std::int64_t>(key.triesLeft))
         .Bind(static_cast<std::int64_t>(key.maxTries))
-        .Bind(static_cast<std::int64_t>(key.button))
-        .Bind(seal.salt)
-        .Bind(static_cast<std::int64_t>(seal.kdf))
-        .Bind(seal.cost)
-        .Bind(seal.block)
-        .Bind(seal.parallel)
-        .Bind(seal.sealed)
-        .Run();
+        .Bind(static_cast<std::int64_t>(key.button));
+    BindSeal(insert, seal).Run();
     if (key.inserted) EventLog(store_).Raise(key, EventKind::kInserted);
     transaction.Commit();
 }

@@ -20,19 +20,21 @@ PinSeal PinTable::Seal(const std::string& serial) {
     return seal;
 }
 
-void PinTable::SetSeal(const std::string& serial, const PinSeal& seal) {
-    Transaction transaction(store_);
-    db().Prepare(
-            "UPDATE keys SET salt = ?, kdf = ?, cost = ?, block = ?, parallel = ?, sealed = ?,"
-            " tries_left = max_tries WHERE serial = ?")
-        .Bind(seal.salt)
+Statement& BindSeal(Statement& statement, const PinSeal& seal) {
+    return statement.Bind(seal.salt)
         .Bind(static_cast<std::int64_t>(seal.kdf))
         .Bind(seal.cost)
         .Bind(seal.block)
         .Bind(seal.parallel)
-        .Bind(seal.sealed)
-        .Bind(serial)
-        .Run();
+        .Bind(seal.sealed);
+}
+
+void PinTable::SetSeal(const std::string& serial, const PinSeal& seal) {
+    Transaction transaction(store_);
+    Statement update = db().Prepare(
+        "UPDATE keys SET salt = ?, kdf = ?, cost = ?, block = ?, parallel = ?, sealed = ?,"
+        " tries_left = max_tries WHERE serial = ?");
+    BindSeal(update, seal).Bind(serial).Run();
     if (db().Changes() == 0) throw Failure(kKeyAbsent, serial);
     transaction.Commit();
 }

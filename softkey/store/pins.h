@@ -9,6 +9,11 @@
 
 namespace softkey {
 
+class Statement;
+
+// Binds the columns salt, kdf, cost, block, parallel, sealed, in this order.
+Statement& BindSeal(Statement& statement, const PinSeal& seal);
+
 class PinTable : private Table {
 public:
     using Table::Table;

@@ -1,4 +1,4 @@
-// The 29 names that the library shows. Each is declared from the contract's own list, so that a
+// The names that the library shows. Each is declared from the contract's own list, so that a
 // definition with other arguments does not compile, and one that is missing does not link.
 #ifndef SOFTKEY_TOKEN_ENTRY_POINTS_H
 #define SOFTKEY_TOKEN_ENTRY_POINTS_H

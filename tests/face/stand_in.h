@@ -1,4 +1,4 @@
-// A library with the 42 functions and no key behind them: it records what it is asked and answers
+// A library with all functions and no key behind them: it records what it is asked and answers
 // what the test says, however untrue.
 #ifndef FACE_STAND_IN_H
 #define FACE_STAND_IN_H

@@ -22,8 +22,7 @@ const names = {
 };
 const nameOf = (name) => names[name] || name[0].toLowerCase() + name.slice(1);
 
-test('all 42 functions have an operation, on and off the main thread', () => {
-    assert.equal(description.length, 42);
+test('every function has an operation, on and off the main thread', () => {
     assert.deepEqual(description.map(({name}) => name), Object.keys(operations));
     for (const {name} of description) {
         assert.equal(operations[name].operation, nameOf(name));

@@ -12,7 +12,7 @@ const koffi = require(path.join(process.env.KESTA_NODE_PACKAGE, 'node_modules/ko
 const description = JSON.parse(fs.readFileSync(process.env.KESTA_DESCRIPTION, 'utf8'));
 const operations = require(path.join(process.env.KESTA_NODE_PACKAGE, 'lib/operations.json'));
 
-/** A library with the 42 functions and no key behind them, and how it is steered. */
+/** A library with all functions and no key behind them, and how it is steered. */
 class StandIn {
     constructor() {
         const file = path.join(build, 'lib/libface_stand_in.so');

@@ -5,6 +5,7 @@ import ctypes
 import json
 import os
 import pathlib
+import re
 import subprocess
 import time
 
@@ -14,10 +15,13 @@ from kesta_ukey import Codes, Library, speak
 
 BUILD = pathlib.Path(os.environ["KESTA_BUILD"])
 DESCRIPTION = json.loads(pathlib.Path(os.environ["KESTA_DESCRIPTION"]).read_text(encoding="utf-8"))
+# The functions of the version script.
+EXPORTED = set(re.findall(r"^ +(\w+);$", pathlib.Path(os.environ["KESTA_EXPORTS"]).read_text(
+    encoding="utf-8").split("# variables")[0], re.MULTILINE))
 
 
 class StandIn:
-    """A library with the 42 functions and no key behind them, and how it is steered."""
+    """A library with all functions and no key behind them, and how it is steered."""
 
     def __init__(self):
         path = str(BUILD / "lib/libface_stand_in.so")

@@ -40,25 +40,30 @@ blocks() {
 }
 
 test_every_function_has_a_block_that_names_it_and_says_whether_it_blocks_and_logs() {
-    local name block count=0
+    local name block
+    blocks >all
     while IFS=$'\t' read -r name block; do
         expect_matches "the block of $name begins with its name" "^ /\* +\* $name: " "$block"
         expect_matches "the block of $name" "Blocking: " "$block"
         expect_matches "the block of $name" "Log: " "$block"
-        count=$((count + 1))
-    done < <(blocks)
-    expect_equal "number of blocks" 42 "$count"
+    done <all
+    # Counted by the other list of the functions.
+    expect_equal "number of blocks" \
+        "$(sed '/# functions/,/# variables/!d' "$source_tree/src/exports.map" | grep -c ';')" \
+        "$(wc -l <all)"
 }
 
 test_every_function_with_a_result_lists_its_codes() {
-    local name block result count=0
+    local name block result silent=
     while IFS=$'\t' read -r name block; do
         result=$(sed -nE "s/^KESTA_API ([a-z]+) $name\(.*/\1/p" "$header")
-        [[ $result == int ]] || continue
+        if [[ $result != int ]]; then
+            silent+=" $name"
+            continue
+        fi
         expect_matches "the block of $name" "Codes: -?[0-9]" "$block"
-        count=$((count + 1))
     done < <(blocks)
-    expect_equal "number of functions with a result" 40 "$count"
+    expect_equal "functions without a result" " Finalize GetLastErrCode" "$silent"
 }
 
 run_claims "$@"

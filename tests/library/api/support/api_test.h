@@ -11,6 +11,7 @@
 #include "canary_buffer.h"
 #include "heap_control.h"
 #include "install_directory.h"
+#include "kesta/token_library.h"
 #include "kesta_unified_zrkukey.h"
 #include "log_file.h"
 #include "recording.h"
@@ -25,5 +26,8 @@ inline Lines trace() {
 
 // A value that no export produces, to see whether an export stores its result.
 constexpr int unrelated_code = 0x7E57;
+
+// What one binding looks up.
+constexpr std::size_t entry_points = kesta::token::kEntryPoints;
 
 #endif

@@ -1,4 +1,4 @@
-// The 42 exports in one table: how each is called, what it asks of the token library, and how it
+// The exports in one table: how each is called, what it asks of the token library, and how it
 // answers when there is nobody to ask.
 #ifndef KESTA_API_EVERY_EXPORT_H
 #define KESTA_API_EVERY_EXPORT_H

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "kesta/device_record.h"
+#include "kesta/token_library.h"
 
 void LogEntry(const char* tag, const char* format, ...);
 void LogHex(const char* tag, const void* data, int length);
@@ -24,7 +25,7 @@ public:
               unsigned* pnOutLen);
     int find_dir_file(const char* path, std::vector<std::string>& names);
 
-    void* entries[29] = {};  // in the order of the token library's contract
+    void* entries[kesta::token::kEntryPoints] = {};  // in the order of the token library's contract
     void* handle = nullptr;
 };
 
