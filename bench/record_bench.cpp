@@ -67,8 +67,8 @@ bool add_all() {
         add<decltype(::GetPinInfo)>(
             "export_with_a_serial_number", KESTA_UNIFIED_LIBRARY, kRealLibrary, "GetPinInfo",
             [length](auto* entry) mutable { return entry("SK0001", nullptr, &length); }) &&
-        add<decltype(::Sign)>("export_with_three_texts", KESTA_UNIFIED_LIBRARY, kRealLibrary, "Sign",
-                              [length](auto* entry) mutable {
+        add<decltype(::Sign)>("export_with_three_texts", KESTA_UNIFIED_LIBRARY, kRealLibrary,
+                              "Sign", [length](auto* entry) mutable {
                                   return entry("SK0001", 2, 3, "pay 12.50 to the account 4711",
                                                "pay 12.50?", nullptr, &length);
                               });

@@ -96,8 +96,8 @@ test_what_is_no_recording_is_told() {
     new_key
     record -- "$ukey_command" info >/dev/null
     cp case.rec other && printf '\002' | dd of=other bs=1 seek=18 conv=notrunc 2>/dev/null
-    head -c 100 case.rec >cut
-    for file in empty noise absent other cut; do
+    head -c 100 case.rec >short
+    for file in empty noise absent other short; do
         ends 9 bare trace show "$file"
         ends 9 bare replay "$file" -- touch "$scratch/ran"
         [[ ! -e ran ]] || fail "the command ran with $file"

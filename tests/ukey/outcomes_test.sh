@@ -189,6 +189,7 @@ endings() {
 10  | true                        | bwrap --dev-bind / / --tmpfs /opt "$ukey_command" check-install
 11  | true                        | ukey wait --timeout 0.1
 12  | true                        | bare doctor --library ./nowhere.so
+20  | ukey record -o case.rec -- "$ukey_command" info | bare replay case.rec -- "$ukey_command" list
 130 | true                        | interrupted
 TEXT
 }
@@ -227,7 +228,7 @@ test_list_of_subcommands_is_the_one_of_the_help() {
         if [[ -z $inner ]]; then echo "$name"; else printf "$name %s\n" $inner; fi
     done | grep -vE '^(completion |help)' | sort >of_the_help
     # A subcommand is one word or, where there is such a one, two.
-    { on_the_library && printf '%s\n' log doctor; } | while read -r name inner _; do
+    { on_the_library && printf '%s\n' log doctor record replay 'trace show'; } | while read -r name inner _; do
         grep -xF "$name ${inner:-}" of_the_help || echo "$name"
     done | sort -u >of_the_tests
     expect_same_lines "subcommands" of_the_help of_the_tests

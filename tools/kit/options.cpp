@@ -63,7 +63,8 @@ void Options::Examples(const char* lines) const {
 }
 
 void Options::Remark(const char* text) const {
-    command_->footer(text);
+    const std::string before = command_->get_footer();
+    command_->footer(before.empty() ? _(text) : before + "\n\n" + _(text));
 }
 
 Option Options::Flag(const char* names, bool& value, const char* sentence) const {

@@ -41,7 +41,7 @@ public:
 
     // Lines of commands, with what they do, at the end of the help.
     void Examples(const char* lines) const;
-    // A remark in their place.
+    // A remark behind them; lines of at most 100 columns.
     void Remark(const char* text) const;
 
     Option Flag(const char* names, bool& value, const char* sentence) const;

@@ -30,6 +30,8 @@ const std::vector<kit::Status> kExitKinds = {
     Kind(Exit::kUnsupported, "unsupported", N_("the library or the key does not support this")),
     Kind(Exit::kTimeout, "timeout", N_("no event came in time")),
     Kind(Exit::kFindings, "findings", N_("doctor found something that needs a remedy")),
+    Kind(Exit::kDiffers, "differs",
+         N_("the replayed command made another call than the recorded one")),
     Kind(Exit::kInterrupted, "interrupted", N_("interrupted from the keyboard")),
 };
 

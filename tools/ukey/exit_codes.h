@@ -24,6 +24,7 @@ enum class Exit : int {
     kUnsupported = 10,
     kTimeout = 11,   // no event in time
     kFindings = 12,  // doctor found something that needs a remedy
+    kDiffers = 20,   // a call of the replayed command
     kInterrupted = 130,
 };
 

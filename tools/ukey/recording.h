@@ -1,0 +1,24 @@
+// What record, replay and trace share.
+#ifndef UKEY_RECORDING_H
+#define UKEY_RECORDING_H
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "session.h"
+
+namespace ukey {
+
+// The recorder's own errors, as this command's. file: the recording, for the messages.
+Exit OnRecording(const std::string& file, const std::function<Exit()>& work);
+
+// A line on standard error: standard output is the command's.
+void TellAside(const std::string& line);
+
+// The words behind "--".
+void TakeCommand(const Options& options, std::vector<std::string>& words);
+
+}  // namespace ukey
+
+#endif
