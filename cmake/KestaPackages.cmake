@@ -79,8 +79,9 @@ if(TARGET ukey)
         "command-line client of an SM2 USB security key"
         "Reads, enrols and uses a USB security key, and finds out why one does not
 work.")
-    # The command contains code of these.
-    foreach(contained IN ITEMS libssl-dev libcli11-dev nlohmann-json3-dev)
+    # The command and the recorder contain code of these.
+    foreach(contained IN ITEMS libssl-dev libcli11-dev nlohmann-json3-dev libsodium-dev
+            libmsgpack-dev)
         install(FILES "/usr/share/doc/${contained}/copyright" RENAME "${contained}" COMPONENT tools
                 DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/doc/kesta-ukey/third-party" OPTIONAL)
     endforeach()

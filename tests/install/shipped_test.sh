@@ -8,7 +8,8 @@
 
 checker=$source_tree/packaging/check-symbol-versions
 
-# Sets programs (what runs or is loaded; the names for the linker are neither) and library.
+# Sets programs (what runs or is loaded; the names for the linker are neither), library, and of the
+# recorder's libraries stand_ins (own code alone) and cores (which hold Debian's libsodium).
 install_everything() {
     local file
     need readelf file
@@ -18,9 +19,33 @@ install_everything() {
         [[ $(file -b "$file") != ELF* ]] || programs+=("$file")
     done < <(find prefix -type f ! -path 'prefix/*/kesta_unified_zrkukey/*')
     library=prefix/$libdir/libkesta_unified_zrkukey.so
-    expect_equal "files that run or are loaded" \
-        "libKestaZRK.so libR7Token_KESTA.so libkesta_unified_zrkukey.so softkey ukey" \
-        "$(printf '%s\n' "${programs[@]##*/}" | LC_ALL=C sort | xargs)"
+    cat >known <<TEXT
+bin/softkey
+bin/ukey
+$libdir/kesta-recorder/events/libR7Token_KESTA.so
+$libdir/kesta-recorder/exports/libkesta_unified_zrkukey.so
+$libdir/kesta-recorder/libkesta_audit.so
+$libdir/kesta-recorder/libkesta_recorder.so
+$libdir/kesta-recorder/libkesta_replayer.so
+$libdir/kesta-recorder/replay-events/libR7Token_KESTA.so
+$libdir/kesta-recorder/replay-token/libKestaZRK.so
+$libdir/kesta-recorder/token/libKestaZRK.so
+$libdir/kesta-softkey/libKestaZRK.so
+$libdir/kesta-softkey/libR7Token_KESTA.so
+$libdir/libkesta_unified_zrkukey.so
+TEXT
+    printf '%s\n' "${programs[@]#prefix/}" | LC_ALL=C sort >found
+    expect_same_lines "files that run or are loaded" known found
+    stand_ins=(prefix/"$libdir"/kesta-recorder/{libkesta_audit.so,*/*.so})
+    cores=(prefix/"$libdir"/kesta-recorder/libkesta_re{corder,player}.so)
+}
+
+# checked IMPORTS: of the C library's functions that have a checked form one is called in it, or none is.
+checked() {
+    readelf --dyn-syms --wide "$("$CC" -print-file-name=libc.so.6)" |
+        sed -nE 's/.* (__[a-z_]+_chk)@.*/\1/p' >forms
+    grep -qx __memcpy_chk forms || fail "the C library's checked forms are not known"
+    grep -qxFf forms <<<"$1" || ! sed -E 's/.*/__&_chk/' <<<"$1" | grep -qxFf forms
 }
 
 # Puts down what each program is told to be that must be, or must not be. hardened FILE.
@@ -36,8 +61,7 @@ hardened() {
     if grep -E '^ +LOAD .* RWE ' <<<"$segments"; then echo "writable and executable"; fi
     if grep TEXTREL <<<"$dynamic"; then echo "text relocations"; fi
     grep -qx __stack_chk_fail <<<"$imports" || echo "no stack protector"
-    [[ ${KESTA_BUILD_TYPE:-} == Debug ]] ||
-        grep -qE '^__[a-z_]+_chk$' <(grep -vx __stack_chk_fail <<<"$imports") ||
+    [[ ${KESTA_BUILD_TYPE:-} == Debug ]] || checked "$imports" ||
         echo "no checked calls of the C library"
     [[ $1 == *.so ]] || grep -q 'Flags:.* PIE' <<<"$dynamic" || echo "not position-independent"
 }
@@ -65,18 +89,20 @@ no checked calls of the C library" "$(<found)"
 }
 
 # The kernel and the loader switch control-flow protection on for a file that says so as a whole,
-# start files included. In a build that ships the library does; there alone are the start files ours.
-test_library_is_marked_for_control_flow_protection() {
-    local marks='x86 feature: IBT, SHSTK'
+# start files included. In a build that ships the libraries that clients load do; there alone are the
+# start files ours.
+test_libraries_are_marked_for_control_flow_protection() {
+    local marks='x86 feature: IBT, SHSTK' file
     [[ $KESTA_PROCESSOR != aarch64 ]] || marks='AArch64 feature: BTI, PAC'
     install_everything
-    readelf --notes --wide "$library" >notes
-    if [[ $KESTA_FLOOR == ON ]]; then
-        expect_matches notes "$marks" "$(<notes)"
-    else
-        expect_matches "own code" 'endbr64|paciasp|bti' \
-            "$("$OBJDUMP" --disassemble --no-show-raw-insn "$library")"
-    fi
+    for file in "$library" "${stand_ins[@]}" "${cores[@]}"; do
+        if [[ $KESTA_FLOOR == ON && " ${cores[*]} " != *" $file "* ]]; then
+            expect_matches "notes of $file" "$marks" "$(readelf --notes --wide "$file")"
+        else
+            "$OBJDUMP" --disassemble --no-show-raw-insn "$file" >code
+            grep -qE 'endbr64|paciasp|bti' code || fail "own code in $file has no landing pads"
+        fi
+    done
 }
 
 # The commands hold code of Debian's static libraries, which is not marked, so the whole is not.
@@ -95,10 +121,10 @@ needed() {
     readelf --dynamic --wide "$1" | sed -n 's/.*(NEEDED).*\[\(.*\)\]$/\1/p' | LC_ALL=C sort | xargs
 }
 
-test_library_and_command_load_on_the_oldest_runtime() {
+test_libraries_and_command_load_on_the_oldest_runtime() {
     install_everything
     if [[ $KESTA_FLOOR == ON ]]; then
-        "$checker" "$library" prefix/bin/ukey
+        "$checker" "$library" prefix/bin/ukey "${stand_ins[@]}" "${cores[@]}"
         # The old userlands have an OpenSSL of another name.
         expect_equal "what ukey loads" \
             "libc.so.6 libdl.so.2 libgcc_s.so.1 libpthread.so.0 libstdc++.so.6" "$(needed prefix/bin/ukey)"
@@ -117,9 +143,13 @@ test_plainly_linked_program_does_not_pass_for_an_old_one() {
 run_paths() { readelf --dynamic --wide "$1" | sed -nE 's/.*\((RPATH|RUNPATH)\).*\[(.*)\]$/\2/p'; }
 
 test_commands_look_for_libraries_in_their_installation_and_the_system_alone() {
+    local file
     install_everything
     expect_equal "where ukey looks" "\$ORIGIN/../$libdir" "$(run_paths prefix/bin/ukey)"
-    expect_equal "where softkey looks" "" "$(run_paths prefix/bin/softkey)"
+    # The audit module tells the loader where the recorder's libraries find what they need.
+    for file in prefix/bin/softkey "${stand_ins[@]}" "${cores[@]}"; do
+        expect_equal "where $file looks" "" "$(run_paths "$file")"
+    done
 }
 
 # Whatever prefix it is, and moved since; nothing in the environment helps.
@@ -137,6 +167,20 @@ test_installed_commands_find_the_installed_library() {
     said=$(env -u LD_LIBRARY_PATH "a place/moved/bin/ukey-sandbox" --log log --home key --print \
         "${emulator[@]}" "a place/moved/bin/ukey" check-install 2>&1) || fail "in the sandbox: $said"
     expect_matches "what is used" "library +$PWD/a place/moved/$libdir" "$said"
+}
+
+test_installed_command_finds_the_installed_recorder() {
+    local run
+    need bwrap
+    install_everything
+    mkdir "a place"
+    mv prefix "a place/moved"
+    IFS=';' read -ra run <<<"${KESTA_EMULATOR:+$KESTA_EMULATOR;}a place/moved/bin/ukey"
+    env -u LD_LIBRARY_PATH "$source_tree/tests/support/in-namespace" \
+        "a place/moved/$libdir/kesta-softkey" "$PWD" \
+        "${run[@]}" record -o case.rec -- "${run[@]}" check-install >said 2>&1 || fail "$(<said)"
+    "${run[@]}" trace show --json case.rec >shown
+    grep -q '"function":"CheckDriverIntegrity"' shown || fail "no call was recorded" "$(<said)" "$(<shown)"
 }
 
 test_links_of_the_installed_pages_lead_somewhere() {
