@@ -88,8 +88,9 @@ void Replayer::claimThread(Thread& thread, const Span& span) {
 
 Replayer::Thread& Replayer::thisThread(const Span& span) {
     static thread_local Thread* t_thread = nullptr;  // never freed: calls come late
-    if (t_thread == nullptr || t_thread->generation != m_generation) {
-        t_thread = new Thread;
+    if (t_thread == nullptr) t_thread = new Thread;
+    if (t_thread->generation != m_generation) {
+        *t_thread = Thread();
         t_thread->generation = m_generation;
         claimThread(*t_thread, span);
     }
