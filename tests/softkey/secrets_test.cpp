@@ -78,6 +78,8 @@ protected:
             char mode[5] = {};
             if (std::sscanf(line.c_str(), "%lx-%lx %4s", &from, &to, mode) != 3) continue;
             if (mode[0] != 'r' || mode[1] != 'w') continue;
+            // AddressSanitizer's own map of the memory; nothing else here is as large.
+            if (to - from > 1UL << 32U) continue;
             std::string bytes(to - from, '\0');
             memory.clear();
             memory.seekg(static_cast<std::streamoff>(from));
