@@ -116,9 +116,11 @@ test_commands_own_code_begins_with_landing_pads() {
     done
 }
 
-# needed FILE: the libraries that it loads.
+# needed FILE: the libraries that it loads. Not the loader, which AArch64 names for the stack
+# protector's value.
 needed() {
-    readelf --dynamic --wide "$1" | sed -n 's/.*(NEEDED).*\[\(.*\)\]$/\1/p' | LC_ALL=C sort | xargs
+    readelf --dynamic --wide "$1" | sed -n '/\[ld-linux/d; s/.*(NEEDED).*\[\(.*\)\]$/\1/p' |
+        LC_ALL=C sort | xargs
 }
 
 test_libraries_and_command_load_on_the_oldest_runtime() {
