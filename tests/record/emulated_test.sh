@@ -7,10 +7,11 @@
 build=${KESTA_BUILD:?names the build folder}
 in_namespace=${KESTA_SOURCE:?names the source tree}/tests/support/in-namespace
 IFS=';' read -ra emulator <<<"${KESTA_EMULATOR:?names the emulator}"
-export KESTA_SOFTKEY_PIN=135790 LC_ALL=C.UTF-8 KESTA_SOFTKEY_HOME=$scratch/key
+export KESTA_SOFTKEY_PIN=135790 LC_ALL=C.UTF-8
 
 test_a_recording_replays_without_a_key() {
     local ukey=("${emulator[@]}" "$build/bin/ukey")
+    export KESTA_SOFTKEY_HOME=$scratch/key
     "${emulator[@]}" "$build/bin/softkey" create --serial EMU00001 >/dev/null
     "$in_namespace" "$build/softkey/bin" "$build" "${ukey[@]}" record --full -o "$scratch/case.rec" -- \
         "${ukey[@]}" info >recorded 2>said || fail "$(<said)"
