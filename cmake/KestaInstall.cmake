@@ -48,7 +48,11 @@ install(DIRECTORY "${PROJECT_SOURCE_DIR}/examples/ci" DESTINATION "${development
 # is one for readers who have the packages and not the source tree.
 file(GLOB pages CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/docs/*.md")
 install(FILES ${pages} DESTINATION "${development_documents}/docs" COMPONENT development)
+file(GLOB chinese_pages CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/docs/zh/*.md")
+install(FILES ${chinese_pages} DESTINATION "${development_documents}/docs/zh" COMPONENT development)
 install(FILES "${PROJECT_SOURCE_DIR}/packaging/debian/README.dev" RENAME README.md
+        DESTINATION "${development_documents}" COMPONENT development)
+install(FILES "${PROJECT_SOURCE_DIR}/packaging/debian/README.dev.zh" RENAME README.zh.md
         DESTINATION "${development_documents}" COMPONENT development)
 install(FILES "${PROJECT_SOURCE_DIR}/SECURITY.md" DESTINATION "${development_documents}" COMPONENT development)
 install(FILES "${PROJECT_SOURCE_DIR}/bindings/codes.json" "${PROJECT_SOURCE_DIR}/bindings/softkey-codes.json"
@@ -121,11 +125,15 @@ if(KESTA_BUILD_SOFTKEY AND TARGET softkey_command)
     kesta_install_command_texts(softkey softkey_command softkey)
     install(FILES "${PROJECT_SOURCE_DIR}/docs/man/ukey-sandbox.1"
             DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT softkey)
+    install(FILES "${PROJECT_SOURCE_DIR}/docs/man/zh_CN/ukey-sandbox.1"
+            DESTINATION "${CMAKE_INSTALL_MANDIR}/zh_CN/man1" COMPONENT softkey)
     install(PROGRAMS "${PROJECT_SOURCE_DIR}/packaging/softkey-demo" RENAME demo COMPONENT softkey
             DESTINATION "${document_folder}/kesta-softkey/examples")
-    install(FILES "${PROJECT_SOURCE_DIR}/docs/softkey.md"
-                  "${PROJECT_SOURCE_DIR}/docs/softkey-entry-points.md"
-            DESTINATION "${document_folder}/kesta-softkey" COMPONENT softkey)
+    foreach(language IN ITEMS "" /zh)
+        install(FILES "${PROJECT_SOURCE_DIR}/docs${language}/softkey.md"
+                      "${PROJECT_SOURCE_DIR}/docs${language}/softkey-entry-points.md"
+                DESTINATION "${document_folder}/kesta-softkey${language}" COMPONENT softkey)
+    endforeach()
 endif()
 
 if(KESTA_PACKAGES)

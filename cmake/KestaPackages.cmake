@@ -67,7 +67,8 @@ set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA "${documents}/triggers")
 
 # As the policy wants them; the same bytes each time.
 foreach(component IN ITEMS development tools softkey)
-    install(CODE "file(GLOB pages \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_MANDIR}/man*/*.[1-9]\")
+    install(CODE "set(folder \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_MANDIR}\")
+        file(GLOB pages \"\${folder}/man*/*.[1-9]\" \"\${folder}/zh_CN/man*/*.[1-9]\")
         if(pages)
             execute_process(COMMAND \"${KESTA_GZIP}\" -9nf \${pages} COMMAND_ERROR_IS_FATAL ANY)
         endif()" COMPONENT ${component})

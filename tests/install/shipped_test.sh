@@ -190,8 +190,11 @@ test_links_of_the_installed_pages_lead_somewhere() {
     install_everything
     for name in enrol install-certificates sign decrypt events diagnose; do
         [[ -s $pages/docs/$name.md ]] || fail "the page $name is missing"
+        [[ -s $pages/docs/zh/$name.md ]] || fail "the Chinese page $name is missing"
     done
+    [[ -s prefix/share/man/zh_CN/man1/ukey-sandbox.1 ]] || fail "the Chinese man page is missing"
     "$source_tree/tests/docs/check-links" "$pages" || fail "links are broken"
+    "$source_tree/tests/docs/check-links" prefix/share/doc/kesta-softkey || fail "links are broken"
 }
 
 test_nothing_is_laid_down_at_the_makers_place() {
