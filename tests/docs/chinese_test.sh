@@ -98,6 +98,13 @@ test_no_sentence_of_a_Chinese_page_is_left_in_English() {
     done
 }
 
+test_kinds_are_named_as_the_programs_name_them() {
+    need jq
+    jq -r '.kinds[] | "| `\(.name)` | \(.zh) | \(.exit) |"' "$source_tree/bindings/codes.json" >known
+    sed -n "/^<!-- kinds -->/,/^<!-- end/p" "$source_tree/docs/zh/codes.md" | grep '^| `[a-z]' >found
+    expect_same_lines "docs/zh/codes.md names the kinds otherwise" known found
+}
+
 # A ** behind Chinese punctuation ends no emphasis where a letter follows at once.
 test_emphasis_ends_where_it_should() {
     if LC_ALL=C.UTF-8 grep -nP '\*\*[^*\s][^*]*[，。：；、）]\*\*[\p{L}\p{N}]' "$source_tree"/{README.zh.md,docs/zh/*.md} >found; then
