@@ -105,6 +105,16 @@ test_kinds_are_named_as_the_programs_name_them() {
     expect_same_lines "docs/zh/codes.md names the kinds otherwise" known found
 }
 
+test_manual_pages_are_in_Chinese_and_without_fault() {
+    local page
+    need man
+    for page in "$source_tree"/docs/man/zh_CN/*.1; do
+        LC_ALL=C.UTF-8 MANWIDTH=80 man --warnings=all -E UTF-8 -l "$page" 2>warnings >text
+        expect_equal "what man warns of in ${page##*/}" "" "$(<warnings)"
+        LC_ALL=C.UTF-8 grep -q '^名称' text || fail "${page##*/} is not in Chinese"
+    done
+}
+
 # A ** behind Chinese punctuation ends no emphasis where a letter follows at once.
 test_emphasis_ends_where_it_should() {
     if LC_ALL=C.UTF-8 grep -nP '\*\*[^*\s][^*]*[，。：；、）]\*\*[\p{L}\p{N}]' "$source_tree"/{README.zh.md,docs/zh/*.md} >found; then
