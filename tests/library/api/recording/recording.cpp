@@ -136,7 +136,17 @@ void Recorder::leave() {
     if (last) last();
 }
 
-void Recorder::note_lookup(const char* name) {
+void Recorder::hide(const std::string& entry) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    hidden_ = entry;
+}
+
+void Recorder::answer_with(std::function<Answer(const Call&)> what) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    answerer_ = std::move(what);
+}
+
+bool Recorder::note_lookup(const char* name) {
     std::function<void()> look;
     {
         std::lock_guard<std::mutex> lock(mutex_);
@@ -145,11 +155,13 @@ void Recorder::note_lookup(const char* name) {
     if (look) look();
     std::lock_guard<std::mutex> lock(mutex_);
     lookups_.emplace_back(name);
+    return hidden_ != name;
 }
 
 Answer Recorder::record(const Call& call) {
     std::lock_guard<std::mutex> lock(mutex_);
     calls_.push_back(call);
+    if (answerer_) return answerer_(call);
     const int nth = ++counts_[call.entry];
     const auto special = nth_.find({call.entry, nth});
     if (special != nth_.end()) return special->second;
@@ -169,6 +181,7 @@ namespace {
 // Fixed places, because operator delete[] must not allocate.
 constexpr std::size_t most_live = 4096;
 std::atomic<const void*> live[most_live];
+std::atomic<int> live_count{0};
 
 }  // namespace
 
@@ -177,25 +190,29 @@ char* Recorder::new_request(const std::string& text) {
     std::memcpy(block, text.c_str(), text.size() + 1);
     for (auto& place : live) {
         const void* empty = nullptr;
-        if (place.compare_exchange_strong(empty, block)) return block;
+        if (place.compare_exchange_strong(empty, block)) {
+            ++live_count;
+            return block;
+        }
     }
     delete[] block;
     throw std::length_error("too many request texts are alive");
 }
 
 int Recorder::live_requests() const {
-    int count = 0;
-    for (const auto& place : live) count += place.load() != nullptr;
-    return count;
+    return live_count;
 }
 
 void released(const void* block) noexcept {
-    if (!block) return;
+    // Asked at every delete[] of the process, and nearly always there is none.
+    if (!block || live_count == 0) return;
     for (auto& place : live) {
         const void* expected = block;
         if (place.load(std::memory_order_relaxed) == block &&
-            place.compare_exchange_strong(expected, nullptr))
+            place.compare_exchange_strong(expected, nullptr)) {
+            --live_count;
             return;
+        }
     }
 }
 

@@ -87,6 +87,10 @@ public:
     void forget();                              // calls and look-ups; the answers stay
     // Runs at each look-up of an entry point, before it is written down.
     void when_looked_up(std::function<void()> what);
+    // The look-up of this entry point finds nothing; an empty name hides none.
+    void hide(const std::string& entry);
+    // Answers every call, in place of what on() says.
+    void answer_with(std::function<Answer(const Call&)> what);
 
     // Runs when the process ends, behind the destructors of the library under test, which is loaded
     // after this one.
@@ -95,8 +99,8 @@ public:
     // Request texts handed out and not yet released.
     int live_requests() const;
 
-    // For the stand-ins.
-    void note_lookup(const char* name);
+    // For the stand-ins. False: the entry point is hidden.
+    bool note_lookup(const char* name);
     void leave();
     std::size_t captured(const std::string& entry, std::size_t argument) const;
     Answer record(const Call& call);
@@ -113,6 +117,8 @@ private:
     std::vector<std::string> lookups_;
     std::function<void()> looked_up_;
     std::function<void()> leaving_;
+    std::string hidden_;
+    std::function<Answer(const Call&)> answerer_;
     std::map<std::string, std::string> messages_;
 };
 

@@ -70,8 +70,9 @@ ROW(SetCachePinFlag, "t v")
 extern "C" {
 #define ENTRY(result, name, arguments)                                          \
     __attribute__((visibility("hidden"))) result(*resolve_##name()) arguments { \
-        recording::recorder().note_lookup(#name);                               \
-        return &Body<Row_##name, kesta::token::name>::run;                      \
+        return recording::recorder().note_lookup(#name)                         \
+                   ? &Body<Row_##name, kesta::token::name>::run                 \
+                   : nullptr;                                                   \
     }                                                                           \
     RECORDING_API result name arguments __attribute__((ifunc("resolve_" #name)));
 KESTA_TOKEN_ENTRY_POINTS(ENTRY)
