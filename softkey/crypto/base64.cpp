@@ -1,92 +1,105 @@
 #include "softkey/crypto/base64.h"
 
+#include <openssl/err.h>
 #include <openssl/evp.h>
+#include <openssl/pem.h>
 
-#include <array>
+#include <algorithm>
+#include <limits>
+
+#include "softkey/crypto/openssl_types.h"
+#include "softkey/result.h"
 
 namespace softkey {
 namespace {
 
-constexpr std::string_view kAlphabet =
-    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+constexpr std::string_view kBlanks = " \t\r\n";
+constexpr std::string_view kDashes = "-----";
+constexpr std::string_view kBegin = "-----BEGIN ";
+constexpr std::size_t kMost = std::numeric_limits<int>::max() / 2;
 
-constexpr std::int8_t kBlank = -1;
-constexpr std::int8_t kForeign = -2;
-
-std::array<std::int8_t, 256> MakeValues() {
-    std::array<std::int8_t, 256> values{};
-    values.fill(kForeign);
-    for (std::size_t i = 0; i < kAlphabet.size(); ++i) {
-        values[static_cast<unsigned char>(kAlphabet[i])] = static_cast<std::int8_t>(i);
-    }
-    for (const char blank : {' ', '\t', '\r', '\n'}) {
-        values[static_cast<unsigned char>(blank)] = kBlank;
-    }
-    return values;
+std::string_view Trimmed(std::string_view text) {
+    const std::size_t from = std::min(text.find_first_not_of(kBlanks), text.size());
+    return text.substr(from, text.find_last_not_of(kBlanks) + 1 - from);
 }
 
-std::int8_t ValueOf(char c) {
-    static const std::array<std::int8_t, 256> values = MakeValues();
-    return values[static_cast<unsigned char>(c)];
+// What follows the next run of dashes behind a place; npos when there is none.
+std::size_t BehindDashes(std::string_view text, std::size_t from) {
+    const std::size_t at = text.find(kDashes, from);
+    return at == std::string_view::npos ? at : at + kDashes.size();
+}
+
+// OpenSSL wants each line of the armour on a line of its own, and no empty one beside it; some
+// clients take line ends away.
+std::string WithLines(std::string_view text) {
+    std::string lines;
+    std::size_t done = 0;
+    for (std::size_t at = text.find(kDashes); at != std::string_view::npos;
+         at = text.find(kDashes, done)) {
+        const std::size_t end = BehindDashes(text, at + kDashes.size());
+        if (end == std::string_view::npos) break;
+        lines.append(Trimmed(text.substr(done, at - done))).append("\n");
+        lines.append(text.substr(at, end - at)).append("\n");
+        done = end;
+    }
+    return lines.append(text.substr(done));
 }
 
 }  // namespace
 
 std::string ToBase64(const std::uint8_t* bytes, std::size_t size) {
+    if (size > kMost) throw Failure(kTooLong, "Base64");
     std::string text((size + 2) / 3 * 4, '\0');
     // The function adds a NUL where the string has its own.
-    EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.data()), bytes, static_cast<int>(size));
+    const int written = EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.data()), bytes,
+                                        static_cast<int>(size));
+    if (written != static_cast<int>(text.size())) throw Failure(kCryptoFailed, "Base64");
     return text;
 }
 
+// OpenSSL takes padding for zeros, and what is not Base64 at either end for nothing: what it read
+// must be what it would write.
 std::optional<Bytes> FromBase64(std::string_view text) {
-    Bytes bytes;
-    bytes.reserve(text.size() / 4 * 3);
-    std::uint32_t group = 0;
-    std::size_t digits = 0;
-    std::size_t padding = 0;
-    for (const char c : text) {
-        const std::int8_t value = ValueOf(c);
-        if (value == kBlank) continue;
-        if (c == '=') {
-            ++padding;
-            continue;
-        }
-        if (value == kForeign || padding > 0) return std::nullopt;
-        group = group << 6 | static_cast<std::uint32_t>(value);
-        if (++digits % 4 == 0) {
-            bytes.push_back(static_cast<std::uint8_t>(group >> 16));
-            bytes.push_back(static_cast<std::uint8_t>(group >> 8));
-            bytes.push_back(static_cast<std::uint8_t>(group));
-            group = 0;
-        }
+    std::string digits(text.substr(0, kMost));
+    digits.erase(std::remove_if(digits.begin(), digits.end(),
+                                [&](char c) { return kBlanks.find(c) != kBlanks.npos; }),
+                 digits.end());
+    Bytes bytes(digits.size() / 4 * 3);
+    const int read =
+        EVP_DecodeBlock(bytes.data(), reinterpret_cast<const unsigned char*>(digits.data()),
+                        static_cast<int>(digits.size()));
+    if (read != static_cast<int>(bytes.size())) return std::nullopt;
+    for (std::size_t i = digits.find('='); i < digits.size() && !bytes.empty(); ++i) {
+        bytes.pop_back();
     }
-    const std::size_t rest = digits % 4;
-    if (rest == 1 || (rest == 0 ? padding != 0 : padding != 4 - rest)) return std::nullopt;
-    if (rest == 2) bytes.push_back(static_cast<std::uint8_t>(group >> 4));
-    if (rest == 3) {
-        bytes.push_back(static_cast<std::uint8_t>(group >> 10));
-        bytes.push_back(static_cast<std::uint8_t>(group >> 2));
-    }
+    if (ToBase64(bytes) != digits) return std::nullopt;
     return bytes;
 }
 
-std::vector<std::string_view> WithoutArmour(std::string_view text) {
-    constexpr std::string_view kDashes = "-----";
-    constexpr std::string_view kBegin = "-----BEGIN ";
-    std::vector<std::string_view> bodies;
-    std::size_t begin = text.find(kBegin);
-    while (begin != std::string_view::npos) {
-        const std::size_t headEnd = text.find(kDashes, begin + kDashes.size());
-        if (headEnd == std::string_view::npos) break;
-        const std::size_t body = headEnd + kDashes.size();
-        const std::size_t end = text.find("-----END ", body);
-        if (end == std::string_view::npos) break;
-        bodies.push_back(text.substr(body, end - body));
-        begin = text.find(kBegin, end);
+std::optional<std::vector<Bytes>> FromText(std::string_view text) {
+    if (text.find(kBegin) == std::string_view::npos) {
+        std::optional<Bytes> bytes = FromBase64(text);
+        if (!bytes) return std::nullopt;
+        return std::vector<Bytes>{std::move(*bytes)};
     }
-    if (bodies.empty()) bodies.push_back(text);
-    return bodies;
+    const std::string lines = WithLines(text.substr(0, kMost));
+    const BioPtr bio(BIO_new_mem_buf(lines.data(), static_cast<int>(lines.size())));
+    if (!bio) throw Failure(kNoMemory);
+    std::vector<Bytes> blocks;
+    char* name = nullptr;
+    char* header = nullptr;
+    unsigned char* data = nullptr;
+    long size = 0;
+    while (PEM_read_bio(bio.get(), &name, &header, &data, &size) == 1) {
+        blocks.emplace_back(data, data + size);
+        OPENSSL_free(name);
+        OPENSSL_free(header);
+        OPENSSL_free(data);
+    }
+    const bool ended = ERR_GET_REASON(ERR_peek_last_error()) == PEM_R_NO_START_LINE;
+    ERR_clear_error();
+    if (!ended || blocks.empty()) return std::nullopt;
+    return blocks;
 }
 
 }  // namespace softkey

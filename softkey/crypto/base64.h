@@ -17,12 +17,13 @@ inline std::string ToBase64(const Bytes& bytes) {
     return ToBase64(bytes.data(), bytes.size());
 }
 
-// Blanks and line ends may stand anywhere; anything else that is not Base64 makes it nothing.
+// Blanks and line ends may stand anywhere; anything else that is not Base64 as ToBase64 writes it
+// makes it nothing.
 std::optional<Bytes> FromBase64(std::string_view text);
 
-// What stands inside each PEM armour in the text, still Base64, also when the line ends around it
-// were removed. A text without armour is returned whole.
-std::vector<std::string_view> WithoutArmour(std::string_view text);
+// The content of each block of a PEM text, also when the line ends around its armour were removed,
+// or of a text without armour, which is Base64. Nothing when any of it cannot be read.
+std::optional<std::vector<Bytes>> FromText(std::string_view text);
 
 }  // namespace softkey
 

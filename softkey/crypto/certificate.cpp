@@ -21,7 +21,7 @@ X509Ptr ReadX509(const Bytes& der) {
     return certificate;
 }
 
-// The certificates of a PKCS#7 message; empty when it is none.
+// The certificates of a PKCS#7 message; empty when it is none, or when one of them is not DER.
 std::vector<X509Ptr> ReadPkcs7(const Bytes& der) {
     std::vector<X509Ptr> certificates;
     const unsigned char* at = der.data();
@@ -31,8 +31,9 @@ std::vector<X509Ptr> ReadPkcs7(const Bytes& der) {
     STACK_OF(X509)* const stack = message->d.sign->cert;
     for (int i = 0; stack != nullptr && i < sk_X509_num(stack); ++i) {
         X509* const certificate = sk_X509_value(stack, i);
-        X509_up_ref(certificate);
+        if (X509_up_ref(certificate) != 1) throw Failure(kCryptoFailed, "a certificate");
         certificates.emplace_back(certificate);
+        if (!IsDer(CertificateDer(certificate))) return {};
     }
     return certificates;
 }
@@ -80,14 +81,14 @@ std::string SerialText(const X509* certificate) {
 
 std::vector<X509Ptr> ParseCertificates(std::string_view text) {
     std::vector<X509Ptr> all;
-    for (const std::string_view body : WithoutArmour(text)) {
-        const std::optional<Bytes> der = FromBase64(body);
-        if (!der) throw Failure(kCertificateMalformed, "not Base64");
-        if (X509Ptr certificate = ReadX509(*der)) {
+    const std::optional<std::vector<Bytes>> blocks = FromText(text);
+    if (!blocks) throw Failure(kCertificateMalformed, "neither Base64 nor PEM");
+    for (const Bytes& der : *blocks) {
+        if (X509Ptr certificate = ReadX509(der)) {
             all.push_back(std::move(certificate));
             continue;
         }
-        std::vector<X509Ptr> several = ReadPkcs7(*der);
+        std::vector<X509Ptr> several = ReadPkcs7(der);
         ERR_clear_error();
         if (several.empty()) throw Failure(kCertificateMalformed, "neither X.509 nor PKCS#7");
         for (X509Ptr& certificate : several) all.push_back(std::move(certificate));

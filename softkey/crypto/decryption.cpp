@@ -5,22 +5,22 @@
 
 #include <algorithm>
 
-#include "softkey/crypto/der.h"
 #include "softkey/crypto/key_pair.h"
+#include "softkey/crypto/sm2_cipher.h"
+#include "softkey/result.h"
 
 namespace softkey {
+namespace {
 
-std::optional<SecretBytes> Decrypt(EVP_PKEY* pair, const Bytes& cipher) {
-    if (AlgorithmOf(pair) == Algorithm::kSm2 && !IsDer(cipher)) return std::nullopt;
+std::optional<SecretBytes> DecryptByOpenssl(EVP_PKEY* pair, const Bytes& cipher,
+                                            std::size_t longest) {
     const PKeyCtxPtr ctx(EVP_PKEY_CTX_new_from_pkey(nullptr, pair, nullptr));
     if (!ctx || EVP_PKEY_decrypt_init(ctx.get()) != 1 ||
         (AlgorithmOf(pair) == Algorithm::kRsa &&
          EVP_PKEY_CTX_set_rsa_padding(ctx.get(), RSA_PKCS1_PADDING) != 1)) {
         throw Failure(kCryptoFailed, "preparing a decryption");
     }
-    // The plain text is never longer than the cipher text, nor an RSA one than its modulus.
-    const auto modulus = static_cast<std::size_t>(EVP_PKEY_get_size(pair));
-    SecretBytes plain(std::max(cipher.size(), modulus));
+    SecretBytes plain(longest);
     std::size_t length = plain.size();
     if (EVP_PKEY_decrypt(ctx.get(), plain.data(), &length, cipher.data(), cipher.size()) != 1) {
         ERR_clear_error();
@@ -28,6 +28,26 @@ std::optional<SecretBytes> Decrypt(EVP_PKEY* pair, const Bytes& cipher) {
     }
     plain.Shrink(length);
     return plain;
+}
+
+std::optional<SecretBytes> DecryptSm2(EVP_PKEY* pair, const Bytes& bytes) {
+    const std::optional<Sm2Cipher> cipher = ReadSm2Cipher(bytes);
+    if (!cipher) return std::nullopt;
+    if (cipher->text.empty()) {
+        if (!IsCipherOfNothing(*cipher, Sm2NumberOf(pair))) return std::nullopt;
+        return SecretBytes(0);
+    }
+    return DecryptByOpenssl(pair, cipher->der, cipher->der.size());
+}
+
+}  // namespace
+
+std::optional<SecretBytes> Decrypt(EVP_PKEY* pair, const Bytes& cipher) {
+    if (AlgorithmOf(pair) == Algorithm::kSm2) return DecryptSm2(pair, cipher);
+    const auto modulus = static_cast<std::size_t>(std::max(EVP_PKEY_get_size(pair), 0));
+    // OpenSSL also takes a cipher text that lacks its leading zeros.
+    if (modulus == 0 || cipher.size() != modulus) return std::nullopt;
+    return DecryptByOpenssl(pair, cipher, modulus);
 }
 
 }  // namespace softkey

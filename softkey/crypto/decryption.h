@@ -10,7 +10,8 @@
 
 namespace softkey {
 
-// cipher is the DER of an SM2 cipher text, SEQUENCE { x, y, hash, text }, or PKCS#1 v1.5 for RSA.
+// cipher is an SM2 cipher text, as DER or as its parts one behind the other (sm2_cipher.h), or
+// PKCS#1 v1.5 for RSA, as long as the modulus.
 // Nothing when it is not meant for this pair or not well formed.
 std::optional<SecretBytes> Decrypt(EVP_PKEY* pair, const Bytes& cipher);
 

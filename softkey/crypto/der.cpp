@@ -9,8 +9,12 @@ namespace {
 constexpr int kIndefinite = 0x01;
 constexpr int kBroken = 0x80;
 
+// Far more than any certificate needs, and far less than the stack has room for.
+constexpr int kDeepest = 64;
+
 // The end of the element that begins at `at`; null when it is not DER.
-const std::uint8_t* EndOfElement(const std::uint8_t* at, const std::uint8_t* end) {
+const std::uint8_t* EndOfElement(const std::uint8_t* at, const std::uint8_t* end, int depth = 0) {
+    if (depth > kDeepest) return nullptr;
     const std::uint8_t* content = at;
     long length = 0;
     int tag = 0;
@@ -20,7 +24,9 @@ const std::uint8_t* EndOfElement(const std::uint8_t* at, const std::uint8_t* end
     const std::uint8_t* const stop = content + length;
     if (ASN1_object_size(0, static_cast<int>(length), tag) != stop - at) return nullptr;
     if ((kind & V_ASN1_CONSTRUCTED) != 0) {
-        while (content != nullptr && content < stop) content = EndOfElement(content, stop);
+        while (content != nullptr && content < stop) {
+            content = EndOfElement(content, stop, depth + 1);
+        }
         if (content == nullptr) return nullptr;
     }
     return stop;

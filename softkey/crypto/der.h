@@ -6,8 +6,9 @@
 
 namespace softkey {
 
-// One element and nothing behind it, each length definite and as short as it can be. OpenSSL's
-// readers also take what BER allows beside that; two texts would then stand for one value.
+// One element, nested no deeper than 64, and nothing behind it, each length definite and as short
+// as it can be. OpenSSL's readers also take what BER allows beside that; two texts would then stand
+// for one value.
 bool IsDer(const Bytes& bytes);
 
 }  // namespace softkey

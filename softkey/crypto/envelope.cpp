@@ -18,6 +18,7 @@
 #include "softkey/crypto/decryption.h"
 #include "softkey/crypto/der.h"
 #include "softkey/crypto/key_pair.h"
+#include "softkey/crypto/sm2_cipher.h"
 
 namespace softkey {
 
@@ -41,14 +42,12 @@ IMPLEMENT_STATIC_ASN1_ALLOC_FUNCTIONS(EnvelopeAsn1)
 
     namespace {
     constexpr std::size_t kSm4KeySize = 16;
-    constexpr std::size_t kNumberSize = 32;
-    constexpr std::size_t kPointSize = 1 + 2 * kNumberSize;
+    constexpr std::size_t kNumberSize = kSm2NumberSize;
+    constexpr std::size_t kPointSize = kSm2PointSize;
     constexpr const char* kSm4Ecb = "1.2.156.10197.1.104.1";
     constexpr const char* kSm4 = "1.2.156.10197.1.104";  // some authorities leave the mode out
 
     using AsnPtr = std::unique_ptr<EnvelopeAsn1, Releaser<EnvelopeAsn1_free>>;
-    using GroupPtr = std::unique_ptr<EC_GROUP, Releaser<EC_GROUP_free>>;
-    using PointPtr = std::unique_ptr<EC_POINT, Releaser<EC_POINT_free>>;
 
     void Require(bool done, const char* what) {
         if (!done) throw Failure(kCryptoFailed, what);
@@ -77,6 +76,13 @@ IMPLEMENT_STATIC_ASN1_ALLOC_FUNCTIONS(EnvelopeAsn1)
         return out;
     }
 
+    BignumPtr ToNumber(const std::uint8_t* bytes) {
+        BignumPtr number(BN_secure_new());
+        Require(number && BN_bin2bn(bytes, kNumberSize, number.get()) != nullptr,
+                "a private number");
+        return number;
+    }
+
     Bytes PointOf(const EVP_PKEY* pair) {
         Bytes point(kPointSize);
         std::size_t length = 0;
@@ -87,26 +93,20 @@ IMPLEMENT_STATIC_ASN1_ALLOC_FUNCTIONS(EnvelopeAsn1)
         return point;
     }
 
+    // What could not sign is not sealed either.
     SecretBytes NumberOf(const EVP_PKEY* pair) {
-        BIGNUM* number = nullptr;
-        if (EVP_PKEY_get_bn_param(pair, OSSL_PKEY_PARAM_PRIV_KEY, &number) != 1) {
-            throw Failure(kBadArgument, "the pair to seal has no private half");
+        SecretBytes bytes = Sm2NumberOf(pair);
+        const BignumPtr number = ToNumber(bytes.data());
+        if (!IsSm2PrivateNumber(number.get())) {
+            throw Failure(kBadArgument, "the private half of the pair to seal is out of range");
         }
-        const BignumPtr owner(number);
-        SecretBytes bytes(kNumberSize);
-        Require(BN_bn2binpad(number, bytes.data(), static_cast<int>(bytes.size())) ==
-                    static_cast<int>(kNumberSize),
-                "a private number");
         return bytes;
     }
 
     // The point that belongs to a private number; nothing when the number is out of range.
     std::optional<Bytes> PointOfNumber(const BIGNUM* number) {
-        const GroupPtr group(EC_GROUP_new_by_curve_name(NID_sm2));
-        Require(group != nullptr, "the SM2 curve");
-        if (BN_is_zero(number) || BN_cmp(number, EC_GROUP_get0_order(group.get())) >= 0) {
-            return std::nullopt;
-        }
+        if (!IsSm2PrivateNumber(number)) return std::nullopt;
+        const GroupPtr group = Sm2Group();
         const PointPtr point(EC_POINT_new(group.get()));
         Bytes bytes(kPointSize);
         Require(
@@ -118,6 +118,20 @@ IMPLEMENT_STATIC_ASN1_ALLOC_FUNCTIONS(EnvelopeAsn1)
         return bytes;
     }
 
+    Bytes StringBytes(const ASN1_STRING* string) {
+        const unsigned char* const data = ASN1_STRING_get0_data(string);
+        return {data, data + ASN1_STRING_length(string)};
+    }
+
+    // A SEQUENCE, or an octet string that holds its parts one behind the other; else nothing.
+    Bytes SealedKeyOf(const EnvelopeAsn1* envelope) {
+        const int type = envelope->symKey->type;
+        if (type != V_ASN1_SEQUENCE && type != V_ASN1_OCTET_STRING) return {};
+        Bytes bytes = StringBytes(envelope->symKey->value.asn1_string);
+        const bool parts = !bytes.empty() && bytes.front() == kUncompressed;
+        return parts == (type == V_ASN1_OCTET_STRING) ? bytes : Bytes();
+    }
+
     AsnPtr ReadAsn(const Bytes& der) {
         const unsigned char* at = der.data();
         const long size = static_cast<long>(der.size());
@@ -125,7 +139,9 @@ IMPLEMENT_STATIC_ASN1_ALLOC_FUNCTIONS(EnvelopeAsn1)
             ASN1_item_d2i(nullptr, &at, size, ASN1_ITEM_rptr(EnvelopeAsn1))));
         if (!envelope || !IsDer(der)) Malformed("not an SM2EnvelopedKey");
         std::array<char, 64> oid{};
-        OBJ_obj2txt(oid.data(), static_cast<int>(oid.size()), envelope->symAlgorithm->algorithm, 1);
+        const int length = OBJ_obj2txt(oid.data(), static_cast<int>(oid.size()),
+                                       envelope->symAlgorithm->algorithm, 1);
+        Require(length > 0, "an algorithm");
         const std::string_view algorithm = oid.data();
         if (algorithm != kSm4Ecb && algorithm != kSm4) Malformed("its algorithm is not SM4");
         int parameters = V_ASN1_UNDEF;
@@ -133,14 +149,8 @@ IMPLEMENT_STATIC_ASN1_ALLOC_FUNCTIONS(EnvelopeAsn1)
         if (parameters != V_ASN1_UNDEF && parameters != V_ASN1_NULL) {
             Malformed("SM4 in ECB mode takes no parameters");
         }
-        if (envelope->symKey->type != V_ASN1_SEQUENCE)
-            Malformed("its SM4 key is no SM2 cipher text");
+        if (SealedKeyOf(envelope.get()).empty()) Malformed("its SM4 key is no SM2 cipher text");
         return envelope;
-    }
-
-    Bytes StringBytes(const ASN1_STRING* string) {
-        const unsigned char* const data = ASN1_STRING_get0_data(string);
-        return {data, data + ASN1_STRING_length(string)};
     }
 
     // The private number: 32 bytes, or 64 of which the first 32 are zero.
@@ -149,9 +159,7 @@ IMPLEMENT_STATIC_ASN1_ALLOC_FUNCTIONS(EnvelopeAsn1)
         const bool clean = std::all_of(plain.data(), plain.data() + lead,
                                        [](std::uint8_t byte) { return byte == 0; });
         if (!clean) throw Failure(kEnvelopeMismatch, "its private number is too long");
-        BignumPtr number(BN_bin2bn(plain.data() + lead, static_cast<int>(kNumberSize), nullptr));
-        Require(number != nullptr, "a private number");
-        return number;
+        return ToNumber(plain.data() + lead);
     }
 
     void SetBits(ASN1_BIT_STRING * string, const std::uint8_t* bytes, std::size_t size) {
@@ -182,7 +190,7 @@ Bytes SealEnvelope(EVP_PKEY* recipient, EVP_PKEY* pair) {
     if (!EVP_PKEY_is_a(recipient, "SM2")) throw Failure(kBadArgument, "the recipient is not SM2");
     if (!EVP_PKEY_is_a(pair, "SM2")) throw Failure(kBadArgument, "the pair to seal is not SM2");
     SecretBytes key(kSm4KeySize);
-    Require(RAND_bytes(key.data(), static_cast<int>(key.size())) == 1, "random numbers");
+    Require(RAND_priv_bytes(key.data(), static_cast<int>(key.size())) == 1, "random numbers");
     const Bytes sealedKey = SealSymmetricKey(recipient, key);
     const SecretBytes number = NumberOf(pair);
     const SecretBytes sealedNumber = Sm4(true, key.data(), number.data(), number.size());
@@ -190,7 +198,10 @@ Bytes SealEnvelope(EVP_PKEY* recipient, EVP_PKEY* pair) {
 
     const AsnPtr envelope(EnvelopeAsn1_new());
     Require(envelope != nullptr, "an envelope");
-    X509_ALGOR_set0(envelope->symAlgorithm, OBJ_txt2obj(kSm4Ecb, 1), V_ASN1_UNDEF, nullptr);
+    ASN1_OBJECT* const algorithm = OBJ_txt2obj(kSm4Ecb, 1);
+    Require(algorithm != nullptr &&
+                X509_ALGOR_set0(envelope->symAlgorithm, algorithm, V_ASN1_UNDEF, nullptr) == 1,
+            "an envelope");
     ASN1_STRING* const sequence = ASN1_STRING_type_new(V_ASN1_SEQUENCE);
     Require(sequence != nullptr, "an envelope");
     ASN1_TYPE_set(envelope->symKey, V_ASN1_SEQUENCE, sequence);
@@ -216,8 +227,7 @@ PKeyPtr OpenEnvelope(const Bytes& envelope, EVP_PKEY* temporary) {
         Malformed("its private number has neither 32 nor 64 bytes");
     }
     if (point.size() != kPointSize || point[0] != 4) Malformed("its public key is no point");
-    const std::optional<SecretBytes> key =
-        Decrypt(temporary, StringBytes(parts->symKey->value.sequence));
+    const std::optional<SecretBytes> key = Decrypt(temporary, SealedKeyOf(parts.get()));
     if (!key || key->size() != kSm4KeySize) {
         throw Failure(kEnvelopeMismatch, "sealed to another key");
     }
@@ -234,13 +244,13 @@ namespace {
 PKeyPtr ReadRecipient(std::string_view to) {
     const std::size_t second = to.find(';');
     if (second != std::string_view::npos) to.remove_prefix(second + 1);
-    for (const std::string_view body : WithoutArmour(to)) {
-        const std::optional<Bytes> der = FromBase64(body);
-        if (!der || !IsDer(*der)) continue;
-        const unsigned char* at = der->data();
-        const X509ReqPtr request(d2i_X509_REQ(nullptr, &at, static_cast<long>(der->size())));
+    const std::optional<std::vector<Bytes>> blocks = FromText(to);
+    for (const Bytes& der : blocks ? *blocks : std::vector<Bytes>()) {
+        if (!IsDer(der)) continue;
+        const unsigned char* at = der.data();
+        const X509ReqPtr request(d2i_X509_REQ(nullptr, &at, static_cast<long>(der.size())));
         PKeyPtr key(request ? X509_REQ_get_pubkey(request.get()) : nullptr);
-        if (!key) key = ParsePublicKey(*der);
+        if (!key) key = ParsePublicKey(der);
         ERR_clear_error();
         if (key) return key;
     }

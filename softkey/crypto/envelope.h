@@ -2,7 +2,8 @@
 //
 //   SM2EnvelopedKey ::= SEQUENCE {
 //       symAlgID             AlgorithmIdentifier,  -- SM4 in ECB mode
-//       symEncryptedKey      SM2Cipher,            -- a fresh SM4 key, to the temporary pair
+//       symEncryptedKey      SM2Cipher,            -- a fresh SM4 key, to the temporary pair; also
+//                                                  -- taken: its raw parts in an OCTET STRING
 //       sm2PublicKey         BIT STRING,           -- of the escrowed pair, uncompressed point
 //       sm2EncryptedPrivateKey BIT STRING }        -- its private number, under the SM4 key
 #ifndef SOFTKEY_CRYPTO_ENVELOPE_H

@@ -1,11 +1,12 @@
 #include "softkey/crypto/key_pair.h"
 
 #include <openssl/core_names.h>
-#include <openssl/rsa.h>
 
 #include <algorithm>
 #include <array>
 
+#include "softkey/crypto/rsa_key.h"
+#include "softkey/crypto/sm2_cipher.h"
 #include "softkey/result.h"
 
 namespace softkey {
@@ -17,37 +18,7 @@ std::string WrapContext(const std::string& serial, Role role, const Bytes& publi
     return context;
 }
 
-// DER of a private key: wiped when it goes.
-struct Der {
-    unsigned char* bytes = nullptr;
-    int size = 0;
-
-    Der() = default;
-    Der(const Der&) = delete;
-    Der& operator=(const Der&) = delete;
-    ~Der() { OPENSSL_clear_free(bytes, size > 0 ? static_cast<std::size_t>(size) : 0); }
-};
-
-constexpr std::size_t kNumberSize = 32;
-constexpr std::size_t kPointSize = 1 + 2 * kNumberSize;
-
-// The private number of an SM2 pair. OpenSSL's own writers and readers of private keys leave copies
-// on the ordinary heap; its parameters stay on the secure one.
-SecretBytes NumberOf(const EVP_PKEY* pair) {
-    OSSL_PARAM* raw = nullptr;
-    const int exported = EVP_PKEY_todata(pair, EVP_PKEY_KEYPAIR, &raw);
-    const ParamsPtr params(raw);
-    const OSSL_PARAM* const number =
-        exported == 1 ? OSSL_PARAM_locate_const(raw, OSSL_PKEY_PARAM_PRIV_KEY) : nullptr;
-    if (number == nullptr || number->data_size > kNumberSize) {
-        throw Failure(kCryptoFailed, "writing a private key");
-    }
-    SecretBytes bytes(kNumberSize);  // the parameter is in the machine's order, least byte first
-    const auto* const data = static_cast<const std::uint8_t*>(number->data);
-    std::reverse_copy(data, data + number->data_size,
-                      bytes.data() + (kNumberSize - number->data_size));
-    return bytes;
-}
+constexpr std::size_t kNumberSize = kSm2NumberSize;
 
 // Where the private number of an SM2 pair begins; null when it is not there. Earlier versions
 // wrapped PKCS#8, in which version 1 and the head of an octet string of 32 bytes stand before it.
@@ -63,27 +34,46 @@ const std::uint8_t* FindNumber(const SecretBytes& plain) {
 PKeyPtr OpenSm2(const SecretBytes& plain, const Bytes& publicKey) {
     const std::uint8_t* const bytes = FindNumber(plain);
     const BignumPtr number(BN_secure_new());
-    if (bytes == nullptr || publicKey.size() < kPointSize || !number ||
-        BN_bin2bn(bytes, kNumberSize, number.get()) == nullptr) {
+    if (bytes == nullptr || publicKey.size() < kSm2PointSize || !number ||
+        BN_bin2bn(bytes, kNumberSize, number.get()) == nullptr ||
+        !IsSm2PrivateNumber(number.get())) {
         throw Failure(kStateDamaged, "a private key");
     }
-    return MakeSm2Pair(number.get(), {publicKey.end() - kPointSize, publicKey.end()});
+    return MakeSm2Pair(number.get(), {publicKey.end() - kSm2PointSize, publicKey.end()});
 }
 
 }  // namespace
 
 PKeyPtr GeneratePair(Algorithm algorithm) {
-    PKeyPtr pair(algorithm == Algorithm::kRsa
-                     ? EVP_PKEY_Q_keygen(nullptr, nullptr, "RSA", std::size_t{2048})
-                     : EVP_PKEY_Q_keygen(nullptr, nullptr, "SM2"));
+    constexpr int kRsaBits = 2048;
+    if (algorithm == Algorithm::kRsa) return GenerateRsaPair(kRsaBits);
+    PKeyPtr pair(EVP_PKEY_Q_keygen(nullptr, nullptr, "SM2"));
     if (!pair) throw Failure(kCryptoFailed, "making a key pair");
     return pair;
+}
+
+// OpenSSL's own writers and readers of private keys leave copies
+// on the ordinary heap; its parameters stay on the secure one.
+SecretBytes Sm2NumberOf(const EVP_PKEY* pair) {
+    OSSL_PARAM* raw = nullptr;
+    const int exported = EVP_PKEY_todata(pair, EVP_PKEY_KEYPAIR, &raw);
+    const ParamsPtr params(raw);
+    const OSSL_PARAM* const number =
+        exported == 1 ? OSSL_PARAM_locate_const(raw, OSSL_PKEY_PARAM_PRIV_KEY) : nullptr;
+    if (number == nullptr || number->data_size > kNumberSize) {
+        throw Failure(kBadArgument, "a pair without a private half");
+    }
+    SecretBytes bytes(kNumberSize);  // the parameter is in the machine's order, least byte first
+    const auto* const data = static_cast<const std::uint8_t*>(number->data);
+    std::reverse_copy(data, data + number->data_size,
+                      bytes.data() + (kNumberSize - number->data_size));
+    return bytes;
 }
 
 PKeyPtr MakeSm2Pair(const BIGNUM* number, const Bytes& point) {
     const ParamBuilderPtr builder(OSSL_PARAM_BLD_new());
     const bool filled =
-        builder &&
+        builder && IsSm2PrivateNumber(number) &&
         OSSL_PARAM_BLD_push_utf8_string(builder.get(), OSSL_PKEY_PARAM_GROUP_NAME, "SM2", 0) == 1 &&
         OSSL_PARAM_BLD_push_octet_string(builder.get(), OSSL_PKEY_PARAM_PUB_KEY, point.data(),
                                          point.size()) == 1 &&
@@ -126,16 +116,9 @@ PairRecord ToRecord(EVP_PKEY* pair, Role role, const std::string& serial, const 
     record.algorithm = AlgorithmOf(pair);
     record.publicKey = PublicKeyOf(pair);
     const std::string context = WrapContext(serial, role, record.publicKey);
-    if (record.algorithm == Algorithm::kSm2) {
-        const SecretBytes number = NumberOf(pair);
-        record.wrappedPrivate = Wrap(master, number.data(), number.size(), context);
-        return record;
-    }
-    const Pkcs8Ptr pkcs8(EVP_PKEY2PKCS8(pair));
-    Der der;
-    if (pkcs8) der.size = i2d_PKCS8_PRIV_KEY_INFO(pkcs8.get(), &der.bytes);
-    if (der.size <= 0) throw Failure(kCryptoFailed, "writing a private key");
-    record.wrappedPrivate = Wrap(master, der.bytes, static_cast<std::size_t>(der.size), context);
+    const SecretBytes secret =
+        record.algorithm == Algorithm::kSm2 ? Sm2NumberOf(pair) : RsaNumbersOf(pair);
+    record.wrappedPrivate = Wrap(master, secret.data(), secret.size(), context);
     return record;
 }
 
@@ -151,9 +134,7 @@ PKeyPtr OpenPrivate(const PairRecord& record, const Bytes& wrapped, const std::s
     const SecretBytes der =
         Unwrap(master, wrapped, WrapContext(serial, record.role, record.publicKey));
     if (record.algorithm == Algorithm::kSm2) return OpenSm2(der, record.publicKey);
-    const unsigned char* at = der.data();
-    const Pkcs8Ptr pkcs8(d2i_PKCS8_PRIV_KEY_INFO(nullptr, &at, static_cast<long>(der.size())));
-    PKeyPtr pair(pkcs8 ? EVP_PKCS82PKEY(pkcs8.get()) : nullptr);
+    PKeyPtr pair = ReadRsaPair(der);
     if (!pair) throw Failure(kStateDamaged, "a private key");
     return pair;
 }

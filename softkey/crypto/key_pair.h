@@ -17,7 +17,9 @@ constexpr std::string_view kSm2Identity = "1234567812345678";
 // SM2, or RSA of 2048 bits.
 PKeyPtr GeneratePair(Algorithm algorithm);
 
-// Of a private number and its public point, uncompressed.
+// The private number of an SM2 pair. kBadArgument when it has none.
+SecretBytes Sm2NumberOf(const EVP_PKEY* pair);
+// Of a private number and its public point, uncompressed. kCryptoFailed for a number out of range.
 PKeyPtr MakeSm2Pair(const BIGNUM* number, const Bytes& point);
 
 Algorithm AlgorithmOf(const EVP_PKEY* pair);

@@ -1,6 +1,7 @@
 #include "softkey/pin/assuan.h"
 
 #include <fcntl.h>
+#include <openssl/crypto.h>
 #include <poll.h>
 #include <signal.h>
 #include <spawn.h>
@@ -9,6 +10,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cstring>
 #include <ctime>
@@ -16,22 +18,31 @@
 namespace softkey {
 namespace {
 
-constexpr int kMostLinesOfAnAnswer = 1000;
+constexpr std::size_t kMostBytesOfAnAnswer = 64 * 1024;
+constexpr std::chrono::milliseconds kFarewell{100};
 
-int HexDigit(char character) {
-    if (character >= '0' && character <= '9') return character - '0';
-    if (character >= 'A' && character <= 'F') return character - 'A' + 10;
-    if (character >= 'a' && character <= 'f') return character - 'a' + 10;
-    return -1;
+// What the library holds of the conversation is where secrets are.
+void* SecureMalloc(std::size_t size) {
+    return OPENSSL_secure_malloc(size);
+}
+void SecureFree(void* block) {
+    OPENSSL_secure_free(block);  // wipes it
+}
+void* SecureRealloc(void* block, std::size_t size) {
+    void* const larger = OPENSSL_secure_malloc(size);
+    if (larger == nullptr || block == nullptr) return larger;
+    std::memcpy(larger, block, std::min(size, OPENSSL_secure_actual_size(block)));
+    OPENSSL_secure_free(block);
+    return larger;
+}
+assuan_malloc_hooks kSecureHeap{SecureMalloc, SecureRealloc, SecureFree};
+
+int LogNothing(assuan_context_t, void*, unsigned, const char*) {
+    return 0;
 }
 
-bool StartsWith(std::string_view text, std::string_view start) {
-    return text.substr(0, start.size()) == start;
-}
-
-// A verb stands alone or in front of a blank.
-bool IsVerb(std::string_view line, std::string_view verb) {
-    return StartsWith(line, verb) && (line.size() == verb.size() || line[verb.size()] == ' ');
+int LeaveOpen(assuan_context_t, int) {
+    return 0;
 }
 
 std::vector<char*> EnvironmentWithout(const std::vector<std::string>& names) {
@@ -39,7 +50,7 @@ std::vector<char*> EnvironmentWithout(const std::vector<std::string>& names) {
     for (char** entry = environ; entry != nullptr && *entry != nullptr; ++entry) {
         const std::string_view text = *entry;
         const bool hidden = std::any_of(names.begin(), names.end(), [&](const std::string& name) {
-            return StartsWith(text, name + "=");
+            return text.substr(0, name.size() + 1) == name + "=";
         });
         if (!hidden) kept.push_back(*entry);
     }
@@ -96,6 +107,16 @@ int AboveStandardDescriptors(int descriptor) {
 
 }  // namespace
 
+// Of what the library does with the system only this is used. It knows no deadline of its own.
+assuan_system_hooks AssuanProgram::kBoundedInput = [] {
+    assuan_system_hooks hooks{};
+    hooks.version = ASSUAN_SYSTEM_HOOKS_VERSION;
+    hooks.close = LeaveOpen;
+    hooks.read = Read;
+    hooks.write = Write;
+    return hooks;
+}();
+
 std::string AssuanEscape(std::string_view text) {
     static constexpr char kDigits[] = "0123456789ABCDEF";
     std::string result;
@@ -112,33 +133,24 @@ std::string AssuanEscape(std::string_view text) {
     return result;
 }
 
-std::size_t AssuanUnescape(char* text, std::size_t length, bool& ok) {
-    std::size_t written = 0;
-    ok = true;
-    for (std::size_t i = 0; i < length; ++i) {
-        if (text[i] != '%') {
-            text[written++] = text[i];
-            continue;
+bool IsAssuanEscaped(std::string_view text) {
+    for (std::size_t at = text.find('%'); at != text.npos; at = text.find('%', at + 3)) {
+        const std::string_view digits = text.substr(at + 1, 2);
+        if (digits.size() < 2 || !std::isxdigit(static_cast<unsigned char>(digits[0])) ||
+            !std::isxdigit(static_cast<unsigned char>(digits[1]))) {
+            return false;
         }
-        const int high = i + 2 < length ? HexDigit(text[i + 1]) : -1;
-        const int low = i + 2 < length ? HexDigit(text[i + 2]) : -1;
-        if (high < 0 || low < 0) {
-            ok = false;
-            return 0;
-        }
-        text[written++] = static_cast<char>(high * 16 + low);
-        i += 2;
     }
-    return written;
+    return true;
 }
 
 AssuanProgram::~AssuanProgram() {
     Dismiss();
-    explicit_bzero(received_, sizeof received_);
 }
 
 bool AssuanProgram::Start(const char* program, const std::vector<std::string>& hiddenVariables,
                           Milliseconds patience) {
+    PrepareSecureHeap();
     int ends[2];
     // A socket instead of pipes: writing to a program that died must not raise SIGPIPE in the
     // client's process.
@@ -150,83 +162,110 @@ bool AssuanProgram::Start(const char* program, const std::vector<std::string>& h
     const bool started = ends[0] >= 0 && ends[1] >= 0 &&
                          SpawnSettings(ends[1]).Spawn(child_, program, environment.data());
     if (ends[1] >= 0) close(ends[1]);
-    if (!started) {
-        child_ = -1;
+    if (!started) child_ = -1;
+    return (started && Greet(patience)) || Break();
+}
+
+bool AssuanProgram::Greet(Milliseconds patience) {
+    if (assuan_new_ext(&context_, GPG_ERR_SOURCE_USER_1, &kSecureHeap, LogNothing, nullptr) != 0) {
+        context_ = nullptr;
         return false;
     }
-    return ReadAnswer(Clock::now() + patience, nullptr) == AssuanResult::kOk;
+    assuan_begin_confidential(context_);
+    assuan_set_pointer(context_, this);
+    assuan_set_io_monitor(context_, Watch, this);
+    assuan_ctx_set_system_hooks(context_, &kBoundedInput);
+    Allow(patience);
+    return assuan_socket_connect_fd(context_, socket_, 0) == 0;
+}
+
+void AssuanProgram::Allow(Milliseconds patience) {
+    deadline_ = Clock::now() + patience;
+    bytesLeft_ = kMostBytesOfAnAnswer;
+    wellFormed_ = true;
 }
 
 AssuanResult AssuanProgram::Ask(const std::string& request, Milliseconds patience, Answer* answer) {
-    const Clock::time_point deadline = Clock::now() + patience;
-    if (!SendLine(request, deadline)) return AssuanResult::kBroken;
-    return ReadAnswer(deadline, answer);
+    if (context_ == nullptr) return AssuanResult::kBroken;
+    Allow(patience);
+    AssuanResult result = AssuanResult::kBroken;
+    if (assuan_write_line(context_, request.c_str()) == 0) result = ReadAnswer(answer);
+    if (result == AssuanResult::kBroken) Break();
+    return result;
 }
 
-AssuanResult AssuanProgram::ReadAnswer(Clock::time_point deadline, Answer* answer) {
-    for (int lines = 0; lines < kMostLinesOfAnAnswer; ++lines) {
-        std::string_view line;
-        if (!ReadLine(deadline, line)) return AssuanResult::kBroken;
-        if (IsVerb(line, "OK")) return AssuanResult::kOk;
-        if (IsVerb(line, "ERR")) return AssuanResult::kError;
-        if (line.empty() || line[0] == '#') continue;
-        if (StartsWith(line, "S ")) {
-            if (answer != nullptr) answer->statuses.emplace_back(line.substr(2));
-        } else if (StartsWith(line, "D ")) {
-            if (answer == nullptr || answer->data == nullptr) continue;
-            char* const text = const_cast<char*>(line.data()) + 2;  // in received_, ours to change
-            bool wellFormed = false;
-            const std::size_t length = AssuanUnescape(text, line.size() - 2, wellFormed);
-            if (!wellFormed) break;
-            if (!answer->data->Append(text, length)) answer->dataTooLong = true;
-        } else {
-            break;
+AssuanResult AssuanProgram::ReadAnswer(Answer* answer) {
+    for (;;) {
+        char* line = nullptr;
+        int length = 0, offset = 0;
+        assuan_response_t response = ASSUAN_RESPONSE_ERROR;
+        if (assuan_client_read_response(context_, &line, &length) != 0 ||
+            assuan_client_parse_response(context_, line, length, &response, &offset) != 0) {
+            return AssuanResult::kBroken;
+        }
+        const auto size = static_cast<std::size_t>(length - offset);
+        switch (response) {
+            case ASSUAN_RESPONSE_OK:
+                return AssuanResult::kOk;
+            case ASSUAN_RESPONSE_ERROR:
+                return AssuanResult::kError;
+            case ASSUAN_RESPONSE_COMMENT:
+                break;
+            case ASSUAN_RESPONSE_STATUS:
+                if (answer != nullptr) answer->statuses.emplace_back(line + offset, size);
+                break;
+            case ASSUAN_RESPONSE_DATA:
+                if (!wellFormed_) return AssuanResult::kBroken;
+                if (answer == nullptr || answer->data == nullptr) break;
+                if (!answer->data->Append(line + offset, size)) answer->dataTooLong = true;
+                break;
+            default:
+                return AssuanResult::kBroken;
         }
     }
-    Break();
-    return AssuanResult::kBroken;
 }
 
-bool AssuanProgram::SendLine(std::string_view line, Clock::time_point deadline) {
-    if (socket_ < 0) return false;
-    const std::string bytes = std::string(line) + '\n';
-    for (std::size_t sent = 0; sent < bytes.size();) {
-        if (!WaitFor(POLLOUT, deadline)) return Break();
-        const ssize_t count =
-            send(socket_, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL | MSG_DONTWAIT);
-        if (count < 0 && errno != EINTR && errno != EAGAIN) return Break();
-        if (count > 0) sent += static_cast<std::size_t>(count);
+// Sees the lines before the library undoes their escapes, which takes anything behind a percent
+// sign.
+unsigned AssuanProgram::Watch(assuan_context_t, void* self, int direction, const char* line,
+                              std::size_t length) {
+    const std::string_view text(line, length);
+    if (direction == ASSUAN_IO_FROM_PEER && text.substr(0, 2) == "D " && !IsAssuanEscaped(text)) {
+        static_cast<AssuanProgram*>(self)->wellFormed_ = false;
     }
-    return true;
+    return 0;
 }
 
-// The line stays valid until the next one is read.
-bool AssuanProgram::ReadLine(Clock::time_point deadline, std::string_view& line) {
-    if (socket_ < 0) return false;
-    std::memmove(received_, received_ + consumedBytes_, receivedBytes_ - consumedBytes_);
-    receivedBytes_ -= consumedBytes_;
-    consumedBytes_ = 0;
-    for (;;) {
-        const void* const end = std::memchr(received_, '\n', receivedBytes_);
-        if (end != nullptr) {
-            std::size_t length =
-                static_cast<std::size_t>(static_cast<const char*>(end) - received_);
-            consumedBytes_ = length + 1;
-            if (length > 0 && received_[length - 1] == '\r') --length;
-            line = std::string_view(received_, length);
-            return true;
-        }
-        if (receivedBytes_ == sizeof received_ || !WaitFor(POLLIN, deadline)) return Break();
-        const ssize_t count = recv(socket_, received_ + receivedBytes_,
-                                   sizeof received_ - receivedBytes_, MSG_DONTWAIT);
-        if (count == 0 || (count < 0 && errno != EINTR && errno != EAGAIN)) return Break();
-        if (count > 0) receivedBytes_ += static_cast<std::size_t>(count);
+ssize_t AssuanProgram::Read(assuan_context_t context, int socket, void* buffer, std::size_t size) {
+    auto& self = *static_cast<AssuanProgram*>(assuan_get_pointer(context));
+    return self.Transfer(POLLIN, [&] {
+        const ssize_t count = recv(socket, buffer, std::min(size, self.bytesLeft_), MSG_DONTWAIT);
+        if (count > 0) self.bytesLeft_ -= static_cast<std::size_t>(count);
+        return count;  // 0, the end, also once the answer has had all its bytes
+    });
+}
+
+ssize_t AssuanProgram::Write(assuan_context_t context, int socket, const void* bytes,
+                             std::size_t size) {
+    auto& self = *static_cast<AssuanProgram*>(assuan_get_pointer(context));
+    return self.Transfer(POLLOUT,
+                         [&] { return send(socket, bytes, size, MSG_NOSIGNAL | MSG_DONTWAIT); });
+}
+
+template <typename Move>
+ssize_t AssuanProgram::Transfer(short events, Move move) const {
+    while (WaitFor(events)) {
+        const ssize_t count = move();
+        if (count >= 0 || (errno != EINTR && errno != EAGAIN)) return count;
     }
+    errno = ETIMEDOUT;
+    return -1;
 }
 
-bool AssuanProgram::WaitFor(short events, Clock::time_point deadline) const {
+bool AssuanProgram::WaitFor(short events) const {
     for (;;) {
-        const auto left = std::chrono::duration_cast<Milliseconds>(deadline - Clock::now()).count();
+        const auto left =
+            std::chrono::duration_cast<Milliseconds>(deadline_ - Clock::now()).count();
         if (left <= 0) return false;
         pollfd entry{socket_, events, 0};
         const int ready = poll(&entry, 1, static_cast<int>(std::min<long long>(left + 1, 1000)));
@@ -243,11 +282,10 @@ bool AssuanProgram::Break() {
 }
 
 void AssuanProgram::Dismiss() {
-    if (socket_ >= 0) {
-        static constexpr char kBye[] = "BYE\n";
-        (void)!send(socket_, kBye, sizeof kBye - 1, MSG_NOSIGNAL | MSG_DONTWAIT);
-        shutdown(socket_, SHUT_WR);
-    }
+    Allow(kFarewell);
+    assuan_release(context_);  // says BYE
+    context_ = nullptr;
+    if (socket_ >= 0) shutdown(socket_, SHUT_WR);
     constexpr int kSteps = 100;
     constexpr timespec kStep{0, 5000000};
     for (int step = 0; child_ > 0; ++step) {

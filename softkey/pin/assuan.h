@@ -1,8 +1,11 @@
-// A child program spoken to over the Assuan protocol: lines of text, one answer to each request.
-// Everything that passes may be a PIN, so every buffer wipes itself and none is ever logged.
+// A child program spoken to over the Assuan protocol, by libassuan. Everything that passes may be a
+// PIN, so what that library holds is on the secure heap and nothing is ever logged. libassuan
+// starts no program here: it would run code between fork and exec that a client with threads cannot
+// bear.
 #ifndef SOFTKEY_PIN_ASSUAN_H
 #define SOFTKEY_PIN_ASSUAN_H
 
+#include <assuan.h>
 #include <sys/types.h>
 
 #include <chrono>
@@ -21,9 +24,8 @@ enum class AssuanResult { kOk, kError, kBroken };
 
 // A text as it stands in a request: %, CR and LF, and the other control characters, become %XX.
 std::string AssuanEscape(std::string_view text);
-
-// Undoes %XX in place and returns the new length; false at the end of `ok` for a lone %.
-std::size_t AssuanUnescape(char* text, std::size_t length, bool& ok);
+// Two hexadecimal digits stand behind each %.
+bool IsAssuanEscaped(std::string_view text);
 
 class AssuanProgram {
 public:
@@ -52,21 +54,27 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
 
-    AssuanResult ReadAnswer(Clock::time_point deadline, Answer* answer);
-    bool SendLine(std::string_view line, Clock::time_point deadline);
-    bool ReadLine(Clock::time_point deadline, std::string_view& line);
-    bool WaitFor(short events, Clock::time_point deadline) const;
+    static assuan_system_hooks kBoundedInput;
+    static ssize_t Read(assuan_context_t context, int socket, void* buffer, std::size_t size);
+    static ssize_t Write(assuan_context_t context, int socket, const void* bytes, std::size_t size);
+    static unsigned Watch(assuan_context_t context, void* self, int direction, const char* line,
+                          std::size_t length);
+    template <typename Move>
+    ssize_t Transfer(short events, Move move) const;
+    bool WaitFor(short events) const;
+    void Allow(Milliseconds patience);
+
+    bool Greet(Milliseconds patience);
+    AssuanResult ReadAnswer(Answer* answer);
     void Dismiss();
     bool Break();
 
-    // The protocol's longest line is 1000 bytes with its end.
-    static constexpr std::size_t kLineBytes = 1024;
-
+    assuan_context_t context_ = nullptr;
     int socket_ = -1;
     pid_t child_ = -1;
-    char received_[kLineBytes] = {};
-    std::size_t receivedBytes_ = 0;
-    std::size_t consumedBytes_ = 0;
+    Clock::time_point deadline_;
+    std::size_t bytesLeft_ = 0;  // of the answer
+    bool wellFormed_ = true;
 };
 
 }  // namespace softkey

@@ -65,7 +65,7 @@ struct PairRecord {
     Role role = Role::kSigning;
     Algorithm algorithm = Algorithm::kSm2;
     Bytes publicKey;       // SubjectPublicKeyInfo, DER
-    Bytes wrappedPrivate;  // PKCS#8 sealed under the master key
+    Bytes wrappedPrivate;  // sealed under the master key: SM2's number, RSA's PKCS#1
     Bytes certificate;     // X.509, DER; empty until it is imported
 };
 

@@ -61,9 +61,10 @@ std::size_t TextSize(const Ready& ready) {
     return (size + 2) / 3 * 4;
 }
 
-std::vector<std::string_view> Split(const char* list) {
+// The empty list has one item, the empty text, where the caller says that it has one.
+std::vector<std::string_view> Split(const char* list, std::int32_t count) {
     std::vector<std::string_view> items;
-    if (list == nullptr || *list == '\0') return items;
+    if (list == nullptr || (*list == '\0' && count != 1)) return items;
     std::string_view rest = list;
     for (std::size_t at = rest.find(kSeparator); at != std::string_view::npos;
          at = rest.find(kSeparator)) {
@@ -86,7 +87,7 @@ struct Batch {
     std::int32_t count;
 
     std::vector<std::string_view> Texts() const {
-        std::vector<std::string_view> texts = Split(list);
+        std::vector<std::string_view> texts = Split(list, count);
         if (count != 0 && texts.size() != static_cast<std::size_t>(count)) {
             throw Failure(kBadArgument, "the list has another number of items");
         }

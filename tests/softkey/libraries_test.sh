@@ -31,13 +31,13 @@ test_token_library_stays_loaded_once_it_is() {
     readelf -dW "$library" | grep -q NODELETE || fail "it is not linked with -z nodelete"
 }
 
-test_token_library_needs_only_OpenSSL_SQLite_and_the_runtime() {
+test_token_library_needs_only_OpenSSL_SQLite_libassuan_and_the_runtime() {
     need readelf
     readelf -dW "$library" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p' >needed
     grep -q '^libcrypto' needed || fail "it does not even need OpenSSL"
     local runtime='lib(stdc\+\+|m|gcc_s|c)\.so\.[0-9]+|ld-linux.*'
     expect_equal "foreign libraries" "" \
-        "$(grep -vE "^(libcrypto\.so\.3|libsqlite3\.so\.0|$runtime)$" needed || true)"
+        "$(grep -vE "^(libcrypto\.so\.3|libsqlite3\.so\.0|libassuan\.so\.0|$runtime)$" needed || true)"
 }
 
 test_event_library_shows_exactly_the_names_of_the_contract() {

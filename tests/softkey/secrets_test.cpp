@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <thread>
@@ -55,29 +56,38 @@ protected:
         });
     }
 
-    std::string PrivateNumber() const {
+    // The last bytes of a private number, which computing keeps together.
+    std::string PrivateNumber(const char* name = "priv", std::size_t size = 32) const {
         const auto store = OpenStore();
         const PairRecord pair = PairTable(*store).Of(kSerial).at(0);
         const PKeyPtr key =
             OpenPrivate(pair, PairTable(*store).WrappedPrivate(pair.id), kSerial, Master());
         BIGNUM* number = nullptr;
-        EVP_PKEY_get_bn_param(key.get(), "priv", &number);
-        std::string bytes(32, '\0');
-        BN_bn2binpad(number, reinterpret_cast<unsigned char*>(bytes.data()), 32);
+        EVP_PKEY_get_bn_param(key.get(), name, &number);
+        std::string bytes(256, '\0');
+        BN_bn2binpad(number, reinterpret_cast<unsigned char*>(bytes.data()), 256);
         BN_clear_free(number);
-        return bytes;
+        return bytes.substr(bytes.size() - size);
     }
 
     // How often the bytes whose inverse this is stand in memory that can be written.
-    static int Found(const std::string& inverted) {
-        std::ifstream maps("/proc/self/maps");
+    enum class Pages { kAll, kInCoreFiles };
+    static int Found(const std::string& inverted, Pages pages = Pages::kAll) {
+        std::ifstream maps("/proc/self/smaps");
         std::ifstream memory("/proc/self/mem", std::ios::binary);
         int found = 0;
+        unsigned long from = 0, to = 0;
+        char mode[5] = {};
         for (std::string line; std::getline(maps, line);) {
-            unsigned long from = 0, to = 0;
-            char mode[5] = {};
-            if (std::sscanf(line.c_str(), "%lx-%lx %4s", &from, &to, mode) != 3) continue;
+            unsigned long begin = 0, end = 0;
+            if (std::sscanf(line.c_str(), "%lx-%lx %4s", &begin, &end, mode) == 3) {
+                from = begin;
+                to = end;
+            }
+            if (line.rfind("VmFlags:", 0) != 0) continue;  // the last line of each
             if (mode[0] != 'r' || mode[1] != 'w') continue;
+            // "dd": not to be dumped.
+            if (pages == Pages::kInCoreFiles && line.find(" dd") != std::string::npos) continue;
             // AddressSanitizer's own map of the memory; nothing else here is as large.
             if (to - from > 1UL << 32U) continue;
             std::string bytes(to - from, '\0');
@@ -132,6 +142,32 @@ TEST_F(SecretsTest, a_removed_key_leaves_no_private_number_behind) {
     EXPECT_EQ(Found(limbs), 0);
 }
 
+// d, and the primes, from which anyone has the rest.
+TEST_F(SecretsTest,
+       a_removed_key_leaves_no_rsa_number_behind_and_none_strays_from_the_secure_heap) {
+    ASSERT_EQ(Request(1, 1, 2).code, kOk);
+    std::vector<std::string> secrets;
+    for (const char* name : {"d", "rsa-factor1", "rsa-factor2"}) {
+        const std::string number = Inverted([&] { return PrivateNumber(name, 48); });
+        ASSERT_EQ(number.size(), 48U);
+        secrets.push_back(number);
+        secrets.emplace_back(number.rbegin(), number.rend());
+    }
+    const auto found = [&secrets](Pages pages) {
+        int sum = 0;
+        for (const std::string& secret : secrets) sum += Found(secret, pages);
+        return sum;
+    };
+    token.GM_RemoveUserPin();
+    EXPECT_EQ(found(Pages::kAll), 0) << "the request left it behind";
+    ASSERT_EQ(SignHash(std::string(64, 'a'), 1, 2).code, kOk);
+    ASSERT_GT(found(Pages::kAll), 0) << "the search finds nothing at all";
+    EXPECT_EQ(found(Pages::kInCoreFiles), 0);
+    KeyTable(*OpenStore()).SetInserted(kSerial, false);
+    token.X_ErrorConvert_UOS(0);
+    EXPECT_EQ(found(Pages::kAll), 0);
+}
+
 TEST_F(SecretsTest, a_change_of_the_pin_makes_a_new_master_key_and_the_old_seal_is_nowhere) {
     ASSERT_EQ(Request(1, 2, 3).code, kOk);
     const Bytes seal = PinTable(*OpenStore()).Seal(kSerial).sealed;
@@ -152,6 +188,32 @@ TEST_F(SecretsTest, a_change_of_the_pin_makes_a_new_master_key_and_the_old_seal_
         }),
         master);
     EXPECT_EQ(token.VerifyPIN(kSerial), kOk);
+}
+
+// The program makes the new PIN up, so that this process sees it only as the key does.
+TEST_F(SecretsTest, a_pin_from_pinentry_is_nowhere_in_memory_afterwards) {
+    Write("pin", kPin);
+    Write("pinentry", R"sh(#!/bin/bash
+cd "${0%/*}" && echo OK
+while read -r line; do
+    case $line in
+    SETREPEAT*) head -c 8 /dev/urandom | od -An -tx1 | tr -d ' \n' >pin; echo OK ;;
+    GETPIN) echo "S PIN_REPEATED"; echo "D $(<pin)"; echo OK ;;
+    *) echo OK ;;
+    esac
+done
+)sh");
+    Succeed("chmod 700 pinentry");
+    const std::string path = std::getenv("PATH");
+    setenv("PATH", (Path(".") + ":" + path).c_str(), 1);
+    SetPin(nullptr);
+    SetNewPin("");
+    EXPECT_EQ(token.ChangePin(kSerial), kOk);
+    EXPECT_EQ(token.VerifyPIN(kSerial), kOk);
+    setenv("PATH", path.c_str(), 1);
+    const std::string pin = Inverted([this] { return Read("pin"); });
+    ASSERT_EQ(pin.size(), 16U);
+    EXPECT_EQ(Found(pin.substr(4)), 0);  // another line may have taken the place of its beginning
 }
 
 TEST_F(SecretsTest, what_is_deleted_or_erased_is_in_no_file) {

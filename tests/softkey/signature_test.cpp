@@ -1,4 +1,6 @@
 // Signatures, judged by the openssl command, and the buffer rule of those who write into it.
+#include "softkey/crypto/base64.h"
+#include "softkey/crypto/openssl_types.h"
 #include "softkey/store/questions.h"
 #include "softkey/store/screen.h"
 #include "token_fixture.h"
@@ -40,6 +42,13 @@ TEST_F(SignatureTest, a_critical_sm2_signature_is_verified_by_openssl) {
     ASSERT_EQ(signature.code, kOk);
     EXPECT_TRUE(Verifies(kText, signature.text));
     EXPECT_FALSE(Verifies("pay 900 to nobody", signature.text));
+}
+
+TEST_F(SignatureTest, an_empty_text_is_signed) {
+    TakePublicKey(Request(1, 2, 3).text);
+    const Result signature = CriticalSign("");
+    ASSERT_EQ(signature.code, kOk);
+    EXPECT_TRUE(Verifies("", signature.text));
 }
 
 TEST_F(SignatureTest, a_critical_rsa_signature_is_verified_by_openssl) {
@@ -225,6 +234,17 @@ TEST_F(BatchTest, each_item_of_the_list_gets_its_signature_in_order) {
     EXPECT_FALSE(Verifies("x", signatures[2]));
 }
 
+TEST_F(BatchTest, an_empty_text_is_an_item_where_the_list_has_one) {
+    TakePublicKey(Request(1, 2, 3).text);
+    const std::vector<std::string> signatures = Split(Batch(0, nullptr, "x||", 2).text);
+    ASSERT_EQ(signatures.size(), 2U);
+    EXPECT_TRUE(Verifies("", signatures[1]));
+    const Result one = Batch(0, nullptr, "", 1);
+    EXPECT_EQ(one.code, kOk);
+    EXPECT_TRUE(Verifies("", one.text));
+    EXPECT_EQ(Batch(0, "", nullptr).code, kOk);
+}
+
 TEST_F(BatchTest, the_common_text_is_signed_first) {
     TakePublicKey(Request(1, 2, 3).text);
     const std::vector<std::string> signatures = Split(Batch(1, "all", "x||y", 2).text);
@@ -265,6 +285,22 @@ TEST_F(BatchTest, a_short_buffer_tells_what_all_signatures_need) {
 class DecryptionTest : public TokenTest {
 protected:
     DecryptionTest() { CreateKey(); }
+    static Bytes EncryptTo(const std::string& request, const std::string& text) {
+        const Bytes der = *FromBase64(request);
+        const unsigned char* at = der.data();
+        const X509ReqPtr parsed(d2i_X509_REQ(nullptr, &at, static_cast<long>(der.size())));
+        const PKeyCtxPtr ctx(
+            EVP_PKEY_CTX_new_from_pkey(nullptr, X509_REQ_get0_pubkey(parsed.get()), nullptr));
+        Bytes cipher(512);
+        std::size_t length = cipher.size();
+        EXPECT_EQ(EVP_PKEY_encrypt_init(ctx.get()), 1);
+        EXPECT_EQ(
+            EVP_PKEY_encrypt(ctx.get(), cipher.data(), &length,
+                             reinterpret_cast<const unsigned char*>(text.data()), text.size()),
+            1);
+        cipher.resize(length);
+        return cipher;
+    }
     std::string SealedToRequest(const std::string& request, const std::string& text) {
         Write("request.csr", Pem("CERTIFICATE REQUEST", request));
         Write("plain", text);
@@ -278,6 +314,27 @@ TEST_F(DecryptionTest, an_rsa_signing_pair_decrypts_pkcs1) {
     const std::string cipher = SealedToRequest(Request(1, 1, 2).text, "for rsa");
     EXPECT_EQ(DecryptText(cipher, 1, 1).text, "for rsa");
     EXPECT_EQ(DecryptText(cipher).code, kNoKeyPair);
+}
+
+TEST_F(DecryptionTest, an_rsa_cipher_text_has_the_length_of_the_modulus) {
+    const std::string request = Request(1, 1, 2).text;
+    // Most begin with another byte than zero; the rare one without it must not do.
+    std::string cipher;
+    for (int i = 0; i < 5000 && cipher.rfind("AA", 0) != 0; ++i) {
+        cipher = ToBase64(EncryptTo(request, "text"));
+    }
+    const Bytes bytes = *FromBase64(cipher);
+    ASSERT_EQ(bytes.at(0), 0);
+    EXPECT_EQ(DecryptText(cipher, 1, 1).text, "text");
+    EXPECT_EQ(DecryptText(ToBase64(bytes.data() + 1, bytes.size() - 1), 1, 1).code,
+              kCipherMalformed);
+}
+
+TEST_F(DecryptionTest, an_empty_rsa_text_is_a_text) {
+    const Bytes cipher = EncryptTo(Request(1, 1, 2).text, "");
+    const Result plain = DecryptText(ToBase64(cipher), 1, 1);
+    EXPECT_EQ(plain.code, kOk);
+    EXPECT_EQ(plain.text, "");
 }
 
 TEST_F(DecryptionTest, an_sm2_signing_pair_does_not_decrypt) {

@@ -14,6 +14,7 @@
 #include "softkey/crypto/key_pair.h"
 #include "softkey/crypto/request.h"
 #include "softkey/crypto/signature.h"
+#include "softkey/crypto/sm2_cipher.h"
 #include "token_fixture.h"
 
 using namespace softkey;
@@ -80,6 +81,72 @@ Bytes CipherOf(const Bytes& x, const Bytes& y, const Bytes& hash, const Bytes& t
     return DerSequence({DerInteger(x), DerInteger(y), DerOctets(hash), DerOctets(text)});
 }
 const Bytes kCipher = CipherOf(kCipherX, kCipherY, kCipherHash, kCipherText);
+
+// The cipher text of a text of at most 32 bytes for the example pair, with this point of the curve:
+// who knows the private number needs not know how the point came about.
+Bytes SealedWith(const Bytes& x, const Bytes& y, const std::string& text) {
+    const GroupPtr group = Sm2Group();
+    const PointPtr point(EC_POINT_new(group.get()));
+    const BignumPtr bigX(BN_bin2bn(x.data(), 32, nullptr));
+    const BignumPtr bigY(BN_bin2bn(y.data(), 32, nullptr));
+    const BignumPtr number(BN_bin2bn(kPrivate.data(), 32, nullptr));
+    EXPECT_EQ(
+        EC_POINT_set_affine_coordinates(group.get(), point.get(), bigX.get(), bigY.get(), nullptr),
+        1);
+    Bytes common(65);
+    EC_POINT_mul(group.get(), point.get(), nullptr, point.get(), number.get(), nullptr);
+    EC_POINT_point2oct(group.get(), point.get(), POINT_CONVERSION_UNCOMPRESSED, common.data(), 65,
+                       nullptr);
+    const auto sm3 = [](const Bytes& bytes) {
+        Bytes digest(32);
+        EVP_Digest(bytes.data(), bytes.size(), digest.data(), nullptr, EVP_sm3(), nullptr);
+        return digest;
+    };
+    common.erase(common.begin());
+    Bytes sealed = sm3(common + Bytes{0, 0, 0, 1});
+    sealed.resize(text.size());
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        sealed[i] = static_cast<std::uint8_t>(sealed[i] ^ static_cast<std::uint8_t>(text[i]));
+    }
+    const Bytes plain(text.begin(), text.end());
+    const Bytes x2(common.begin(), common.begin() + 32);
+    const Bytes y2(common.begin() + 32, common.end());
+    return CipherOf(x, y, sm3(x2 + plain + y2), sealed);
+}
+
+std::string Opened(const Bytes& cipher) {
+    const auto plain = Decrypt(ExamplePair().get(), cipher);
+    return plain ? std::string(plain->data(), plain->data() + plain->size()) : "refused";
+}
+
+Bytes Parts(const Bytes& cipher) {
+    return Bytes{4} + RawOf(DerNode::Parse(cipher));
+}
+
+TEST(Taken, a_cipher_text_as_its_parts_one_behind_the_other) {
+    EXPECT_EQ(Opened(Parts(kCipher)), "encryption standard");
+    EXPECT_EQ(Opened(RawOf(DerNode::Parse(kCipher))), "refused") << "the point without its 04";
+}
+
+TEST(Taken, the_cipher_text_of_the_empty_text) {
+    const Bytes cipher = SealedWith(kPublicX, kPublicY, "");
+    EXPECT_EQ(Opened(cipher), "");
+    EXPECT_EQ(Opened(Parts(cipher)), "");
+    Bytes other = cipher;
+    other[other.size() - 3] ^= 1;  // the hash
+    EXPECT_EQ(Opened(other), "refused");
+    EXPECT_EQ(Opened(SealedWith(kPublicX, kPublicY, "x")), "x");
+}
+
+TEST(Taken, an_envelope_whose_SM4_key_is_sealed_in_parts) {
+    const PKeyPtr temporary = GeneratePair(Algorithm::kSm2);
+    DerNode envelope = DerNode::Parse(SealEnvelope(temporary.get(), ExamplePair().get()));
+    const Bytes sealed = envelope.children.at(1).Encode();
+    envelope.children.at(1) = DerNode{V_ASN1_OCTET_STRING, Parts(sealed)};
+    EXPECT_NE(OpenEnvelope(envelope.Encode(), temporary.get()), nullptr);
+    envelope.children.at(1) = DerNode{V_ASN1_OCTET_STRING, sealed};
+    EXPECT_THROW(OpenEnvelope(envelope.Encode(), temporary.get()), Failure);
+}
 
 TEST(StandardExample, of_a_decryption_with_its_key_derivation) {
     const auto plain = Decrypt(ExamplePair().get(), kCipher);
@@ -167,6 +234,37 @@ const std::vector<DerChange> kAny = {DerChange::kLengthTooLong, DerChange::kLeng
                                      DerChange::kOtherTag,      DerChange::kRemoved,
                                      DerChange::kDoubled,       DerChange::kEmptied};
 
+template <class Work>
+Code CodeOf(Work work) {
+    try {
+        work();
+        return kOk;
+    } catch (const Failure& failure) {
+        return failure.code();
+    }
+}
+
+// An envelope made by hand, with whatever number.
+Bytes SealedBy(EVP_PKEY* recipient, const Bytes& number, const Bytes& point) {
+    const Bytes key(16, 7);
+    const PKeyCtxPtr ctx(EVP_PKEY_CTX_new_from_pkey(nullptr, recipient, nullptr));
+    Bytes cipher(200);
+    std::size_t length = cipher.size();
+    EXPECT_EQ(EVP_PKEY_encrypt_init(ctx.get()), 1);
+    EXPECT_EQ(EVP_PKEY_encrypt(ctx.get(), cipher.data(), &length, key.data(), key.size()), 1);
+    cipher.resize(length);
+    Bytes sealed(32);
+    int size = 0;
+    const CipherCtxPtr sm4(EVP_CIPHER_CTX_new());
+    EXPECT_EQ(EVP_EncryptInit_ex(sm4.get(), EVP_sm4_ecb(), nullptr, key.data(), nullptr), 1);
+    EXPECT_EQ(EVP_EncryptUpdate(sm4.get(), sealed.data(), &size, number.data(), 32), 1);
+    DerNode envelope = DerNode::Parse(SealEnvelope(recipient, ExamplePair().get()));
+    envelope.children.at(1) = DerNode::Parse(cipher);
+    envelope.children.at(2).content = Bytes{0} + point;
+    envelope.children.at(3).content = Bytes{0} + sealed;
+    return envelope.Encode();
+}
+
 // Whole, each passes; cut or with a byte behind it, none does.
 template <class Accepts>
 void ExpectRefused(const Bytes& good, Cases cases, const Accepts& accepts) {
@@ -180,6 +278,56 @@ void ExpectRefused(const Bytes& good, Cases cases, const Accepts& accepts) {
     }
     for (const auto& [name, bytes] : cases) EXPECT_FALSE(accepts(bytes)) << name;
     std::cout << cases.size() << " cases\n";
+}
+
+const Bytes kBaseX = Hex("32C4AE2C1F1981195F9904466A39C9948FE30BBFF2660BE1715A4589334C74C7");
+const Bytes kBaseY = Hex("BC3736A2F4F6779C59BDCEE36B692153D0A9877CC62A474002DF32E52139F0A0");
+
+// The cipher text with the point's numbers written as these bytes.
+Bytes WithNumbers(const Bytes& cipher, const Bytes& x, const Bytes& y) {
+    DerNode node = DerNode::Parse(cipher);
+    node.children.at(0).content = x;
+    node.children.at(1).content = y;
+    return node.Encode();
+}
+
+Bytes Sum(const Bytes& left, const Bytes& right) {
+    const BignumPtr sum(BN_bin2bn(left.data(), 32, nullptr));
+    const BignumPtr more(BN_bin2bn(right.data(), 32, nullptr));
+    BN_add(sum.get(), sum.get(), more.get());
+    Bytes bytes(32);
+    EXPECT_EQ(BN_bn2binpad(sum.get(), bytes.data(), 32), 32);
+    return bytes;
+}
+
+// So small that the prime can be added to it and 32 bytes still hold it; y has its highest bit set.
+std::pair<Bytes, Bytes> PointWithSmallX() {
+    const GroupPtr group = Sm2Group();
+    const PointPtr point(EC_POINT_new(group.get()));
+    for (std::uint8_t low = 1;; ++low) {
+        Bytes octets(33);
+        octets[0] = 2;
+        octets[32] = low;
+        Bytes whole(65);
+        if (EC_POINT_oct2point(group.get(), point.get(), octets.data(), 33, nullptr) != 1) continue;
+        EC_POINT_point2oct(group.get(), point.get(), POINT_CONVERSION_UNCOMPRESSED, whole.data(),
+                           65, nullptr);
+        if (whole[33] >= 0x80) return {Part(whole, 1, 32), Part(whole, 33, 32)};
+    }
+}
+
+// A text of one byte that the cipher text shows as it is.
+Bytes UnderNoMask() {
+    const GroupPtr group = Sm2Group();
+    const PointPtr point(EC_POINT_dup(EC_GROUP_get0_generator(group.get()), group.get()));
+    for (;;) {
+        Bytes octets(65);
+        EC_POINT_point2oct(group.get(), point.get(), POINT_CONVERSION_UNCOMPRESSED, octets.data(),
+                           65, nullptr);
+        const Bytes cipher = SealedWith(Part(octets, 1, 32), Part(octets, 33, 32), "x");
+        if (cipher.back() == 'x') return cipher;
+        EC_POINT_dbl(group.get(), point.get(), point.get(), nullptr);
+    }
 }
 
 TEST(Refused, cipher_texts) {
@@ -201,6 +349,18 @@ TEST(Refused, cipher_texts) {
     add("another hash", CipherOf(kCipherX, kCipherY, other, kCipherText));
     add("hash of 31 bytes", CipherOf(kCipherX, kCipherY, Bytes(31, 1), kCipherText));
     add("hash of 33 bytes", CipherOf(kCipherX, kCipherY, kCipherHash + Bytes{0}, kCipherText));
+    const Bytes sealed = SealedWith(kBaseX, kBaseY, "text");
+    add("y without its sign", WithNumbers(sealed, kBaseX, kBaseY));
+    add("x with a zero too many", WithNumbers(sealed, Bytes{0} + kBaseX, Bytes{0} + kBaseY));
+    const auto [x, y] = PointWithSmallX();
+    add("x above the prime, on the curve",
+        WithNumbers(SealedWith(x, y, "text"), Bytes{0} + Sum(x, kPrime), Bytes{0} + y));
+    add("a mask of zeros", UnderNoMask());
+    add("the parts, cut behind the hash's first half",
+        Bytes{4} + kCipherX + kCipherY + Bytes(kCipherHash.begin(), kCipherHash.begin() + 16));
+    add("the parts, compressed", Bytes{2} + kCipherX + kCipherHash + kCipherText);
+    add("the parts, not on the curve", Bytes{4} + kCipherX + kCipherX + kCipherHash + kCipherText);
+    add("the parts, a byte behind", Parts(kCipher) + Bytes{0});
     add("a longer text", CipherOf(kCipherX, kCipherY, kCipherHash, kCipherText + Bytes{0}));
     for (std::size_t i = 0; i < kCipherText.size(); ++i) {
         Bytes text = kCipherText;
@@ -239,6 +399,33 @@ TEST(Refused, envelopes) {
     });
 }
 
+// The number whose signatures would divide by zero, its neighbours, and what is no number at all.
+TEST(Refused, private_numbers_out_of_range) {
+    const PKeyPtr temporary = GeneratePair(Algorithm::kSm2);
+    const GroupPtr group = Sm2Group();
+    const PointPtr point(EC_POINT_new(group.get()));
+    for (const auto& [less, allowed] : std::vector<std::pair<unsigned long, bool>>{
+             {0, false}, {1, false}, {2, true}, {3, true}}) {
+        const BignumPtr number(BN_bin2bn(kOrder.data(), 32, nullptr));
+        BN_sub_word(number.get(), less);
+        EXPECT_EQ(IsSm2PrivateNumber(number.get()), allowed) << "the order less " << less;
+        if (less == 0) continue;  // its point is none
+        Bytes bytes(32), octets(65);
+        BN_bn2binpad(number.get(), bytes.data(), 32);
+        EC_POINT_mul(group.get(), point.get(), number.get(), nullptr, nullptr, nullptr);
+        EC_POINT_point2oct(group.get(), point.get(), POINT_CONVERSION_UNCOMPRESSED, octets.data(),
+                           65, nullptr);
+        const PKeyPtr pair = PairOf(bytes, octets);
+        EXPECT_EQ(CodeOf([&] { SealEnvelope(temporary.get(), pair.get()); }),
+                  allowed ? kOk : kBadArgument);
+        EXPECT_EQ(CodeOf([&] {
+                      OpenEnvelope(SealedBy(temporary.get(), bytes, octets), temporary.get());
+                  }),
+                  allowed ? kOk : kEnvelopeMismatch)
+            << "the order less " << less;
+    }
+}
+
 class RefusedText : public TokenTest {};
 
 TEST_F(RefusedText, certificates) {
@@ -254,6 +441,41 @@ TEST_F(RefusedText, certificates) {
             return false;
         }
     });
+}
+
+// It would come back as damage: what is stored is read as DER.
+TEST_F(RefusedText, certificates_within_pkcs7) {
+    CreateKey();
+    Issue(Request(1, 2, 3).text);
+    const std::string pkcs7 =
+        Succeed("openssl crl2pkcs7 -nocrl -certfile issue.pem -outform DER | openssl base64 -A");
+    DerNode message = DerNode::Parse(*FromBase64(pkcs7));
+    DerNode& certificate = message.children.at(1).children.at(0).children.at(3).children.at(0);
+    ASSERT_EQ(ParseCertificates(ToBase64(message.Encode())).size(), 1U);
+    certificate.children.at(0).children.at(1).change = DerChange::kLongForm;  // its number
+    EXPECT_EQ(CodeOf([&] { ParseCertificates(ToBase64(message.Encode())); }),
+              kCertificateMalformed);
+}
+
+TEST(Refused, what_nests_four_hundred_thousand_deep) {
+    Bytes nested;
+    for (std::uint32_t size = 0; size < 2000000; size += 5) {  // the innermost first
+        const Bytes head{static_cast<std::uint8_t>(size), static_cast<std::uint8_t>(size >> 8),
+                         static_cast<std::uint8_t>(size >> 16), 0x83, 0x30};
+        nested.insert(nested.end(), head.begin(), head.end());
+    }
+    std::reverse(nested.begin(), nested.end());
+    EXPECT_FALSE(IsDer(nested));
+}
+
+TEST(Refused, base64_that_is_not_as_it_is_written) {
+    for (const char* text : {"AA", "AAA", "AA=", "AA=A", "A===", "====", "AB==", "AAB=", "AA==AA==",
+                             "AAAA=", "AA-A", "AAAA\nA", "=AAA", "\xFF\xFF\xFF\xFF"}) {
+        EXPECT_FALSE(FromBase64(text)) << text;
+    }
+    EXPECT_EQ(*FromBase64(""), Bytes());
+    EXPECT_EQ(*FromBase64(" A\tA\r\n= = "), Bytes{0});
+    EXPECT_EQ(FromBase64("AAEC")->size(), 3U);
 }
 
 TEST_F(RefusedText, requests_to_seal_to) {

@@ -1,0 +1,71 @@
+#define OPENSSL_SUPPRESS_DEPRECATED
+#include "softkey/crypto/rsa_key.h"
+
+#include <openssl/err.h>
+#include <openssl/rsa.h>
+
+#include "softkey/result.h"
+
+namespace softkey {
+namespace {
+
+using RsaPtr = std::unique_ptr<RSA, Releaser<RSA_free>>;
+
+void Require(bool done) {
+    if (!done) throw Failure(kCryptoFailed, "an RSA key");
+}
+
+const RSA_METHOD* OwnMethod() {
+    static const RSA_METHOD* const method = RSA_meth_dup(RSA_PKCS1_OpenSSL());
+    return method;
+}
+
+PKeyPtr PairOf(RsaPtr rsa) {
+    PKeyPtr pair(EVP_PKEY_new());
+    Require(pair && OwnMethod() != nullptr && RSA_set_method(rsa.get(), OwnMethod()) == 1);
+    // What is kept for the next signature would be copies of the primes on the ordinary heap.
+    RSA_clear_flags(rsa.get(), RSA_FLAG_CACHE_PRIVATE);
+    Require(EVP_PKEY_assign_RSA(pair.get(), rsa.get()) == 1);
+    static_cast<void>(rsa.release());
+    return pair;
+}
+
+RsaPtr FromPkcs8(const SecretBytes& der) {
+    const unsigned char* at = der.data();
+    const Pkcs8Ptr pkcs8(d2i_PKCS8_PRIV_KEY_INFO(nullptr, &at, static_cast<long>(der.size())));
+    const unsigned char* inside = nullptr;
+    int size = 0;
+    if (!pkcs8 || PKCS8_pkey_get0(nullptr, &inside, &size, nullptr, pkcs8.get()) != 1) return {};
+    return RsaPtr(d2i_RSAPrivateKey(nullptr, &inside, size));
+}
+
+}  // namespace
+
+PKeyPtr GenerateRsaPair(int bits) {
+    PrepareSecureHeap();
+    RsaPtr rsa(RSA_new());
+    const BignumPtr exponent(BN_new());
+    Require(rsa && exponent && BN_set_word(exponent.get(), RSA_F4) == 1 &&
+            RSA_generate_key_ex(rsa.get(), bits, exponent.get(), nullptr) == 1);
+    return PairOf(std::move(rsa));
+}
+
+SecretBytes RsaNumbersOf(const EVP_PKEY* pair) {
+    const RSA* const rsa = EVP_PKEY_get0_RSA(pair);
+    const int size = rsa != nullptr ? i2d_RSAPrivateKey(rsa, nullptr) : 0;
+    Require(size > 0);
+    SecretBytes der(static_cast<std::size_t>(size));
+    unsigned char* at = der.data();
+    Require(i2d_RSAPrivateKey(rsa, &at) == size);
+    return der;
+}
+
+PKeyPtr ReadRsaPair(const SecretBytes& der) {
+    const unsigned char* at = der.data();
+    RsaPtr rsa(d2i_RSAPrivateKey(nullptr, &at, static_cast<long>(der.size())));
+    if (!rsa) rsa = FromPkcs8(der);
+    ERR_clear_error();
+    return rsa ? PairOf(std::move(rsa)) : nullptr;
+}
+
+}  // namespace softkey
