@@ -82,7 +82,7 @@ if(TARGET ukey)
 work.")
     # The command and the recorder contain code of these.
     foreach(contained IN ITEMS libssl-dev libcli11-dev nlohmann-json3-dev libsodium-dev
-            libmsgpack-dev)
+            libmsgpack-dev libminizip-dev zlib1g-dev)
         install(FILES "/usr/share/doc/${contained}/copyright" RENAME "${contained}" COMPONENT tools
                 DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/doc/kesta-ukey/third-party" OPTIONAL)
     endforeach()

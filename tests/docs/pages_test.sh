@@ -74,7 +74,7 @@ docs/events.md sh 2 c 0 cpp 1 fences 6
 docs/diagnose.md sh 4 c 0 cpp 0 fences 8
 docs/log-format.md sh 0 c 0 cpp 0 fences 2
 docs/ci.md sh 2 c 0 cpp 0 fences 4
-docs/record-and-replay.md sh 3 c 0 cpp 0 fences 6
+docs/record-and-replay.md sh 4 c 0 cpp 0 fences 8
 docs/recording-format.md sh 0 c 0 cpp 0 fences 0
 TEXT
     cd "$scratch"
@@ -133,7 +133,7 @@ test_decrypt_page_ends_with_the_letter() {
 test_record_page_ends_with_a_replay() {
     new_key
     type_pages record-and-replay.md
-    [[ -s case.html && -s case.jsonl ]] || fail "nothing was written"
+    [[ -s case.html && -s case.jsonl && -s report.zip ]] || fail "nothing was written"
     expect_matches "the replayed label" 'Test key$' "$(<said)"
 }
 

@@ -84,6 +84,9 @@ enum Takes : unsigned {
     GROUP("trace", N_("Show what ukey record has recorded"), kDiagnosis)                           \
     COMMAND("trace show", N_("Print a recording, or make a page of it"), kDiagnosis, kNothing,     \
             TraceShow)                                                                             \
+    COMMAND("report",                                                                              \
+            N_("Pack what a developer needs to know into an archive that may be mailed"),          \
+            kDiagnosis, kKey | kOutput, MakeReport)                                                \
     COMMAND("error", N_("Explain a result code"), kDiagnosis, kLibrary, ExplainError)              \
     COMMAND("check-install", N_("Ask the library whether the install directory is there"),         \
             kDiagnosis, kLibrary, CheckInstall)                                                    \

@@ -135,6 +135,7 @@ void ReportKey(Report& report, const KeyQuestion& question, const KeyAnswers& he
 
 void CheckKey(Report& report, const KeyQuestion& question) {
     const KeyAnswers heard = AskKey(question);
+    report.version = heard.version;
     if (heard.startError != 0) {
         report.Problem("key", "key",
                        std::string("cannot be asked for: ") + std::strerror(heard.startError),

@@ -48,6 +48,7 @@ bool Usable(Report& report, const Suspect& suspect, ElfFile& file) {
                        suspect.remedy);
         return false;
     }
+    report.libraries.push_back({suspect.id, suspect.name, path});
     if (::access(path.c_str(), R_OK) != 0) {
         report.Problem(suspect.id + ".readable", suspect.name, path + " cannot be read",
                        "make it readable for all: " + AsRoot("chmod a+r " + Words({path})));

@@ -32,9 +32,13 @@ struct KeyQuestion {
     std::string libraryFile;  // empty: the usual one
     std::string serial;       // empty: the key that is present
     int seconds = 20;
+    bool version = false;  // ask the client library for its version as well
 };
 // Asks the token library for the key, its PIN tries and its certificates, in a process of its own.
 void CheckKey(Report& report, const KeyQuestion& question);
+
+// All of it, ranked. noKey: nothing is loaded.
+void Examine(Report& report, const KeyQuestion& question, bool noKey);
 
 }  // namespace ukey
 

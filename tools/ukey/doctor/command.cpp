@@ -49,20 +49,7 @@ void GiveMetrics(const Report& report, const DoctorWish& wish) {
 Exit Look(Session& session, const DoctorWish& wish) {
     Report report;
     report.root = CheckedRoot(wish.root);
-    const LibraryPath path(report.root);
-    CheckInstallDirectory(report);
-    CheckMakersLibraries(report, path);
-    CheckClientLibrary(report, path, session.libraryFile);
-    // A library that does not pass is not loaded, nor one that anybody may have put there; and a
-    // folder is no running system.
-    const bool loadable = report.Count(Severity::kProblem) == 0;
-    if (!report.softwareKey) CheckUsbDevice(report, !session.givenSerial.empty());
-    if (loadable && report.root.empty() && !wish.noKey) {
-        CheckKey(report, {session.libraryFile, session.givenSerial, wish.timeout});
-    }
-    if (report.installed && !report.softwareKey) CheckCompanions(report);
-    CheckLog(report);
-    report.Rank();
+    Examine(report, {session.libraryFile, session.givenSerial, wish.timeout}, wish.noKey);
     if (wish.openMetrics) {
         GiveMetrics(report, wish);
     } else if (session.json) {

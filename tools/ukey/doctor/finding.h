@@ -45,12 +45,21 @@ struct KeyFacts {
     std::vector<KeyCertificate> certificates;
 };
 
+// A library as it was found, whether or not it is of any use.
+struct LibraryFile {
+    std::string id;       // "token-library"
+    std::string subject;  // for a person
+    std::string path;
+};
+
 struct Report {
     std::string root;
     bool installed = false;    // the install directory is there and open
     bool softwareKey = false;  // what stands there is the software key
     std::optional<KeyFacts> key;
-    std::vector<std::string> paths;  // tried, in order
+    std::string version;                 // of the client library, where it was asked
+    std::vector<LibraryFile> libraries;  // those that are there
+    std::vector<std::string> paths;      // tried, in order
     std::vector<Finding> findings;
     std::vector<EntryPoint> entryPoints;
 

@@ -59,12 +59,15 @@ private:
     const auto asIs = [](const std::string& text) { return text; };
     const auto library = kesta::Library::TryLoad(
         question.libraryFile.empty() ? kesta::Library::kFileName : question.libraryFile);
+    const auto nothing = [](const auto&) { return std::string(); };
     if (!library) {
-        teller.Tell(library, [](const auto&) { return std::string(); });
+        if (question.version) teller.Tell(library, nothing);
+        teller.Tell(library, nothing);
         ::_exit(0);
     }
     UsePersonsLanguage(library.value());
     const auto& ask = library.value().Try();
+    if (question.version) teller.Tell(ask.GetDllVersion(), asIs);
     std::string serial = question.serial;
     if (serial.empty()) {
         const auto found = ask.GetPrintNumber();
@@ -167,6 +170,10 @@ KeyAnswers AskKey(const KeyQuestion& question) {
     ::close(ends[1]);
     if (child > 0) {
         Listener listener(ends[0], question.seconds);
+        if (question.version) {
+            const auto told = listener.Next();
+            if (told && told->code == KESTA_OK) heard.version = told->text;
+        }
         while (!All(heard.answers)) {
             auto answer = listener.Next();
             if (!answer) break;

@@ -31,8 +31,9 @@ struct KeyAnswer {
 // fails for good is the last.
 struct KeyAnswers {
     std::vector<KeyAnswer> answers;
-    std::string ending;  // how the process ended before it had answered all; empty: it did not
-    int startError = 0;  // of errno, when there could be no process
+    std::string version;  // of the client library, where it was asked for
+    std::string ending;   // how the process ended before it had answered all; empty: it did not
+    int startError = 0;   // of errno, when there could be no process
 };
 
 KeyAnswers AskKey(const KeyQuestion& question);
