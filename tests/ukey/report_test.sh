@@ -187,9 +187,14 @@ test_large_log_makes_a_small_report_in_time() {
         record 21,09:00:01.000 ChangePin Begin
         record 21,09:00:04.500 ChangePin 'End G_LastError: FFFFFF9B'
         record 21,09:00:05.000 'CZRKUSBKey::ImportEncX509Cert  strPriKeyTemp:' \
-            "strPriKeyTemp:$(head -c 60000 /dev/urandom | base64 -w0)"
+            "strPriKeyTemp:$(head -c 30000 /dev/urandom | base64 -w0)"
     done >piece
-    for _ in {1..31}; do cat piece; done >>library.log
+    record 21,09:00:06.000 ChangePin Begin >begin
+    {
+        for _ in {1..62}; do cat piece; done
+        for _ in {1..8000}; do echo begin; done | xargs cat
+        tail -n 2 piece
+    } >>library.log
     (($(stat -c %s library.log) > 99000000)) || fail "the log is small"
     started=$(date +%s%N)
     ukey report -o report.zip >/dev/null
@@ -197,7 +202,9 @@ test_large_log_makes_a_small_report_in_time() {
     (($(stat -c %s report.zip) < most)) || fail "it is too large" "$(zipinfo report.zip)"
     unpacked
     expect_equal "failures" 50 "$(of_report '.failures | length')"
-    expect_matches "key text" '<text-[0-9]+: 80014 characters>' "$(tail -n 1 ukey-report/log.txt)"
+    expect_equal "read" 4194304 "$(of_report .log.read)"
+    (($(stat -c %s ukey-report/log.txt) < 400000)) || fail "too much of the log is in it"
+    expect_matches "key text" '<text-[0-9]+: 40014 characters>' "$(tail -n 1 ukey-report/log.txt)"
 }
 
 # Anything may write to the log, and anybody may put something else in its place.
@@ -250,8 +257,8 @@ test_everything_that_the_library_writes_but_keys_is_readable_in_the_report() {
 test_whose_machine_it_is_stays_untold() {
     need bwrap
     new_key
-    mkdir -p "home/Grace" "home/lib of Barbara"
-    cp "$KESTA_CLIENT_LIBRARY" home/Grace/
+    mkdir -p home/Grace/margaret-pc/barbara "home/lib of Barbara"
+    cp "$KESTA_CLIENT_LIBRARY" home/Grace/margaret-pc/barbara/
     {
         cat /etc/passwd
         echo "barbara:x:4711:4711::$scratch/home/lib of Barbara:/bin/sh"
@@ -259,13 +266,13 @@ test_whose_machine_it_is_stays_untold() {
     # shellcheck disable=SC2016
     LOGNAME=hopper HOME=$scratch/home/Grace LD_LIBRARY_PATH="$scratch/home/lib of Barbara:/home/liskov/lib" \
         in_sandbox bwrap --dev-bind / / --unshare-user --unshare-uts --hostname margaret-pc.bank.example \
-        --ro-bind "$scratch/passwd" /etc/passwd -- sh -c '"$0" "$@" --library "$HOME/libkesta_unified_zrkukey.so"' \
+        --ro-bind "$scratch/passwd" /etc/passwd -- sh -c '"$0" "$@" --library "$HOME/margaret-pc/barbara/libkesta_unified_zrkukey.so"' \
         "$ukey_command" report -o "$scratch/report.zip" >said
     unpacked
     ! grep -rqiE 'grace|barbara|hopper|margaret|liskov' ukey-report said ||
         fail "it is told" "$(grep -rihoE '.{40}(grace|barbara|hopper|margaret|liskov).{20}' ukey-report said)"
     jq -r '.paths[]' ukey-report/doctor.json >paths
-    grep -q '^home-[0-9]/libkesta' paths || fail "no path below a home folder" "$(<paths)"
+    grep -q '^home-[0-9]/host-[0-9]/user-[0-9]/libkesta' paths || fail "no path below a home folder" "$(<paths)"
 }
 
 run_claims "$@"

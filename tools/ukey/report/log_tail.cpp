@@ -20,6 +20,12 @@ void KeepLast(std::deque<Item>& items, std::size_t most) {
     while (items.size() > most) items.pop_front();
 }
 
+// About what it takes as text.
+std::size_t SizeOf(const LogRecord& record) {
+    constexpr std::size_t kHead = 64;
+    return kHead + record.tag.size() + record.body.size();
+}
+
 class Tail {
 public:
     Tail(LogTail& tail, const TailLimits& limits)
@@ -30,10 +36,10 @@ public:
 
     void Take(std::vector<LogRecord> records) {
         for (LogRecord& record : records) {
-            size_ += record.tag.size() + record.body.size();
+            size_ += SizeOf(record);
             tail_.records.push_back(record);
             while (size_ > limits_.records) {
-                size_ -= tail_.records.front().tag.size() + tail_.records.front().body.size();
+                size_ -= SizeOf(tail_.records.front());
                 tail_.records.pop_front();
             }
             pairing_.Take(std::move(record));
