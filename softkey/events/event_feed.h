@@ -22,8 +22,8 @@ namespace softkey {
 // another at the same path, is new as a whole, so all its events are delivered. What was not taken
 // of a folder that is gone, or no longer the one that the environment names, is dropped.
 //
-// A call of Next without news costs one small read, and a stat more each fiftieth time, to find
-// out that the database was replaced.
+// A call of Next without news costs two looks at files, and a third each fiftieth time, to find out
+// that the state was replaced.
 class EventFeed {
 public:
     // Begins the feed, or makes sure that it reads the folder that the environment names now.

@@ -43,9 +43,7 @@ const File& File::Required() const {
 }
 
 Bytes File::ReadAll() const {
-    struct stat status {};
-    if (fstat(descriptor_, &status) != 0) FailOnFile(path_);
-    Bytes bytes(static_cast<std::size_t>(status.st_size));
+    Bytes bytes(static_cast<std::size_t>(Status().st_size));
     bytes.resize(ReadAt(0, bytes.data(), bytes.size()));
     return bytes;
 }
@@ -85,6 +83,17 @@ void File::Sync() const {
     if (fdatasync(descriptor_) != 0) FailOnFile(path_);
 }
 
+struct stat File::Status() const {
+    struct stat status {};
+    if (fstat(descriptor_, &status) != 0) FailOnFile(path_);
+    return status;
+}
+
+void File::SetChanged(const struct timespec& when) const {
+    const struct timespec times[2] = {{0, UTIME_OMIT}, when};
+    if (futimens(descriptor_, times) != 0) FailOnFile(path_);
+}
+
 // A lock of the open file description: threads exclude each other too, and one that is killed lets
 // go of it.
 bool File::TryLock(off_t offset) const {
@@ -98,13 +107,6 @@ bool File::TryLock(off_t offset) const {
 void File::Unlock(off_t offset) const {
     struct flock range = OneByte(F_UNLCK, offset);
     fcntl(descriptor_, F_OFD_SETLK, &range);
-}
-
-bool File::StillThere() const {
-    struct stat open {
-    }, named{};
-    return fstat(descriptor_, &open) == 0 && stat(path_.c_str(), &named) == 0 &&
-           open.st_dev == named.st_dev && open.st_ino == named.st_ino;
 }
 
 }  // namespace softkey

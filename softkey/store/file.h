@@ -2,6 +2,7 @@
 #ifndef SOFTKEY_STORE_FILE_H
 #define SOFTKEY_STORE_FILE_H
 
+#include <sys/stat.h>
 #include <sys/types.h>
 
 #include <cstdint>
@@ -33,13 +34,13 @@ public:
     std::size_t ReadSome(off_t offset, void* bytes, std::size_t size) const;
     void WriteAt(off_t offset, const void* bytes, std::size_t size) const;
     void Sync() const;
+    struct stat Status() const;
+    // Sets the time of its last change, so that any change after this one is told from it.
+    void SetChanged(const struct timespec& when) const;
 
     // Locks one byte of the file for this opening of it. False when it stays taken for so long.
     bool TryLock(off_t offset) const;
     void Unlock(off_t offset) const;
-
-    // The file that is open is still the one of that name.
-    bool StillThere() const;
 
 private:
     std::string path_;

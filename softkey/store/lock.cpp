@@ -34,15 +34,23 @@ Guard::Text Look(const File& file) {
 }  // namespace
 
 Lock::Lock(const std::string& home, off_t place, GuardFile guard)
-    : file_(GuardPath(home), O_RDWR | (guard == GuardFile::kMadeWhenMissing ? O_CREAT : 0)),
-      place_(place) {
-    file_.Required();
+    : Lock(home, place,
+           std::make_shared<File>(GuardPath(home),
+                                  O_RDWR | (guard == GuardFile::kMadeWhenMissing ? O_CREAT : 0))) {}
+
+Lock::Lock(const std::string& home, off_t place, std::shared_ptr<const File> file)
+    : file_(std::move(file)), place_(place) {
+    file_->Required();
+    Wait(home);
+}
+
+void Lock::Wait(const std::string& home) const {
     const Clock::time_point start = Clock::now();
     Clock::time_point moved = start;
     Guard::Text seen{};
-    while (!file_.TryLock(place_)) {
+    while (!file_->TryLock(place_)) {
         const Clock::time_point now = Clock::now();
-        const Guard::Text text = Look(file_);
+        const Guard::Text text = Look(*file_);
         if (text != seen) moved = now;
         seen = text;
         if (now - moved > kPatience || now - start > kLongest) {

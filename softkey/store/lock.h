@@ -3,6 +3,7 @@
 #define SOFTKEY_STORE_LOCK_H
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "softkey/store/file.h"
@@ -17,7 +18,9 @@ public:
     // Waits for its turn. kStateBusy when nothing moved for five seconds: whoever holds the lock
     // was stopped. A queue that moves is waited for up to a minute.
     Lock(const std::string& home, off_t place, GuardFile guard = GuardFile::kThere);
-    ~Lock() { file_.Unlock(place_); }
+    // The same by an opening of the guard that nobody else uses for this place meanwhile.
+    Lock(const std::string& home, off_t place, std::shared_ptr<const File> file);
+    ~Lock() { file_->Unlock(place_); }
     Lock(const Lock&) = delete;
     Lock& operator=(const Lock&) = delete;
 
@@ -25,10 +28,12 @@ public:
     // One PIN at a time is verified on each key.
     static off_t OfPin(std::uint32_t slot) { return (off_t{1} << 32) + slot; }
 
-    const File& file() const { return file_; }  // open for writing
+    const File& file() const { return *file_; }  // open for writing
 
 private:
-    File file_;
+    void Wait(const std::string& home) const;
+
+    std::shared_ptr<const File> file_;
     off_t place_;
 };
 

@@ -14,12 +14,14 @@
 namespace softkey {
 namespace {
 
-constexpr long kClockStepMs = 10;
-
-std::optional<Bytes> ReadIfThere(const std::string& path) {
+std::optional<Bytes> ReadIfThere(const std::string& path, Stamp* stamp = nullptr) {
     const File file(path, O_RDONLY);
     if (!file.IsOpen() && errno == ENOENT) return std::nullopt;
-    return file.Required().ReadAll();
+    const struct stat status = file.Required().Status();
+    if (stamp != nullptr) stamp->Take(status);
+    Bytes bytes(static_cast<std::size_t>(status.st_size));
+    bytes.resize(file.ReadAt(0, bytes.data(), bytes.size()));
+    return bytes;
 }
 
 bool IsThere(const std::string& path) {
@@ -38,10 +40,19 @@ bool IsFinished(const std::string& home, const Bytes& text) {
     return image && guard->Find(*image) != nullptr;
 }
 
-void WriteNew(const std::string& home, const Bytes& image) {
+struct timespec Now() {
+    struct timespec now {};
+    clock_gettime(CLOCK_REALTIME, &now);
+    return now;
+}
+
+// Marked as changed at that time, to the nanosecond: times that the system sets come from a clock
+// of a few milliseconds' steps.
+void WriteNew(const std::string& home, const Bytes& image, const struct timespec& changed) {
     try {
         const File file(NewDatabasePath(home), O_WRONLY | O_CREAT | O_TRUNC);
         file.Required().WriteAt(0, image.data(), image.size());
+        file.SetChanged(changed);
         file.Sync();
     } catch (const Failure&) {
         unlink(NewDatabasePath(home).c_str());
@@ -54,19 +65,15 @@ void WriteGuard(const File& file, const Guard& guard) {
     file.WriteAt(0, text.data(), text.size());
 }
 
-void PutInPlace(const std::string& home) {
+// The two steps that make an image the state. A crash of the machine between them is as harmless
+// as a kill: the guard is on the disk before the file takes its place.
+void Adopt(const std::string& home, const File& folder, const File& guardFile, Guard& guard) {
+    WriteGuard(guardFile, guard);
+    guardFile.Sync();
     if (std::rename(NewDatabasePath(home).c_str(), DatabasePath(home).c_str()) != 0) {
         FailOnFile(DatabasePath(home));
     }
-    File(home, O_RDONLY | O_DIRECTORY).Required().Sync();
-}
-
-// The two steps that make an image the state. A crash of the machine between them is as harmless
-// as a kill: the guard is on the disk before the file takes its place.
-void Adopt(const std::string& home, const File& guardFile, Guard& guard) {
-    WriteGuard(guardFile, guard);
-    guardFile.Sync();
-    PutInPlace(home);
+    folder.Sync();
     guard.before = guard.after;
     WriteGuard(guardFile, guard);
 }
@@ -95,15 +102,19 @@ StateFile::Found StateFile::Look(const std::string& home) {
 void StateFile::Establish(const std::string& home, const Lock& lock, const Bytes& image) {
     Guard guard = Guard::Make();
     guard.after = {1, guard.DigestOf(image)};
-    WriteNew(home, image);
-    Adopt(home, lock.file(), guard);
+    WriteNew(home, image, Now());
+    Adopt(home, File(home, O_RDONLY | O_DIRECTORY).Required(), lock.file(), guard);
     unlink(OldLogPath(home).c_str());
     unlink(OldIndexPath(home).c_str());
 }
 
-StateFile::StateFile(const std::string& home) : home_(home), guardFile_(GuardPath(home), O_RDONLY) {
-    guardFile_.Required();
-    if (stat(GuardPath(home).c_str(), &identity_) != 0) FailOnFile(GuardPath(home));
+StateFile::StateFile(const std::string& home)
+    : home_(home), guardFile_(std::make_shared<File>(GuardPath(home), O_RDWR)), changer_(getpid()) {
+    if (!guardFile_->IsOpen()) {  // a medium that can only be read
+        guardFile_ = std::make_shared<File>(GuardPath(home), O_RDONLY);
+        changer_ = 0;
+    }
+    guardFile_->Required();
 }
 
 bool StateFile::StillThere() const {
@@ -115,36 +126,15 @@ bool StateFile::StillThere() const {
 Guard::Text StateFile::ReadGuard() const {
     std::array<std::uint8_t, Guard::kSize + 1> bytes{};
     Guard::Text text{};
-    if (guardFile_.ReadSome(0, bytes.data(), bytes.size()) == text.size()) {
+    if (guardFile_->ReadSome(0, bytes.data(), bytes.size()) == text.size()) {
         std::copy_n(bytes.begin(), text.size(), text.begin());
     }
     return text;  // of another length: no guard's
 }
 
-// A guard with two names says that someone is about to replace the file, or was killed then.
 bool StateFile::IsCurrent() {
-    return number_ != 0 && guard_->IsSettled() && IsUntouched() && ReadGuard() == seen_;
-}
-
-bool StateFile::IsUntouched() const {
-    struct stat now {};
-    return timesTell_ && stat(DatabasePath(home_).c_str(), &now) == 0 &&
-           now.st_ino == loaded_.st_ino && now.st_size == loaded_.st_size &&
-           now.st_mtim.tv_sec == loaded_.st_mtim.tv_sec &&
-           now.st_mtim.tv_nsec == loaded_.st_mtim.tv_nsec &&
-           now.st_ctim.tv_sec == loaded_.st_ctim.tv_sec &&
-           now.st_ctim.tv_nsec == loaded_.st_ctim.tv_nsec;
-}
-
-// The system's clock for files moves in steps: what is written within the same step as the last
-// change leaves the times as they are, so that a young file is read again.
-void StateFile::RememberFile() {
-    struct timespec now {};
-    clock_gettime(CLOCK_REALTIME_COARSE, &now);
-    timesTell_ = stat(DatabasePath(home_).c_str(), &loaded_) == 0 &&
-                 (now.tv_sec - loaded_.st_ctim.tv_sec) * 1000 +
-                         (now.tv_nsec - loaded_.st_ctim.tv_nsec) / 1000000 >
-                     kClockStepMs;
+    return number_ != 0 && guardStamp_.Holds(GuardPath(home_)) &&
+           databaseStamp_.Holds(DatabasePath(home_));
 }
 
 // The guard is read first. A file that it does not know was put there by a change that came
@@ -153,26 +143,38 @@ Bytes StateFile::Load() {
     number_ = 0;
     std::optional<Guard::Text> before;
     for (;;) {
-        RememberFile();
-        seen_ = ReadGuard();
-        guard_ = Guard::Read(seen_);
-        std::optional<Bytes> image = ReadIfThere(DatabasePath(home_));
+        identity_ = guardFile_->Status();
+        guardStamp_.Take(identity_);
+        const Guard::Text text = ReadGuard();
+        guard_ = Guard::Read(text);
+        std::optional<Bytes> image = ReadIfThere(DatabasePath(home_), &databaseStamp_);
         const StateName* const name = guard_ && image ? guard_->Find(*image) : nullptr;
         if (name != nullptr) {
             number_ = name->number;
             return std::move(*image);
         }
-        if (before == seen_) throw Failure(kStateDamaged, Damage(home_, guard_.has_value(), image));
-        before = seen_;
+        if (before == text) throw Failure(kStateDamaged, Damage(home_, guard_.has_value(), image));
+        before = text;
         std::this_thread::yield();
     }
 }
 
+// A lock belongs to an opening of the file, which a child shares with its parent: it opens its own.
+void StateFile::OpenForChanges() {
+    if (changer_ == getpid()) return;
+    const auto fresh = std::make_shared<File>(GuardPath(home_), O_RDWR);
+    fresh->Required();
+    guardFile_ = fresh;
+    changer_ = getpid();
+}
+
+std::shared_ptr<const File> StateFile::GuardFile() {
+    OpenForChanges();
+    return guardFile_;
+}
+
 void StateFile::BeginChange() {
-    lock_ = std::make_unique<Lock>(home_, Lock::kWriting);
-    if (StillThere()) return;
-    lock_.reset();
-    throw Failure(kStateUnreachable, home_ + ": another state has taken the place of this one");
+    lock_ = std::make_unique<Lock>(home_, Lock::kWriting, GuardFile());
 }
 
 void StateFile::Replace(const Bytes& image) {
@@ -180,12 +182,15 @@ void StateFile::Replace(const Bytes& image) {
     if (guard.before.number != number_) guard.before = guard.after;
     guard.after = {number_ + 1, guard.DigestOf(image)};
     const std::uint64_t written = guard.after.number;
+    const struct timespec now = Now();
     number_ = 0;  // until it is done, nobody can say which state the file holds
-    WriteNew(home_, image);
-    Adopt(home_, lock_->file(), guard);
+    if (!folder_) folder_ = std::make_unique<File>(home_, O_RDONLY | O_DIRECTORY);
+    WriteNew(home_, image, now);
+    Adopt(home_, folder_->Required(), *guardFile_, guard);
+    guardFile_->SetChanged(now);
+    guardStamp_.Expect(Guard::kSize, now);
+    databaseStamp_.Expect(image.size(), now);
     guard_ = guard;
-    seen_ = guard.Write();
-    timesTell_ = false;
     number_ = written;
 }
 

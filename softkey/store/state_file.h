@@ -16,6 +16,7 @@
 #include "softkey/store/file.h"
 #include "softkey/store/guard.h"
 #include "softkey/store/lock.h"
+#include "softkey/store/stamp.h"
 
 namespace softkey {
 
@@ -33,14 +34,16 @@ public:
 
     explicit StateFile(const std::string& home);
 
-    // The file is still what Load returned or Replace wrote last. Costs a read of the guard, which
-    // every change writes, and a look at the file's times, which damage leaves its mark on.
+    // Both files are still what Load returned or Replace wrote last. Costs one look at each: a
+    // change puts another file into the database's place, and damage leaves its mark on the times.
     bool IsCurrent();
     // The database's bytes. kStateDamaged when they are not what was stored last.
     Bytes Load();
     std::uint64_t Number() const { return number_; }  // of what Load returned or Replace wrote
     bool StillThere() const;
 
+    // The guard, open for writing by this process.
+    std::shared_ptr<const File> GuardFile();
     // Between the two nobody else changes the state. kStateBusy.
     void BeginChange();
     void Replace(const Bytes& image);
@@ -49,15 +52,15 @@ public:
 private:
     static void Establish(const std::string& home, const Lock& lock, const Bytes& image);
     Guard::Text ReadGuard() const;
-    bool IsUntouched() const;
-    void RememberFile();
+    void OpenForChanges();
 
     std::string home_;
-    File guardFile_;
-    struct stat identity_ {};  // the guard's
-    struct stat loaded_ {};    // the database's
-    bool timesTell_ = false;   // a change after this would show in its times
-    Guard::Text seen_{};
+    std::shared_ptr<const File> guardFile_;
+    std::unique_ptr<File> folder_;  // once there was a change
+    pid_t changer_ = 0;             // the process that opened the guard for changes
+    struct stat identity_ {};       // the guard's
+    Stamp guardStamp_;
+    Stamp databaseStamp_;
     std::optional<Guard> guard_;
     std::uint64_t number_ = 0;
     std::unique_ptr<Lock> lock_;

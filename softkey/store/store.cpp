@@ -32,6 +32,7 @@ std::unique_ptr<Store> Store::Open(const std::string& home) {
 
 std::unique_ptr<Store> Store::OpenExisting(const std::string& home) {
     if (!IsUsableHome(home)) return nullptr;
+    if (auto store = OpenFinished(home)) return store;
     const Found found = StateFile::Look(home);
     if (found == Found::kNothing) return nullptr;
     if (found == Found::kOld) {
@@ -41,6 +42,15 @@ std::unique_ptr<Store> Store::OpenExisting(const std::string& home) {
         Establish(home, found);
     }
     return std::unique_ptr<Store>(new Store(home));
+}
+
+// Null when more must be looked at, to name what is damaged or to see whether it was ever made.
+std::unique_ptr<Store> Store::OpenFinished(const std::string& home) {
+    try {
+        return std::unique_ptr<Store>(new Store(home));
+    } catch (const Failure&) {
+        return nullptr;
+    }
 }
 
 Store::Store(const std::string& home) : home_(home), file_(std::make_unique<StateFile>(home)) {
@@ -53,12 +63,24 @@ Store::Store(const std::string& home, const Bytes& image)
 Store::~Store() = default;
 
 Database& Store::database() {
-    Follow();
+    if (held_ == 0 || !db_) Follow();
     return *db_;
+}
+
+bool Store::Look() {
+    if (!file_) return IsUsableHome(home_);
+    if (depth_ > 0 || (db_ && file_->IsCurrent())) return true;
+    if (!file_->StillThere()) return false;
+    Load();
+    return true;
 }
 
 void Store::Follow() {
     if (!file_ || depth_ > 0 || (db_ && file_->IsCurrent())) return;
+    Load();
+}
+
+void Store::Load() {
     db_.reset();
     auto fresh = std::make_unique<Database>(file_->Load());
     const std::int64_t version = SchemaVersion(*fresh);
@@ -71,6 +93,10 @@ void Store::Follow() {
 
 std::int64_t Store::Version() {
     Follow();
+    return Number();
+}
+
+std::int64_t Store::Number() const {
     return file_ ? static_cast<std::int64_t>(file_->Number()) : 0;
 }
 
@@ -82,7 +108,10 @@ void Store::Begin() {
     if (!file_) throw Failure(kStateUnreachable, home_ + ": cannot be written");
     file_->BeginChange();
     try {
-        Follow();
+        if (!Look()) {
+            throw Failure(kStateUnreachable,
+                          home_ + ": another state has taken the place of this one");
+        }
         db_->Execute("BEGIN");
         changesBefore_ = db_->TotalChanges();
     } catch (...) {

@@ -36,22 +36,44 @@ public:
     Store& operator=(const Store&) = delete;
 
     const std::string& home() const { return home_; }
-    // As it is now, or within a transaction as that left it.
+    // As it is now; within a transaction as that left it, and while it is held as it was.
     Database& database();
 
-    // A number that differs from the one returned before if anything was changed meanwhile, by
-    // anyone. Costs one small read: fit to be asked before every signature, and every 20 ms by one
-    // who waits for events.
+    // While this lives the store looks for changes only when it is asked to.
+    class Held {
+    public:
+        explicit Held(Store& store) : store_(store) { ++store_.held_; }
+        ~Held() { --store_.held_; }
+        Held(const Held&) = delete;
+        Held& operator=(const Held&) = delete;
+
+    private:
+        Store& store_;
+    };
+
+    // Looks for changes. False when the state was deleted or replaced since it was opened: open a
+    // new Store then.
+    bool Look();
+    // A number that differs after every change, as of the last look.
+    std::int64_t Number() const;
+
+    // The same number as of now, whoever made the change. Costs two looks at files: fit to be
+    // asked before every signature, and every 20 ms by one who waits for events.
     std::int64_t Version();
     // False when the state was deleted or replaced since it was opened: open a new Store then.
     bool StillThere() const;
 
+    // Its guard, open for locks; null for a state that cannot be changed.
+    std::shared_ptr<const File> GuardFile() { return file_ ? file_->GuardFile() : nullptr; }
+
 private:
     explicit Store(const std::string& home);
+    static std::unique_ptr<Store> OpenFinished(const std::string& home);
     Store(const std::string& home, const Bytes& image);  // of an old state that cannot be moved on
 
     friend class Transaction;
     void Follow();
+    void Load();
     void Begin();
     void Commit();
     void End();
@@ -61,6 +83,7 @@ private:
     std::unique_ptr<Database> db_;
     std::int64_t changesBefore_ = 0;
     int depth_ = 0;
+    int held_ = 0;
     bool broken_ = false;
 };
 

@@ -17,10 +17,11 @@ Device& Device::Instance() {
 }
 
 LockedDevice::LockedDevice(Look look) : device_(Device::Instance()), lock_(device_.mutex) {
-    if (look == Look::kAsBefore && device_.current) return;
+    const bool looks = look == Look::kFresh || !device_.current;
     device_.current = false;
-    FollowHome();
-    Refresh();
+    if (looks) FollowHome();
+    if (device_.store) held_.emplace(*device_.store);
+    if (looks) TakeOver();
     device_.current = true;
 }
 
@@ -28,7 +29,7 @@ LockedDevice::LockedDevice(Look look) : device_(Device::Instance()), lock_(devic
 void LockedDevice::FollowHome() {
     const std::string home = StateHome();
     if (WasForked()) device_.uses.clear();  // the parent's PIN does not count here
-    if (device_.store && device_.store->home() == home && device_.store->StillThere()) return;
+    if (device_.store && device_.store->home() == home && device_.store->Look()) return;
     device_.store.reset();
     device_.uses.clear();
     device_.keys.clear();
@@ -39,7 +40,14 @@ void LockedDevice::FollowHome() {
 
 void LockedDevice::Refresh() {
     if (!device_.store) return;
-    const std::int64_t version = device_.store->Version();
+    device_.store->Version();
+    TakeOver();
+}
+
+// What the last look at the store found.
+void LockedDevice::TakeOver() {
+    if (!device_.store) return;
+    const std::int64_t version = device_.store->Number();
     if (version == device_.version) return;
     device_.pairs.clear();
     device_.keys = KeyTable(*device_.store).All();

@@ -8,6 +8,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -83,10 +84,12 @@ public:
 
 private:
     void FollowHome();
+    void TakeOver();
     void ForgetWhatEnded();
 
     Device& device_;
     std::lock_guard<std::mutex> lock_;
+    std::optional<Store::Held> held_;
 };
 
 // The same as LockedDevice::Resolve, with a lock that ends before the answer is used: one that

@@ -1,6 +1,7 @@
 #include "softkey/token/pin.h"
 
 #include <cstring>
+#include <mutex>
 #include <optional>
 
 #include "softkey/crypto/key_pair.h"
@@ -110,17 +111,39 @@ void ReplaceSeal(Store& store, const std::string& serial, const PinSeal& seal) {
     pins.EndVerifications(serial);
 }
 
-std::string Home() {
-    return LockedDevice().store().home();
-}
+// One verification at a time on each key, among all processes: a try that is under way must not
+// lock out the right PIN. Threads exclude each other by an opening of their own; the first does
+// with that of the store.
+class Turn {
+public:
+    Turn() : isFirst_(TheFirst(), std::try_to_lock) {
+        LockedDevice device;
+        home_ = device.store().home();
+        if (isFirst_) guard_ = device.store().GuardFile();
+    }
+    Lock Take(const KeyRecord& key) const {
+        const off_t place = Lock::OfPin(key.slot);
+        return guard_ ? Lock(home_, place, guard_) : Lock(home_, place);
+    }
+
+private:
+    static std::mutex& TheFirst() {
+        static std::mutex* const mutex = new std::mutex;
+        return *mutex;
+    }
+
+    std::unique_lock<std::mutex> isFirst_;
+    std::string home_;
+    std::shared_ptr<const File> guard_;
+};
 
 }  // namespace
 
 std::shared_ptr<Unlocked> VerifyPin(const KeyRecord& key, std::string_view pin) {
     // Refused before it reaches the key, so it costs no try.
     CheckPinLength(pin);
-    // One at a time, among all processes: a try that is under way must not lock out the right PIN.
-    const Lock turn(Home(), Lock::OfPin(key.slot));
+    const Turn turn;
+    const Lock lock = turn.Take(key);
     const Attempt attempt = CountTry(key);
     const std::optional<MasterKey> master = OpenMaster(attempt.seal, pin, key.serial);
     if (master) return Accept(key, attempt.seal, *master, pin);

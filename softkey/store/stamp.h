@@ -1,0 +1,29 @@
+// Whether a file is still as it was: one look at what the system keeps about it.
+#ifndef SOFTKEY_STORE_STAMP_H
+#define SOFTKEY_STORE_STAMP_H
+
+#include <sys/stat.h>
+
+#include <string>
+
+namespace softkey {
+
+class Stamp {
+public:
+    // Of a file that is about to be read. A file that was changed a moment ago may change again
+    // without a trace, since the system's clock for files moves in steps: its stamp never holds.
+    void Take(const struct stat& status);
+    // Of a file that was just written, and whose time of change was set to this, which no clock of
+    // the system's will show.
+    void Expect(std::size_t size, const struct timespec& changed);
+
+    bool Holds(const std::string& path);
+
+private:
+    struct stat seen_ {};
+    enum class Kind { kNever, kTaken, kExpected } kind_ = Kind::kNever;
+};
+
+}  // namespace softkey
+
+#endif
