@@ -1,6 +1,7 @@
 #include "event_wait.h"
 
 #include <cxxabi.h>
+#include <dlfcn.h>
 #include <string.h>
 
 #include <algorithm>
@@ -97,6 +98,13 @@ void readCurrentSlots(SlotMap& slots) {
         if (ValtoT_GetDeviceInfo(ids[i], 0, record) != 0) continue;
         slots[ids[i]] = mediaIdOf(*record);
     }
+}
+
+void stayLoaded() {
+    static std::atomic<bool> stays{false};
+    Dl_info self;
+    if (stays.exchange(true, std::memory_order_relaxed) || dladdr(&stays, &self) == 0) return;
+    dlopen(self.dli_fname, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE);
 }
 
 int answerMediaIdSize(unsigned int* length) {

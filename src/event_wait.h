@@ -29,6 +29,10 @@ struct WaitAnswer {
     unsigned int* mediaIdLength;
 };
 
+// From now on the library stays in the process, although its client closes it: a thread that waits
+// comes back into it. Before the first wait it can be unloaded.
+void stayLoaded();
+
 // Answers the question for the size of a media id, with its NUL.
 int answerMediaIdSize(unsigned int* length);
 

@@ -334,6 +334,7 @@ int WaitForKeyEvent(unsigned int* pulEventType, char* pszMediaId, unsigned int* 
     LogEntry(kWaitTag, "begin");
     initialiseOnFirstUse();
     if (pszMediaId == nullptr) return answerMediaIdSize(pulMediaIdLen);
+    stayLoaded();
     LogEntry("X_getCurrentSlots", "before");
     X_getCurrentSlots();
     LogEntry("X_getCurrentSlots", "after");

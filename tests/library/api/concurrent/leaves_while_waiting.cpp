@@ -1,10 +1,12 @@
-// Leaves the process while another thread is inside WaitForKeyEvent, many times over, each time in
-// a child of its own. Such a child must end with the code that it chose.
-//   leaves_while_waiting WAY PLACE
-//   WAY    exit, return
+// Does what may end a wait from outside while another thread is inside WaitForKeyEvent, many times
+// over, each time in a child of its own. Such a child must end with the code that it chose.
+//   leaves_while_waiting WAY PLACE [ROUNDS]
+//   WAY    exit, return, _exit: leaves the process; fork: its child asks the library;
+//          cancel: cancels the thread, and asks the library
 //   PLACE  call: inside the event library; sleep: between its calls; throw: while the event library
 //          throws; events: while one wait follows the other; last: a wait behind the destructors of
 //          the library
+#include <pthread.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -13,15 +15,16 @@
 
 #include "waiting_thread.h"
 
-// ThreadSanitizer would wait a second at each exit.
+// ThreadSanitizer would wait a second at each exit, and end what forks beside a thread.
 extern "C" __attribute__((visibility("default"))) const char* __tsan_default_options() {
-    return "atexit_sleep_ms=0";
+    return "atexit_sleep_ms=0:die_after_fork=0";
 }
 
 namespace {
 
 constexpr int chosen_code = 23;
 std::atomic<int> polls{0};
+pthread_t waiting_thread;
 
 void answer_polls(const std::string& place) {
     recording::Answer& answer = recorder().on("ValtoT_WaitForEvent").returns(1);
@@ -33,7 +36,7 @@ void answer_polls(const std::string& place) {
     });
 }
 
-[[noreturn]] void wait_for_ever() {
+void* wait_for_ever(void*) {
     for (;;) {
         unsigned kind = 0, length = 0;
         char media_id[17];
@@ -41,8 +44,9 @@ void answer_polls(const std::string& place) {
     }
 }
 
-// What a thread may still do that outlives the destructors.
-void wait_behind_the_destructors() {
+// A wait that ends with an event at once, as a client's next one does, or that of a thread that
+// outlives the destructors.
+void wait_for_one_event() {
     unsigned kind = 0, length = 0;
     char media_id[17] = {};
     const int code = WaitForKeyEvent(&kind, media_id, &length);
@@ -54,11 +58,11 @@ void start_waiting(const std::string& place) {
     recorder().on("ValtoT_GetDeviceInfo").writes(2, device_record("0123456789ABCDEF"));
     answer_polls(place);
     if (place == "last") {
-        wait_behind_the_destructors();  // fills the slot map
-        recorder().when_leaving(wait_behind_the_destructors);
+        wait_for_one_event();  // fills the slot map
+        recorder().when_leaving(wait_for_one_event);
         return;
     }
-    std::thread(wait_for_ever).detach();
+    pthread_create(&waiting_thread, nullptr, wait_for_ever, nullptr);
     const int enough = place == "call" ? 1 : 2;
     while (polls < enough) usleep(500);
 }
@@ -71,16 +75,47 @@ bool ended_as_chosen(pid_t child) {
     return false;
 }
 
+void ask_the_library() {
+    recorder().on("ValtoT_WaitForEvent").returns(0).writes(2, event_record(2, 5)).does({});
+    if (VerifyPIN("A1") != 0 || StopDetectUKey() != 0) std::abort();
+    wait_for_one_event();
+}
+
+void ask_in_a_child() {
+    const pid_t child = fork();
+    if (child == 0) {
+        ask_the_library();
+        std::exit(chosen_code);
+    }
+    if (!ended_as_chosen(child)) std::abort();
+}
+
+void cancel_and_ask() {
+    void* result = nullptr;
+    pthread_cancel(waiting_thread);
+    pthread_join(waiting_thread, &result);
+    if (result != PTHREAD_CANCELED) std::abort();
+    ask_the_library();
+}
+
+void leave(const std::string& way) {
+    if (way == "fork") ask_in_a_child();
+    if (way == "cancel") cancel_and_ask();
+    if (way == "_exit") _exit(chosen_code);
+    if (way != "return") std::exit(chosen_code);
+}
+
 }  // namespace
 
 int main(int count, char** arguments) {
-    if (count != 3) return EXIT_FAILURE;
+    if (count < 3) return EXIT_FAILURE;
     const std::string way = arguments[1], place = arguments[2];
-    for (int round = 0; round < 20; ++round) {
+    const int rounds = count > 3 ? std::atoi(arguments[3]) : 20;
+    for (int round = 0; round < rounds; ++round) {
         const pid_t child = fork();
         if (child == 0) {
             start_waiting(place);
-            if (way == "exit") std::exit(chosen_code);
+            leave(way);
             return chosen_code;
         }
         if (!ended_as_chosen(child)) return EXIT_FAILURE;

@@ -1,5 +1,7 @@
 #include "recording.h"
 
+#include <pthread.h>
+
 #include <atomic>
 #include <cstring>
 #include <stdexcept>
@@ -227,7 +229,12 @@ const Leaving leaving;
 
 Recorder& recorder() {
     // Never destroyed: a thread may still be inside an entry point when the process ends.
-    static Recorder* const instance = new Recorder;
+    static Recorder* const instance = [] {
+        // A child of fork() may ask while another thread of its parent was being recorded.
+        pthread_atfork([] { recorder().hold(); }, [] { recorder().release(); },
+                       [] { recorder().release(); });
+        return new Recorder;
+    }();
     return *instance;
 }
 

@@ -102,6 +102,8 @@ public:
     // For the stand-ins. False: the entry point is hidden.
     bool note_lookup(const char* name);
     void leave();
+    void hold() { mutex_.lock(); }
+    void release() { mutex_.unlock(); }
     std::size_t captured(const std::string& entry, std::size_t argument) const;
     Answer record(const Call& call);
     const char* keep_message(const Answer& answer);
