@@ -12,6 +12,7 @@
 
 #include "softkey/codes.h"
 #include "softkey/misbehaviour/misbehaviour_plan.h"
+#include "softkey/misbehaviour/state_effects.h"
 
 namespace softkey {
 namespace {
@@ -75,8 +76,8 @@ private:
     int descriptor_;
 };
 
-// The counts are 64-bit numbers in the machine's order, one for each entry point; what the file is
-// too short for was never called.
+// The counts are 64-bit numbers in the machine's order; what the file is too short for was never
+// called.
 std::uint64_t ReadCount(const File& counts, std::size_t index) {
     std::uint64_t value = 0;
     const auto offset = static_cast<off_t>(index * sizeof value);
@@ -90,7 +91,9 @@ std::uint64_t CountCall(const File& counts, std::size_t index, const std::string
     return value;
 }
 
-Misbehaviour UnderPlan(const std::string& home, const std::string& entry) {
+// The counts of the entry points come first, then those of the rules.
+Misbehaviour UnderPlan(const std::string& home, const std::string& entry,
+                       const MisbehaviourPlanText::Serial& serial) {
     const std::string countsPath = CountsPath(home);
     const File counts(countsPath, O_RDWR | O_CREAT);
     if (!counts.IsOpen()) Fail(countsPath);
@@ -100,15 +103,29 @@ Misbehaviour UnderPlan(const std::string& home, const std::string& entry) {
     const auto index = MisbehaviourEntryIndex(entry);
     if (!plan.IsOpen() || !index) return {};
     const MisbehaviourPlanText rules = ParseMisbehaviourPlan(plan.ReadAll());
-    return rules.EffectOn(entry, CountCall(counts, *index, countsPath));
+    CountCall(counts, *index, countsPath);
+    return rules.EffectOn(entry, serial, [&](std::size_t rule) {
+        return CountCall(counts, MisbehaviourEntryPoints().size() + rule, countsPath);
+    });
+}
+
+// The plan in force; none when it is damaged, which the calls tell.
+MisbehaviourPlanText PlanInForce(const std::string& home) {
+    try {
+        const std::string text = MisbehaviourPlan(home);
+        if (!text.empty()) return ParseMisbehaviourPlan(text);
+    } catch (const PlanError&) {
+    }
+    return {};
 }
 
 }  // namespace
 
-Misbehaviour NextMisbehaviour(const std::string& home, const char* entryPoint) noexcept {
+Misbehaviour NextMisbehaviour(const std::string& home, const char* entryPoint,
+                              const std::function<std::string()>& serial) noexcept {
     try {
-        if (access(PlanPath(home).c_str(), F_OK) != 0) return {};
-        return UnderPlan(home, entryPoint);
+        if (!IsMisbehaving(home)) return {};
+        return UnderPlan(home, entryPoint, serial);
     } catch (const std::exception&) {
         Misbehaviour effect;
         effect.code = kStateDamaged;
@@ -116,23 +133,39 @@ Misbehaviour NextMisbehaviour(const std::string& home, const char* entryPoint) n
     }
 }
 
+bool IsMisbehaving(const std::string& home) {
+    return access(PlanPath(home).c_str(), F_OK) == 0;
+}
+
 void SetMisbehaviour(const std::string& home, const std::string& planText) {
-    ParseMisbehaviourPlan(planText);
-    const File counts(CountsPath(home), O_RDWR | O_CREAT);
-    if (!counts.IsOpen()) Fail(CountsPath(home));
-    counts.Lock();
-    const std::string fresh = PlanPath(home) + ".new";
-    const File plan(fresh, O_WRONLY | O_CREAT | O_TRUNC);
-    if (!plan.IsOpen()) Fail(fresh);
-    plan.WriteAll(planText);
-    if (ftruncate(counts.Get(), 0) != 0) Fail(CountsPath(home));
-    if (std::rename(fresh.c_str(), PlanPath(home).c_str()) != 0) Fail(PlanPath(home));
+    const MisbehaviourPlanText wanted = ParseMisbehaviourPlan(planText);
+    const MisbehaviourPlanText before = PlanInForce(home);
+    {
+        const File counts(CountsPath(home), O_RDWR | O_CREAT);
+        if (!counts.IsOpen()) Fail(CountsPath(home));
+        counts.Lock();
+        const std::string fresh = PlanPath(home) + ".new";
+        const File plan(fresh, O_WRONLY | O_CREAT | O_TRUNC);
+        if (!plan.IsOpen()) Fail(fresh);
+        plan.WriteAll(planText);
+        if (ftruncate(counts.Get(), 0) != 0) Fail(CountsPath(home));
+        if (std::rename(fresh.c_str(), PlanPath(home).c_str()) != 0) Fail(PlanPath(home));
+    }
+    FollowPlan(home, before, wanted);
 }
 
 bool ClearMisbehaviour(const std::string& home) {
-    if (unlink(PlanPath(home).c_str()) == 0) return true;
+    const MisbehaviourPlanText before = PlanInForce(home);
+    if (unlink(PlanPath(home).c_str()) == 0) {
+        FollowPlan(home, before, {});
+        return true;
+    }
     if (errno != ENOENT) Fail(PlanPath(home));
     return false;
+}
+
+std::vector<std::uint32_t> ForeignSlots(const std::string& home) {
+    return IsMisbehaving(home) ? PlanInForce(home).foreign : std::vector<std::uint32_t>();
 }
 
 std::string MisbehaviourPlan(const std::string& home) {
@@ -143,7 +176,7 @@ std::string MisbehaviourPlan(const std::string& home) {
 std::map<std::string, std::uint64_t> MisbehaviourCounts(const std::string& home) {
     std::map<std::string, std::uint64_t> result;
     const File counts(CountsPath(home), O_RDONLY);
-    if (!counts.IsOpen() || access(PlanPath(home).c_str(), F_OK) != 0) return result;
+    if (!counts.IsOpen() || !IsMisbehaving(home)) return result;
     const auto& names = MisbehaviourEntryPoints();
     for (std::size_t i = 0; i < names.size(); ++i) {
         const std::uint64_t count = ReadCount(counts, i);

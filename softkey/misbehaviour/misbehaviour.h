@@ -7,20 +7,31 @@
 #define SOFTKEY_MISBEHAVIOUR_MISBEHAVIOUR_H
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <string>
+#include <vector>
 
 #include "softkey/misbehaviour/effect.h"
 #include "softkey/misbehaviour/misbehaviour_plan.h"  // PlanError
 
 namespace softkey {
 
-// Counts one call of the entry point and says what the plan wants of it. home is the state folder.
-// A plan that cannot be read answers the code kStateDamaged.
-Misbehaviour NextMisbehaviour(const std::string& home, const char* entryPoint) noexcept;
+bool IsMisbehaving(const std::string& home);  // a plan is in force
+
+// Counts one call of the entry point and says what the plan wants of it. home is the state folder;
+// serial is asked for the key that is meant when a rule is for one key alone. A plan that cannot be
+// read answers the code kStateDamaged.
+Misbehaviour NextMisbehaviour(
+    const std::string& home, const char* entryPoint,
+    const std::function<std::string()>& serial = [] { return std::string(); }) noexcept;
+
+// The slots in which the plan puts a device that is no key.
+std::vector<std::uint32_t> ForeignSlots(const std::string& home);
 
 // Checks a plan, puts it in force and sets all counts to zero. Throws PlanError for a bad plan,
-// std::system_error when the files cannot be written; the plan in force then stays.
+// std::system_error when the files cannot be written; the plan in force then stays. What the plan
+// does at once to keys and slots is done last: Failure.
 void SetMisbehaviour(const std::string& home, const std::string& planText);
 // True when there was a plan.
 bool ClearMisbehaviour(const std::string& home);

@@ -1,289 +1,100 @@
 #include "softkey/misbehaviour/misbehaviour_plan.h"
 
-#include <algorithm>
 #include <cmath>
-#include <initializer_list>
-#include <nlohmann/json.hpp>
-#include <string_view>
 
-#include "kesta/event_library.h"
-#include "kesta/token_library.h"
-#include "softkey/codes.h"
+#include "softkey/misbehaviour/planned_effects.h"
 
 namespace softkey {
 namespace {
 
-using Json = nlohmann::json;
+constexpr const char* kSelectors[] = {"entry", "serial", "call", "to", "every", "chance"};
+constexpr const char* kAllEntries = "*";
+// What some entry point or other that uses a key can do.
+constexpr unsigned kOfAnyKey = ~static_cast<unsigned>(kDelivers);
 
-constexpr std::uint64_t kLongestDelayMs = 600000;
-constexpr std::uint64_t kMostRepetitions = 1000;
-
-struct NamedCode {
-    const char* name;
-    std::int32_t value;
-};
-
-constexpr NamedCode kNamedCodes[] = {
-#define SOFTKEY_NAMED(name, value, english, chinese) {#name, value},
-    SOFTKEY_CODES(SOFTKEY_NAMED)
-#undef SOFTKEY_NAMED
-};
-
-bool IsOneOf(std::string_view name, std::initializer_list<std::string_view> names) {
-    return std::find(names.begin(), names.end(), name) != names.end();
+bool IsFor(const MisbehaviourRule& rule, const std::string& entry) {
+    if (rule.entry == entry) return true;
+    return rule.entry == kAllEntries && (TraitsOf(entry) & kUsesKey) != 0;
 }
 
-bool OfEventLibrary(const std::string& entry) {
-    return entry.rfind("ValtoT_", 0) == 0;
-}
-
-bool HasLength(const std::string& entry) {
-    return IsOneOf(entry,
-                   {"GetCertInfo", "GMUsbKeyCriticalSign", "GMUsbKeyCommonSign", "GMUSBKeyAsymDec2",
-                    "GetPinInfo", "GetCertInfo_UOS", "Batch_Sign", "ValtoT_GetSlotList"});
-}
-
-// What these do takes long enough to be interrupted.
-bool WorksOnKey(const std::string& entry) {
-    return IsOneOf(
-        entry,
-        {"SetLabel", "SetData", "GMWritePKCS7", "GMImportPriKey", "DelCertAndTempKey", "VerifyPIN",
-         "VerifyAndCachePin", "ChangePin", "CustInitCard", "GMCreatePKCS10", "GMCreatePKCS10Ex",
-         "GMUsbKeyCriticalSign", "GMUsbKeyCommonSign", "GMUSBKeyAsymDec2", "Batch_Sign"});
-}
-
-bool UsesKey(const std::string& entry) {
-    return !OfEventLibrary(entry) &&
-           !IsOneOf(entry, {"X_ErrorConvert_UOS", "UOS_SetCharset", "UOS_SetLanguage"});
-}
-
-[[noreturn]] void Reject(const std::string& field, const std::string& reason) {
-    throw PlanError(field + ": " + reason);
-}
-
-// One object of the plan, under the name that error texts give it.
-class Fields {
-public:
-    Fields(const Json& object, std::string path) : object_(object), path_(std::move(path)) {
-        if (!object_.is_object()) Reject(path_.empty() ? "plan" : path_, "must be an object");
-    }
-
-    std::string Name(const std::string& field) const {
-        return path_.empty() ? field : path_ + "." + field;
-    }
-
-    bool Has(const char* field) const { return object_.contains(field); }
-    const Json& Value(const char* field) const { return object_.at(field); }
-
-    void AllowOnly(std::initializer_list<std::string_view> names) const {
-        for (const auto& item : object_.items()) {
-            if (IsOneOf(item.key(), names)) continue;
-            std::string known;
-            for (const std::string_view name : names) {
-                known += (known.empty() ? "" : ", ") + std::string(name);
-            }
-            Reject(Name(item.key()), "no such field; known are " + known);
-        }
-    }
-
-    std::optional<std::uint64_t> Number(const char* field, std::uint64_t least,
-                                        std::uint64_t most) const {
-        if (!Has(field)) return std::nullopt;
-        const Json& value = Value(field);
-        const std::string wanted =
-            "must be a whole number from " + std::to_string(least) + " to " + std::to_string(most);
-        if (!value.is_number_unsigned()) Reject(Name(field), wanted + ", not " + value.dump());
-        const auto number = value.get<std::uint64_t>();
-        if (number < least || number > most) Reject(Name(field), wanted + ", not " + value.dump());
-        return number;
-    }
-
-private:
-    const Json& object_;
-    std::string path_;
-};
-
-std::optional<std::int32_t> CodeFromText(const std::string& text) {
-    for (const NamedCode& code : kNamedCodes) {
-        if (text == std::string(code.name).substr(1)) return code.value;
-    }
-    const bool hexadecimal = text.size() > 2 && text.size() <= 10 && text.rfind("0x", 0) == 0 &&
-                             text.find_first_not_of("0123456789abcdefABCDEF", 2) == text.npos;
-    if (!hexadecimal) return std::nullopt;
-    return static_cast<std::int32_t>(std::stoul(text, nullptr, 16));
-}
-
-std::int32_t ParseCode(const Fields& rule) {
-    const Json& value = rule.Value("code");
-    std::optional<std::int32_t> code;
-    if (value.is_string()) code = CodeFromText(value.get<std::string>());
-    if (value.is_number_integer()) {
-        const bool fits = value.is_number_unsigned() ? value.get<std::uint64_t>() <= INT32_MAX
-                                                     : value.get<std::int64_t>() >= INT32_MIN;
-        if (fits) code = value.get<std::int32_t>();
-    }
-    if (!code) {
-        Reject(rule.Name("code"),
-               "must be a signed 32-bit number, a text such as \"0x5B12\", or the name of a code "
-               "such as \"KeyRemoved\", not " +
-                   value.dump());
-    }
-    return *code;
-}
-
-std::string ParseEntry(const Fields& rule) {
-    if (!rule.Has("entry")) Reject(rule.Name("entry"), "is missing");
-    const Json& value = rule.Value("entry");
+std::string ParseEntry(const PlanFields& rule) {
+    if (!rule.Has("entry")) RejectField(rule.Name("entry"), "is missing");
+    const PlanJson& value = rule.Value("entry");
+    if (value == kAllEntries) return kAllEntries;
     if (!value.is_string() || !MisbehaviourEntryIndex(value.get<std::string>())) {
-        Reject(rule.Name("entry"), "must be the name of an entry point, not " + value.dump());
+        RejectField(rule.Name("entry"), "must be the name of an entry point, not " + value.dump());
     }
     return value.get<std::string>();
 }
 
+std::optional<std::string> ParseSerial(const PlanFields& fields, const std::string& entry) {
+    const auto serial = fields.Text("serial");
+    if (serial && entry != kAllEntries && (TraitsOf(entry) & kAboutKey) == 0) {
+        RejectField(fields.Name("serial"), entry + " works with no key");
+    }
+    return serial;
+}
+
+double ParseChance(const PlanFields& fields) {
+    if (!fields.Has("chance")) return 1;
+    const PlanJson& chance = fields.Value("chance");
+    if (!chance.is_number() || !(chance.get<double>() >= 0 && chance.get<double>() <= 1)) {
+        RejectField(fields.Name("chance"), "must be a number from 0 to 1, not " + chance.dump());
+    }
+    return chance.get<double>();
+}
+
 // Which calls the rule is for.
-void ParseSelection(const Fields& fields, MisbehaviourRule& rule) {
+void ParseSelection(const PlanFields& fields, MisbehaviourRule& rule) {
+    rule.serial = ParseSerial(fields, rule.entry);
     const auto call = fields.Number("call", 1, UINT32_MAX);
     const auto to = fields.Number("to", 1, UINT32_MAX);
     if (call) rule.first = rule.last = *call;
     if (to) {
-        if (!call) Reject(fields.Name("to"), "needs a \"call\" to start from");
-        if (*to < *call) Reject(fields.Name("to"), "must not come before \"call\"");
+        if (!call) RejectField(fields.Name("to"), "needs a \"call\" to start from");
+        if (*to < *call) RejectField(fields.Name("to"), "must not come before \"call\"");
         rule.last = *to;
     }
     const auto every = fields.Number("every", 1, UINT32_MAX);
-    if (every && call) Reject(fields.Name("every"), "does not go with \"call\"");
+    if (every && call) RejectField(fields.Name("every"), "does not go with \"call\"");
     rule.every = every.value_or(1);
-    if (!fields.Has("chance")) return;
-    const Json& chance = fields.Value("chance");
-    if (!chance.is_number() || !(chance.get<double>() >= 0 && chance.get<double>() <= 1)) {
-        Reject(fields.Name("chance"), "must be a number from 0 to 1, not " + chance.dump());
-    }
-    rule.chance = chance.get<double>();
+    rule.chance = ParseChance(fields);
 }
 
-void ParseRemoval(const Fields& fields, MisbehaviourRule& rule) {
-    if (!fields.Has("remove")) return;
-    const Json& value = fields.Value("remove");
-    if (value == "before") {
-        rule.effect.removal = Misbehaviour::Removal::kBefore;
-    } else if (value == "during") {
-        rule.effect.removal = Misbehaviour::Removal::kDuring;
-    } else {
-        Reject(fields.Name("remove"), "must be \"before\" or \"during\", not " + value.dump());
-    }
-    if (!UsesKey(rule.entry)) Reject(fields.Name("remove"), rule.entry + " works with no key");
-    if (rule.effect.removal == Misbehaviour::Removal::kDuring && !WorksOnKey(rule.entry)) {
-        Reject(fields.Name("remove"), rule.entry + " only looks at the key; use \"before\"");
-    }
-}
-
-void ParseEventEffects(const Fields& fields, MisbehaviourRule& rule) {
-    for (const char* field : {"repeat", "bounce", "throw"}) {
-        if (fields.Has(field) && rule.entry != "ValtoT_WaitForEvent") {
-            Reject(fields.Name(field), "is for ValtoT_WaitForEvent alone");
-        }
-    }
-    const auto repeat = fields.Number("repeat", 1, kMostRepetitions);
-    const auto bounce = fields.Number("bounce", 1, kMostRepetitions);
-    rule.effect.repeat = static_cast<std::uint32_t>(repeat.value_or(0));
-    rule.effect.bounce = static_cast<std::uint32_t>(bounce.value_or(0));
-    if (!fields.Has("throw")) return;
-    if (fields.Value("throw") != true) Reject(fields.Name("throw"), "must be true where it stands");
-    rule.effect.throws = true;
-}
-
-void ParseEffect(const Fields& fields, MisbehaviourRule& rule) {
-    rule.effect.delayMs =
-        static_cast<std::uint32_t>(fields.Number("delay_ms", 1, kLongestDelayMs).value_or(0));
-    if (fields.Has("code")) {
-        if (rule.entry == "X_ErrorConvert_UOS") {
-            Reject(fields.Name("code"), "X_ErrorConvert_UOS answers a text, not a code");
-        }
-        rule.effect.code = ParseCode(fields);
-    }
-    const auto length = fields.Number("length", 0, UINT32_MAX);
-    if (length && !HasLength(rule.entry)) {
-        Reject(fields.Name("length"), rule.entry + " writes no length");
-    }
-    if (length) rule.effect.length = static_cast<std::uint32_t>(*length);
-    ParseRemoval(fields, rule);
-    ParseEventEffects(fields, rule);
-}
-
-MisbehaviourRule ParseRule(const Json& value, const std::string& path) {
-    const Fields fields(value, path);
-    fields.AllowOnly({"entry", "call", "to", "every", "chance", "code", "delay_ms", "remove",
-                      "length", "repeat", "bounce", "throw"});
+MisbehaviourRule ParseRule(const PlanJson& value, const std::string& path) {
+    const PlanFields fields(value, path);
+    fields.AllowOnly(MisbehaviourFields());
     MisbehaviourRule rule;
     rule.entry = ParseEntry(fields);
     ParseSelection(fields, rule);
-    ParseEffect(fields, rule);
-    if (rule.effect.Empty()) {
-        Reject(path, "does nothing; give code, delay_ms, remove, length, repeat, bounce or throw");
+    const bool all = rule.entry == kAllEntries;
+    rule.effects = ParseEffects(fields, rule.entry, all ? kOfAnyKey : TraitsOf(rule.entry));
+    if (rule.effects.empty()) {
+        RejectField(path, "does nothing; give " + Listed(EffectNames(), " or "));
     }
     return rule;
 }
 
-// Follows the parser through the text, to name the place where it stops.
-class Place {
-public:
-    void Follow(Json::parse_event_t event, const Json& parsed) {
-        using Event = Json::parse_event_t;
-        if (event == Event::key) levels_.back().key = parsed.get<std::string>();
-        if (event == Event::object_start || event == Event::array_start) {
-            if (levels_.size() == kDeepest) Reject(Name(), "is nested too deeply");
-            levels_.push_back({event == Event::array_start, 0, {}});
-        }
-        if (event == Event::object_end || event == Event::array_end) levels_.pop_back();
-        const bool ended =
-            event == Event::object_end || event == Event::array_end || event == Event::value;
-        if (ended && !levels_.empty()) ++levels_.back().index;
+void ParseRules(const PlanFields& fields, std::vector<MisbehaviourRule>& rules) {
+    const PlanJson& list = fields.Value("rules");
+    if (!list.is_array() || list.empty()) {
+        RejectField("rules", "must be a list of at least one rule");
     }
-
-    std::string Name() const {
-        std::string name;
-        for (const Level& level : levels_) {
-            if (level.list) {
-                name += "[" + std::to_string(level.index) + "]";
-            } else if (!level.key.empty()) {
-                name += (name.empty() ? "" : ".") + level.key;
-            }
-        }
-        return name.empty() ? "plan" : name;
-    }
-
-private:
-    struct Level {
-        bool list;
-        std::size_t index;
-        std::string key;
-    };
-    static constexpr std::size_t kDeepest = 8;
-    std::vector<Level> levels_;
-};
-
-Json ReadJson(const std::string& text) {
-    Place place;
-    try {
-        return Json::parse(text, [&place](int, Json::parse_event_t event, Json& parsed) {
-            place.Follow(event, parsed);
-            return true;
-        });
-    } catch (const Json::parse_error& error) {
-        throw PlanError("the plan is not JSON, at byte " + std::to_string(error.byte));
-    } catch (const Json::exception&) {
-        Reject(place.Name(), "is a number beyond what a number can hold");
+    for (std::size_t i = 0; i < list.size(); ++i) {
+        rules.push_back(ParseRule(list[i], "rules[" + std::to_string(i) + "]"));
     }
 }
 
-void Merge(const Misbehaviour& from, Misbehaviour& into) {
-    if (from.delayMs != 0) into.delayMs = from.delayMs;
-    if (from.removal != Misbehaviour::Removal::kNone) into.removal = from.removal;
-    if (from.code) into.code = from.code;
-    if (from.length) into.length = from.length;
-    if (from.repeat != 0) into.repeat = from.repeat;
-    if (from.bounce != 0) into.bounce = from.bounce;
-    if (from.throws) into.throws = true;
+Limits ParseLimits(const PlanFields& fields) {
+    Limits limits;
+    if (!fields.Has("limits")) return limits;
+    const PlanFields object = fields.Object("limits");
+    object.AllowOnly({"pairs", "objects", "bytes"});
+    limits.pairs = object.Number("pairs", 0, UINT32_MAX);
+    limits.objects = object.Number("objects", 0, UINT32_MAX);
+    limits.bytes = object.Number("bytes", 0, UINT32_MAX);
+    if (!limits.Any()) RejectField("limits", "limits nothing; give pairs, objects or bytes");
+    return limits;
 }
 
 // A number from 0 to 1, below 1, that depends on nothing but its arguments: the same plan gives
@@ -301,45 +112,51 @@ double Draw(std::uint64_t seed, std::uint64_t rule, std::uint64_t call) {
 
 }  // namespace
 
-const std::vector<std::string>& MisbehaviourEntryPoints() {
-    static const auto* const kNames = new std::vector<std::string>{
-#define SOFTKEY_ENTRY_NAME(result, name, arguments) #name,
-        KESTA_TOKEN_ENTRY_POINTS(SOFTKEY_ENTRY_NAME) KESTA_EVENT_ENTRY_POINTS(SOFTKEY_ENTRY_NAME)
-#undef SOFTKEY_ENTRY_NAME
-    };
-    return *kNames;
+std::vector<std::string> MisbehaviourFields() {
+    std::vector<std::string> names(std::begin(kSelectors), std::end(kSelectors));
+    for (std::string& name : EffectNames()) names.push_back(std::move(name));
+    return names;
 }
 
-std::optional<std::size_t> MisbehaviourEntryIndex(const std::string& name) {
-    const auto& names = MisbehaviourEntryPoints();
-    const auto found = std::find(names.begin(), names.end(), name);
-    if (found == names.end()) return std::nullopt;
-    return static_cast<std::size_t>(found - names.begin());
-}
-
-Misbehaviour MisbehaviourPlanText::EffectOn(const std::string& entry, std::uint64_t call) const {
+Misbehaviour MisbehaviourPlanText::EffectOn(const std::string& entry, const Serial& serial,
+                                            const Count& count) const {
     Misbehaviour effect;
+    const unsigned traits = TraitsOf(entry);
     for (std::size_t i = 0; i < rules.size(); ++i) {
         const MisbehaviourRule& rule = rules[i];
-        if (rule.entry != entry || call < rule.first || call > rule.last) continue;
-        if (call % rule.every != 0) continue;
+        if (!IsFor(rule, entry) || (rule.serial && *rule.serial != serial())) continue;
+        const std::uint64_t call = count(i);
+        if (call < rule.first || call > rule.last || call % rule.every != 0) continue;
         if (rule.chance < 1 && Draw(seed, i, call) >= rule.chance) continue;
-        Merge(rule.effect, effect);
+        for (const PlannedEffect& planned : rule.effects) {
+            if ((traits & planned.traits) == planned.traits) planned.apply(effect);
+        }
     }
+    if ((traits & kUsesKey) != 0) effect.limits = limits;
     return effect;
 }
 
+Misbehaviour MisbehaviourPlanText::EffectOn(const std::string& entry, std::uint64_t call,
+                                            const std::string& serial) const {
+    return EffectOn(
+        entry, [&serial] { return serial; }, [call](std::size_t) { return call; });
+}
+
 MisbehaviourPlanText ParseMisbehaviourPlan(const std::string& text) {
-    const Json json = ReadJson(text);
-    const Fields fields(json, "");
-    fields.AllowOnly({"seed", "rules"});
+    const PlanJson json = ReadPlanJson(text);
+    const PlanFields fields(json, "");
+    fields.AllowOnly({"seed", "rules", "limits", "foreign", "tries_left"});
     MisbehaviourPlanText plan;
     plan.seed = fields.Number("seed", 0, UINT64_MAX).value_or(0);
-    if (!fields.Has("rules")) Reject("rules", "is missing");
-    const Json& rules = fields.Value("rules");
-    if (!rules.is_array() || rules.empty()) Reject("rules", "must be a list of at least one rule");
-    for (std::size_t i = 0; i < rules.size(); ++i) {
-        plan.rules.push_back(ParseRule(rules[i], "rules[" + std::to_string(i) + "]"));
+    plan.limits = ParseLimits(fields);
+    plan.foreign = fields.Numbers("foreign");
+    if (const auto tries = fields.Number("tries_left", 0, 255)) {
+        plan.triesLeft = static_cast<std::uint32_t>(*tries);
+    }
+    if (fields.Has("rules")) {
+        ParseRules(fields, plan.rules);
+    } else if (!plan.limits.Any() && plan.foreign.empty() && !plan.triesLeft) {
+        RejectField("rules", "is missing");
     }
     return plan;
 }

@@ -7,6 +7,7 @@
 
 #include "softkey/crypto/vault.h"
 #include "softkey/store/keys.h"
+#include "softkey/store/pairs.h"
 #include "softkey/store/pins.h"
 
 namespace softkey {
@@ -23,14 +24,6 @@ std::string MadeUp(const char* prefix) {
     return text;
 }
 
-std::uint32_t LowestFreeSlot(Store& store) {
-    std::uint32_t slot = 1;
-    for (const KeyRecord& key : KeyTable(store).All()) {
-        if (key.slot == slot) ++slot;  // they come in the order of their slots
-    }
-    return slot;
-}
-
 }  // namespace
 
 KeyRecord CreateKey(Store& store, const NewKey& wanted, std::string_view pin) {
@@ -40,10 +33,15 @@ KeyRecord CreateKey(Store& store, const NewKey& wanted, std::string_view pin) {
     key.label = wanted.label.empty() ? key.serial : wanted.label;
     key.mediaId = wanted.mediaId.empty() ? MadeUp("KM") : wanted.mediaId;
     key.inserted = wanted.inserted;
-    const PinSeal seal = SealMaster(MasterKey::Random(), pin, key.serial, wanted.pinCost);
+    key.triesLeft = wanted.triesLeft;
+    const MasterKey master = MasterKey::Random();
+    const PinSeal seal = SealMaster(master, pin, key.serial, wanted.pinCost);
+    std::vector<PairRecord> pairs;
+    if (wanted.certificates) pairs = CertifiedPairs(key.serial, master, *wanted.certificates);
     Transaction transaction(store);
-    key.slot = wanted.slot ? *wanted.slot : LowestFreeSlot(store);
+    key.slot = wanted.slot ? *wanted.slot : KeyTable(store).LowestFreeSlot();
     KeyTable(store).Add(key, seal);
+    for (const PairRecord& pair : pairs) PairTable(store).Add(key.serial, pair);
     transaction.Commit();
     return key;
 }

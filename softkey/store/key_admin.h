@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "softkey/crypto/issuing.h"
 #include "softkey/crypto/vault.h"
 #include "softkey/store/records.h"
 #include "softkey/store/store.h"
@@ -19,10 +20,12 @@ struct NewKey {
     std::string mediaId;                // empty: one is made up
     std::optional<std::uint32_t> slot;  // unset: the lowest free one, from 1
     bool inserted = true;
-    PinCost pinCost;  // tests take less
+    int triesLeft = kMaxTries;             // 0: locked
+    std::optional<Validity> certificates;  // set: with both pairs and their certificates
+    PinCost pinCost;                       // tests take less
 };
 
-// Makes a key with a PIN and nothing else on it. kPinLength; kBadArgument for what is malformed or
+// Makes a key with a PIN. kPinLength; kBadArgument for what is malformed or
 // taken; kTooLong.
 KeyRecord CreateKey(Store& store, const NewKey& wanted, std::string_view pin);
 

@@ -108,13 +108,40 @@ void KeyTable::Delete(const std::string& serial) {
     Screen(store_).Forget(serial);
 }
 
-bool KeyTable::SetInserted(const std::string& serial, bool inserted) {
+std::uint32_t KeyTable::LowestFreeSlot() {
+    std::uint32_t slot = 1;
+    for (const KeyRecord& key : All()) {
+        if (key.slot == slot) ++slot;  // they come in the order of their slots
+    }
+    return slot;
+}
+
+void KeyTable::MoveTo(std::uint32_t slot, const std::string& serial) {
+    db().Prepare("UPDATE keys SET slot = ? WHERE serial = ?")
+        .Bind(static_cast<std::int64_t>(slot))
+        .Bind(serial)
+        .Run();
+}
+
+bool KeyTable::SetInserted(const std::string& serial, bool inserted,
+                           std::optional<std::uint32_t> slot) {
     Transaction transaction(store_);
-    const std::optional<KeyRecord> key = Find(serial);
+    std::optional<KeyRecord> key = Find(serial);
     if (!key) throw Failure(kKeyAbsent, serial);
     if (key->inserted == inserted) {
         transaction.Commit();
         return false;
+    }
+    if (slot && *slot != key->slot) {
+        for (const KeyRecord& other : All()) {
+            if (other.slot != *slot) continue;
+            if (other.inserted)
+                throw Failure(kBadArgument,
+                              "slot " + std::to_string(*slot) + " is taken by " + other.serial);
+            MoveTo(LowestFreeSlot(), other.serial);
+        }
+        MoveTo(*slot, serial);
+        key->slot = *slot;
     }
     db().Prepare("UPDATE keys SET inserted = ?, insertions = insertions + 1 WHERE serial = ?")
         .Bind(static_cast<std::int64_t>(inserted ? 1 : 0))

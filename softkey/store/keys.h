@@ -22,14 +22,19 @@ public:
     void Add(const KeyRecord& key, const PinSeal& seal);
     // With all that is on it. An inserted key raises its event. kKeyAbsent.
     void Delete(const std::string& serial);
-    // Puts the key into its slot or pulls it out and raises the event. False when it is so already.
-    bool SetInserted(const std::string& serial, bool inserted);
+    // Puts the key into its slot, or another one, or pulls it out, and raises the event. False when
+    // it is so already. A key that is not inserted makes room; kBadArgument for the slot of one
+    // that is.
+    bool SetInserted(const std::string& serial, bool inserted,
+                     std::optional<std::uint32_t> slot = std::nullopt);
+    std::uint32_t LowestFreeSlot();  // from 1
     void SetLabel(const std::string& serial, const std::string& label);
     // Key pairs, certificates and data objects go; serial number, label, media id and PIN stay.
     void Erase(const std::string& serial);
 
 private:
     void RequireFree(const KeyRecord& key);
+    void MoveTo(std::uint32_t slot, const std::string& serial);
 };
 
 }  // namespace softkey

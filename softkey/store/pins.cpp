@@ -57,6 +57,15 @@ int PinTable::TakeTry(const std::string& serial) {
     return key->triesLeft - 1;
 }
 
+void PinTable::SetTries(const std::string& serial, int left) {
+    Transaction transaction(store_);
+    db().Prepare("UPDATE keys SET tries_left = ? WHERE serial = ?")
+        .Bind(static_cast<std::int64_t>(left))
+        .Bind(serial)
+        .Run();
+    transaction.Commit();
+}
+
 void PinTable::ResetTries(const std::string& serial) {
     Transaction transaction(store_);
     db().Prepare("UPDATE keys SET tries_left = max_tries WHERE serial = ?").Bind(serial).Run();

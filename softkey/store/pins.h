@@ -25,6 +25,7 @@ public:
     // Counts one try and returns how many are left after it. kPinLocked when none was left.
     int TakeTry(const std::string& serial);
     void ResetTries(const std::string& serial);
+    void SetTries(const std::string& serial, int left);
 };
 
 }  // namespace softkey

@@ -67,10 +67,9 @@ void Wait(const KeyRecord& key) {
 
 }  // namespace
 
-void SetWarning(const char* serial, const std::string& text) {
+void SetWarning(const KeyRecord& key, const std::string& text) {
     if (text.size() > kMaxWarningLength) throw Failure(kTooLong, "the warning");
-    LockedDevice device;
-    device.UseOf(device.Resolve(serial)).warning = text;
+    LockedDevice().UseOf(key).warning = text;
 }
 
 void ConfirmWarningAtButton(const KeyRecord& key) {

@@ -9,7 +9,7 @@
 namespace softkey {
 
 // What the next critical signature of this process shows; kTooLong over 1024 bytes.
-void SetWarning(const char* serial, const std::string& text);
+void SetWarning(const KeyRecord& key, const std::string& text);
 // Shows the text that was set, for this once.
 void ConfirmWarningAtButton(const KeyRecord& key);
 

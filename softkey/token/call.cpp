@@ -4,11 +4,16 @@
 
 #include <chrono>
 #include <cstring>
+#include <memory>
+#include <mutex>
 #include <new>
-#include <stdexcept>
+#include <set>
 #include <string_view>
 #include <thread>
 
+#include "softkey/misbehaviour/interlude.h"
+#include "softkey/misbehaviour/occupation.h"
+#include "softkey/misbehaviour/spoiled_output.h"
 #include "softkey/result.h"
 #include "softkey/store/home.h"
 #include "softkey/store/keys.h"
@@ -19,11 +24,7 @@
 namespace softkey {
 namespace {
 
-void PullOut(const char* serial) {
-    LockedDevice device;
-    KeyTable(device.store()).SetInserted(device.Resolve(serial).serial, false);
-    device.Refresh();
-}
+using Removal = Misbehaviour::Removal;
 
 // What every call begins with. It also drops the secrets of keys that are gone. A state that cannot
 // be looked at is for those to tell who need it, and they look again.
@@ -35,27 +36,49 @@ void Look() noexcept {
     }
 }
 
-// What the plan wants before the work begins.
-void Misbehave(const Misbehaviour& plan, const char* serial) {
-    if (plan.delayMs != 0) {
-        {
-            const Pausing pausing;
-            std::this_thread::sleep_for(std::chrono::milliseconds(plan.delayMs));
-        }
-        Look();
-    }
-    if (plan.removal != Misbehaviour::Removal::kBefore) return;
+std::optional<KeyRecord> KeyIfThere(const char* serial) {
     try {
-        PullOut(serial);
+        return KeyOf(serial);
     } catch (const Failure&) {
-        // Nothing is there to be pulled out; the work finds that by itself.
+        return std::nullopt;
     }
 }
 
-int Run(const std::function<void(Call&)>& body, Call& call) noexcept {
+// The serial number of the key that a call means, as far as there is one.
+std::string Meant(const char* serial) {
+    const std::optional<KeyRecord> key = KeyIfThere(serial);
+    if (key) return key->serial;
+    return serial != nullptr ? serial : "";
+}
+
+// The slot that the plan names, unless another key is in it.
+std::optional<std::uint32_t> FreeSlot(KeyTable& keys, const Misbehaviour& plan) {
+    for (const KeyRecord& key : keys.All()) {
+        if (key.inserted && plan.slot == key.slot) return std::nullopt;
+    }
+    return plan.slot;
+}
+
+void PullOut(const std::string& serial, const Misbehaviour& plan) {
+    LockedDevice device;
+    KeyTable keys(device.store());
+    keys.SetInserted(serial, false);
+    if (plan.removal == Removal::kMoment) keys.SetInserted(serial, true, FreeSlot(keys, plan));
+    device.Refresh();
+}
+
+void RequireStillThere(const KeyRecord& key) {
+    const LockedDevice device(LockedDevice::Look::kFresh);
+    device.RequireStillThere(key);
+}
+
+int Run(const std::function<void(Call&)>& body, Call& call) {
     try {
         body(call);
+        call.PassMidway();
         return kOk;
+    } catch (const PlannedException&) {
+        throw;
     } catch (const Failure& failure) {
         ERR_clear_error();
         return failure.code();
@@ -66,34 +89,95 @@ int Run(const std::function<void(Call&)>& body, Call& call) noexcept {
     }
 }
 
-Misbehaviour PlanFor(const char* name) noexcept {
+Misbehaviour PlanFor(const EntryPoint& entry) noexcept {
     try {
-        return NextMisbehaviour(StateHome(), name);
+        return NextMisbehaviour(StateHome(), entry.name, [&entry] { return Meant(entry.serial); });
     } catch (...) {
         return {};  // without a folder there is no plan; the work says that there is none
     }
 }
 
+// What the plan wants before the work begins.
+void Prepare(const Misbehaviour& plan, const char* serial) {
+    if (plan.exclusive && !OccupyKey(StateHome(), Meant(serial))) {
+        throw Failure(kStateBusy, "another process uses the key");
+    }
+    if (plan.removal != Removal::kBefore) return;
+    // Where nothing is there to be pulled out the work finds that by itself.
+    if (const auto key = KeyIfThere(serial)) PullOut(key->serial, plan);
+}
+
+// The length as it is told. A true text, which may be confidential, is copied nowhere else.
+std::size_t PutText(const Misbehaviour& plan, std::string_view text, char* buffer,
+                    std::size_t room) {
+    if (plan.output != Misbehaviour::Output::kTrue) {
+        const SpoiledText spoiled(plan, text, room);
+        std::memcpy(buffer, spoiled.written.data(), spoiled.written.size());
+        return spoiled.length;
+    }
+    std::memcpy(buffer, text.data(), text.size());
+    buffer[text.size()] = '\0';
+    return text.size();
+}
+
+// A text for as long as the process lives.
+const char* Kept(const std::string& text) {
+    static auto* const mutex = new std::mutex;
+    static auto* const texts = new std::set<std::string>;
+    const std::lock_guard<std::mutex> lock(*mutex);
+    return texts->insert(text).first->c_str();
+}
+
 }  // namespace
 
-void Call::Midway(const KeyRecord& key) const {
-    if (plan_.removal == Misbehaviour::Removal::kDuring) PullOut(key.serial.c_str());
+void Call::Midway(const KeyRecord& key) {
+    Pass(&key);
+}
+
+KeyRecord Call::LookAt(const char* serial) {
+    KeyRecord key = KeyOf(serial);
+    Pass(&key);
+    return key;
+}
+
+void Call::PassMidway() {
+    const bool usesKey = (TraitsOf(entry_.name) & kUsesKey) != 0;
+    const auto key = usesKey && !passed_ ? KeyIfThere(entry_.serial) : std::nullopt;
+    Pass(key ? &*key : nullptr);
+}
+
+void Call::Pass(const KeyRecord* key) {
+    if (passed_ || !plan_.HasInterlude()) return;
+    passed_ = true;
+    WaitAsPlanned(plan_, StateHome(), [key](std::chrono::milliseconds time) {
+        {
+            const Pausing pausing;
+            std::this_thread::sleep_for(time);
+        }
+        if (key != nullptr) RequireStillThere(*key);
+    });
+    const bool removes = plan_.removal == Removal::kDuring || plan_.removal == Removal::kMoment;
+    if (key != nullptr && removes) PullOut(key->serial, plan_);
+    FailAsPlanned(plan_);
+    if (key != nullptr) RequireStillThere(*key);
 }
 
 int Enter(const EntryPoint& entry, const std::function<void(Call&)>& body) {
     const AtWork atWork;
     Look();
     if (IsLookRequest(entry.serial)) return kOk;
-    const Misbehaviour plan = PlanFor(entry.name);
-    if (!plan.Empty()) {
-        Misbehave(plan, entry.serial);
-        if (plan.throws) throw std::runtime_error("misbehaviour as planned");
-        if (plan.code) return *plan.code;
-    }
-    Call call(plan);
-    const int result = Run(body, call);
-    if (plan.length && entry.length != nullptr) *entry.length = *plan.length;
-    return result;
+    const Misbehaviour plan = PlanFor(entry);
+    Call call(entry, plan);
+    const int result = Run(
+        [&plan, &entry, &body](Call& now) {
+            Prepare(plan, entry.serial);
+            if (!plan.code) return body(now);
+            now.PassMidway();
+            throw Failure(static_cast<Code>(*plan.code), "as planned");
+        },
+        call);
+    if (plan.length && !plan.code && entry.length != nullptr) *entry.length = *plan.length;
+    return result == kOk && plan.codeAfter ? *plan.codeAfter : result;
 }
 
 bool IsProbe(std::size_t needed, const void* buffer, std::uint32_t* length) {
@@ -105,11 +189,36 @@ bool IsProbe(std::size_t needed, const void* buffer, std::uint32_t* length) {
     return true;
 }
 
-void WriteText(std::string_view text, char* buffer, std::uint32_t* length) {
-    if (IsProbe(text.size() + 1, buffer, length)) return;
-    std::memcpy(buffer, text.data(), text.size());
-    buffer[text.size()] = '\0';
-    *length = static_cast<std::uint32_t>(text.size());
+void Call::WriteText(std::string_view text, char* buffer, std::uint32_t* length) const {
+    if (IsProbe(text.size() + 1, buffer, length) || plan_.AnswerIsLost()) return;
+    *length = static_cast<std::uint32_t>(PutText(plan_, text, buffer, *length));
+}
+
+void Call::WriteBytes(std::string_view bytes, void* buffer, std::uint32_t* length) const {
+    if (IsProbe(bytes.size(), buffer, length) || plan_.AnswerIsLost()) return;
+    const std::string spoiled = Spoiled(plan_, bytes);
+    std::memcpy(buffer, spoiled.data(), spoiled.size());
+    *length = static_cast<std::uint32_t>(spoiled.size());
+}
+
+void Call::Copy(std::string_view text, char* buffer, std::size_t size) const {
+    if (buffer == nullptr) throw Failure(kBadArgument, "no buffer");
+    if (!plan_.AnswerIsLost()) PutText(plan_, text, buffer, size);
+}
+
+void Call::HandOut(std::string_view text, char** place) const {
+    *place = nullptr;
+    if (plan_.AnswerIsLost()) return;
+    const std::string spoiled = Spoiled(plan_, text);
+    auto copy = std::make_unique<char[]>(spoiled.size() + 1);
+    std::memcpy(copy.get(), spoiled.c_str(), spoiled.size() + 1);
+    *place = copy.release();
+}
+
+const char* Call::Standing(const char* text) const {
+    using Output = Misbehaviour::Output;
+    if (plan_.output == Output::kTrue) return text;
+    return plan_.output == Output::kNone ? nullptr : Kept(Spoiled(plan_, text));
 }
 
 }  // namespace softkey

@@ -16,6 +16,7 @@
 #include "softkey/crypto/vault.h"
 #include "softkey/store/records.h"
 #include "softkey/store/store.h"
+#include "softkey/token/room.h"
 
 namespace softkey {
 
@@ -96,20 +97,27 @@ private:
 // lived to the end of the caller's expression would lock out what else stands there.
 KeyRecord KeyOf(const char* serial);
 
-// A change to one key, made whole or not at all, and not made when the key is gone.
+// A change to one key, made whole or not at all, and not made when the key is gone or when the
+// change would make it hold more than the limits allow: kStateFull.
 class Change {
 public:
-    explicit Change(const KeyRecord& key) : transaction_(device_.store()) {
+    explicit Change(const KeyRecord& key, const Limits& limits = {})
+        : transaction_(device_.store()) {
         device_.Refresh();
         device_.RequireStillThere(key);
+        if (limits.Any()) room_.emplace(device_.store(), key.serial, limits);
     }
     LockedDevice& device() { return device_; }
     Store& store() { return device_.store(); }
-    void Commit() { transaction_.Commit(); }
+    void Commit() {
+        if (room_) room_->Require();
+        transaction_.Commit();
+    }
 
 private:
     LockedDevice device_;
     Transaction transaction_;
+    std::optional<Room> room_;
 };
 
 }  // namespace softkey

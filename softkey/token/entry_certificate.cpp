@@ -1,6 +1,5 @@
 // Entry points that take certificates and escrowed keys in, and tell and delete what is there.
 #include <algorithm>
-#include <cstring>
 #include <optional>
 
 #include "softkey/crypto/base64.h"
@@ -83,10 +82,11 @@ void InstallEncryptionPair(Store& store, const std::string& serial, const PairRe
     PairTable(store).Add(serial, pair);
 }
 
-PairRecord Certified(const char* serial, std::uint32_t certType, std::uint32_t keyType) {
+PairRecord Certified(Call& call, const char* serial, std::uint32_t certType,
+                     std::uint32_t keyType) {
     const Selection selection(certType, keyType);
-    LockedDevice device;
-    return PairWithCertificate(device.Pairs(device.Resolve(serial)), selection);
+    const KeyRecord key = call.LookAt(serial);
+    return PairWithCertificate(LockedDevice().Pairs(key), selection);
 }
 
 // Certificates with their pairs, and pairs that wait for one. False when there were none.
@@ -114,7 +114,7 @@ int GMWritePKCS7(const char* serial, const char* certificate, KestaStringObject&
         const std::vector<X509Ptr> chain = ParseCertificates(certificate);
         const KeyRecord key = KeyOf(serial);
         call.Midway(key);
-        Change change(key);
+        Change change(key, call.plan().limits);
         InstallMatching(change.store(), key, chain);
         change.Commit();
     });
@@ -131,7 +131,7 @@ int GMImportPriKey(const char* serial, char* key, std::uint32_t) {
         const PairRecord wrapped =
             ToRecord(pair.get(), Role::kEncryption, record.serial, unlocked->master);
         call.Midway(record);
-        Change change(record);
+        Change change(record, call.plan().limits);
         change.device().RequireUnlocked(record, *unlocked);
         InstallEncryptionPair(change.store(), record.serial, wrapped);
         change.Commit();
@@ -141,30 +141,29 @@ int GMImportPriKey(const char* serial, char* key, std::uint32_t) {
 // argument2: CertType; argument3: KeyType; 0 is either.
 int GetCertInfo(const char* serial, std::uint32_t argument2, std::uint32_t argument3,
                 char* certificate, std::uint32_t* length) {
-    return Enter({"GetCertInfo", serial, length}, [=](Call&) {
-        WriteText(ToBase64(Certified(serial, argument2, argument3).certificate), certificate,
-                  length);
+    return Enter({"GetCertInfo", serial, length}, [=](Call& call) {
+        const PairRecord pair = Certified(call, serial, argument2, argument3);
+        call.WriteText(ToBase64(pair.certificate), certificate, length);
     });
 }
 
 int GM_GetCertDN(const char* serial, std::uint32_t argument2, std::uint32_t argument3, char* name) {
-    return Enter({"GM_GetCertDN", serial}, [=](Call&) {
-        if (name == nullptr) throw Failure(kBadArgument, "no buffer");
-        const PairRecord pair = Certified(serial, argument2, argument3);
+    return Enter({"GM_GetCertDN", serial}, [=](Call& call) {
+        const PairRecord pair = Certified(call, serial, argument2, argument3);
         const std::string text = SubjectText(StoredCertificate(pair.certificate).get());
         if (text.size() >= kNameBuffer) throw Failure(kTooLong, "the subject");
-        std::memcpy(name, text.c_str(), text.size() + 1);
+        call.Copy(text, name, kNameBuffer);
     });
 }
 
 // argument2: CertType; 0 is either.
 int GetCertInfo_UOS(const char* serial, std::uint32_t argument2, void* information,
                     std::uint32_t* length) {
-    return Enter({"GetCertInfo_UOS", serial, length}, [=](Call&) {
-        const PairRecord pair = Certified(serial, argument2, 0);
+    return Enter({"GetCertInfo_UOS", serial, length}, [=](Call& call) {
+        const PairRecord pair = Certified(call, serial, argument2, 0);
         const X509Ptr certificate = StoredCertificate(pair.certificate);
-        WriteText(InformationBlock(certificate.get(), pair.role, pair.algorithm),
-                  static_cast<char*>(information), length);
+        call.WriteText(InformationBlock(certificate.get(), pair.role, pair.algorithm),
+                       static_cast<char*>(information), length);
     });
 }
 

@@ -13,9 +13,11 @@ namespace {
 
 namespace limits = kesta::limits;
 
-void Copy(const std::string& text, char* buffer) {
-    if (buffer == nullptr) throw Failure(kBadArgument, "no buffer");
-    std::memcpy(buffer, text.c_str(), text.size() + 1);
+std::uint32_t KeysPresent() {
+    const LockedDevice device;
+    std::uint32_t count = 0;
+    for (const KeyRecord& key : device.Keys()) count += key.inserted ? 1 : 0;
+    return count;
 }
 
 std::string CheckedName(const char* name) {
@@ -35,15 +37,10 @@ using namespace softkey;
 int CheckDeviceEx(std::uint32_t* state, _S_DEV_CONFIG* record, std::uint32_t one, char* serial) {
     return Enter({"CheckDeviceEx"}, [=](Call& call) {
         if (one != 1) throw Failure(kBadArgument, "one record is asked for at a time");
-        LockedDevice device;
-        if (state != nullptr) {
-            *state = 0;
-            for (const KeyRecord& key : device.Keys()) *state += key.inserted ? 1 : 0;
-        }
-        const KeyRecord key = device.Resolve(nullptr);
-        static_cast<void>(call);
-        Copy(key.serial, serial);
-        if (record != nullptr) {
+        if (state != nullptr) *state = KeysPresent();
+        const KeyRecord key = call.LookAt(nullptr);
+        call.Copy(key.serial, serial, limits::kSerialBuffer);
+        if (record != nullptr && !call.plan().AnswerIsLost()) {
             std::memcpy(record->szMediaId, key.mediaId.data(), key.mediaId.size());
         }
     });
@@ -51,11 +48,15 @@ int CheckDeviceEx(std::uint32_t* state, _S_DEV_CONFIG* record, std::uint32_t one
 
 // mediaId: 17 bytes, which take the 16 characters and a NUL.
 int GetMediaID(const char* serial, char* mediaId) {
-    return Enter({"GetMediaID", serial}, [=](Call&) { Copy(KeyOf(serial).mediaId, mediaId); });
+    return Enter({"GetMediaID", serial}, [=](Call& call) {
+        call.Copy(call.LookAt(serial).mediaId, mediaId, limits::kMediaIdBuffer);
+    });
 }
 
 int GetLabel(char* serial, char* label) {
-    return Enter({"GetLabel", serial}, [=](Call&) { Copy(KeyOf(serial).label, label); });
+    return Enter({"GetLabel", serial}, [=](Call& call) {
+        call.Copy(call.LookAt(serial).label, label, limits::kLabelBuffer);
+    });
 }
 
 int SetLabel(const char* serial, const char* label) {
@@ -63,7 +64,7 @@ int SetLabel(const char* serial, const char* label) {
         if (label == nullptr) throw Failure(kBadArgument, "no label");
         const KeyRecord key = KeyOf(serial);
         call.Midway(key);
-        Change change(key);
+        Change change(key, call.plan().limits);
         KeyTable(change.store()).SetLabel(key.serial, label);
         change.Commit();
     });
@@ -76,20 +77,19 @@ int SetData(const char* name, std::uint32_t argument2, const char* value) {
         const std::string checked = CheckedName(name);
         const KeyRecord key = KeyOf(nullptr);
         call.Midway(key);
-        Change change(key);
+        Change change(key, call.plan().limits);
         ObjectTable(change.store()).Set(key.serial, {checked, argument2, value});
         change.Commit();
     });
 }
 
 int GetData(const char* name, std::uint32_t argument2, char* value) {
-    return Enter({"GetData"}, [=](Call&) {
+    return Enter({"GetData"}, [=](Call& call) {
         const std::string checked = CheckedName(name);
-        LockedDevice device;
-        const KeyRecord key = device.Resolve(nullptr);
-        const auto found = ObjectTable(device.store()).Get(key.serial, checked, argument2);
+        const KeyRecord key = call.LookAt(nullptr);
+        const auto found = ObjectTable(LockedDevice().store()).Get(key.serial, checked, argument2);
         if (!found) throw Failure(kDataNotFound, checked);
         if (found->size() > kMaxDataLength) throw Failure(kStateDamaged, checked);
-        Copy(*found, value);
+        call.Copy(*found, value, limits::kDataBuffer);
     });
 }

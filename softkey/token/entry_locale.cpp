@@ -68,6 +68,7 @@ int UOS_SetLanguage(const char*, const char* argument2) {
 }
 
 const char* X_ErrorConvert_UOS(std::int32_t code) {
-    Enter({"X_ErrorConvert_UOS"}, [](Call&) {});  // for a planned delay or exception
-    return MessageText(code, currentLanguage, currentCharset);
+    const char* text = MessageText(code, currentLanguage, currentCharset);
+    Enter({"X_ErrorConvert_UOS"}, [&text](Call& call) { text = call.Standing(text); });
+    return text;
 }

@@ -27,17 +27,16 @@ bool HasCachedPin(const KeyRecord& key) {
     return device.UseOf(key).caching && device.UnlockedOf(key) != nullptr;
 }
 
-std::array<std::uint8_t, kPinInfoSize> PinInfo(const char* serial) {
+std::array<char, kPinInfoSize> PinInfo(const KeyRecord& key) {
     LockedDevice device;
-    const KeyRecord key = device.Resolve(serial);
     const bool unlocked = device.UnlockedOf(key) != nullptr;
-    return {static_cast<std::uint8_t>(key.triesLeft),
-            static_cast<std::uint8_t>(key.maxTries),
-            static_cast<std::uint8_t>(key.triesLeft == 0 ? 1 : 0),
-            static_cast<std::uint8_t>(unlocked ? 1 : 0),
-            static_cast<std::uint8_t>(device.UseOf(key).caching ? 1 : 0),
-            static_cast<std::uint8_t>(kMinPinLength),
-            static_cast<std::uint8_t>(kMaxPinLength),
+    return {static_cast<char>(key.triesLeft),
+            static_cast<char>(key.maxTries),
+            static_cast<char>(key.triesLeft == 0 ? 1 : 0),
+            static_cast<char>(unlocked ? 1 : 0),
+            static_cast<char>(device.UseOf(key).caching ? 1 : 0),
+            static_cast<char>(kMinPinLength),
+            static_cast<char>(kMaxPinLength),
             0};
 }
 
@@ -62,8 +61,7 @@ using namespace softkey;
 int VerifyPIN(const char* serial) {
     return Enter({"VerifyPIN", serial}, [=](Call& call) {
         const KeyRecord key = KeyOf(serial);
-        call.Midway(key);
-        if (!HasCachedPin(key)) AskAndVerifyPin(key);
+        if (!HasCachedPin(key)) AskAndVerifyPin(key, [&] { call.Midway(key); });
     });
 }
 
@@ -72,10 +70,10 @@ int VerifyAndCachePin(const char* serial, void* argument2) {
     return Enter({"VerifyAndCachePin", serial}, [=](Call& call) {
         const KeyRecord key = KeyOf(serial);
         const char* const pin = static_cast<const char*>(argument2);
-        call.Midway(key);
         if (pin == nullptr) {
-            AskAndVerifyPin(key);
+            AskAndVerifyPin(key, [&] { call.Midway(key); });
         } else {
+            call.Midway(key);
             VerifyPin(key, {pin, strnlen(pin, kMaxPinBytes + 1)});
         }
         LockedDevice device;
@@ -88,28 +86,26 @@ int GM_RemoveUserPin() {
 }
 
 int SetCachePinFlag(const char* serial, std::int32_t flag) {
-    return Enter({"SetCachePinFlag", serial}, [=](Call&) {
+    return Enter({"SetCachePinFlag", serial}, [=](Call& call) {
         if (flag != 0 && flag != 1) throw Failure(kBadArgument, "the flag is 0 or 1");
-        SetCaching(KeyOf(serial), flag == 1);
+        SetCaching(call.LookAt(serial), flag == 1);
     });
 }
 
 // pinInfo: tries left, tries at most, locked, verified in this process, caching, shortest PIN,
 // longest PIN, zero; one byte each.
 int GetPinInfo(const char* serial, void* pinInfo, std::uint32_t* length) {
-    return Enter({"GetPinInfo", serial, length}, [=](Call&) {
+    return Enter({"GetPinInfo", serial, length}, [=](Call& call) {
         if (IsProbe(kPinInfoSize, pinInfo, length)) return;
-        const auto info = PinInfo(serial);
-        std::memcpy(pinInfo, info.data(), info.size());
-        *length = static_cast<std::uint32_t>(info.size());
+        const auto info = PinInfo(call.LookAt(serial));
+        call.WriteBytes({info.data(), info.size()}, pinInfo, length);
     });
 }
 
 int ChangePin(const char* serial) {
     return Enter({"ChangePin", serial}, [=](Call& call) {
         const KeyRecord key = KeyOf(serial);
-        call.Midway(key);
-        ChangePinOf(key);
+        ChangePinOf(key, [&] { call.Midway(key); });
     });
 }
 
@@ -124,8 +120,7 @@ int CustInitCard(const char* serial, std::uint32_t argument2, void* argument3,
         if (argument2 == 1) {
             InitialiseWithPresentPin(call, key, pin);
         } else {
-            call.Midway(key);
-            InitialiseWithNewPin(key, pin);
+            InitialiseWithNewPin(key, pin, [&] { call.Midway(key); });
         }
     });
 }

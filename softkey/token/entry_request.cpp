@@ -1,5 +1,4 @@
 // Entry points that make key pairs and their certificate requests.
-#include <cstring>
 #include <memory>
 
 #include "softkey/crypto/key_pair.h"
@@ -36,8 +35,7 @@ std::vector<Role> RolesOf(const Wanted& wanted) {
     return {wanted.certType == 1 ? Role::kSigning : Role::kTemporary};
 }
 
-// The text is the caller's, who releases it with delete[].
-char* MakeRequests(Call& call, const char* serial, const Wanted& wanted) {
+std::string MakeRequests(Call& call, const char* serial, const Wanted& wanted) {
     Check(wanted);
     const KeyRecord key = KeyOf(serial);
     const std::shared_ptr<Unlocked> unlocked = RequirePin(key);
@@ -49,14 +47,12 @@ char* MakeRequests(Call& call, const char* serial, const Wanted& wanted) {
         text += MakeRequest(pair.get(), wanted.hashType, key.serial);
         records.push_back(ToRecord(pair.get(), role, key.serial, unlocked->master));
     }
-    auto copy = std::make_unique<char[]>(text.size() + 1);
-    std::memcpy(copy.get(), text.c_str(), text.size() + 1);
     call.Midway(key);
-    Change change(key);
+    Change change(key, call.plan().limits);
     change.device().RequireUnlocked(key, *unlocked);
     for (const PairRecord& record : records) AddWaitingPair(change.store(), key.serial, record);
     change.Commit();
-    return copy.release();
+    return text;
 }
 
 }  // namespace
@@ -69,7 +65,7 @@ int GMCreatePKCS10(char* serial, std::uint32_t certType, std::uint32_t keyType,
                    std::uint32_t hashType, char** request, void*, std::uint32_t) {
     return Enter({"GMCreatePKCS10", serial}, [=](Call& call) {
         if (request == nullptr) throw Failure(kBadArgument, "no place for the request");
-        *request = MakeRequests(call, serial, {certType, keyType, hashType, false});
+        call.HandOut(MakeRequests(call, serial, {certType, keyType, hashType, false}), request);
     });
 }
 
@@ -81,8 +77,8 @@ int GMCreatePKCS10Ex(char* serial, KestaRequestRecord* record, char** request,
             throw Failure(kBadArgument, "one record and a place for its request are needed");
         }
         if (record->paired > 1) throw Failure(kBadArgument, "the paired flag is 0 or 1");
-        *request = MakeRequests(
-            call, serial,
-            {record->certType, record->keyType, record->hashType, record->paired == 1});
+        const Wanted wanted{record->certType, record->keyType, record->hashType,
+                            record->paired == 1};
+        call.HandOut(MakeRequests(call, serial, wanted), request);
     });
 }

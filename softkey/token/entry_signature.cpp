@@ -114,7 +114,7 @@ void SignBatch(Call& call, const Batch& batch, char* signatures, std::uint32_t* 
         joined += ToBase64(SignText(ready.pair.get(), batch.hashType, text));
     }
     Finish(call, ready);
-    WriteText(joined, signatures, length);
+    call.WriteText(joined, signatures, length);
 }
 
 Selection DecryptionSelection(std::int32_t certType, std::uint32_t keyType) {
@@ -131,9 +131,9 @@ Selection DecryptionSelection(std::int32_t certType, std::uint32_t keyType) {
 using namespace softkey;
 
 int SetWarningMsg(const char* serial, const char* warning) {
-    return Enter({"SetWarningMsg", serial}, [=](Call&) {
+    return Enter({"SetWarningMsg", serial}, [=](Call& call) {
         if (warning == nullptr) throw Failure(kBadArgument, "no warning");
-        SetWarning(serial, warning);
+        SetWarning(call.LookAt(serial), warning);
     });
 }
 
@@ -148,7 +148,7 @@ int GMUsbKeyCriticalSign(const char* serial, std::int64_t option1, std::int64_t 
         ConfirmWarningAtButton(ready.key);
         const Bytes made = SignText(ready.pair.get(), option2, data);
         Finish(call, ready);
-        WriteText(ToBase64(made), signature, length);
+        call.WriteText(ToBase64(made), signature, length);
     });
 }
 
@@ -164,7 +164,7 @@ int GMUsbKeyCommonSign(char* serial, std::int32_t option1, std::int32_t option2,
         if (IsProbe(TextSize(ready) + 1, signature, length)) return;
         const Bytes made = SignDigest(ready.pair.get(), option2, digest);
         Finish(call, ready);
-        WriteText(ToBase64(made), signature, length);
+        call.WriteText(ToBase64(made), signature, length);
     });
 }
 
@@ -180,7 +180,7 @@ int GMUSBKeyAsymDec2(char* serial, std::int32_t option1, std::uint32_t option2, 
         const std::optional<SecretBytes> text = Decrypt(ready.pair.get(), *bytes);
         if (!text) throw Failure(kCipherMalformed);
         Finish(call, ready);
-        WriteText({reinterpret_cast<const char*>(text->data()), text->size()}, plain, length);
+        call.WriteText({reinterpret_cast<const char*>(text->data()), text->size()}, plain, length);
     });
 }
 

@@ -151,7 +151,7 @@ std::shared_ptr<Unlocked> VerifyPin(const KeyRecord& key, std::string_view pin) 
     throw Failure(attempt.triesLeft == 0 ? kPinLocked : kPinWrong, key.serial);
 }
 
-std::shared_ptr<Unlocked> AskAndVerifyPin(const KeyRecord& key) {
+std::shared_ptr<Unlocked> AskAndVerifyPin(const KeyRecord& key, const Midway& midway) {
     if (key.triesLeft == 0) throw Failure(kPinLocked, key.serial);
     SecretText pin;
     const PinContext context = ContextOf(key);
@@ -159,6 +159,7 @@ std::shared_ptr<Unlocked> AskAndVerifyPin(const KeyRecord& key) {
         const Pausing pausing;
         RequireOk(AskPresentPin(context, pin));
     }
+    midway();
     return VerifyPin(key, pin.View());
 }
 
@@ -170,10 +171,11 @@ std::shared_ptr<Unlocked> RequirePin(const KeyRecord& key) {
     return AskAndVerifyPin(key);
 }
 
-void ChangePinOf(const KeyRecord& key) {
+void ChangePinOf(const KeyRecord& key, const Midway& midway) {
     const std::shared_ptr<Unlocked> unlocked = AskAndVerifyPin(key);
     SecretText pin;
     TakeNewPin(key, pin);
+    midway();
     const MasterKey master = MasterKey::Random();
     const PinSeal seal = SealMaster(master, pin.View(), key.serial, PresentCost(key));
     {
@@ -186,7 +188,7 @@ void ChangePinOf(const KeyRecord& key) {
     KeepUnlocked(key, master);
 }
 
-void InitialiseWithNewPin(const KeyRecord& key, const char* text) {
+void InitialiseWithNewPin(const KeyRecord& key, const char* text, const Midway& midway) {
     SecretText pin;
     if (text == nullptr) {
         TakeNewPin(key, pin);
@@ -195,6 +197,7 @@ void InitialiseWithNewPin(const KeyRecord& key, const char* text) {
         pin.Append(text, strnlen(text, kMaxPinBytes + 1));
         CheckPinLength(pin.View());
     }
+    midway();
     const MasterKey master = MasterKey::Random();
     const PinSeal seal = SealMaster(master, pin.View(), key.serial, PresentCost(key));
     {

@@ -20,6 +20,19 @@ protected:
         softkey::SetMisbehaviour(home_, R"({"rules": [{"entry": ")" + rule + "}]}");
     }
 
+    // The events -1, +1 and -4.
+    void MoveTwice() {
+        softkey::KeyTable(*store_).SetInserted("A", false);
+        softkey::KeyTable(*store_).SetInserted("A", true);
+        softkey::KeyTable(*store_).SetInserted("B", false);
+    }
+
+    // Where the plan withholds an event a poll brings nothing, and the next one goes on.
+    std::string DrainTwice() {
+        const std::string first = Drain(context_);
+        return first + "|" + Drain(context_);
+    }
+
     std::uint32_t context_ = 0;
 };
 
@@ -59,6 +72,112 @@ TEST_F(EventMisbehaviour, An_exception_loses_no_event) {
     VALTO_EVENT_INFO event = {};
     EXPECT_THROW(ValtoT_WaitForEvent(1, 0, &event, &context_), std::runtime_error);
     EXPECT_EQ("-1", Drain(context_));
+}
+
+TEST_F(EventMisbehaviour, An_event_may_be_lost) {
+    Plan(R"(ValtoT_WaitForEvent", "call": 2, "lose": true)");
+    MoveTwice();
+    EXPECT_EQ("-1|-4", DrainTwice());
+}
+
+TEST_F(EventMisbehaviour, A_late_event_comes_after_as_many_others_as_the_plan_says) {
+    Plan(R"(ValtoT_WaitForEvent", "call": 1, "late": 2)");
+    MoveTwice();
+    EXPECT_EQ("|+1 -4 -1", DrainTwice());
+}
+
+TEST_F(EventMisbehaviour, A_late_event_that_nothing_follows_is_kept_back) {
+    Plan(R"(ValtoT_WaitForEvent", "call": 1, "late": 1)");
+    softkey::KeyTable(*store_).SetInserted("A", false);
+    EXPECT_EQ("", Drain(context_) + Drain(context_));
+    softkey::KeyTable(*store_).SetInserted("A", true);
+    EXPECT_EQ("+1 -1", Drain(context_));
+}
+
+TEST_F(EventMisbehaviour, A_rule_may_be_for_the_events_of_one_key) {
+    Plan(R"(ValtoT_WaitForEvent", "serial": "B", "lose": true)");
+    MoveTwice();
+    EXPECT_EQ("-1 +1", Drain(context_));
+    EXPECT_EQ("", Drain(context_));
+}
+
+TEST_F(EventMisbehaviour, The_answer_of_an_event_may_be_lost_or_garbage) {
+    Plan(R"(ValtoT_WaitForEvent", "call": 1, "code_after": 5}, {"entry": "ValtoT_WaitForEvent",
+            "call": 2, "output": "none"}, {"entry": "ValtoT_WaitForEvent", "call": 3,
+            "output": "garbage")");
+    MoveTwice();
+    VALTO_EVENT_INFO event = {};
+    EXPECT_EQ(5, ValtoT_WaitForEvent(1, 0, &event, &context_));
+    EXPECT_EQ(0, ValtoT_WaitForEvent(1, 0, &event, &context_));
+    EXPECT_EQ(0U, event.u32EventType);
+    EXPECT_EQ(0, ValtoT_WaitForEvent(1, 0, &event, &context_));
+    EXPECT_GT(event.u32EventType, 2U);
+    EXPECT_EQ("", Drain(context_));
+}
+
+TEST_F(EventMisbehaviour, Slots_and_media_ids_may_be_cut_garbage_or_unterminated) {
+    softkey::SetMisbehaviour(home_, R"({"rules": [
+        {"entry": "ValtoT_GetSlotList", "call": 1, "output": "cut"},
+        {"entry": "ValtoT_GetSlotList", "call": 2, "output": "garbage"},
+        {"entry": "ValtoT_GetSlotList", "call": 3, "output": "none"},
+        {"entry": "ValtoT_GetDeviceInfo", "serial": "A", "output": "unterminated"},
+        {"entry": "ValtoT_GetDeviceInfo", "serial": "B", "output": "cut"}]})");
+    std::array<std::uint32_t, 16> slots = {};
+    std::uint32_t count = 10;
+    EXPECT_EQ(0, ValtoT_GetSlotList(1, slots.data(), &count));
+    EXPECT_EQ(1U, count);
+    count = 10;
+    EXPECT_EQ(0, ValtoT_GetSlotList(1, slots.data(), &count));
+    EXPECT_EQ(2U, count);
+    EXPECT_GT(slots[1], 1000U);
+    count = 10;
+    EXPECT_EQ(0, ValtoT_GetSlotList(1, slots.data(), &count));
+    EXPECT_EQ(10U, count);
+    _S_DEV_CONFIG record = {};
+    EXPECT_EQ(0, ValtoT_GetDeviceInfo(1, 0, &record));
+    EXPECT_EQ("MEDIA-Axxxxxxxxx", std::string(record.szMediaId, 16));
+    EXPECT_EQ(0, ValtoT_GetDeviceInfo(4, 0, &record));
+    EXPECT_STREQ("MEDIA-B-", record.szMediaId);
+}
+
+TEST_F(EventMisbehaviour, Any_entry_point_may_throw) {
+    Plan(R"(ValtoT_ContextInit", "call": 1, "throw": true)");
+    std::uint32_t value = 0;
+    EXPECT_THROW(ValtoT_ContextInit(&value), std::runtime_error);
+    EXPECT_EQ(0, ValtoT_ContextInit(&value));
+}
+
+TEST_F(EventMisbehaviour, A_device_that_is_no_key_comes_with_the_plan_and_goes_with_it) {
+    softkey::SetMisbehaviour(home_, R"({"foreign": [7]})");
+    EXPECT_EQ("+7", Drain(context_));
+    std::array<std::uint32_t, 16> slots = {};
+    std::uint32_t count = 10;
+    EXPECT_EQ(0, ValtoT_GetSlotList(1, slots.data(), &count));
+    EXPECT_EQ(3U, count);
+    EXPECT_EQ(7U, slots[2]);
+    _S_DEV_CONFIG record = {};
+    EXPECT_EQ(softkey::kNotSupported, ValtoT_GetDeviceInfo(7, 0xE0000, &record));
+    softkey::SetMisbehaviour(home_, R"({"foreign": [7, 8]})");
+    EXPECT_EQ("+8", Drain(context_));
+    softkey::ClearMisbehaviour(home_);
+    EXPECT_EQ("-7 -8", Drain(context_));
+    EXPECT_EQ(softkey::kKeyAbsent, ValtoT_GetDeviceInfo(7, 0, &record));
+}
+
+TEST_F(EventMisbehaviour, A_key_that_comes_back_elsewhere_is_seen_there) {
+    softkey::KeyTable(*store_).SetInserted("A", false);
+    softkey::KeyTable(*store_).SetInserted("A", true, 12);
+    EXPECT_EQ("-1 +12", Drain(context_));
+}
+
+TEST_F(EventMisbehaviour, Another_key_may_take_the_slot_of_one_that_is_out) {
+    softkey::KeyTable keys(*store_);
+    EXPECT_THROW(keys.SetInserted("C", true, 1), softkey::Failure);
+    keys.SetInserted("A", false);
+    keys.SetInserted("C", true, 1);
+    EXPECT_EQ("-1 +1", Drain(context_));
+    EXPECT_EQ("C", keys.All().front().serial);
+    EXPECT_EQ(2U, keys.Find("A")->slot) << "the lowest slot that was free";
 }
 
 TEST_F(EventMisbehaviour, A_poll_without_an_event_is_not_counted) {

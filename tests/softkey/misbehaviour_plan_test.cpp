@@ -42,10 +42,10 @@ TEST(MisbehaviourPlan, Knows_all_entry_points_of_both_libraries) {
 
 TEST(MisbehaviourPlan, A_rule_for_one_call_is_for_that_call_alone) {
     const std::string rule = R"("entry": "VerifyPIN", "call": 3, "code": 23330)";
-    EXPECT_TRUE(EffectOf(rule, "VerifyPIN", 2).Empty());
+    EXPECT_FALSE(EffectOf(rule, "VerifyPIN", 2).code);
     EXPECT_EQ(23330, EffectOf(rule, "VerifyPIN", 3).code);
-    EXPECT_TRUE(EffectOf(rule, "VerifyPIN", 4).Empty());
-    EXPECT_TRUE(EffectOf(rule, "ChangePin", 3).Empty());
+    EXPECT_FALSE(EffectOf(rule, "VerifyPIN", 4).code);
+    EXPECT_FALSE(EffectOf(rule, "ChangePin", 3).code);
 }
 
 TEST(MisbehaviourPlan, A_rule_may_cover_a_range_of_calls) {
@@ -117,7 +117,7 @@ std::string HitsOfChance(const std::string& seed, const std::string& chance) {
         chance + "}]}");
     std::string hits;
     for (std::uint64_t call = 1; call <= 1000; ++call) {
-        hits += plan.EffectOn("SetData", call).Empty() ? '.' : 'x';
+        hits += plan.EffectOn("SetData", call).code ? 'x' : '.';
     }
     return hits;
 }
@@ -145,7 +145,8 @@ TEST(MisbehaviourPlan, Text_that_is_no_plan_is_refused) {
     EXPECT_EQ("rules: must be a list of at least one rule", ErrorOf(R"({"rules": []})"));
     EXPECT_EQ("rules: must be a list of at least one rule", ErrorOf(R"({"rules": 3})"));
     EXPECT_EQ("rules[0]: must be an object", ErrorOf(R"({"rules": [1]})"));
-    EXPECT_EQ("sed: no such field; known are seed, rules", ErrorOf(R"({"sed": 1, "rules": []})"));
+    EXPECT_EQ("sed: no such field; known are seed, rules, limits, foreign, tries_left",
+              ErrorOf(R"({"sed": 1, "rules": []})"));
     EXPECT_EQ("seed: must be a whole number from 0 to 18446744073709551615, not -1",
               ErrorOf(R"({"seed": -1, "rules": []})"));
 }
@@ -193,33 +194,125 @@ TEST(MisbehaviourPlan, An_effect_that_the_entry_point_cannot_have_is_refused) {
               RuleErrorOf(R"("entry": "X_ErrorConvert_UOS", "code": 1)"));
     EXPECT_EQ("rules[0].length: SetData writes no length",
               RuleErrorOf(R"("entry": "SetData", "length": 1)"));
-    EXPECT_EQ("rules[0].remove: GetLabel only looks at the key; use \"before\"",
-              RuleErrorOf(R"("entry": "GetLabel", "remove": "during")"));
-    EXPECT_EQ("accepted", RuleErrorOf(R"("entry": "GetLabel", "remove": "before")"));
+    EXPECT_EQ("accepted", RuleErrorOf(R"("entry": "GetLabel", "remove": "during")"));
     EXPECT_EQ("rules[0].remove: UOS_SetCharset works with no key",
               RuleErrorOf(R"("entry": "UOS_SetCharset", "remove": "before")"));
     EXPECT_EQ("rules[0].remove: ValtoT_WaitForEvent works with no key",
               RuleErrorOf(R"("entry": "ValtoT_WaitForEvent", "remove": "before")"));
-    for (const std::string field : {"repeat", "bounce", "throw"}) {
-        EXPECT_EQ("rules[0]." + field + ": is for ValtoT_WaitForEvent alone",
+    for (const std::string field : {"repeat", "bounce", "lose", "late"}) {
+        EXPECT_EQ("rules[0]." + field + ": SetData delivers no events",
                   RuleErrorOf(R"("entry": "SetData", ")" + field + R"(": 1)"));
+        EXPECT_EQ("rules[0]." + field + ": * delivers no events",
+                  RuleErrorOf(R"("entry": "*", ")" + field + R"(": 1)"));
     }
+    EXPECT_EQ("rules[0].code_after: X_ErrorConvert_UOS answers a text, not a code",
+              RuleErrorOf(R"("entry": "X_ErrorConvert_UOS", "code_after": 1)"));
+    EXPECT_EQ("rules[0].output: SetData hands nothing out",
+              RuleErrorOf(R"("entry": "SetData", "output": "none")"));
+    EXPECT_EQ("rules[0].output: ValtoT_WaitForEvent cannot have \"cut\"",
+              RuleErrorOf(R"("entry": "ValtoT_WaitForEvent", "output": "cut")"));
+    for (const std::string entry : {"GMCreatePKCS10", "X_ErrorConvert_UOS", "GetPinInfo"}) {
+        EXPECT_EQ("rules[0].output: " + entry + " cannot have \"unterminated\"",
+                  RuleErrorOf(R"("entry": ")" + entry + R"(", "output": "unterminated")"));
+    }
+    EXPECT_EQ("rules[0].exclusive: UOS_SetLanguage works with no key",
+              RuleErrorOf(R"("entry": "UOS_SetLanguage", "exclusive": true)"));
+    EXPECT_EQ("rules[0].serial: ValtoT_ContextInit works with no key",
+              RuleErrorOf(R"("entry": "ValtoT_ContextInit", "code": 1, "serial": "A")"));
+    EXPECT_EQ("rules[0].slot: needs \"remove\": \"moment\"",
+              RuleErrorOf(R"("entry": "SetData", "remove": "during", "slot": 1)"));
 }
 
 TEST(MisbehaviourPlan, A_bad_effect_is_refused) {
     EXPECT_EQ(
-        "rules[0]: does nothing; give code, delay_ms, remove, length, repeat, bounce or throw",
+        "rules[0]: does nothing; give code, code_after, delay_ms, remove, slot, exclusive, hang, "
+        "crash, throw, output, length, repeat, bounce, lose or late",
         RuleErrorOf(R"("entry": "SetData", "call": 1)"));
     EXPECT_EQ("rules[0].delay_ms: must be a whole number from 1 to 600000, not 600001",
               RuleErrorOf(R"("entry": "SetData", "delay_ms": 600001)"));
-    EXPECT_EQ("rules[0].remove: must be \"before\" or \"during\", not \"later\"",
+    EXPECT_EQ("rules[0].remove: must be \"before\", \"during\" or \"moment\", not \"later\"",
               RuleErrorOf(R"("entry": "SetData", "remove": "later")"));
     EXPECT_EQ("rules[0].throw: must be true where it stands",
               RuleErrorOf(R"("entry": "ValtoT_WaitForEvent", "throw": false)"));
     EXPECT_EQ("rules[0].repeat: must be a whole number from 1 to 1000, not 0",
               RuleErrorOf(R"("entry": "ValtoT_WaitForEvent", "repeat": 0)"));
     EXPECT_EQ(0U, RuleErrorOf(R"("entry": "SetData", "answer": 5)")
-                      .find("rules[0].answer: no such field; known are entry, call, to,"));
+                      .find("rules[0].answer: no such field; known are entry, serial, call,"));
+    EXPECT_EQ("rules[0].crash: must be \"abort\" or \"fault\", not true",
+              RuleErrorOf(R"("entry": "SetData", "crash": true)"));
+    EXPECT_EQ("rules[0].output: must be \"none\", \"garbage\", \"cut\" or \"unterminated\", not 3",
+              RuleErrorOf(R"("entry": "GetLabel", "output": 3)"));
+    EXPECT_EQ("rules[0].serial: must be a text, not \"\"",
+              RuleErrorOf(R"("entry": "GetLabel", "code": 1, "serial": "")"));
+    EXPECT_EQ(0U, RuleErrorOf(R"("entry": "GetLabel", "code_after": "x")")
+                      .find("rules[0].code_after: must be a signed 32-bit number"));
+}
+
+// Puts in the field's place what no field takes.
+void ExpectNamed(const std::string& before, const std::string& field, const std::string& path,
+                 const std::string& after) {
+    const auto errorOf = [&](const std::string& value) {
+        return ErrorOf(before + "\"" + field + "\": " + value + after);
+    };
+    const std::string deep = std::string(100000, '[') + std::string(100000, ']');
+    EXPECT_EQ(0U, errorOf(deep).find(path + "[0][0]")) << errorOf(deep);
+    EXPECT_EQ(path + ": is a number beyond what a number can hold", errorOf("1e400"));
+    for (const std::string value : {"null", "[]", "{}", "-1.5", "\"\""}) {
+        EXPECT_EQ(0U, errorOf(value).find(path)) << path << " " << value << ": " << errorOf(value);
+    }
+}
+
+TEST(MisbehaviourPlan, Every_field_is_named_when_its_value_is_too_deep_too_big_or_of_no_kind) {
+    for (const std::string& field : softkey::MisbehaviourFields()) {
+        const bool events =
+            field == "repeat" || field == "bounce" || field == "lose" || field == "late";
+        std::string before = R"({"rules": [{)";
+        if (events) before += R"("entry": "ValtoT_WaitForEvent", )";
+        if (field == "slot") before += R"("remove": "moment", )";
+        if (!events && field != "entry") before += R"("entry": "GetCertInfo", )";
+        ExpectNamed(before, field, "rules[0]." + field, "}]}");
+    }
+    for (const std::string field : {"seed", "rules", "limits", "foreign", "tries_left"}) {
+        ExpectNamed("{", field, field, "}");
+    }
+}
+
+TEST(MisbehaviourPlan, What_stands_for_the_whole_plan_is_checked_too) {
+    EXPECT_EQ("accepted", ErrorOf(R"({"limits": {"pairs": 1}})"));
+    EXPECT_EQ("accepted", ErrorOf(R"({"foreign": [3, 4], "tries_left": 0})"));
+    EXPECT_EQ("limits: limits nothing; give pairs, objects or bytes", ErrorOf(R"({"limits": {}})"));
+    EXPECT_EQ("limits.pairs: must be a whole number from 0 to 4294967295, not -1",
+              ErrorOf(R"({"limits": {"pairs": -1}})"));
+    EXPECT_EQ("limits.pair: no such field; known are pairs, objects, bytes",
+              ErrorOf(R"({"limits": {"pair": 1}})"));
+    EXPECT_EQ("foreign[1]: must be a whole number from 0 to 4294967295, not \"x\"",
+              ErrorOf(R"({"foreign": [1, "x"]})"));
+    EXPECT_EQ("foreign: must be a list of at least one number", ErrorOf(R"({"foreign": 4})"));
+    EXPECT_EQ("tries_left: must be a whole number from 0 to 255, not 256",
+              ErrorOf(R"({"tries_left": 256})"));
+}
+
+TEST(MisbehaviourPlan, A_rule_may_be_for_one_serial_number) {
+    const auto plan =
+        ParseMisbehaviourPlan(R"({"rules": [{"entry": "GetLabel", "serial": "A", "code": 5}]})");
+    EXPECT_EQ(5, plan.EffectOn("GetLabel", 1, "A").code);
+    EXPECT_FALSE(plan.EffectOn("GetLabel", 1, "B").code);
+}
+
+TEST(MisbehaviourPlan, A_rule_for_all_entry_points_does_to_each_what_it_can) {
+    const auto plan =
+        ParseMisbehaviourPlan(R"({"rules": [{"entry": "*", "delay_ms": 5, "length": 7}]})");
+    EXPECT_EQ(5U, plan.EffectOn("SetData", 1).delayMs);
+    EXPECT_FALSE(plan.EffectOn("SetData", 1).length);
+    EXPECT_EQ(7U, plan.EffectOn("GetCertInfo", 1).length);
+    EXPECT_EQ(0U, plan.EffectOn("UOS_SetCharset", 1).delayMs);
+    EXPECT_EQ(0U, plan.EffectOn("ValtoT_WaitForEvent", 1).delayMs);
+}
+
+TEST(MisbehaviourPlan, Limits_hold_for_what_uses_a_key) {
+    const auto plan = ParseMisbehaviourPlan(R"({"limits": {"objects": 3}})");
+    EXPECT_EQ(3U, plan.EffectOn("SetData", 1).limits.objects);
+    EXPECT_FALSE(plan.EffectOn("UOS_SetCharset", 1).limits.Any());
 }
 
 TEST(MisbehaviourPlan, What_is_nested_too_deeply_is_refused_by_its_name) {

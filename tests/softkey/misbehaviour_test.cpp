@@ -25,17 +25,17 @@ protected:
 };
 
 TEST_F(Misbehaviours, Without_a_plan_nothing_happens_and_nothing_is_written) {
-    EXPECT_TRUE(NextMisbehaviour(home_, "SetData").Empty());
+    EXPECT_FALSE(NextMisbehaviour(home_, "SetData").code);
     EXPECT_TRUE(std::filesystem::is_empty(home_));
-    EXPECT_TRUE(NextMisbehaviour(home_ + "/absent", "SetData").Empty());
+    EXPECT_FALSE(NextMisbehaviour(home_ + "/absent", "SetData").code);
 }
 
 TEST_F(Misbehaviours, The_nth_call_is_counted_from_the_setting_of_the_plan) {
     softkey::SetMisbehaviour(home_, kThirdFails);
-    EXPECT_TRUE(NextMisbehaviour(home_, "SetData").Empty());
-    EXPECT_TRUE(NextMisbehaviour(home_, "SetData").Empty());
+    EXPECT_FALSE(NextMisbehaviour(home_, "SetData").code);
+    EXPECT_FALSE(NextMisbehaviour(home_, "SetData").code);
     EXPECT_EQ(77, NextMisbehaviour(home_, "SetData").code);
-    EXPECT_TRUE(NextMisbehaviour(home_, "SetData").Empty());
+    EXPECT_FALSE(NextMisbehaviour(home_, "SetData").code);
 }
 
 TEST_F(Misbehaviours, Each_entry_point_has_its_own_count) {
@@ -47,11 +47,33 @@ TEST_F(Misbehaviours, Each_entry_point_has_its_own_count) {
     EXPECT_EQ(expected, softkey::MisbehaviourCounts(home_));
 }
 
+TEST_F(Misbehaviours, A_rule_for_one_serial_number_counts_the_calls_for_it) {
+    softkey::SetMisbehaviour(home_, R"({"rules": [
+        {"entry": "GetLabel", "serial": "B", "call": 2, "code": 77}]})");
+    const auto hits = [this](const std::string& serial) {
+        return NextMisbehaviour(home_, "GetLabel", [&] { return serial; }).code == 77;
+    };
+    EXPECT_FALSE(hits("A"));
+    EXPECT_FALSE(hits("B"));
+    EXPECT_FALSE(hits("A"));
+    EXPECT_TRUE(hits("B"));
+    EXPECT_FALSE(hits("B"));
+    EXPECT_EQ(5U, softkey::MisbehaviourCounts(home_)["GetLabel"]);
+}
+
+TEST_F(Misbehaviours, A_rule_for_all_entry_points_counts_their_calls_together) {
+    softkey::SetMisbehaviour(home_, R"({"rules": [{"entry": "*", "call": 3, "code": 77}]})");
+    EXPECT_FALSE(NextMisbehaviour(home_, "SetData").code);
+    EXPECT_FALSE(NextMisbehaviour(home_, "GetData").code);
+    EXPECT_FALSE(NextMisbehaviour(home_, "UOS_SetCharset").code);
+    EXPECT_EQ(77, NextMisbehaviour(home_, "VerifyPIN").code);
+}
+
 TEST_F(Misbehaviours, The_count_goes_on_in_another_process) {
     softkey::SetMisbehaviour(home_, kThirdFails);
     NextMisbehaviour(home_, "SetData");
     const pid_t child = fork();
-    if (child == 0) _exit(NextMisbehaviour(home_, "SetData").Empty() ? 0 : 1);
+    if (child == 0) _exit(NextMisbehaviour(home_, "SetData").code ? 1 : 0);
     int status = -1;
     waitpid(child, &status, 0);
     EXPECT_EQ(0, status);
@@ -76,7 +98,7 @@ TEST_F(Misbehaviours, A_new_plan_starts_to_count_afresh) {
     NextMisbehaviour(home_, "SetData");
     softkey::SetMisbehaviour(home_, kThirdFails);
     EXPECT_TRUE(softkey::MisbehaviourCounts(home_).empty());
-    EXPECT_TRUE(NextMisbehaviour(home_, "SetData").Empty());
+    EXPECT_FALSE(NextMisbehaviour(home_, "SetData").code);
 }
 
 TEST_F(Misbehaviours, A_plan_that_is_refused_leaves_the_old_one_in_force) {
@@ -91,7 +113,7 @@ TEST_F(Misbehaviours, Clearing_ends_the_plan) {
     softkey::SetMisbehaviour(home_, R"({"rules": [{"entry": "SetData", "code": 77}]})");
     EXPECT_EQ(77, NextMisbehaviour(home_, "SetData").code);
     EXPECT_TRUE(softkey::ClearMisbehaviour(home_));
-    EXPECT_TRUE(NextMisbehaviour(home_, "SetData").Empty());
+    EXPECT_FALSE(NextMisbehaviour(home_, "SetData").code);
     EXPECT_EQ("", softkey::MisbehaviourPlan(home_));
     EXPECT_FALSE(softkey::ClearMisbehaviour(home_));
 }

@@ -25,11 +25,13 @@ std::string BashValueBranch(const CommandFacts& command) {
     return branches;
 }
 
-bool TakesFiles(const CommandFacts& command) {
+// What is offered beside files where a positional takes a file: its words, if it has any.
+std::string FilesAssignment(const CommandFacts& command) {
     for (const OptionFacts& option : command.options) {
-        if (option.Positional() && option.TakesFile()) return true;
+        if (!option.Positional() || !option.TakesFile()) continue;
+        return "; files=yes plain='" + Joined(option.Choices()) + "'";
     }
-    return false;
+    return "";
 }
 
 std::string BashWordsBranch(const CommandFacts& command) {
@@ -44,7 +46,7 @@ std::string BashWordsBranch(const CommandFacts& command) {
         words.insert(words.begin(), choices.begin(), choices.end());
     }
     return "        '" + command.path + "') words='" + Joined(words) + "'" +
-           (TakesFiles(command) ? "; files=yes" : "") + " ;;\n";
+           FilesAssignment(command) + " ;;\n";
 }
 
 }  // namespace
@@ -56,7 +58,7 @@ std::string BashCompletion(const ProgramFacts& program) {
         name +
         "() {\n"
         "    local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD-1]}\n"
-        "    local path='' words='' files='' word i\n"
+        "    local path='' words='' files='' plain='' word i\n"
         "    COMPREPLY=()\n"
         "    for ((i = 1; i < COMP_CWORD; i++)); do\n"
         "        word=${path:+$path }${COMP_WORDS[i]}\n"
@@ -73,6 +75,7 @@ std::string BashCompletion(const ProgramFacts& program) {
            "    esac\n"
            "    if [[ -n $files && $current != -* ]]; then\n"
            "        compopt -o default\n"
+           "        COMPREPLY=($(compgen -W \"$plain\" -- \"$current\"))\n"
            "        return\n"
            "    fi\n"
            "    COMPREPLY=($(compgen -W \"$words\" -- \"$current\"))\n"

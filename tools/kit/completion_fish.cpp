@@ -29,10 +29,11 @@ std::string Values(const OptionFacts& option) {
 
 std::string Offer(const OptionFacts& option) {
     if (option.Positional()) {
-        if (option.TakesFile()) return "-F";
+        const std::string files = option.TakesFile() ? "-F" : "";
         const auto words = option.Choices();
-        return words.empty() ? ""
-                             : "-a " + Quoted(Joined(words)) + " -d " + Quoted(option.description);
+        if (words.empty()) return files;
+        return files + (files.empty() ? "-a " : " -a ") + Quoted(Joined(words)) + " -d " +
+               Quoted(option.description);
     }
     std::string offer;
     for (const std::string& name : option.names) {

@@ -19,9 +19,11 @@ std::string ZshQuoted(const std::string& text) {
 }
 
 std::string ZshAction(const OptionFacts& option) {
-    if (option.TakesFile()) return "_files";
-    if (option.TakesFolder()) return "_files -/";
     const auto choices = option.Choices();
+    if (option.TakesFile()) {
+        return choices.empty() ? "_files" : "{compadd -- " + Joined(choices) + "; _files}";
+    }
+    if (option.TakesFolder()) return "_files -/";
     return choices.empty() ? " " : "(" + Joined(choices) + ")";
 }
 

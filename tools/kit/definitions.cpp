@@ -11,7 +11,10 @@ OptionFacts FactsOf(const CLI::Option& option) {
     OptionFacts facts;
     for (const std::string& name : option.get_snames()) facts.names.push_back("-" + name);
     for (const std::string& name : option.get_lnames()) facts.names.push_back("--" + name);
-    if (option.get_items_expected_max() > 0) facts.value = option.get_type_name();
+    if (option.get_items_expected_max() > 0) {
+        facts.value = option.get_type_name();
+        facts.shown = ShownForm(option);
+    }
     facts.description = option.get_description();
     facts.required = option.get_required();
     facts.repeated = option.get_items_expected_max() > 1 ||
@@ -49,6 +52,11 @@ std::vector<std::string> Words(const std::string& form) {
 
 }  // namespace
 
+bool OptionFacts::TakesFile() const {
+    const auto words = Words(value);
+    return value == "FILE" || (!words.empty() && words.back() == "FILE");
+}
+
 bool OptionFacts::TakesNumber() const {
     const auto words = Words(value);
     return !words.empty() && words.back() == "N";
@@ -56,8 +64,13 @@ bool OptionFacts::TakesNumber() const {
 
 std::vector<std::string> OptionFacts::Choices() const {
     auto words = Words(value);
-    if (TakesNumber()) words.pop_back();
+    if (TakesNumber() || TakesFile()) words.resize(words.empty() ? 0 : words.size() - 1);
     return words;
+}
+
+std::string ShownForm(const CLI::Option& option) {
+    const std::string text = option.get_option_text();
+    return text.empty() ? option.get_type_name() : text;
 }
 
 const CommandFacts* ProgramFacts::Find(const std::string& path) const {

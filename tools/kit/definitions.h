@@ -9,6 +9,7 @@
 
 namespace CLI {
 class App;
+class Option;
 }  // namespace CLI
 
 namespace kit {
@@ -18,16 +19,17 @@ inline constexpr std::string_view kExamplesHead = "Examples:\n";
 struct OptionFacts {
     std::vector<std::string> names;  // "-o", "--output"; empty for a positional
     std::string value;               // its form; empty for a flag
+    std::string shown;               // the form as it is shown
     std::string description;
     bool required = false;
     bool repeated = false;
 
     bool Positional() const { return names.empty(); }
-    bool TakesFile() const { return value == "FILE"; }
+    bool TakesFile() const;  // beside words, or alone
     bool TakesFolder() const { return value == "DIR"; }
     bool TakesCommand() const { return value == "COMMAND"; }
     bool TakesNumber() const;                  // beside words
-    std::vector<std::string> Choices() const;  // of a form "a|b|N", without the N
+    std::vector<std::string> Choices() const;  // of a form "a|b|N", without the N or FILE
 };
 
 struct CommandFacts {
@@ -51,6 +53,9 @@ struct ProgramFacts {
 };
 
 ProgramFacts WalkDefinitions(const CLI::App& app);
+
+// An option's form as help and manual page show it.
+std::string ShownForm(const CLI::Option& option);
 
 std::string BashCompletion(const ProgramFacts& program);
 std::string ZshCompletion(const ProgramFacts& program);

@@ -30,7 +30,7 @@ std::string Synopsis(const std::string& name, const CommandFacts& command) {
     line += "[OPTION]...";
     for (const OptionFacts& option : command.options) {
         if (!option.Positional()) continue;
-        std::string value = option.value + (option.repeated ? "..." : "");
+        std::string value = option.shown + (option.repeated ? "..." : "");
         line += option.required ? " " + value : " [" + value + "]";
     }
     return line + "\n";
@@ -41,9 +41,9 @@ std::string OptionEntry(const OptionFacts& option) {
     for (const std::string& name : option.names) {
         names += (names.empty() ? "" : ", ") + ("\\fB" + Roff(name) + "\\fR");
     }
-    if (option.Positional()) names = "\\fI" + Roff(option.value) + "\\fR";
+    if (option.Positional()) names = "\\fI" + Roff(option.shown) + "\\fR";
     if (!option.Positional() && !option.value.empty()) {
-        names += " \\fI" + Roff(option.value) + "\\fR";
+        names += " \\fI" + Roff(option.shown) + "\\fR";
     }
     return ".TP\n" + names + "\n" + Roff(option.description) + ".\n";
 }

@@ -18,13 +18,15 @@ std::string Listed(const std::vector<std::string>& words) {
     return text;
 }
 
-// Words alone must be one of them; where a number may stand the reader decides.
+// Words alone must be one of them; where a number or a file may stand the reader decides.
 CLI::Option* Shaped(CLI::Option* option, const std::string& names, const char* form) {
     option->type_name(form);
     OptionFacts facts;
     facts.value = form;
     const auto words = facts.Choices();
-    if (words.empty() || facts.TakesNumber()) return option;
+    // Beside a file there may be many words, which the command itself lists.
+    if (!words.empty() && facts.TakesFile()) option->option_text(names + "|FILE");
+    if (words.empty() || facts.TakesNumber() || facts.TakesFile()) return option;
     return option->check([words, names](const std::string& text) {
         for (const std::string& word : words) {
             if (word == text) return std::string();

@@ -32,7 +32,7 @@ private:
 
 // One subcommand. Names are "-o,--output", or "FILE" for a positional argument. A form says what
 // stands behind the name and what completion offers: "FILE", "DIR", words "a|b|c" of which one must
-// be given, or words and a number "a|b|N".
+// be given, or words and a number "a|b|N" or a file "a|b|FILE".
 class Options {
 public:
     using Reader = std::function<void(const std::string&)>;

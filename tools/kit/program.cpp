@@ -23,16 +23,16 @@ public:
 
     std::string make_option_opts(const CLI::Option* option) const override {
         if (option->get_type_size() == 0) return {};
-        return option->get_positional() ? "" : " " + option->get_type_name();
+        return option->get_positional() ? "" : " " + ShownForm(*option);
     }
 
     std::string make_option_name(const CLI::Option* option, bool positional) const override {
         if (!positional) return CLI::Formatter::make_option_name(option, positional);
-        return option->get_type_name();
+        return ShownForm(*option);
     }
 
     std::string make_option_usage(const CLI::Option* option) const override {
-        std::string name = option->get_type_name();
+        std::string name = ShownForm(*option);
         if (option->get_expected_max() > 1) name += "...";
         return option->get_required() ? name : "[" + name + "]";
     }

@@ -1,3 +1,4 @@
+#include "ready_plans.h"
 #include "softkey/misbehaviour/misbehaviour.h"
 #include "softkey/store/home.h"
 #include "state.h"
@@ -7,12 +8,14 @@ namespace {
 
 struct Wish {
     std::string plan;
+    bool list = false;
     bool clear = false;
     bool show = false;
 };
 
 Exit Set(Console& console, const std::string& path) {
-    const std::string text = ReadInput(path);
+    const ReadyPlan* const ready = FindReadyPlan(path);
+    const std::string text = ready != nullptr ? ready->text : ReadInput(path);
     const std::string home = StateHome();
     MakeHome(home);
     try {
@@ -26,6 +29,22 @@ Exit Set(Console& console, const std::string& path) {
     console.GiveDone(Fill(count == 1 ? _("in force: {1} rule") : _("in force: {1} rules"),
                           {std::to_string(count)}),
                      {{"rules", count}});
+    return kExitDone;
+}
+
+Exit List(Console& console) {
+    Json plans = Json::array();
+    kit::Table table;
+    for (const ReadyPlan& plan : ReadyPlans()) {
+        plans.push_back(
+            {{"name", plan.name}, {"teaches", _(plan.teaches)}, {"plan", *Json::Parse(plan.text)}});
+        table.Row({plan.name, _(plan.teaches)});
+    }
+    if (console.json) {
+        PrintJson(Success({{"plans", plans}}));
+    } else {
+        Put(table.Text());
+    }
     return kExitDone;
 }
 
@@ -59,10 +78,18 @@ Exit Show(Console& console) {
     return kExitDone;
 }
 
+// For the completion. A name that is also a file's is the ready plan's; ./NAME is the file.
+std::string NamesAndFile() {
+    std::string form;
+    for (const ReadyPlan& plan : ReadyPlans()) form += std::string(plan.name) + "|";
+    return form + "FILE";
+}
+
 Exit Do(Console& console, const Wish& wish) {
     if (wish.clear) return Clear(console);
     if (wish.show) return Show(console);
-    if (wish.plan.empty()) throw UsageError(_("PLAN, --show or --clear is required"));
+    if (wish.list) return List(console);
+    if (wish.plan.empty()) throw UsageError(_("PLAN, --list, --show or --clear is required"));
     return Set(console, wish.plan);
 }
 
@@ -70,15 +97,22 @@ Exit Do(Console& console, const Wish& wish) {
 
 Action MisbehaveCommand(const Options& options, Console& console) {
     const auto wish = std::make_shared<Wish>();
-    const Option plan =
-        options.Text("PLAN", wish->plan, "FILE", N_("The plan, in JSON; - is the standard input"));
+    static const std::string kForm = NamesAndFile();
+    const Option plan = options.Text("PLAN", wish->plan, kForm.c_str(),
+                                     N_("A ready plan, or a file of JSON; - is standard input"));
     const Option clear = options.Flag("--clear", wish->clear, N_("End the misbehaviour"));
     clear.Excludes(plan);
+    const Option list =
+        options.Flag("--list", wish->list, N_("List the ready plans and what they teach"));
+    list.Excludes(plan).Excludes(clear);
     options.Flag("--show", wish->show, N_("Show the plan in force and the calls counted so far"))
         .Excludes(plan)
-        .Excludes(clear);
+        .Excludes(clear)
+        .Excludes(list);
     options.Examples(
-        "  softkey misbehave plan.json\n"
+        "  softkey misbehave --list\n"
+        "  softkey misbehave flaky-socket\n"
+        "  softkey misbehave ./plan.json\n"
         "  echo '{\"rules\": [{\"entry\": \"SetData\", \"call\": 3, \"code\": \"KeyRemoved\"}]}' "
         "|\n"
         "      softkey misbehave -\n"

@@ -8,10 +8,11 @@
 
 namespace softkey::command {
 
-inline Exit Move(Console& console, const std::string& serial, bool insert) {
+inline Exit Move(Console& console, const std::string& serial, bool insert,
+                 std::optional<std::uint32_t> slot = std::nullopt) {
     const std::unique_ptr<Store> store = OpenState();
     const std::string chosen = ChooseKey(*store, serial).serial;
-    const bool changed = KeyTable(*store).SetInserted(chosen, insert);
+    const bool changed = KeyTable(*store).SetInserted(chosen, insert, slot);
     const KeyRecord key = ChooseKey(*store, chosen);
     Json fields = KeyJson(key);
     fields["changed"] = changed;

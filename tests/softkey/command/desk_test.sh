@@ -98,6 +98,58 @@ test_a_bad_plan_is_named_by_file_and_field() {
     err_is 'softkey: none cannot be read: No such file or directory'
     run 2 misbehave
     run 2 misbehave plan --clear
+    run 2 misbehave --list --show
+}
+
+test_a_ready_plan_is_set_by_its_name_and_a_file_of_that_name_by_its_path() {
+    run 0 misbehave slow
+    out_is 'in force: 1 rule'
+    run 0 misbehave --show --json
+    value_is /plan/rules/0/delay_ms 1000
+    echo '{"tries_left": 3}' >slow
+    run 0 misbehave slow --json
+    value_is /rules 1
+    run 0 misbehave ./slow --json
+    value_is /rules 0
+    run 5 misbehave slowly
+    err_is 'softkey: slowly cannot be read: No such file or directory'
+}
+
+test_every_ready_plan_is_accepted_and_listed_with_one_sentence() {
+    run 0 misbehave --list --json
+    cp out list
+    run 0 misbehave --list
+    local name
+    for name in $(jq -r '.plans[].name' list); do
+        run 0 misbehave "$name"
+        run 0 misbehave --show --json
+        expect_equal "the plan $name" "$(jq -cS ".plans[] | select(.name == \"$name\").plan" list)" \
+            "$(jq -cS .plan out)"
+    done
+    jq -r '.plans[].teaches' list | grep -vE '^[A-Z][^.?]*(: [^.?:]*)?[.?]$' >long &&
+        fail "not one sentence" "$(<long)"
+    return 0
+}
+
+test_the_page_of_misbehaviour_has_the_ready_plans() {
+    run 0 misbehave --list --json
+    jq -r '.plans[] | "| `\(.name)` | \(.teaches) |"' out >listed
+    sed -n '/^| name /,/^$/p' "$source/docs/misbehaviour.md" | sed '1,2d;/^$/d' >documented
+    expect_same_lines "docs/misbehaviour.md" listed documented
+    jq -r '.plans[].name' out | while read -r name; do
+        grep -qE "^- \\*\\*([a-z-]+, )*$name(, [a-z-]+)*\\.\\*\\*" "$source/docs/misbehaviour.md" ||
+            fail "what to make of $name is not said"
+    done
+}
+
+test_a_plan_that_no_JSON_reader_likes_ends_with_the_name_of_the_field() {
+    printf '{"rules": [{"entry": "SetData", "code_after": %s}]}' \
+        "$(printf '%0100000d' 0 | tr 0 '[')$(printf '%0100000d' 0 | tr 0 ']')" >deep
+    run 5 misbehave deep
+    err_is 'softkey: deep: rules[0].code_after[0][0][0][0][0]: is nested too deeply'
+    echo '{"limits": {"bytes": 1e400}}' >huge
+    run 5 misbehave huge
+    err_is 'softkey: huge: limits.bytes: is a number beyond what a number can hold'
 }
 
 # --- envelope and export-cert
@@ -290,6 +342,10 @@ test_completion_knows_the_subcommands() {
         COMP_WORDS=(softkey button re) COMP_CWORD=2
         _softkey
         expect_equal "decisions" refuse "${COMPREPLY[*]}"
+        compopt() { :; } # speaks of the completion under way, and there is none
+        COMP_WORDS=(softkey misbehave fl) COMP_CWORD=2
+        _softkey
+        expect_equal "plans" flaky-socket "${COMPREPLY[*]}"
     )
 }
 

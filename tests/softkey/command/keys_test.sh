@@ -91,6 +91,53 @@ test_create_refuses_a_serial_number_twice() {
     if value_at /keys/1 >/dev/null; then fail "two keys"; fi
 }
 
+test_create_makes_keys_with_few_tries_and_locked_ones() {
+    create --serial SK1 --tries-left 1 --json
+    value_is /triesLeft 1
+    value_is /maxTries 6
+    create --serial SK2 --locked --json
+    value_is /locked true
+    for tries in 0 7 x; do KESTA_SOFTKEY_PIN=123456 run 2 create --tries-left "$tries"; done
+    KESTA_SOFTKEY_PIN=123456 run 2 create --tries-left 2 --locked
+}
+
+test_create_makes_certificates_that_hold_when_it_is_told() {
+    create --serial SK1 --not-after 2020-12-31
+    create --serial SK2 --not-before 2040-01-01T12:30:00Z
+    create --serial SK3 --certificates
+    create --serial SK4 --not-before 2019-02-28 --not-after 2020-02-29
+    local key expired=0 early=0 good=0
+    for key in SK1 SK2 SK3 SK4; do
+        for role in signing encryption; do
+            run 0 export-cert "$key" --role $role -o cert.pem
+            openssl verify -partial_chain -trusted cert.pem cert.pem >verdict 2>&1 || :
+            case $(<verdict) in
+            *'has expired'*) expired=$((expired + 1)) ;;
+            *'not yet valid'*) early=$((early + 1)) ;;
+            *OK) good=$((good + 1)) ;;
+            *) fail "$(<verdict)" ;;
+            esac
+        done
+    done
+    expect_equal "expired, early, good" '4 2 2' "$expired $early $good"
+    run 0 show SK2 --json
+    value_is /pairs/0/certificate/notBefore 2040-01-01T12:30:00Z
+    run 0 show SK4 --json
+    value_is /pairs/1/certificate/notAfter 2020-02-29T00:00:00Z
+    expect_equal "the usage" 'X509v3 Key Usage: critical
+    Key Encipherment, Data Encipherment' "$(openssl x509 -in cert.pem -noout -ext keyUsage)"
+}
+
+test_create_refuses_dates_that_are_none() {
+    for date in 2025-02-30 2025-13-01 20250101 2025-01-01T00:00 2025-01-01Z 1e400 ''; do
+        KESTA_SOFTKEY_PIN=123456 run 2 create --not-before "$date"
+    done
+    KESTA_SOFTKEY_PIN=123456 run 2 create --not-before 2026-01-02 --not-after 2026-01-01
+    err_is 'softkey: --not-after lies before --not-before'
+    run 0 list
+    out_is 'no keys'
+}
+
 test_create_refuses_malformed_names() {
     for serial in '../x' 'a b' "$(printf '%033d' 0)"; do
         KESTA_SOFTKEY_PIN=123456 run 2 create --serial "$serial"
@@ -243,6 +290,22 @@ test_remove_and_insert_say_whether_they_changed_anything() {
     out_is 'inserted SK1, slot 1'
     run 0 insert
     out_is 'SK1 was inserted already'
+}
+
+test_a_key_goes_into_another_slot_or_that_of_a_key_that_is_out() {
+    create --serial SK1
+    create --serial SK2 --removed
+    KESTA_SOFTKEY_PIN=123456 run 2 insert SK2 --slot 1
+    err_is 'softkey: an argument is missing or malformed: slot 1 is taken by SK1'
+    run 0 insert SK2 --slot 7
+    out_is 'inserted SK2, slot 7'
+    run 0 remove SK1
+    run 0 remove SK2
+    run 0 insert SK2 --slot 1
+    out_is 'inserted SK2, slot 1'
+    run 0 show SK1 --json
+    value_is /slot 2
+    run 2 insert SK1 --slot -1
 }
 
 test_delete_needs_a_name_and_removes_the_key() {

@@ -1,0 +1,38 @@
+#include "softkey/misbehaviour/occupation.h"
+
+#include <fcntl.h>
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+
+#include "softkey/store/file.h"
+
+namespace softkey {
+namespace {
+
+std::string OwnerPath(const std::string& home) {
+    return home + "/misbehaviour.owner";
+}
+
+// Stays open, and with it the locks, until the process ends.
+const File& Opened(const std::string& home) {
+    static auto* const files = new std::map<std::string, std::unique_ptr<File>>;
+    std::unique_ptr<File>& file = (*files)[home];
+    if (!file || !file->StillThere()) {
+        file = std::make_unique<File>(OwnerPath(home), O_RDWR | O_CREAT);
+        file->Required();
+    }
+    return *file;
+}
+
+}  // namespace
+
+bool OccupyKey(const std::string& home, const std::string& serial) {
+    static auto* const mutex = new std::mutex;
+    const std::lock_guard<std::mutex> lock(*mutex);
+    return Opened(home).TryLock(static_cast<off_t>(std::hash<std::string>()(serial) >> 2));
+}
+
+}  // namespace softkey

@@ -1,0 +1,357 @@
+// What each effect of a plan does to the token library's entry points.
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <csignal>
+#include <stdexcept>
+#include <thread>
+
+#include "softkey/misbehaviour/misbehaviour.h"
+#include "softkey/store/keys.h"
+#include "softkey/store/objects.h"
+#include "softkey/store/pairs.h"
+#include "token_fixture.h"
+
+using namespace softkey;
+
+namespace {
+
+using namespace std::chrono_literals;
+
+class PlannedCalls : public TokenTest {
+protected:
+    PlannedCalls() { CreateKey(); }
+
+    void Plan(const std::string& rules) {
+        SetMisbehaviour(Home(), R"({"rules": [)" + rules + "]}");
+    }
+
+    int Label(std::array<char, 512>& label, const char* serial = kSerial) {
+        std::string copy = serial;
+        return token.GetLabel(copy.data(), label.data());
+    }
+    int Label(const char* serial = kSerial) {
+        std::array<char, 512> label{};
+        return Label(label, serial);
+    }
+    int Store(const std::string& value, std::uint32_t number = 0) {
+        return token.SetData("0123456789", number, value.c_str());
+    }
+    std::uint64_t Counted(const std::string& entry) { return MisbehaviourCounts(Home())[entry]; }
+    std::size_t Pairs() { return PairTable(*OpenStore()).Of(kSerial).size(); }
+
+    // What the call answers when the key is out for a moment in the time that the plan makes it
+    // last. Nobody ever sees the key out, so the call does not find it absent at its beginning; and
+    // when the call had not looked at the key yet, the key moves again.
+    template <typename Act>
+    int WithAJolt(const std::string& entry, Act act) {
+        std::atomic<bool> ended{false};
+        std::thread hand([&] {
+            auto store = OpenStore();
+            while (Counted(entry) == 0) std::this_thread::sleep_for(1ms);
+            while (!ended) {
+                std::this_thread::sleep_for(30ms);
+                Transaction jolt(*store);
+                KeyTable(*store).SetInserted(kSerial, false);
+                KeyTable(*store).SetInserted(kSerial, true);
+                jolt.Commit();
+            }
+        });
+        const int code = act();
+        ended = true;
+        hand.join();
+        return code;
+    }
+
+    // The signal that ends a process which makes the call, or 0.
+    template <typename Act>
+    static int SignalOf(Act act) {
+        const pid_t child = fork();
+        if (child == 0) {
+            for (const int number : {SIGSEGV, SIGABRT}) std::signal(number, SIG_DFL);
+            act();
+            _exit(0);
+        }
+        int status = 0;
+        waitpid(child, &status, 0);
+        return WIFSIGNALED(status) ? WTERMSIG(status) : 0;
+    }
+};
+
+TEST_F(PlannedCalls, a_delay_makes_every_kind_of_call_as_slow_as_it_says) {
+    Plan(R"({"entry": "*", "delay_ms": 60}, {"entry": "UOS_SetCharset", "delay_ms": 60})");
+    const auto slow = [](const auto& act) {
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_EQ(act(), kOk);
+        return std::chrono::steady_clock::now() - start >= 60ms;
+    };
+    EXPECT_TRUE(slow([&] { return Label(); }));
+    EXPECT_TRUE(slow([&] { return Store("value"); }));
+    EXPECT_TRUE(slow([&] { return token.VerifyPIN(kSerial); }));
+    EXPECT_TRUE(slow([&] { return token.SetWarningMsg(kSerial, "sign?"); }));
+    EXPECT_TRUE(slow([&] { return token.GM_RemoveUserPin(); }));
+    EXPECT_TRUE(slow([&] { return token.UOS_SetCharset("", "UTF-8"); }));
+}
+
+TEST_F(PlannedCalls, a_key_pulled_out_for_a_moment_ends_a_slow_call_at_once_and_changes_nothing) {
+    ASSERT_EQ(Request(1, 2, 3).code, kOk);
+    const std::vector<std::pair<std::string, std::function<int()>>> calls = {
+        {"GetLabel", [&] { return Label(); }},
+        {"SetData", [&] { return Store("value"); }},
+        {"VerifyPIN", [&] { return token.VerifyPIN(kSerial); }},
+        {"GMUsbKeyCommonSign", [&] { return SignHash(std::string(64, 'a')).code; }},
+        {"GMCreatePKCS10", [&] { return Request(1, 2, 3).code; }},
+        {"SetWarningMsg", [&] { return token.SetWarningMsg(kSerial, "sign?"); }}};
+    for (const auto& [entry, call] : calls) {
+        ClearMisbehaviour(Home());
+        ASSERT_EQ(token.VerifyPIN(kSerial), kOk);
+        Plan(R"({"entry": ")" + entry + R"(", "delay_ms": 60000})");
+        EXPECT_EQ(WithAJolt(entry, call), kKeyRemoved) << entry;
+        EXPECT_TRUE(entry != "VerifyPIN" || TriesLeft() == kMaxTries);
+    }
+    EXPECT_FALSE(ObjectTable(*OpenStore()).Get(kSerial, "0123456789", 0));
+    EXPECT_EQ(Pairs(), 1U);
+}
+
+TEST_F(PlannedCalls, a_slow_call_that_answers_a_code_ends_with_the_removal_too) {
+    Plan(R"({"entry": "GetLabel", "delay_ms": 60000, "code": 5})");
+    EXPECT_EQ(WithAJolt("GetLabel", [&] { return Label(); }), kKeyRemoved);
+}
+
+TEST_F(PlannedCalls, a_contact_lost_for_a_moment_ends_the_call_and_the_key_is_there_again) {
+    ASSERT_EQ(token.VerifyPIN(kSerial), kOk);
+    Plan(R"({"entry": "SetData", "call": 1, "remove": "moment"})");
+    EXPECT_EQ(Store("value"), kKeyRemoved);
+    EXPECT_EQ(Store("value"), kOk);
+    std::array<std::uint8_t, 8> info{};
+    std::uint32_t length = info.size();
+    ASSERT_EQ(token.GetPinInfo(kSerial, info.data(), &length), kOk);
+    EXPECT_EQ(info[3], 0) << "the PIN is verified after all";
+}
+
+TEST_F(PlannedCalls, a_key_comes_back_in_the_slot_that_the_plan_names_unless_another_is_in_it) {
+    CreateKey("KS2", "MEDIA2");
+    Plan(R"({"entry": "GetLabel", "call": 1, "remove": "moment", "slot": 9},
+            {"entry": "GetLabel", "call": 2, "remove": "moment", "slot": 2})");
+    EXPECT_EQ(Label(), kKeyRemoved);
+    EXPECT_EQ(KeyTable(*OpenStore()).Find(kSerial)->slot, 9U);
+    EXPECT_EQ(Label(), kKeyRemoved);
+    EXPECT_EQ(KeyTable(*OpenStore()).Find(kSerial)->slot, 9U);
+    EXPECT_EQ(Label(), kOk);
+}
+
+TEST_F(PlannedCalls, a_call_whose_answer_is_lost_has_done_its_work) {
+    Plan(R"({"entry": "SetData", "code_after": "StateBusy"},
+            {"entry": "GetLabel", "code_after": 7},
+            {"entry": "GMCreatePKCS10", "code_after": 8},
+            {"entry": "GetData", "code_after": 9})");
+    EXPECT_EQ(Store("value"), kStateBusy);
+    EXPECT_EQ(ObjectTable(*OpenStore()).Get(kSerial, "0123456789", 0), "value");
+    std::array<char, 512> label{'?', '\0'};
+    EXPECT_EQ(Label(label), 7);
+    EXPECT_STREQ(label.data(), "?");
+    const Result request = Request(1, 2, 3);
+    EXPECT_EQ(request.code, 8);
+    EXPECT_EQ(request.text, "");
+    EXPECT_EQ(Pairs(), 1U);
+    std::array<char, 260> value{};
+    EXPECT_EQ(token.GetData("no such one", 0, value.data()), kDataNotFound) << "no work was done";
+}
+
+TEST_F(PlannedCalls, nothing_is_handed_out_where_the_plan_says_so_and_the_code_is_that_of_success) {
+    Plan(R"({"entry": "GMCreatePKCS10", "output": "none"}, {"entry": "GetLabel", "output": "none"},
+            {"entry": "X_ErrorConvert_UOS", "output": "none"},
+            {"entry": "CheckDeviceEx", "output": "none"})");
+    const Result request = Request(1, 2, 3);
+    EXPECT_EQ(request.code, kOk);
+    EXPECT_EQ(request.text, "");
+    EXPECT_EQ(Pairs(), 1U);
+    std::array<char, 512> label{'?', '\0'};
+    EXPECT_EQ(Label(label), kOk);
+    EXPECT_STREQ(label.data(), "?");
+    EXPECT_EQ(token.X_ErrorConvert_UOS(0), nullptr);
+    std::array<char, 1024> serial{};
+    _S_DEV_CONFIG record{};
+    EXPECT_EQ(token.CheckDeviceEx(nullptr, &record, 1, serial.data()), kOk);
+    EXPECT_STREQ(serial.data(), "");
+    EXPECT_EQ(record.szMediaId[0], '\0');
+}
+
+TEST_F(PlannedCalls, output_may_be_garbage_of_the_true_length) {
+    ASSERT_EQ(Request(1, 2, 3).code, kOk);
+    Plan(R"({"entry": "GetLabel", "output": "garbage"},
+            {"entry": "GMUsbKeyCommonSign", "output": "garbage"},
+            {"entry": "X_ErrorConvert_UOS", "output": "garbage"})");
+    const auto isNoise = [](const std::string& text) {
+        return std::all_of(text.begin(), text.end(),
+                           [](char byte) { return static_cast<unsigned char>(byte) >= 0x80; });
+    };
+    std::array<char, 512> label{};
+    EXPECT_EQ(Label(label), kOk);
+    EXPECT_EQ(std::string(label.data()).size(), std::string(kSerial).size());
+    EXPECT_TRUE(isNoise(label.data()));
+    const Result signature = SignHash(std::string(64, 'a'));
+    EXPECT_EQ(signature.code, kOk);
+    EXPECT_GE(signature.text.size(), 92U);
+    EXPECT_TRUE(isNoise(signature.text));
+    EXPECT_TRUE(isNoise(token.X_ErrorConvert_UOS(0)));
+    EXPECT_EQ(token.X_ErrorConvert_UOS(0), token.X_ErrorConvert_UOS(0)) << "it does not stay";
+}
+
+TEST_F(PlannedCalls, output_may_be_cut_to_its_first_half) {
+    Plan(R"({"entry": "GetLabel", "output": "cut"}, {"entry": "GetPinInfo", "output": "cut"},
+            {"entry": "GMCreatePKCS10", "call": 1, "output": "cut"})");
+    std::array<char, 512> label{};
+    EXPECT_EQ(Label(label), kOk);
+    EXPECT_STREQ(label.data(), "KS0000");
+    std::array<std::uint8_t, 8> info{0, 0, 0, 0, 9};
+    std::uint32_t length = info.size();
+    EXPECT_EQ(token.GetPinInfo(kSerial, info.data(), &length), kOk);
+    EXPECT_EQ(length, 4U);
+    EXPECT_EQ(info[4], 9);
+    const std::size_t cut = Request(1, 2, 3).text.size();
+    const std::size_t whole = Request(1, 2, 3).text.size();
+    EXPECT_NEAR(static_cast<double>(cut), static_cast<double>(whole) / 2, 3);
+}
+
+TEST_F(PlannedCalls, unterminated_output_fills_its_room_and_not_one_byte_more) {
+    ASSERT_EQ(Request(1, 2, 3).code, kOk);
+    Plan(R"({"entry": "GetLabel", "output": "unterminated"},
+            {"entry": "GetMediaID", "output": "unterminated"},
+            {"entry": "GMUsbKeyCommonSign", "output": "unterminated"})");
+    std::array<char, 514> label{};
+    std::string serial = kSerial;
+    EXPECT_EQ(token.GetLabel(serial.data(), label.data()), kOk);
+    EXPECT_EQ(std::string(label.data()), kSerial + std::string(512 - serial.size(), 'x'));
+    std::array<char, 19> mediaId{};
+    EXPECT_EQ(token.GetMediaID(kSerial, mediaId.data()), kOk);
+    EXPECT_STREQ(mediaId.data(), "MEDIA1xxxxxxxxxxx");
+    std::string hash(64, 'a');
+    std::array<char, 202> signature{};
+    std::uint32_t length = 200;
+    EXPECT_EQ(
+        token.GMUsbKeyCommonSign(serial.data(), 0, 0, hash.data(), 0, signature.data(), &length),
+        kOk);
+    EXPECT_EQ(std::string(signature.data()).size(), 200U);
+    EXPECT_LE(length, 96U);
+}
+
+TEST_F(PlannedCalls, an_exception_leaves_any_entry_point_and_the_next_call_is_sound) {
+    Plan(R"({"entry": "GetLabel", "call": 1, "throw": true},
+            {"entry": "VerifyPIN", "call": 1, "throw": true},
+            {"entry": "X_ErrorConvert_UOS", "call": 1, "throw": true})");
+    EXPECT_THROW(Label(), std::runtime_error);
+    EXPECT_THROW(token.VerifyPIN(kSerial), std::runtime_error);
+    EXPECT_THROW(token.X_ErrorConvert_UOS(0), std::runtime_error);
+    EXPECT_EQ(Label(), kOk);
+    EXPECT_EQ(token.VerifyPIN(kSerial), kOk);
+    EXPECT_EQ(TriesLeft(), kMaxTries);
+    EXPECT_NE(token.X_ErrorConvert_UOS(0), nullptr);
+}
+
+TEST_F(PlannedCalls, a_crash_ends_the_process_half_way_through_and_leaves_the_state_sound) {
+    Plan(R"({"entry": "SetData", "crash": "abort"}, {"entry": "GetLabel", "crash": "fault"})");
+    EXPECT_EQ(SignalOf([&] { Store("value"); }), SIGABRT);
+    EXPECT_EQ(SignalOf([&] { Label(); }), SIGSEGV);
+    ClearMisbehaviour(Home());
+    EXPECT_FALSE(ObjectTable(*OpenStore()).Get(kSerial, "0123456789", 0));
+    EXPECT_EQ(Store("value"), kOk);
+}
+
+TEST_F(PlannedCalls, a_hang_ends_when_the_key_is_pulled_out) {
+    Plan(R"({"entry": "SetData", "call": 1, "hang": true})");
+    EXPECT_EQ(WithAJolt("SetData", [&] { return Store("value"); }), kKeyRemoved);
+    EXPECT_EQ(Store("value"), kOk);
+}
+
+TEST_F(PlannedCalls, a_hang_ends_with_the_plan_and_keeps_nobody_from_forking) {
+    Plan(R"({"entry": "UOS_SetCharset", "hang": true})");
+    std::thread client([&] { EXPECT_EQ(token.UOS_SetCharset("", "UTF-8"), kOk); });
+    while (Counted("UOS_SetCharset") == 0) std::this_thread::sleep_for(1ms);
+    std::this_thread::sleep_for(50ms);
+    EXPECT_EQ(SignalOf([] {}), 0);
+    ClearMisbehaviour(Home());
+    client.join();
+}
+
+TEST_F(PlannedCalls, the_first_process_may_keep_the_key_to_itself_until_it_ends) {
+    Plan(R"({"entry": "*", "exclusive": true})");
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    int told[2];
+    ASSERT_EQ(pipe(told), 0);
+    const pid_t other = fork();
+    if (other == 0) {
+        const char answer = Label() == kOk ? 'y' : 'n';
+        char done = 0;
+        const bool good = write(told[1], &answer, 1) == 1 && read(ends[0], &done, 1) == 1;
+        _exit(good ? 0 : 1);
+    }
+    char answer = 0;
+    ASSERT_EQ(read(told[0], &answer, 1), 1);
+    EXPECT_EQ(answer, 'y');
+    EXPECT_EQ(Label(), kStateBusy);
+    EXPECT_EQ(Label(), kStateBusy);
+    EXPECT_EQ(token.UOS_SetCharset("", "UTF-8"), kOk) << "that needs no key";
+    ASSERT_EQ(write(ends[1], "x", 1), 1);
+    int status = 1;
+    waitpid(other, &status, 0);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(Label(), kOk);
+    for (const int end : {ends[0], ends[1], told[0], told[1]}) close(end);
+}
+
+TEST_F(PlannedCalls, a_rule_for_one_serial_number_leaves_the_other_key_alone) {
+    CreateKey("KS2", "MEDIA2");
+    Plan(R"({"entry": "*", "serial": "KS2", "code": "StateBusy"})");
+    EXPECT_EQ(Label("KS2"), kStateBusy);
+    EXPECT_EQ(Label(), kOk);
+    KeyTable(*OpenStore()).SetInserted(kSerial, false);
+    EXPECT_EQ(Label(""), kStateBusy) << "the only key that is present";
+}
+
+TEST_F(PlannedCalls, a_key_without_room_says_so_and_keeps_what_it_has) {
+    ASSERT_EQ(Request(1, 2, 3).code, kOk);
+    SetMisbehaviour(Home(), R"({"limits": {"pairs": 2, "objects": 2, "bytes": 20}})");
+    EXPECT_EQ(Request(1, 2, 3).code, kOk);
+    EXPECT_EQ(Request(1, 2, 3).code, kStateFull);
+    EXPECT_EQ(PairedRequest().code, kStateFull);
+    EXPECT_EQ(Pairs(), 2U);
+    EXPECT_EQ(Store("0123456789", 1), kOk);
+    EXPECT_EQ(Store("0123456789-", 2), kStateFull) << "bytes";
+    EXPECT_EQ(Store("", 2), kOk);
+    EXPECT_EQ(Store("", 3), kStateFull) << "objects";
+    EXPECT_EQ(Store("9876543210", 1), kOk) << "in the place of another";
+    SetMisbehaviour(Home(), R"({"limits": {"pairs": 1, "objects": 1, "bytes": 1}})");
+    EXPECT_EQ(Store("a", 1), kOk) << "less than before, though still too much";
+    EXPECT_EQ(token.DelCertAndTempKey(kSerial, 0, 0), kOk);
+    EXPECT_EQ(Request(1, 2, 3).code, kOk);
+}
+
+TEST_F(PlannedCalls, a_certificate_takes_room_too) {
+    const std::string certificate = Issue(Request(1, 2, 3).text);
+    SetMisbehaviour(Home(), R"({"limits": {"bytes": 100}})");
+    EXPECT_EQ(WriteCertificate(certificate), kStateFull);
+    ClearMisbehaviour(Home());
+    EXPECT_EQ(WriteCertificate(certificate), kOk);
+}
+
+TEST_F(PlannedCalls, a_plan_may_take_tries_away_and_gives_none) {
+    SetMisbehaviour(Home(), R"({"tries_left": 1})");
+    EXPECT_EQ(TriesLeft(), 1);
+    SetMisbehaviour(Home(), R"({"tries_left": 4})");
+    EXPECT_EQ(TriesLeft(), 1);
+    SetPin("654321");
+    EXPECT_EQ(token.VerifyPIN(kSerial), kPinLocked);
+}
+
+TEST_F(PlannedCalls, a_damaged_plan_is_told_whatever_is_called) {
+    Write("home/misbehaviour.json", R"({"limits": 7})");
+    EXPECT_EQ(Label(), kStateDamaged);
+    EXPECT_EQ(token.UOS_SetCharset("", "UTF-8"), kStateDamaged);
+}
+
+}  // namespace
