@@ -132,6 +132,7 @@ if(KESTA_BUILD_SOFTKEY AND TARGET softkey_command)
     foreach(language IN ITEMS "" /zh)
         install(FILES "${PROJECT_SOURCE_DIR}/docs${language}/softkey.md"
                       "${PROJECT_SOURCE_DIR}/docs${language}/softkey-entry-points.md"
+                      "${PROJECT_SOURCE_DIR}/docs${language}/misbehaviour.md"
                 DESTINATION "${document_folder}/kesta-softkey${language}" COMPONENT softkey)
     endforeach()
 endif()
