@@ -21,7 +21,7 @@ namespace {
 constexpr std::size_t kMegabyte = std::size_t{1} << 20;
 
 template <typename Work>
-double milliseconds(Work work) {
+double Milliseconds(Work work) {
     const auto start = std::chrono::steady_clock::now();
     work();
     const std::chrono::duration<double, std::milli> time = std::chrono::steady_clock::now() - start;
@@ -31,72 +31,72 @@ double milliseconds(Work work) {
 // Measures work on a small and on a large input in turns, and reports the best of each and how
 // many times the large one is as dear.
 template <typename Input, typename Work>
-void compare(benchmark::State& state, const Input& small, const Input& large, Work work) {
-    double best_small = std::numeric_limits<double>::max();
-    double best_large = best_small;
+void Compare(benchmark::State& state, const Input& small, const Input& large, Work work) {
+    double bestSmall = std::numeric_limits<double>::max();
+    double bestLarge = bestSmall;
     for (auto _ : state) {
-        best_small = std::min(best_small, milliseconds([&] { work(small); }));
-        best_large = std::min(best_large, milliseconds([&] { work(large); }));
+        bestSmall = std::min(bestSmall, Milliseconds([&] { work(small); }));
+        bestLarge = std::min(bestLarge, Milliseconds([&] { work(large); }));
     }
-    state.counters["small_ms"] = best_small;
-    state.counters["large_ms"] = best_large;
-    state.counters["ratio"] = best_large / best_small;
+    state.counters["small_ms"] = bestSmall;
+    state.counters["large_ms"] = bestLarge;
+    state.counters["ratio"] = bestLarge / bestSmall;
 }
 
-std::string lines(std::size_t bytes) {
+std::string Lines(std::size_t bytes) {
     std::string text;
     while (text.size() < bytes) text += std::string(64, 'A') + "\r\n";
     return text;
 }
 
-std::string bundle(std::size_t bytes) {
+std::string Bundle(std::size_t bytes) {
     std::string text = "EncCert(B)";
-    while (text.size() < bytes) text += "|SignCert(" + lines(2000) + ")";
+    while (text.size() < bytes) text += "|SignCert(" + Lines(2000) + ")";
     return text;
 }
 
-void remove_line_breaks(benchmark::State& state) {
-    compare(state, lines(kMegabyte), lines(4 * kMegabyte), [](const std::string& text) {
+void RemoveLineBreaks(benchmark::State& state) {
+    Compare(state, Lines(kMegabyte), Lines(4 * kMegabyte), [](const std::string& text) {
         LgnString string(text.data(), static_cast<int>(text.size()), _lgnBufferManager);
-        kesta::removeLineBreaks(string);
+        kesta::RemoveLineBreaks(string);
         benchmark::DoNotOptimize(string.GetString());
     });
 }
 
-void widen_line_breaks(benchmark::State& state) {
-    compare(state, lines(kMegabyte), lines(4 * kMegabyte), [](const std::string& text) {
+void WidenLineBreaks(benchmark::State& state) {
+    Compare(state, Lines(kMegabyte), Lines(4 * kMegabyte), [](const std::string& text) {
         LgnString string(text.data(), static_cast<int>(text.size()), _lgnBufferManager);
         string.Replace("\r\n", "<br>");
         benchmark::DoNotOptimize(string.GetString());
     });
 }
 
-void read_bundle(benchmark::State& state) {
-    compare(state, bundle(kMegabyte), bundle(4 * kMegabyte), [](const std::string& wrapped) {
+void ReadBundle(benchmark::State& state) {
+    Compare(state, Bundle(kMegabyte), Bundle(4 * kMegabyte), [](const std::string& wrapped) {
         LgnString text(wrapped.c_str());
-        kesta::removeCommas(text);
-        kesta::removeLineBreaks(text);
-        std::size_t bytes = static_cast<std::size_t>(kesta::classifyBundle(text.View()));
+        kesta::RemoveCommas(text);
+        kesta::RemoveLineBreaks(text);
+        std::size_t bytes = static_cast<std::size_t>(kesta::ClassifyBundle(text.View()));
         for (const char* opener : {"SignCert(", "EncPriKey(", "EncCert("}) {
             kesta::SectionScanner sections(text.View(), opener);
             std::string_view content;
-            while (sections.next(content)) bytes += content.size();
+            while (sections.Next(content)) bytes += content.size();
         }
         benchmark::DoNotOptimize(bytes);
     });
 }
 
-void read_request_groups(benchmark::State& state) {
+void ReadRequestGroups(benchmark::State& state) {
     const auto text = [](std::size_t bytes) {
         std::string groups;
         while (groups.size() < bytes) groups += "CertType(1)KeyType(2)HashType(3)|";
         return groups;
     };
-    compare(state, text(kMegabyte), text(4 * kMegabyte), [](const std::string& groups) {
+    Compare(state, text(kMegabyte), text(4 * kMegabyte), [](const std::string& groups) {
         kesta::RequestParameters parameters;
         kesta::GroupReader reader(groups);
         std::string_view group;
-        while (reader.next(group)) kesta::parseGroup(group, parameters);
+        while (reader.Next(group)) kesta::ParseGroup(group, parameters);
         benchmark::DoNotOptimize(parameters.certType);
     });
 }
@@ -104,7 +104,7 @@ void read_request_groups(benchmark::State& state) {
 using kesta::places::kLogFile;
 
 // The least that a record can cost: status, open, one write, close.
-void bare_record(std::string_view record) {
+void BareRecord(std::string_view record) {
     struct stat status;
     benchmark::DoNotOptimize(stat(kLogFile, &status));
     const int file = open(kLogFile, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
@@ -112,16 +112,16 @@ void bare_record(std::string_view record) {
     close(file);
 }
 
-void log_record_beside_bare_calls(benchmark::State& state) {
+void LogRecordBesideBareCalls(benchmark::State& state) {
     constexpr int kRecords = 200;
     const std::string record(120, 'x');
     unlink(kLogFile);
-    compare(state, false, true, [&record](bool whole) {
+    Compare(state, false, true, [&record](bool whole) {
         for (int n = 0; n < kRecords; ++n) {
             if (whole) {
                 LogEntry("GenerateCertRequest", "End G_LastError: %08X", n);
             } else {
-                bare_record(record);
+                BareRecord(record);
             }
         }
     });
@@ -129,11 +129,11 @@ void log_record_beside_bare_calls(benchmark::State& state) {
     state.counters["records"] = kRecords;
 }
 
-BENCHMARK(remove_line_breaks)->Iterations(30)->Unit(benchmark::kMillisecond);
-BENCHMARK(widen_line_breaks)->Iterations(30)->Unit(benchmark::kMillisecond);
-BENCHMARK(read_bundle)->Iterations(30)->Unit(benchmark::kMillisecond);
-BENCHMARK(read_request_groups)->Iterations(30)->Unit(benchmark::kMillisecond);
-BENCHMARK(log_record_beside_bare_calls)->Iterations(300)->Unit(benchmark::kMillisecond);
+BENCHMARK(RemoveLineBreaks)->Iterations(30)->Unit(benchmark::kMillisecond);
+BENCHMARK(WidenLineBreaks)->Iterations(30)->Unit(benchmark::kMillisecond);
+BENCHMARK(ReadBundle)->Iterations(30)->Unit(benchmark::kMillisecond);
+BENCHMARK(ReadRequestGroups)->Iterations(30)->Unit(benchmark::kMillisecond);
+BENCHMARK(LogRecordBesideBareCalls)->Iterations(300)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 

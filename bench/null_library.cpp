@@ -4,7 +4,7 @@
 #define EXPORT __attribute__((visibility("default")))
 
 extern "C" {
-EXPORT int forwarded() {
+EXPORT int Forwarded() {
     return 0;
 }
 EXPORT bool initialised = true;

@@ -17,13 +17,13 @@
 namespace {
 
 template <typename Entry>
-Entry* look_up(const char* library, int mode, const char* name) {
+Entry* LookUp(const char* library, int mode, const char* name) {
     void* const handle = dlopen(library, mode);
     return handle == nullptr ? nullptr : reinterpret_cast<Entry*>(dlsym(handle, name));
 }
 
 template <typename Work>
-double nanoseconds_each(Work work) {
+double NanosecondsEach(Work work) {
     constexpr int kCalls = 200;
     const auto start = std::chrono::steady_clock::now();
     for (int n = 0; n < kCalls; ++n) benchmark::DoNotOptimize(work());
@@ -34,11 +34,11 @@ double nanoseconds_each(Work work) {
 // added_ns: by the medians; undisturbed_ns: by the best of each, which a crowded machine slows
 // down least.
 template <typename Entry, typename Call>
-void compare(benchmark::State& state, Entry* bare, Entry* recorded, Call call) {
+void Compare(benchmark::State& state, Entry* bare, Entry* recorded, Call call) {
     std::vector<double> without, with;
     for (auto _ : state) {
-        without.push_back(nanoseconds_each([&] { return call(bare); }));
-        with.push_back(nanoseconds_each([&] { return call(recorded); }));
+        without.push_back(NanosecondsEach([&] { return call(bare); }));
+        with.push_back(NanosecondsEach([&] { return call(recorded); }));
     }
     std::sort(without.begin(), without.end());
     std::sort(with.begin(), with.end());
@@ -50,29 +50,29 @@ void compare(benchmark::State& state, Entry* bare, Entry* recorded, Call call) {
 }
 
 template <typename Entry, typename Call>
-bool add(const char* name, const char* stand_in, const char* real, const char* entry, Call call) {
-    auto* const recorded = look_up<Entry>(stand_in, RTLD_NOW, entry);
-    auto* const bare = look_up<Entry>(real, RTLD_NOW | RTLD_NOLOAD, entry);
+bool Add(const char* name, const char* standIn, const char* real, const char* entry, Call call) {
+    auto* const recorded = LookUp<Entry>(standIn, RTLD_NOW, entry);
+    auto* const bare = LookUp<Entry>(real, RTLD_NOW | RTLD_NOLOAD, entry);
     if (recorded == nullptr || bare == nullptr || bare == recorded) return false;
     benchmark::RegisterBenchmark(name, [=](benchmark::State& state) {
-        compare(state, bare, recorded, call);
+        Compare(state, bare, recorded, call);
     })->Iterations(1000);
     return true;
 }
 
-bool add_all() {
+bool AddAll() {
     using namespace kesta::recorder;
     unsigned length = 0;
     const bool exports =
-        add<decltype(::GetPinInfo)>(
+        Add<decltype(::GetPinInfo)>(
             "export_with_a_serial_number", KESTA_UNIFIED_LIBRARY, kRealLibrary, "GetPinInfo",
             [length](auto* entry) mutable { return entry("SK0001", nullptr, &length); }) &&
-        add<decltype(::Sign)>("export_with_three_texts", KESTA_UNIFIED_LIBRARY, kRealLibrary,
+        Add<decltype(::Sign)>("export_with_three_texts", KESTA_UNIFIED_LIBRARY, kRealLibrary,
                               "Sign", [length](auto* entry) mutable {
                                   return entry("SK0001", 2, 3, "pay 12.50 to the account 4711",
                                                "pay 12.50?", nullptr, &length);
                               });
-    return exports && add<kesta::token::X_ErrorConvert_UOS>(
+    return exports && Add<kesta::token::X_ErrorConvert_UOS>(
                           "token_call_with_a_text", kesta::places::kTokenLibrary, kRealTokenLibrary,
                           "X_ErrorConvert_UOS", [](auto* entry) { return entry(0x5B01); });
 }
@@ -82,7 +82,7 @@ bool add_all() {
 int main(int count, char** arguments) {
     benchmark::Initialize(&count, arguments);
     if (benchmark::ReportUnrecognizedArguments(count, arguments)) return 2;
-    if (!add_all()) {
+    if (!AddAll()) {
         std::fputs("record_bench: run it under ukey record: the target run_record_bench does\n",
                    stderr);
         return 1;

@@ -29,7 +29,7 @@ constexpr char kHash[] = "66c7f0f462eeedd9d1f2d46bdc10e4e24167c4875cf2f7a2297da0
 constexpr std::string_view kIdentity = "1234567812345678";
 constexpr int kMaxText = 4096;
 
-void require(bool held, const std::string& what) {
+void Require(bool held, const std::string& what) {
     if (!held) throw std::runtime_error(what);
 }
 
@@ -44,11 +44,11 @@ using Owned = std::unique_ptr<T, OpensslFree>;
 
 using Bytes = std::vector<unsigned char>;
 
-Bytes from_base64(const std::string& text) {
+Bytes FromBase64(const std::string& text) {
     Bytes bytes(text.size() + 3);
     const int size = EVP_DecodeBlock(bytes.data(), reinterpret_cast<const unsigned char*>(&text[0]),
                                      static_cast<int>(text.size()));
-    require(size > 0, "not Base64: " + text);
+    Require(size > 0, "not Base64: " + text);
     // The padding counts as bytes there.
     const auto padding =
         std::count(text.end() - std::min<std::ptrdiff_t>(2, size), text.end(), '=');
@@ -61,23 +61,23 @@ class Key {
 public:
     Key() {
         char folder[] = "sign-bench-XXXXXX";
-        require(mkdtemp(folder) != nullptr, "no folder can be made here");
+        Require(mkdtemp(folder) != nullptr, "no folder can be made here");
         home_ = std::filesystem::absolute(folder);
         setenv("KESTA_SOFTKEY_HOME", home_.c_str(), 1);
         setenv("KESTA_SOFTKEY_PIN", "135790", 1);
         const std::string create = std::string("'") + KESTA_SOFTKEY_COMMAND + "' create --serial " +
                                    kSerial + " >/dev/null";
-        require(std::system(create.c_str()) == 0, "softkey create failed");
+        Require(std::system(create.c_str()) == 0, "softkey create failed");
         char request[kMaxText];
         int length = sizeof request;
-        require(GenerateCertRequest(kSerial, "CertType(1)KeyType(2)HashType(3)", request,
+        Require(GenerateCertRequest(kSerial, "CertType(1)KeyType(2)HashType(3)", request,
                                     &length) == KESTA_OK,
                 "no request: " + std::to_string(G_LastError));
-        require(VerifyPIN(kSerial) == KESTA_OK, "VerifyPIN: " + std::to_string(G_LastError));
-        const Bytes der = from_base64(request);
+        Require(VerifyPIN(kSerial) == KESTA_OK, "VerifyPIN: " + std::to_string(G_LastError));
+        const Bytes der = FromBase64(request);
         const unsigned char* at = der.data();
         const Owned<X509_REQ> parsed(d2i_X509_REQ(nullptr, &at, static_cast<long>(der.size())));
-        require(parsed != nullptr, "the request cannot be read");
+        Require(parsed != nullptr, "the request cannot be read");
         public_.reset(X509_REQ_get_pubkey(parsed.get()));
     }
     ~Key() { std::filesystem::remove_all(home_); }
@@ -90,7 +90,7 @@ public:
         char signature[kMaxText];
         unsigned length = sizeof signature;
         const int code = ::Sign(kSerial, kSm2, kSm3, kText, kWarning, signature, &length);
-        require(code == KESTA_OK, "Sign: " + std::to_string(code));
+        Require(code == KESTA_OK, "Sign: " + std::to_string(code));
         return signature;
     }
 
@@ -98,7 +98,7 @@ public:
         char signature[2 * sizeof kHash + 8192];  // as much as the probe asks for
         unsigned length = sizeof signature;
         const int code = ::SignHash(kSerial, kSm2, kSm3, kHash, kAnyWriting, signature, &length);
-        require(code == KESTA_OK, "SignHash: " + std::to_string(code));
+        Require(code == KESTA_OK, "SignHash: " + std::to_string(code));
         return signature;
     }
 
@@ -116,12 +116,12 @@ public:
           ofHash_(EVP_PKEY_CTX_new_from_pkey(nullptr, pair_.get(), nullptr)),
           text_(EVP_MD_CTX_new()),
           signature_(static_cast<std::size_t>(EVP_PKEY_get_size(pair_.get()))) {
-        require(set_identity(ofText_.get()) && EVP_PKEY_sign_init(ofHash_.get()) == 1,
+        Require(SetIdentity(ofText_.get()) && EVP_PKEY_sign_init(ofHash_.get()) == 1,
                 "OpenSSL does not sign with SM2");
         EVP_MD_CTX_set_pkey_ctx(text_.get(), ofText_.get());
     }
 
-    static bool set_identity(EVP_PKEY_CTX* context) {
+    static bool SetIdentity(EVP_PKEY_CTX* context) {
         return EVP_PKEY_CTX_set1_id(context, kIdentity.data(),
                                     static_cast<int>(kIdentity.size())) == 1;
     }
@@ -130,7 +130,7 @@ public:
 
     Bytes Sign() {
         std::size_t length = signature_.size();
-        require(EVP_DigestSignInit(text_.get(), nullptr, EVP_sm3(), nullptr, pair_.get()) == 1 &&
+        Require(EVP_DigestSignInit(text_.get(), nullptr, EVP_sm3(), nullptr, pair_.get()) == 1 &&
                     EVP_DigestSign(text_.get(), signature_.data(), &length,
                                    reinterpret_cast<const unsigned char*>(kText),
                                    sizeof kText - 1) == 1,
@@ -140,7 +140,7 @@ public:
 
     Bytes SignHash() {
         std::size_t length = signature_.size();
-        require(EVP_PKEY_sign(ofHash_.get(), signature_.data(), &length, Hash().data(),
+        Require(EVP_PKEY_sign(ofHash_.get(), signature_.data(), &length, Hash().data(),
                               Hash().size()) == 1,
                 "EVP_PKEY_sign");
         return {signature_.begin(), signature_.begin() + static_cast<std::ptrdiff_t>(length)};
@@ -164,17 +164,17 @@ private:
     Bytes signature_;
 };
 
-bool verifies_text(EVP_PKEY* key, const Bytes& signature) {
+bool VerifiesText(EVP_PKEY* key, const Bytes& signature) {
     const Owned<EVP_PKEY_CTX> context(EVP_PKEY_CTX_new_from_pkey(nullptr, key, nullptr));
     const Owned<EVP_MD_CTX> digest(EVP_MD_CTX_new());
-    require(Openssl::set_identity(context.get()), "no identity");
+    Require(Openssl::SetIdentity(context.get()), "no identity");
     EVP_MD_CTX_set_pkey_ctx(digest.get(), context.get());
     return EVP_DigestVerifyInit(digest.get(), nullptr, EVP_sm3(), nullptr, key) == 1 &&
            EVP_DigestVerify(digest.get(), signature.data(), signature.size(),
                             reinterpret_cast<const unsigned char*>(kText), sizeof kText - 1) == 1;
 }
 
-bool verifies_hash(EVP_PKEY* key, const Bytes& signature) {
+bool VerifiesHash(EVP_PKEY* key, const Bytes& signature) {
     const Owned<EVP_PKEY_CTX> context(EVP_PKEY_CTX_new_from_pkey(nullptr, key, nullptr));
     const Bytes& hash = Openssl::Hash();
     return EVP_PKEY_verify_init(context.get()) == 1 &&
@@ -183,14 +183,14 @@ bool verifies_hash(EVP_PKEY* key, const Bytes& signature) {
 }
 
 template <typename Work>
-double seconds(Work work) {
+double Seconds(Work work) {
     const auto start = std::chrono::steady_clock::now();
     benchmark::DoNotOptimize(work());
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
 // The time that a share of the times stays below.
-double quantile(std::vector<double>& times, double share) {
+double Quantile(std::vector<double>& times, double share) {
     const auto at = static_cast<std::ptrdiff_t>(static_cast<double>(times.size()) * share);
     std::nth_element(times.begin(), times.begin() + at, times.end());
     return times[static_cast<std::size_t>(at)];
@@ -199,31 +199,31 @@ double quantile(std::vector<double>& times, double share) {
 // ratio: how many signatures the key makes while OpenSSL makes one, by the medians. undisturbed:
 // the same by the fastest tenth of each, which a crowded machine slows down least.
 template <typename Mine, typename Theirs>
-void compare(benchmark::State& state, Mine mine, Theirs theirs) {
+void Compare(benchmark::State& state, Mine mine, Theirs theirs) {
     std::vector<double> key, openssl;
     for (auto _ : state) {
-        key.push_back(seconds(mine));
-        openssl.push_back(seconds(theirs));
+        key.push_back(Seconds(mine));
+        openssl.push_back(Seconds(theirs));
     }
-    const double undisturbed = quantile(openssl, 0.1) / quantile(key, 0.1);
-    const double keyTime = quantile(key, 0.5), opensslTime = quantile(openssl, 0.5);
+    const double undisturbed = Quantile(openssl, 0.1) / Quantile(key, 0.1);
+    const double keyTime = Quantile(key, 0.5), opensslTime = Quantile(openssl, 0.5);
     state.counters["key_per_s"] = 1 / keyTime;
     state.counters["openssl_per_s"] = 1 / opensslTime;
     state.counters["ratio"] = opensslTime / keyTime;
     state.counters["undisturbed"] = undisturbed;
 }
 
-void run() {
+void Run() {
     const Key key;
     Openssl openssl;
     // A rate counts only for signatures that are good.
-    require(verifies_text(key.Public(), from_base64(Key::Sign())), "Sign: a bad signature");
-    require(verifies_hash(key.Public(), from_base64(Key::SignHash())), "SignHash: a bad signature");
-    require(verifies_text(openssl.Public(), openssl.Sign()), "EVP_DigestSign: a bad signature");
-    require(verifies_hash(openssl.Public(), openssl.SignHash()), "EVP_PKEY_sign: a bad signature");
+    Require(VerifiesText(key.Public(), FromBase64(Key::Sign())), "Sign: a bad signature");
+    Require(VerifiesHash(key.Public(), FromBase64(Key::SignHash())), "SignHash: a bad signature");
+    Require(VerifiesText(openssl.Public(), openssl.Sign()), "EVP_DigestSign: a bad signature");
+    Require(VerifiesHash(openssl.Public(), openssl.SignHash()), "EVP_PKEY_sign: a bad signature");
     const auto both = [](const char* name, auto mine, auto theirs) {
         benchmark::RegisterBenchmark(name,
-                                     [=](benchmark::State& state) { compare(state, mine, theirs); })
+                                     [=](benchmark::State& state) { Compare(state, mine, theirs); })
             ->Iterations(2000)
             ->Unit(benchmark::kMicrosecond);
     };
@@ -238,7 +238,7 @@ int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
     try {
-        run();
+        Run();
     } catch (const std::exception& failure) {
         std::fprintf(stderr, "sign_bench: %s\n", failure.what());
         return 1;

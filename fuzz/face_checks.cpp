@@ -14,13 +14,13 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     FUZZ_EXPECT(!listed || text.find("||") == std::string::npos);
     if (kesta::checks::Bundle(text)) return 0;
     LgnString clean(text.c_str());
-    kesta::removeCommas(clean);
-    kesta::removeLineBreaks(clean);
-    if (kesta::classifyBundle(clean.View()) != kesta::BundleKind::kSections) return 0;
+    kesta::RemoveCommas(clean);
+    kesta::RemoveLineBreaks(clean);
+    if (kesta::ClassifyBundle(clean.View()) != kesta::BundleKind::kSections) return 0;
     kesta::SectionScanner scanner(clean.View(), "EncPriKey(");
     std::string_view content;
-    while (scanner.next(content)) {
-        FUZZ_EXPECT(kesta::keyBody(content).size() <= kesta::limits::kKeyBuffer);
+    while (scanner.Next(content)) {
+        FUZZ_EXPECT(kesta::KeyBody(content).size() <= kesta::limits::kKeyBuffer);
     }
     return 0;
 }

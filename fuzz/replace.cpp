@@ -9,13 +9,13 @@
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     if (size < 2 || size > 4096) return 0;
     const std::string bytes(reinterpret_cast<const char*>(data + 2), size - 2);
-    const std::size_t pattern_size = data[0] % 8, replacement_size = data[1] % 16;
-    if (bytes.size() < pattern_size + replacement_size) return 0;
-    const std::string pattern = bytes.substr(0, pattern_size);
-    const std::string replacement = bytes.substr(pattern_size, replacement_size);
-    const std::string text = bytes.substr(pattern_size + replacement_size);
+    const std::size_t patternSize = data[0] % 8, replacementSize = data[1] % 16;
+    if (bytes.size() < patternSize + replacementSize) return 0;
+    const std::string pattern = bytes.substr(0, patternSize);
+    const std::string replacement = bytes.substr(patternSize, replacementSize);
+    const std::string text = bytes.substr(patternSize + replacementSize);
 
-    const ReplacedText expected = replace_by_steps(text, pattern.c_str(), replacement.c_str());
+    const ReplacedText expected = ReplaceBySteps(text, pattern.c_str(), replacement.c_str());
     LgnString string(text.data(), static_cast<int>(text.size()), _lgnBufferManager);
     const LgnString sharer(string);
     FUZZ_EXPECT(string.Replace(pattern.c_str(), replacement.c_str()) == expected.count);

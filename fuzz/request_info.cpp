@@ -9,14 +9,14 @@
 
 namespace {
 
-steps::Reading read(const std::string& text) {
+steps::Reading Read(const std::string& text) {
     steps::Reading reading;
     kesta::RequestParameters parameters;
     kesta::GroupReader groups(text);
     std::string_view group;
-    while (groups.next(group)) {
+    while (groups.Next(group)) {
         try {
-            const bool known = kesta::parseGroup(group, parameters);
+            const bool known = kesta::ParseGroup(group, parameters);
             if (!known) reading.outcome = steps::Outcome::kUnknownName;
         } catch (const LGN::CLgnException&) {
             reading.outcome = steps::Outcome::kThrown;
@@ -27,13 +27,13 @@ steps::Reading read(const std::string& text) {
     return reading;
 }
 
-void compare_records(std::vector<std::array<int, 3>> groups) {
+void CompareRecords(std::vector<std::array<int, 3>> groups) {
     if (groups.size() > 3) groups.resize(3);
-    const auto expected = steps::records(groups);
+    const auto expected = steps::RecordsFor(groups);
     kesta::RequestRecords records;
     bool accepted = true;
     for (const auto& group : groups) {
-        accepted = accepted && records.add({group[0], group[1], group[2]});
+        accepted = accepted && records.Add({group[0], group[1], group[2]});
     }
     FUZZ_EXPECT(accepted == expected.has_value());
     if (!accepted) return;
@@ -46,10 +46,10 @@ void compare_records(std::vector<std::array<int, 3>> groups) {
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     // The export's text ends at its first NUL.
     const std::string text = std::string(reinterpret_cast<const char*>(data), size).c_str();
-    const steps::Reading expected = steps::read(text);
-    const steps::Reading actual = read(text);
+    const steps::Reading expected = steps::Read(text);
+    const steps::Reading actual = Read(text);
     FUZZ_EXPECT(actual.outcome == expected.outcome);
     FUZZ_EXPECT(actual.groups == expected.groups);
-    compare_records(actual.groups);
+    CompareRecords(actual.groups);
     return 0;
 }

@@ -8,7 +8,7 @@
 
 namespace kesta {
 
-inline bool equalInAnyCase(std::string_view left, std::string_view right) {
+inline bool EqualInAnyCase(std::string_view left, std::string_view right) {
     const auto upper = [](char c) { return std::toupper(static_cast<unsigned char>(c)); };
     return std::equal(left.begin(), left.end(), right.begin(), right.end(),
                       [upper](char a, char b) { return upper(a) == upper(b); });

@@ -15,7 +15,7 @@ namespace {
 constexpr const char* kBundleTag = "Batch_ImportX509Cert";
 constexpr const char* kCertificateEnd = "end, err: %d, Cert GMWritePKCS7 error.";
 
-int writeCertificate(const Token& token, const char* szSN, const LgnString& certificate) {
+int WriteCertificate(const Token& token, const char* szSN, const LgnString& certificate) {
     LgnString output;  // the token library may fill it; what it says is not used
     return token.GMWritePKCS7(szSN, certificate.GetString(), output.Object());
 }
@@ -23,120 +23,120 @@ int writeCertificate(const Token& token, const char* szSN, const LgnString& cert
 // Logs an escrowed key and imports it. Its text is gone from memory when that is done.
 class KeyImport {
 public:
-    KeyImport(const char* text, int length) : m_text(text, length, _lgnBufferManager) {
+    KeyImport(const char* text, int length) : text_(text, length, _lgnBufferManager) {
         // Works in place, so there is one buffer to clear.
-        removeCommas(m_text);
+        RemoveCommas(text_);
     }
     ~KeyImport() {
-        explicit_bzero(const_cast<char*>(m_text.GetString()),
-                       static_cast<std::size_t>(m_text.GetAllocLength()));
-        explicit_bzero(m_key, sizeof m_key);
+        explicit_bzero(const_cast<char*>(text_.GetString()),
+                       static_cast<std::size_t>(text_.GetAllocLength()));
+        explicit_bzero(key_, sizeof key_);
     }
     KeyImport(const KeyImport&) = delete;
     KeyImport& operator=(const KeyImport&) = delete;
 
-    int run(const Token& token, const char* szSN, const char* tag) {
-        LogEntry(tag, "strPriKeyTemp:%s", m_text.GetString());
-        const std::string_view body = keyBody(m_text.View());
+    int Run(const Token& token, const char* szSN, const char* tag) {
+        LogEntry(tag, "strPriKeyTemp:%s", text_.GetString());
+        const std::string_view body = KeyBody(text_.View());
         // Cutting a key short would store a wrong one; there is no code for this.
-        if (body.size() > sizeof m_key) std::abort();
-        std::memcpy(m_key, body.data(), body.size());
-        return token.GMImportPriKey(szSN, &m_key[0], 0);
+        if (body.size() > sizeof key_) std::abort();
+        std::memcpy(key_, body.data(), body.size());
+        return token.GMImportPriKey(szSN, &key_[0], 0);
     }
 
 private:
-    LgnString m_text;
-    char m_key[limits::kKeyBuffer] = {};  // without a NUL when the body fills it
+    LgnString text_;
+    char key_[limits::kKeyBuffer] = {};  // without a NUL when the body fills it
 };
 
 // Imports a bundle's sections, kind by kind.
 class BundleImport {
 public:
     BundleImport(const Token& token, const char* szSN, std::string_view bundle)
-        : m_token(token), m_serial(szSN), m_bundle(bundle) {}
+        : token_(token), serial_(szSN), bundle_(bundle) {}
 
-    int run() {
-        int result = importCertificates("SignCert(", kBundleTag);
-        if (result == KESTA_OK) result = importKeys();
+    int Run() {
+        int result = ImportCertificates("SignCert(", kBundleTag);
+        if (result == KESTA_OK) result = ImportKeys();
         // Encryption certificates log under a tag of their own.
-        if (result == KESTA_OK) result = importCertificates("EncCert(", "CGMUsbKeyCommonEx");
-        if (result == KESTA_OK && !m_imported) result = setLastError(KESTA_BAD_ARGUMENT);
+        if (result == KESTA_OK) result = ImportCertificates("EncCert(", "CGMUsbKeyCommonEx");
+        if (result == KESTA_OK && !imported_) result = SetLastError(KESTA_BAD_ARGUMENT);
         return result;
     }
 
 private:
-    int importCertificates(std::string_view opener, const char* tag) {
-        return importSections(opener, tag, kCertificateEnd, [this](std::string_view content) {
-            return writeCertificate(
-                m_token, m_serial,
+    int ImportCertificates(std::string_view opener, const char* tag) {
+        return ImportSections(opener, tag, kCertificateEnd, [this](std::string_view content) {
+            return WriteCertificate(
+                token_, serial_,
                 LgnString(content.data(), static_cast<int>(content.size()), _lgnBufferManager));
         });
     }
 
-    int importKeys() {
+    int ImportKeys() {
         constexpr const char* kEnd = "end, err: %d, Cert GMImportPriKey error.";
-        return importSections("EncPriKey(", kBundleTag, kEnd, [this](std::string_view content) {
+        return ImportSections("EncPriKey(", kBundleTag, kEnd, [this](std::string_view content) {
             return KeyImport(content.data(), static_cast<int>(content.size()))
-                .run(m_token, m_serial, "CZRKUSBKey::Batch_ImportX509Cert  strPriKeyTemp:");
+                .Run(token_, serial_, "CZRKUSBKey::Batch_ImportX509Cert  strPriKeyTemp:");
         });
     }
 
     // end: the record of a failure, with the result.
     template <typename Import>
-    int importSections(std::string_view opener, const char* tag, const char* end, Import import) {
-        SectionScanner sections(m_bundle, opener);
+    int ImportSections(std::string_view opener, const char* tag, const char* end, Import import) {
+        SectionScanner sections(bundle_, opener);
         std::string_view content;
-        while (sections.next(content)) {
+        while (sections.Next(content)) {
             const int result = import(content);
             if (result != KESTA_OK) {
                 LogEntry(tag, end, result);
                 return result;
             }
-            m_imported = true;
+            imported_ = true;
         }
         return KESTA_OK;
     }
 
-    const Token& m_token;
-    const char* m_serial;
-    std::string_view m_bundle;
-    bool m_imported = false;
+    const Token& token_;
+    const char* serial_;
+    std::string_view bundle_;
+    bool imported_ = false;
 };
 
 }  // namespace
 
-int importCertificate(const Token& token, const char* szSN, const char* strP7) {
-    LgnString certificate = copyOf(strP7);
-    removeCommas(certificate);
-    removeLineBreaks(certificate);
-    return writeCertificate(token, szSN, certificate);
+int ImportCertificate(const Token& token, const char* szSN, const char* strP7) {
+    LgnString certificate = CopyOf(strP7);
+    RemoveCommas(certificate);
+    RemoveLineBreaks(certificate);
+    return WriteCertificate(token, szSN, certificate);
 }
 
-int importEncryption(const Token& token, const char* szSN, const char* strP7,
+int ImportEncryption(const Token& token, const char* szSN, const char* strP7,
                      const char* strPriKey) {
-    const LgnString serial = copyOf(szSN);
+    const LgnString serial = CopyOf(szSN);
     // Line breaks stay in this certificate; the token library takes them here.
-    LgnString certificate = copyOf(strP7);
-    removeCommas(certificate);
+    LgnString certificate = CopyOf(strP7);
+    RemoveCommas(certificate);
     const int result =
         KeyImport(strPriKey, LGN::TextLength(strPriKey))
-            .run(token, serial.GetString(), "CZRKUSBKey::ImportEncX509Cert  strPriKeyTemp:");
+            .Run(token, serial.GetString(), "CZRKUSBKey::ImportEncX509Cert  strPriKeyTemp:");
     if (result != KESTA_OK) return result;
-    return writeCertificate(token, serial.GetString(), certificate);
+    return WriteCertificate(token, serial.GetString(), certificate);
 }
 
-int importBundle(const Token& token, const char* szSN, const char* strP7) {
-    const LgnString serial = copyOf(szSN);
-    setLastError(KESTA_OK);
-    LgnString bundle = copyOf(strP7);
-    removeCommas(bundle);
-    removeLineBreaks(bundle);
+int ImportBundle(const Token& token, const char* szSN, const char* strP7) {
+    const LgnString serial = CopyOf(szSN);
+    SetLastError(KESTA_OK);
+    LgnString bundle = CopyOf(strP7);
+    RemoveCommas(bundle);
+    RemoveLineBreaks(bundle);
     LogEntry("CZRKUSBKey::Batch_ImportX509Cert", "begin, strP7: %s", bundle.GetString());
-    switch (classifyBundle(bundle.View())) {
+    switch (ClassifyBundle(bundle.View())) {
         case BundleKind::kMalformed:
-            return setLastError(KESTA_BAD_ARGUMENT);
+            return SetLastError(KESTA_BAD_ARGUMENT);
         case BundleKind::kSingleCertificate: {
-            const int result = writeCertificate(token, serial.GetString(), bundle);
+            const int result = WriteCertificate(token, serial.GetString(), bundle);
             // Written on success too: readers of the log look for it.
             LogEntry(kBundleTag, kCertificateEnd, result);
             return result;
@@ -144,7 +144,7 @@ int importBundle(const Token& token, const char* szSN, const char* strP7) {
         case BundleKind::kSections:
             break;
     }
-    return BundleImport(token, serial.GetString(), bundle.View()).run();
+    return BundleImport(token, serial.GetString(), bundle.View()).Run();
 }
 
 }  // namespace kesta

@@ -8,14 +8,14 @@
 namespace kesta {
 
 // A signing certificate, without its commas and line breaks.
-int importCertificate(const Token& token, const char* szSN, const char* strP7);
+int ImportCertificate(const Token& token, const char* szSN, const char* strP7);
 
 // An escrowed key and then its certificate. Only commas are removed.
-int importEncryption(const Token& token, const char* szSN, const char* strP7,
+int ImportEncryption(const Token& token, const char* szSN, const char* strP7,
                      const char* strPriKey);
 
 // A bundle's sections, or one certificate.
-int importBundle(const Token& token, const char* szSN, const char* strP7);
+int ImportBundle(const Token& token, const char* szSN, const char* strP7);
 
 }  // namespace kesta
 

@@ -23,14 +23,14 @@ LGN::ILgnBufferMgr* _lgnBufferManager = &g_bufmgr;
 const LGN::CTraceCategory lgnTraceGeneral = {"TraceGeneral", 17, 4};
 
 // Tools of the maker's look into the table: its order and the handle's place behind it are fixed.
-constexpr std::size_t slot(int index) {
+constexpr std::size_t Slot(int index) {
     return static_cast<std::size_t>(index) * sizeof(void*);
 }
 using kesta::token::kEntryPoints;
-static_assert(offsetof(CommonFunction, m_pCheckDeviceEx) == slot(0), "the first entry point");
-static_assert(offsetof(CommonFunction, m_pSetCachePinFlag) == slot(kEntryPoints - 1), "the last");
-static_assert(offsetof(CommonFunction, m_hLibrary) == slot(kEntryPoints), "then the handle");
-static_assert(sizeof(CommonFunction) == slot(kEntryPoints + 1), "and nothing else");
+static_assert(offsetof(CommonFunction, m_pCheckDeviceEx) == Slot(0), "the first entry point");
+static_assert(offsetof(CommonFunction, m_pSetCachePinFlag) == Slot(kEntryPoints - 1), "the last");
+static_assert(offsetof(CommonFunction, m_hLibrary) == Slot(kEntryPoints), "then the handle");
+static_assert(sizeof(CommonFunction) == Slot(kEntryPoints + 1), "and nothing else");
 
 namespace {
 
@@ -47,10 +47,10 @@ bool lookUp(void* library, const char* name, Entry*& slot) {
 }  // namespace
 
 int CommonFunction::init() {
-    void* library = kesta::openLibrary(kTokenLibrary);
+    void* library = kesta::OpenLibrary(kTokenLibrary);
     if (library == nullptr) {
         __atomic_store_n(&m_hLibrary, library, __ATOMIC_RELEASE);
-        return setLastError(KESTA_NOT_BOUND);
+        return SetLastError(KESTA_NOT_BOUND);
     }
     // The order of the look-ups is kept: it decides which pointers a failed binding has renewed.
 #define KESTA_LOOK_UP(name) lookUp(library, #name, m_p##name)
@@ -72,7 +72,7 @@ int CommonFunction::init() {
     __atomic_store_n(&m_hLibrary, library, __ATOMIC_RELEASE);
     if (!complete) {
         FreeFunc();
-        return setLastError(KESTA_NOT_BOUND);
+        return SetLastError(KESTA_NOT_BOUND);
     }
     return KESTA_OK;
 }
@@ -108,17 +108,17 @@ struct Converter {
 
     Converter() = default;
     ~Converter() {
-        if (isOpen()) iconv_close(handle);
+        if (IsOpen()) iconv_close(handle);
     }
     Converter(const Converter&) = delete;
     Converter& operator=(const Converter&) = delete;
 
-    bool isOpen() const { return handle != nullptr && handle != reinterpret_cast<iconv_t>(-1); }
+    bool IsOpen() const { return handle != nullptr && handle != reinterpret_cast<iconv_t>(-1); }
 };
 
 // Converts into text's own buffer. One call does it: GB18030 never takes more than twice the bytes
 // of UTF-8. An invalid sequence ends the conversion; what stands before it counts.
-void convertToGb18030(LGN::CSimpleBufferT<char>& text) {
+void ConvertToGb18030(LGN::CSimpleBufferT<char>& text) {
     const Converter converter;
     if (converter.handle == nullptr) return;
     const LGN::CSimpleBufferT<char> input(text);
@@ -128,7 +128,7 @@ void convertToGb18030(LGN::CSimpleBufferT<char>& text) {
     std::size_t outputLeft = inputLeft * 2;
     char* from = const_cast<char*>(input.GetString());
     char* to = text.GetBuffer(length * 2);
-    if (converter.isOpen()) iconv(converter.handle, &from, &inputLeft, &to, &outputLeft);
+    if (converter.IsOpen()) iconv(converter.handle, &from, &inputLeft, &to, &outputLeft);
     text.SetLength(length * 2 - static_cast<int>(outputLeft));
 }
 
@@ -140,7 +140,7 @@ int CommonFunction::MB2MB(unsigned nDirection, const unsigned char* pIn, unsigne
     if (nDirection == 0) {
         LGN::CSimpleBufferT<char> text(reinterpret_cast<const char*>(pIn), static_cast<int>(nInLen),
                                        _lgnBufferManager);
-        convertToGb18030(text);
+        ConvertToGb18030(text);
         const auto length = static_cast<unsigned>(text.GetLength());
         std::unique_ptr<unsigned char[]> out(new unsigned char[length + kSpare]);
         memcpy_s(out.get(), length + kSpare, text.GetString(), length);
@@ -166,5 +166,5 @@ int CommonFunction::find_dir_file(const char* path, std::vector<std::string>& na
 }
 
 int CommonFunction::GetBatchCertDataType(LgnString text) {
-    return static_cast<int>(kesta::classifyBundle(text.View()));
+    return static_cast<int>(kesta::ClassifyBundle(text.View()));
 }

@@ -8,12 +8,12 @@
 namespace kesta {
 
 // One request for each group, and the PIN verified before each.
-int makeRequests(const Token& token, const char* szSN, const char* requestInfo,
+int MakeRequests(const Token& token, const char* szSN, const char* requestInfo,
                  LgnString& requests);
 
 // One request for each record that the groups make, at most three groups. initFlag 1 initialises
 // the key first, 0 verifies the PIN once; any other is refused when the text has been read.
-int makeBatchRequests(const Token& token, const char* szSN, int initFlag, const char* requestInfo,
+int MakeBatchRequests(const Token& token, const char* szSN, int initFlag, const char* requestInfo,
                       LgnString& requests);
 
 }  // namespace kesta

@@ -35,56 +35,56 @@ enum Line {
     kWaitEnded = 616,
 };
 
-bool pollOnce(VALTO_EVENT_INFO& event, std::uint32_t& context) {
+bool PollOnce(VALTO_EVENT_INFO& event, std::uint32_t& context) {
     try {
         return ValtoT_WaitForEvent(1, 0, &event, &context) == 0;
     } catch (const abi::__forced_unwind&) {
         throw;  // the thread is being cancelled
     } catch (...) {
-        LogEntry(kWaitTag, " end in catch ,G_LastError = %d, line = %d", lastError(), kPollThrew);
+        LogEntry(kWaitTag, " end in catch ,G_LastError = %d, line = %d", LastError(), kPollThrew);
         return false;
     }
 }
 
-void pollUntilEventOrStop(VALTO_EVENT_INFO& event, std::uint32_t& context,
+void PollUntilEventOrStop(VALTO_EVENT_INFO& event, std::uint32_t& context,
                           const std::atomic<bool>& running) {
     constexpr timespec kInterval = {0, 20000000};
     while (running.load(std::memory_order_acquire)) {
-        if (pollOnce(event, context)) return;
+        if (PollOnce(event, context)) return;
         nanosleep(&kInterval, nullptr);
     }
 }
 
 // Names the arrived key. A failed read leaves the name empty and becomes the wait's result.
-int answerArrival(std::uint32_t slot, unsigned int* eventType, std::string& mediaId) {
-    LogEntry(kArrivalTag, kLineFormat, lastError(), kArrival);
+int AnswerArrival(std::uint32_t slot, unsigned int* eventType, std::string& mediaId) {
+    LogEntry(kArrivalTag, kLineFormat, LastError(), kArrival);
     *eventType = KESTA_EVENT_ARRIVAL;
     _S_DEV_CONFIG record = {};
     LogEntry(kArrivalTag, " event.ei.slotEvent.u32SlotID = %d, line = %d", static_cast<int>(slot),
              kArrivalSlot);
-    const int result = setLastError(ValtoT_GetDeviceInfo(slot, 0xE0000, &record));
+    const int result = SetLastError(ValtoT_GetDeviceInfo(slot, 0xE0000, &record));
     LogEntry(kArrivalTag, kLineFormat, result, kArrivalRead);
-    mediaId = mediaIdOf(record);
+    mediaId = MediaIdOf(record);
     return result;
 }
 
-int answerRemoval(std::uint32_t slot, SlotMap& slots, unsigned int* eventType,
+int AnswerRemoval(std::uint32_t slot, SlotMap& slots, unsigned int* eventType,
                   std::string& mediaId) {
-    LogEntry(kRemovalTag, "G_LastError = %d, line = %d", lastError(), kRemoval);
+    LogEntry(kRemovalTag, "G_LastError = %d, line = %d", LastError(), kRemoval);
     *eventType = KESTA_EVENT_REMOVAL;
     // An unknown slot is entered without a name, and the name of a removed key stays.
     mediaId = slots[slot];
-    LogEntry(kRemovalTag, kLineFormat, lastError(), kRemovalNamed);
-    return setLastError(KESTA_OK);
+    LogEntry(kRemovalTag, kLineFormat, LastError(), kRemovalNamed);
+    return SetLastError(KESTA_OK);
 }
 
 }  // namespace
 
-std::string mediaIdOf(const _S_DEV_CONFIG& record) {
+std::string MediaIdOf(const _S_DEV_CONFIG& record) {
     return std::string(record.szMediaId, strnlen(record.szMediaId, sizeof record.szMediaId));
 }
 
-void readCurrentSlots(SlotMap& slots) {
+void ReadCurrentSlots(SlotMap& slots) {
     constexpr std::uint32_t kOffered = 10;
     std::uint32_t ids[16] = {};
     slots.clear();
@@ -96,35 +96,35 @@ void readCurrentSlots(SlotMap& slots) {
         alignas(_S_DEV_CONFIG) unsigned char buffer[sizeof(_S_DEV_CONFIG) + 4];
         auto* record = reinterpret_cast<_S_DEV_CONFIG*>(buffer);
         if (ValtoT_GetDeviceInfo(ids[i], 0, record) != 0) continue;
-        slots[ids[i]] = mediaIdOf(*record);
+        slots[ids[i]] = MediaIdOf(*record);
     }
 }
 
-void stayLoaded() {
+void StayLoaded() {
     static std::atomic<bool> stays{false};
     Dl_info self;
     if (stays.exchange(true, std::memory_order_relaxed) || dladdr(&stays, &self) == 0) return;
     dlopen(self.dli_fname, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE);
 }
 
-int answerMediaIdSize(unsigned int* length) {
-    const int result = answerSize(length, limits::kMediaIdBuffer);
+int AnswerMediaIdSize(unsigned int* length) {
+    const int result = AnswerSize(length, limits::kMediaIdBuffer);
     LogEntry(kWaitTag, kEndFormat, result, kSizeTold);
     return result;
 }
 
-int waitForEvent(SlotMap& slots, std::atomic<bool>& running, const WaitAnswer& answer) {
+int WaitForEvent(SlotMap& slots, std::atomic<bool>& running, const WaitAnswer& answer) {
     running.store(true, std::memory_order_release);
     std::uint32_t context = 0;
-    setLastError(KESTA_OK);
-    const int opened = setLastError(ValtoT_ContextInit(&context));
+    SetLastError(KESTA_OK);
+    const int opened = SetLastError(ValtoT_ContextInit(&context));
     if (opened != KESTA_OK) {
         LogEntry(kWaitTag, kEndFormat, opened, kContextRefused);
         return opened;
     }
     VALTO_EVENT_INFO event;
     std::memset(&event, 0, sizeof event);
-    pollUntilEventOrStop(event, context, running);
+    PollUntilEventOrStop(event, context, running);
     if (!running.load(std::memory_order_acquire)) {
         // A stopped wait leaves its context open: the next wait goes on where it was.
         *answer.eventType = KESTA_EVENT_STOPPED;
@@ -132,11 +132,11 @@ int waitForEvent(SlotMap& slots, std::atomic<bool>& running, const WaitAnswer& a
     }
     std::string mediaId;
     const std::uint32_t slot = event.ei.slotEvent.u32SlotID;
-    int result = lastError();  // of an event of another kind, which is not told apart
+    int result = LastError();  // of an event of another kind, which is not told apart
     if (event.u32EventType == SLOT_DEVICEARRIVAL) {
-        result = answerArrival(slot, answer.eventType, mediaId);
+        result = AnswerArrival(slot, answer.eventType, mediaId);
     } else if (event.u32EventType == SLOT_DEVICEREMOVE) {
-        result = answerRemoval(slot, slots, answer.eventType, mediaId);
+        result = AnswerRemoval(slot, slots, answer.eventType, mediaId);
     }
     ValtoT_ContextFinal();
     *answer.mediaIdLength = static_cast<unsigned int>(mediaId.size());

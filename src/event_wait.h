@@ -17,10 +17,10 @@ using SlotMap = std::map<unsigned int, std::string>;
 constexpr const char* kWaitTag = "SKF_WaitForDevEvent";
 
 // The record's media id, of 16 characters at most.
-std::string mediaIdOf(const _S_DEV_CONFIG& record);
+std::string MediaIdOf(const _S_DEV_CONFIG& record);
 
 // The slots that are present and can be read.
-void readCurrentSlots(SlotMap& slots);
+void ReadCurrentSlots(SlotMap& slots);
 
 // The outputs of a wait.
 struct WaitAnswer {
@@ -31,14 +31,14 @@ struct WaitAnswer {
 
 // From now on the library stays in the process, although its client closes it: a thread that waits
 // comes back into it. Before the first wait it can be unloaded.
-void stayLoaded();
+void StayLoaded();
 
 // Answers the question for the size of a media id, with its NUL.
-int answerMediaIdSize(unsigned int* length);
+int AnswerMediaIdSize(unsigned int* length);
 
 // Polls until a key comes or goes, or until running becomes false. slots, read when the wait
 // began, names keys that are gone: they can no longer be asked.
-int waitForEvent(SlotMap& slots, std::atomic<bool>& running, const WaitAnswer& answer);
+int WaitForEvent(SlotMap& slots, std::atomic<bool>& running, const WaitAnswer& answer);
 
 }  // namespace kesta
 

@@ -14,7 +14,7 @@
 namespace kesta {
 
 // Copies at most capacity characters of a text that may fill its array, and a NUL behind them.
-inline void copyText(char* to, const char* text, std::size_t arraySize, std::size_t capacity) {
+inline void CopyText(char* to, const char* text, std::size_t arraySize, std::size_t capacity) {
     const std::size_t length = std::min(strnlen(text, arraySize), capacity);
     std::memcpy(to, text, length);
     to[length] = '\0';
@@ -22,17 +22,17 @@ inline void copyText(char* to, const char* text, std::size_t arraySize, std::siz
 
 // Hands a text out without a look at the caller's capacity, and tells its length without the NUL.
 template <std::size_t kSize>
-void handOutWhole(const char (&text)[kSize], char* buffer, unsigned int* length) {
+void HandOutWhole(const char (&text)[kSize], char* buffer, unsigned int* length) {
     const std::size_t size = strnlen(text, kSize);
-    if (buffer != nullptr) copyText(buffer, text, kSize, size);
+    if (buffer != nullptr) CopyText(buffer, text, kSize, size);
     *length = static_cast<unsigned int>(size);
 }
 
 // Answers the question for a size.
 template <typename Length>
-int answerSize(Length* length, Length size) {
+int AnswerSize(Length* length, Length size) {
     *length = size;
-    return setLastError(KESTA_OK);
+    return SetLastError(KESTA_OK);
 }
 
 // A text that the token library wrote into an array, and the length that it or the text tells.
@@ -47,7 +47,7 @@ struct ReadText {
 // for the size is answered with room for the NUL; a buffer that is too small is so for some exports
 // only, where nulWhenShort is 1, and clients know which.
 template <typename Length>
-int handOut(const ReadText& text, char* buffer, Length* bufferLength,
+int HandOut(const ReadText& text, char* buffer, Length* bufferLength,
             std::uint32_t nulWhenShort = 0) {
     if (buffer == nullptr) {
         *bufferLength = static_cast<Length>(text.length + 1);
@@ -56,22 +56,22 @@ int handOut(const ReadText& text, char* buffer, Length* bufferLength,
     const auto capacity = static_cast<std::uint32_t>(*bufferLength);
     if (static_cast<std::int32_t>(capacity) < static_cast<std::int32_t>(text.length)) {
         *bufferLength = static_cast<Length>(text.length + nulWhenShort);
-        return setLastError(KESTA_BUFFER_TOO_SMALL);
+        return SetLastError(KESTA_BUFFER_TOO_SMALL);
     }
     *bufferLength = static_cast<Length>(text.length);
-    copyText(buffer, text.characters, text.arraySize, capacity);
+    CopyText(buffer, text.characters, text.arraySize, capacity);
     return KESTA_OK;
 }
 
 // Clears the last error, reads a text of at most kSize bytes and hands it out.
 template <std::size_t kSize, typename Read>
-int readAndHandOut(char* buffer, int* bufferLength, Read read, std::uint32_t nulWhenShort = 0) {
-    setLastError(KESTA_OK);
+int ReadAndHandOut(char* buffer, int* bufferLength, Read read, std::uint32_t nulWhenShort = 0) {
+    SetLastError(KESTA_OK);
     char text[kSize] = {};
     const int result = read(&text[0]);
     if (result != KESTA_OK) return result;
     const auto length = static_cast<std::uint32_t>(strnlen(text, kSize));
-    return handOut({text, kSize, length}, buffer, bufferLength, nulWhenShort);
+    return HandOut({text, kSize, length}, buffer, bufferLength, nulWhenShort);
 }
 
 }  // namespace kesta

@@ -10,34 +10,33 @@
 
 namespace kesta {
 
-void removeCommas(LgnString& text);
-void removeLineBreaks(LgnString& text);
+void RemoveCommas(LgnString& text);
+void RemoveLineBreaks(LgnString& text);
 
 // What of an escrowed key's text goes to the token library. Where the fixed 80-digit header occurs
 // anywhere in the text, the text's first 80 characters are dropped, wherever the header stood.
-std::string_view keyBody(std::string_view keyText);
+std::string_view KeyBody(std::string_view keyText);
 
 enum class BundleKind { kMalformed = 1, kSingleCertificate = 2, kSections = 3 };
 
 // Looks at the section names of a cleaned text. Names count in any case here, while
 // SectionScanner finds its own case alone.
-BundleKind classifyBundle(std::string_view text);
+BundleKind ClassifyBundle(std::string_view text);
 
 // Walks the sections of one kind. The opener is the section's name with its parenthesis.
 class SectionScanner {
 public:
-    SectionScanner(std::string_view text, std::string_view opener)
-        : m_text(text), m_opener(opener) {}
+    SectionScanner(std::string_view text, std::string_view opener) : text_(text), opener_(opener) {}
 
     // The next section's content, empty for one without ")". False at the end.
-    bool next(std::string_view& content);
+    bool Next(std::string_view& content);
 
 private:
-    std::string_view m_text;
-    std::string_view m_opener;
-    std::size_t m_position = 0;
+    std::string_view text_;
+    std::string_view opener_;
+    std::size_t position_ = 0;
     // An opener without ")" sends the search back to position 1; what was handled ends it there.
-    std::set<std::size_t> m_handled;
+    std::set<std::size_t> handled_;
 };
 
 }  // namespace kesta

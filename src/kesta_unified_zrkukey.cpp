@@ -35,8 +35,8 @@ extern SlotMap g_WaitEventSlotMap __attribute__((alias("undestroyedSlotMap")));
 // leads to the copy, which is then the one in use.
 [[maybe_unused]] static const SlotMap* const builtSlotMap = new (&g_WaitEventSlotMap) SlotMap;
 
-static CommonFunction KESTA_ComFunc;
-static const Token library(KESTA_ComFunc);
+static CommonFunction kestaComFunc;
+static const Token library(kestaComFunc);
 static std::atomic<bool> isRun{false};  // set while a wait runs, cleared by a stop
 
 // The request that the latest probe made, and what it was made for. All three or none.
@@ -47,97 +47,97 @@ static ProbeCache probeCache(g_szLastP10, g_szLastReq, g_szLastSN);
 
 namespace {
 
-bool isInitialised() {
+bool IsInitialised() {
     return __atomic_load_n(&g_initFlag, __ATOMIC_ACQUIRE);
 }
 
-void initialiseOnFirstUse() {
+void InitialiseOnFirstUse() {
     // The result is not looked at: an export that asks the token answers for a failed binding.
-    if (!isInitialised()) Initialize();
+    if (!IsInitialised()) Initialize();
 }
 
 // Initialises on first use; true when the arguments that must be there are.
 template <typename... Pointers>
-bool initialisedWith(Pointers... required) {
-    initialiseOnFirstUse();
-    return !anyNull(required...);
+bool InitialisedWith(Pointers... required) {
+    InitialiseOnFirstUse();
+    return !AnyNull(required...);
 }
 
-void begin() {
-    initialiseOnFirstUse();
-    setLastError(KESTA_OK);
+void Begin() {
+    InitialiseOnFirstUse();
+    SetLastError(KESTA_OK);
 }
 
 }  // namespace
 
 int Initialize() {
-    setLastError(KESTA_OK);
-    const int result = setLastError(KESTA_ComFunc.init());
+    SetLastError(KESTA_OK);
+    const int result = SetLastError(kestaComFunc.init());
     if (result == KESTA_OK) __atomic_store_n(&g_initFlag, true, __ATOMIC_SEQ_CST);
     return result;
 }
 
 void Finalize() {
     __atomic_store_n(&g_initFlag, false, __ATOMIC_SEQ_CST);
-    setLastError(KESTA_OK);
+    SetLastError(KESTA_OK);
 }
 
 void GetLastErrCode(unsigned int* pErrCode) {
     if (pErrCode == nullptr) {
-        refuse();
+        Refuse();
         return;
     }
-    *pErrCode = static_cast<unsigned int>(lastError());
+    *pErrCode = static_cast<unsigned int>(LastError());
 }
 
 int GetErrorMsg(int errCode, char* pszErrMsg, int* pnErrMsgLen) {
-    if (!initialisedWith(pnErrMsgLen)) return refuse();
+    if (!InitialisedWith(pnErrMsgLen)) return Refuse();
     if (pszErrMsg == nullptr) {
         *pnErrMsgLen = limits::kMessage;
         return KESTA_OK;
     }
-    if (!KESTA_ComFunc.IsBound()) return setLastError(KESTA_NOT_BOUND);
-    const LgnString text = library.message(errCode);
+    if (!kestaComFunc.IsBound()) return SetLastError(KESTA_NOT_BOUND);
+    const LgnString text = library.Message(errCode);
     const bool fits = text.GetLength() < *pnErrMsgLen;
     *pnErrMsgLen = text.GetLength() + 1;
-    if (!fits) return setLastError(KESTA_BUFFER_TOO_SMALL);
+    if (!fits) return SetLastError(KESTA_BUFFER_TOO_SMALL);
     std::memcpy(pszErrMsg, text.GetString(), static_cast<std::size_t>(*pnErrMsgLen));
     return KESTA_OK;
 }
 
 int GetDriverVersion(char* pszVersion, unsigned int* pnVersionLen) {
-    begin();
-    return answer("GetDriverVersion", "pszVersion: %s", KESTA_VERSION, pszVersion, pnVersionLen);
+    Begin();
+    return Answer("GetDriverVersion", "pszVersion: %s", KESTA_VERSION, pszVersion, pnVersionLen);
 }
 
 int GetDllVersion(char* pszVersion, unsigned int* pnVersionLen) {
     LogEntry("GetDllVersion", "Begin pnVersionLen = %08x", *pnVersionLen);
-    begin();
-    return answer("GetDllVersion", "pszVersion: %s", KESTA_VERSION, pszVersion, pnVersionLen);
+    Begin();
+    return Answer("GetDllVersion", "pszVersion: %s", KESTA_VERSION, pszVersion, pnVersionLen);
 }
 
 int GetVidAndPid(char* pszVidPid, unsigned int* pnVidPidLen) {
     LogEntry("GetVidAndPid", "Begin pnVidPidLen = %08x", *pnVidPidLen);
-    begin();
-    return answer("GetVidAndPid", "pszVidPid: %s", places::kUsbIds, pszVidPid, pnVidPidLen);
+    Begin();
+    return Answer("GetVidAndPid", "pszVidPid: %s", places::kUsbIds, pszVidPid, pnVidPidLen);
 }
 
 int GetPrintNumber(char* pszSN, unsigned int* pnSNLen) {
     constexpr const char* kTag = "GetPrintNumber";
     LogEntry(kTag, "Begin pnSNLen = %08x", *pnSNLen);
-    begin();
+    Begin();
     std::uint32_t state = 0;
     _S_DEV_CONFIG record = {};
     char serial[limits::kSerialBuffer] = {};
     const int result = library.CheckDeviceEx(&state, &record, 1, &serial[0]);
-    if (result == KESTA_OK) handOutWhole(serial, pszSN, pnSNLen);
+    if (result == KESTA_OK) HandOutWhole(serial, pszSN, pnSNLen);
     if (pszSN != nullptr) LogEntry(kTag, "m_SN: %s", pszSN);
-    return logEnd(kTag, result);
+    return LogEnd(kTag, result);
 }
 
 int GetVendorInfo(int nLanguage, char* pszVendor, unsigned int* pnVendorLen) {
-    begin();
-    if (nLanguage < 0 || nLanguage > 2) return setLastError(KESTA_UNSUPPORTED);
+    Begin();
+    if (nLanguage < 0 || nLanguage > 2) return SetLastError(KESTA_UNSUPPORTED);
     const std::string_view name = nLanguage == 2 ? places::kMakerEnglish : places::kMakerChinese;
     if (pszVendor == nullptr) {
         *pnVendorLen = static_cast<unsigned int>(name.size());
@@ -148,78 +148,78 @@ int GetVendorInfo(int nLanguage, char* pszVendor, unsigned int* pnVendorLen) {
 }
 
 int ChangePin(const char* szSN) {
-    logBegin("ChangePin");
-    logSerial(szSN);
-    begin();
-    return logEnd("ChangePin", library.ChangePin(szSN));
+    LogBegin("ChangePin");
+    LogSerial(szSN);
+    Begin();
+    return LogEnd("ChangePin", library.ChangePin(szSN));
 }
 
 int InitUKey(const char* szSN) {
-    logBegin("InitUKey");
-    logSerial(szSN);
-    if (!isInitialised()) return KESTA_NOT_INITIALISED;
-    setLastError(KESTA_OK);
-    return logEnd("InitUKey", library.CustInitCard(szSN, 0, nullptr, 0));
+    LogBegin("InitUKey");
+    LogSerial(szSN);
+    if (!IsInitialised()) return KESTA_NOT_INITIALISED;
+    SetLastError(KESTA_OK);
+    return LogEnd("InitUKey", library.CustInitCard(szSN, 0, nullptr, 0));
 }
 
 int TestInitUKey(const char* szSN, void* pParam) {
-    logBegin("TestInitUKey");
-    begin();
-    return logEnd("TestInitUKey", library.CustInitCard(szSN, 0, pParam, 0));
+    LogBegin("TestInitUKey");
+    Begin();
+    return LogEnd("TestInitUKey", library.CustInitCard(szSN, 0, pParam, 0));
 }
 
 int VerifyPIN(const char* szSN) {
-    initialiseOnFirstUse();
+    InitialiseOnFirstUse();
     return library.VerifyPIN(szSN);
 }
 
 int TestVerifyAndCachePin(const char* szSN, void* pParam) {
-    initialiseOnFirstUse();
+    InitialiseOnFirstUse();
     return library.VerifyAndCachePin(szSN, pParam);
 }
 
 int GetPinInfo(const char* szSN, void* pPinInfo, unsigned int* pnPinInfoLen) {
-    if (!initialisedWith(pnPinInfoLen)) return refuse();
-    if (pPinInfo == nullptr) return answerSize(pnPinInfoLen, limits::kPinInformation);
+    if (!InitialisedWith(pnPinInfoLen)) return Refuse();
+    if (pPinInfo == nullptr) return AnswerSize(pnPinInfoLen, limits::kPinInformation);
     return library.GetPinInfo(szSN, pPinInfo, pnPinInfoLen);
 }
 
 int SetCachePinFlag(const char* szSN, int nFlag) {
-    setLastError(KESTA_OK);
+    SetLastError(KESTA_OK);
     return library.SetCachePinFlag(szSN, nFlag);
 }
 
 int RemovePinCache() {
-    begin();
+    Begin();
     return library.GM_RemoveUserPin();
 }
 
 int GetCert(const char* szSN, unsigned int nParam1, unsigned int nParam2, char* pszCert,
             unsigned int* pnCertLen) {
-    if (!initialisedWith(pnCertLen, szSN)) return refuse();
+    if (!InitialisedWith(pnCertLen, szSN)) return Refuse();
     char certificate[limits::kCertificateBuffer] = {};
     std::uint32_t length = sizeof certificate;
     const int result = library.GetCertInfo(szSN, nParam1, nParam2, &certificate[0], &length);
     if (result != KESTA_OK) return result;
-    return handOut({certificate, sizeof certificate, length}, pszCert, pnCertLen);
+    return HandOut({certificate, sizeof certificate, length}, pszCert, pnCertLen);
 }
 
 int GetCertDN(const char* szSN, unsigned int nParam1, unsigned int nParam2, char* pszDN,
               int* pnDNLen) {
-    if (!initialisedWith(pnDNLen, szSN)) return refuse();
-    return readAndHandOut<limits::kNameBuffer>(pszDN, pnDNLen, [=](char* name) {
+    if (!InitialisedWith(pnDNLen, szSN)) return Refuse();
+    return ReadAndHandOut<limits::kNameBuffer>(pszDN, pnDNLen, [=](char* name) {
         return library.GM_GetCertDN(szSN, nParam1, nParam2, name);
     });
 }
 
 int GetCertInfo(const char* szSN, unsigned int nParam, void* pInfo, unsigned int* pnInfoLen) {
-    if (!initialisedWith(pnInfoLen)) return refuse();
-    if (pInfo == nullptr) return answerSize(pnInfoLen, limits::kCertificateInformation);
+    if (!InitialisedWith(pnInfoLen)) return Refuse();
+    if (pInfo == nullptr) return AnswerSize(pnInfoLen, limits::kCertificateInformation);
     return library.GetCertInfo_UOS(szSN, nParam, pInfo, pnInfoLen);
 }
 
 int DelCertAndTempKey(const char* szSN, unsigned int nParam1, unsigned int nParam2) {
-    initialiseOnFirstUse();
+    InitialiseOnFirstUse();
     return library.DelCertAndTempKey(szSN, nParam1, nParam2);
 }
 
@@ -235,8 +235,8 @@ int RepairDriver() {
 
 int Sign(const char* szSN, int nOption1, int nOption2, const char* pszData,
          const char* pszWarningMsg, char* pszSignature, unsigned int* pnSignatureLen) {
-    if (!initialisedWith(pszData, pnSignatureLen, pszWarningMsg)) return refuse();
-    if (pszSignature == nullptr) return answerSize(pnSignatureLen, workSize(pszData));
+    if (!InitialisedWith(pszData, pnSignatureLen, pszWarningMsg)) return Refuse();
+    if (pszSignature == nullptr) return AnswerSize(pnSignatureLen, WorkSize(pszData));
     const int result = library.SetWarningMsg(szSN, pszWarningMsg);
     if (result != KESTA_OK) return result;
     return library.GMUsbKeyCriticalSign(szSN, nOption1, nOption2, pszData, pszSignature,
@@ -245,113 +245,113 @@ int Sign(const char* szSN, int nOption1, int nOption2, const char* pszData,
 
 int SignHash(const char* szSN, int nOption1, int nOption2, const char* pszHash, int nOption3,
              char* pszSignature, unsigned int* pnSignatureLen) {
-    if (!initialisedWith(pnSignatureLen, pszHash)) return refuse();
-    const std::uint32_t size = workSize(pszHash);
-    if (pszSignature == nullptr) return answerSize(pnSignatureLen, size);
-    setLastError(KESTA_OK);
+    if (!InitialisedWith(pnSignatureLen, pszHash)) return Refuse();
+    const std::uint32_t size = WorkSize(pszHash);
+    if (pszSignature == nullptr) return AnswerSize(pnSignatureLen, size);
+    SetLastError(KESTA_OK);
     const auto work = std::make_unique<char[]>(size);
     const WritableCopy serial(szSN), hash(pszHash);
     const int result = library.GMUsbKeyCommonSign(serial.get(), nOption1, nOption2, hash.get(),
                                                   nOption3, work.get(), pnSignatureLen);
-    if (result == KESTA_OK) copyText(pszSignature, work.get(), size, size);
+    if (result == KESTA_OK) CopyText(pszSignature, work.get(), size, size);
     return result;
 }
 
 int Batch_Sign(unsigned int nFlags, void* pParam2, int nParam3, int nParam4, const char* pszData,
                void* pParam6, void* pParam7, int nParam8, int nParam9, const char* pszDataList,
                int nParam11, char* pszSignatures, unsigned int* pnSignaturesLen) {
-    if (!initialisedWith(pnSignaturesLen)) return refuse();
+    if (!InitialisedWith(pnSignaturesLen)) return Refuse();
     if (pszSignatures == nullptr) {
         const char* list = pszDataList == nullptr ? "" : pszDataList;
-        return answerSize(pnSignaturesLen, batchSize(pszData, pszDataList,
-                                                     KESTA_ComFunc.GetSubStringCount(list, "||")));
+        return AnswerSize(pnSignaturesLen, BatchSize(pszData, pszDataList,
+                                                     kestaComFunc.GetSubStringCount(list, "||")));
     }
-    if ((nFlags & 1) != 0 && anyNull(pParam2, pParam6, pszData)) return refuse();
+    if ((nFlags & 1) != 0 && AnyNull(pParam2, pParam6, pszData)) return Refuse();
     return library.Batch_Sign(nFlags, pParam2, nParam3, nParam4, pszData, pParam6, pParam7, nParam8,
                               nParam9, pszDataList, nParam11, pszSignatures, pnSignaturesLen);
 }
 
 int AsymDec(const char* szSN, int nOption1, unsigned int nOption2, const char* pszCipher,
             char* pszPlain, unsigned int* pnPlainLen) {
-    if (!initialisedWith(pnPlainLen, pszCipher)) return refuse();
-    const std::uint32_t size = workSize(pszCipher);
-    if (pszPlain == nullptr) return answerSize(pnPlainLen, size);
-    setLastError(KESTA_OK);
+    if (!InitialisedWith(pnPlainLen, pszCipher)) return Refuse();
+    const std::uint32_t size = WorkSize(pszCipher);
+    if (pszPlain == nullptr) return AnswerSize(pnPlainLen, size);
+    SetLastError(KESTA_OK);
     const auto work = std::make_unique<char[]>(size);
-    const WritableCopy serial(szSN), cipher(pszCipher, removeLineBreaks);
+    const WritableCopy serial(szSN), cipher(pszCipher, RemoveLineBreaks);
     std::uint32_t length = size;
     const int result = library.GMUSBKeyAsymDec2(serial.get(), nOption1, nOption2, cipher.get(),
                                                 work.get(), &length);
     if (result != KESTA_OK) return result;
-    return handOut({work.get(), size, length}, pszPlain, pnPlainLen);
+    return HandOut({work.get(), size, length}, pszPlain, pnPlainLen);
 }
 
 int GetLabel(const char* szSN, char* pszLabel, int* pnLabelLen) {
-    if (!initialisedWith(pnLabelLen, szSN) || *szSN == '\0') return refuse();
-    return readAndHandOut<limits::kLabelBuffer>(pszLabel, pnLabelLen, [=](char* label) {
+    if (!InitialisedWith(pnLabelLen, szSN) || *szSN == '\0') return Refuse();
+    return ReadAndHandOut<limits::kLabelBuffer>(pszLabel, pnLabelLen, [=](char* label) {
         return library.GetLabel(WritableCopy(szSN).get(), label);
     });
 }
 
 int SetLabel(const char* szSN, const char* szLabel) {
-    if (!initialisedWith(szSN, szLabel)) return refuse();
+    if (!InitialisedWith(szSN, szLabel)) return Refuse();
     return library.SetLabel(szSN, szLabel);
 }
 
 int SetData(const char* szName, unsigned int nParam, const char* szValue) {
-    if (!initialisedWith(szName, szValue) || !isDataName(szName) || !isDataValue(szValue))
-        return refuse();
+    if (!InitialisedWith(szName, szValue) || !IsDataName(szName) || !IsDataValue(szValue))
+        return Refuse();
     return library.SetData(szName, nParam, szValue);
 }
 
 int GetData(const char* szName, unsigned int nParam, char* pszValue, int* pnValueLen) {
-    if (!initialisedWith(szName, pnValueLen) || !isDataName(szName)) return refuse();
-    return readAndHandOut<limits::kDataBuffer>(
+    if (!InitialisedWith(szName, pnValueLen) || !IsDataName(szName)) return Refuse();
+    return ReadAndHandOut<limits::kDataBuffer>(
         pszValue, pnValueLen, [=](char* value) { return library.GetData(szName, nParam, value); },
         1);
 }
 
 int SetCharset(const char* pszArg1, const char* pszArg2) {
-    if (!initialisedWith(pszArg1, pszArg2)) return refuse();
+    if (!InitialisedWith(pszArg1, pszArg2)) return Refuse();
     return library.UOS_SetCharset(pszArg2, pszArg1);
 }
 
 int SetLanguage(const char* pszArg1, const char* pszArg2) {
-    if (!initialisedWith(pszArg1, pszArg2)) return refuse();
+    if (!InitialisedWith(pszArg1, pszArg2)) return Refuse();
     return library.UOS_SetLanguage(pszArg2, pszArg1);
 }
 
 // With C++ linkage, exported for the maker's own tools.
 KESTA_API void X_getMediaId(std::string& text, _S_DEV_CONFIG* record) {
-    text = mediaIdOf(*record);
+    text = MediaIdOf(*record);
 }
 
 KESTA_API void X_getCurrentSlots() {
-    readCurrentSlots(g_WaitEventSlotMap);
+    ReadCurrentSlots(g_WaitEventSlotMap);
 }
 
 int WaitForKeyEvent(unsigned int* pulEventType, char* pszMediaId, unsigned int* pulMediaIdLen) {
     LogEntry(kWaitTag, "begin");
-    initialiseOnFirstUse();
-    if (pszMediaId == nullptr) return answerMediaIdSize(pulMediaIdLen);
-    stayLoaded();
+    InitialiseOnFirstUse();
+    if (pszMediaId == nullptr) return AnswerMediaIdSize(pulMediaIdLen);
+    StayLoaded();
     LogEntry("X_getCurrentSlots", "before");
     X_getCurrentSlots();
     LogEntry("X_getCurrentSlots", "after");
-    return waitForEvent(g_WaitEventSlotMap, isRun, {pulEventType, pszMediaId, pulMediaIdLen});
+    return WaitForEvent(g_WaitEventSlotMap, isRun, {pulEventType, pszMediaId, pulMediaIdLen});
 }
 
 int StopDetectUKey() {
-    begin();
+    Begin();
     if (isRun.load(std::memory_order_acquire)) isRun.store(false, std::memory_order_release);
     return KESTA_OK;
 }
 
 int GenerateCertRequest(const char* szSN, const char* requestInfo, char* szP10, int* pnP10Len) {
-    begin();
-    if (anyNull(szSN, requestInfo, pnP10Len)) return refuse();
-    return probeCache.serve({szSN, requestInfo, szP10, pnP10Len}, [=](LgnString& requests) {
-        return makeRequests(library, szSN, requestInfo, requests);
+    Begin();
+    if (AnyNull(szSN, requestInfo, pnP10Len)) return Refuse();
+    return probeCache.Serve({szSN, requestInfo, szP10, pnP10Len}, [=](LgnString& requests) {
+        return MakeRequests(library, szSN, requestInfo, requests);
     });
 }
 
@@ -359,38 +359,38 @@ int Batch_InitAndGenerateCertRequest(const char* szSN, int initFlag, const char*
                                      char* szP10, int* pnP10Len) {
     LogEntry("Batch_InitAndGenerateCertRequest", "Begin szSN = %s,requestInfo = %s", szSN,
              requestInfo);
-    if (!initialisedWith(pnP10Len, requestInfo)) return refuse();
-    return probeCache.serve({szSN, requestInfo, szP10, pnP10Len}, [=](LgnString& requests) {
-        setLastError(KESTA_OK);  // not before: a kept request is answered with the code that stood
-        return makeBatchRequests(library, szSN, initFlag, requestInfo, requests);
+    if (!InitialisedWith(pnP10Len, requestInfo)) return Refuse();
+    return probeCache.Serve({szSN, requestInfo, szP10, pnP10Len}, [=](LgnString& requests) {
+        SetLastError(KESTA_OK);  // not before: a kept request is answered with the code that stood
+        return MakeBatchRequests(library, szSN, initFlag, requestInfo, requests);
     });
 }
 
 int ImportX509Cert(const char* szSN, const char* strP7) {
-    if (!initialisedWith(szSN, strP7)) return refuse();
+    if (!InitialisedWith(szSN, strP7)) return Refuse();
     probeCache.ReleaseP10Buffer();
-    return importCertificate(library, szSN, strP7);
+    return ImportCertificate(library, szSN, strP7);
 }
 
 int ImportEncX509Cert(const char* szSN, const char* strP7, const char* strPriKey) {
-    if (!initialisedWith(szSN, strPriKey, strP7)) return refuse();
+    if (!InitialisedWith(szSN, strPriKey, strP7)) return Refuse();
     probeCache.ReleaseP10Buffer();
-    setLastError(KESTA_OK);
-    return importEncryption(library, szSN, strP7, strPriKey);
+    SetLastError(KESTA_OK);
+    return ImportEncryption(library, szSN, strP7, strPriKey);
 }
 
 // The one import that leaves a kept request alone.
 int Batch_ImportX509Cert(const char* szSN, const char* strP7) {
-    if (!initialisedWith(strP7)) return refuse();
-    return importBundle(library, szSN, strP7);
+    if (!InitialisedWith(strP7)) return Refuse();
+    return ImportBundle(library, szSN, strP7);
 }
 
 // Tells whether the install directory can be listed. What it must hold (places::kCompanionFiles)
 // is not decided here: ukey doctor looks.
 int CheckDriverIntegrity(int nMode) {
-    begin();
+    Begin();
     std::vector<std::string> names;
     const bool listed =
-        nMode == 1 && KESTA_ComFunc.find_dir_file(KESTA_INSTALL_DIRECTORY "/", names) == 0;
-    return setLastError(listed ? KESTA_OK : KESTA_UNSUPPORTED);
+        nMode == 1 && kestaComFunc.find_dir_file(KESTA_INSTALL_DIRECTORY "/", names) == 0;
+    return SetLastError(listed ? KESTA_OK : KESTA_UNSUPPORTED);
 }

@@ -5,12 +5,12 @@
 
 #include "kesta_unified_zrkukey.h"
 
-inline int lastError() {
+inline int LastError() {
     return __atomic_load_n(&G_LastError, __ATOMIC_RELAXED);
 }
 
 // Stores the code and hands it back, as most paths return what they store.
-inline int setLastError(int code) {
+inline int SetLastError(int code) {
     __atomic_store_n(&G_LastError, code, __ATOMIC_RELAXED);
     return code;
 }

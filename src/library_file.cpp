@@ -14,33 +14,33 @@ namespace {
 
 class File {
 public:
-    explicit File(const char* path) : m_descriptor(open(path, O_RDONLY | O_CLOEXEC)) {}
+    explicit File(const char* path) : descriptor_(open(path, O_RDONLY | O_CLOEXEC)) {}
     ~File() {
-        if (m_descriptor >= 0) close(m_descriptor);
+        if (descriptor_ >= 0) close(descriptor_);
     }
     File(const File&) = delete;
     File& operator=(const File&) = delete;
 
-    bool status(struct stat& out) const {
-        return m_descriptor >= 0 && fstat(m_descriptor, &out) == 0;
+    bool Status(struct stat& out) const {
+        return descriptor_ >= 0 && fstat(descriptor_, &out) == 0;
     }
 
     template <typename Record>
-    bool read(Record& record, Elf64_Off offset) const {
-        return pread(m_descriptor, &record, sizeof record, static_cast<off_t>(offset)) ==
+    bool Read(Record& record, Elf64_Off offset) const {
+        return pread(descriptor_, &record, sizeof record, static_cast<off_t>(offset)) ==
                static_cast<ssize_t>(sizeof record);
     }
 
 private:
-    int m_descriptor;
+    int descriptor_;
 };
 
 // False for all that the loader itself refuses.
-bool isCutShort(const char* path) {
+bool IsCutShort(const char* path) {
     const File file(path);
     struct stat status;
     Elf64_Ehdr header;
-    if (!file.status(status) || !S_ISREG(status.st_mode) || !file.read(header, 0)) return false;
+    if (!file.Status(status) || !S_ISREG(status.st_mode) || !file.Read(header, 0)) return false;
     if (std::memcmp(header.e_ident, ELFMAG, SELFMAG) != 0 ||
         header.e_ident[EI_CLASS] != ELFCLASS64 || header.e_phentsize != sizeof(Elf64_Phdr)) {
         return false;
@@ -50,7 +50,7 @@ bool isCutShort(const char* path) {
     const auto size = (static_cast<Elf64_Off>(status.st_size) + page - 1) / page * page;
     for (unsigned i = 0; i < header.e_phnum; ++i) {
         Elf64_Phdr segment;
-        if (!file.read(segment, header.e_phoff + i * sizeof segment)) return true;
+        if (!file.Read(segment, header.e_phoff + i * sizeof segment)) return true;
         // A segment of zeroes alone takes nothing of the file, wherever it says that it begins.
         if (segment.p_type != PT_LOAD || segment.p_filesz == 0) continue;
         if (segment.p_offset > size || segment.p_filesz > size - segment.p_offset) return true;
@@ -60,9 +60,9 @@ bool isCutShort(const char* path) {
 
 }  // namespace
 
-void* openLibrary(const char* path) {
+void* OpenLibrary(const char* path) {
     if (void* const loaded = dlopen(path, RTLD_LAZY | RTLD_NOLOAD)) return loaded;
-    return isCutShort(path) ? nullptr : dlopen(path, RTLD_LAZY);
+    return IsCutShort(path) ? nullptr : dlopen(path, RTLD_LAZY);
 }
 
 }  // namespace kesta

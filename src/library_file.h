@@ -8,7 +8,7 @@ namespace kesta {
 // ends before the pages of its own segments do, as an interrupted copy leaves it: the loader maps
 // such a file without complaint and the process dies of SIGBUS at the first access to what is
 // missing. A library that the process has already stays good whatever became of its file.
-void* openLibrary(const char* path);
+void* OpenLibrary(const char* path);
 
 }  // namespace kesta
 

@@ -32,7 +32,7 @@ namespace {
 using places::kLogFile;
 using places::kLogLimit;
 
-void writeAll(int file, const char* bytes, std::size_t size) {
+void WriteAll(int file, const char* bytes, std::size_t size) {
     while (size != 0) {
         const ssize_t n = write(file, bytes, size);
         if (n < 0 && errno == EINTR) continue;
@@ -43,7 +43,7 @@ void writeAll(int file, const char* bytes, std::size_t size) {
 }
 
 // Day, hour, minute and second, six bits each from the top; what a record says of its time.
-std::uint64_t packed(const tm& time) {
+std::uint64_t Packed(const tm& time) {
     const auto bits = [](int part, int shift) { return static_cast<std::uint64_t>(part) << shift; };
     return bits(time.tm_mday, 18) | bits(time.tm_hour, 12) | bits(time.tm_min, 6) |
            bits(time.tm_sec, 0);
@@ -52,7 +52,7 @@ std::uint64_t packed(const tm& time) {
 // Local time, packed, in the zone that TZ names at this moment: a client may change it. tzset costs
 // no system call while TZ stays as it was; without TZ it costs one, so it is asked once and when TZ
 // goes. Without TZ a second is broken down once, for all records that are written in it.
-std::uint64_t localTime(time_t seconds) {
+std::uint64_t LocalTime(time_t seconds) {
     static std::atomic<bool> wasNamed{true};  // by whoever asked for local time before the log did
     static std::atomic<std::uint64_t> latest{0};  // the second above its packed time
     const bool named = getenv("TZ") != nullptr;
@@ -63,7 +63,7 @@ std::uint64_t localTime(time_t seconds) {
     if (asked) tzset();
     tm local{};
     localtime_r(&seconds, &local);
-    const std::uint64_t time = second | packed(local);
+    const std::uint64_t time = second | Packed(local);
     latest.store(asked ? 0 : time, std::memory_order_relaxed);
     return time;
 }
@@ -72,74 +72,74 @@ std::uint64_t localTime(time_t seconds) {
 constexpr std::size_t kLongestHead = 128;
 constexpr std::string_view kEnd = "]\r\n";
 
-char* put(char* to, std::string_view text) {
+char* Put(char* to, std::string_view text) {
     std::memcpy(to, text.data(), text.size());
     return to + text.size();
 }
 
 // With zeroes in front up to so many digits.
-char* putDecimal(char* to, long value, int digits) {
+char* PutDecimal(char* to, long value, int digits) {
     char text[24];
     const char* const end = std::to_chars(text, text + sizeof text, value).ptr;
     for (auto missing = digits - (end - text); missing > 0; --missing) *to++ = '0';
-    return put(to, {text, static_cast<std::size_t>(end - text)});
+    return Put(to, {text, static_cast<std::size_t>(end - text)});
 }
 
 }  // namespace
 
 LogRecord::LogRecord(const char* tag, Fraction fraction) {
     // A waiting thread may be cancelled; the unwinding must not begin in the destructor below.
-    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &m_cancelState);
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancelState_);
     struct stat status;
     if (stat(kLogFile, &status) == 0 && status.st_size > kLogLimit) remove(kLogFile);
-    m_file = open(kLogFile, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
-    if (isOpen()) addHead(tag, fraction);
+    file_ = open(kLogFile, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
+    if (IsOpen()) AddHead(tag, fraction);
 }
 
 LogRecord::~LogRecord() {
-    if (isOpen()) {
-        if (reserve(kEnd.size()))
-            m_size = static_cast<std::size_t>(put(m_text + m_size, kEnd) - m_text);
-        if (m_whole) writeAll(m_file, m_text, m_size);
-        close(m_file);
+    if (IsOpen()) {
+        if (Reserve(kEnd.size()))
+            size_ = static_cast<std::size_t>(Put(text_ + size_, kEnd) - text_);
+        if (whole_) WriteAll(file_, text_, size_);
+        close(file_);
         // It may be the text of a key.
-        explicit_bzero(m_text, m_size);
-        if (m_text != m_buffer) std::free(m_text);
+        explicit_bzero(text_, size_);
+        if (text_ != buffer_) std::free(text_);
     }
-    pthread_setcancelstate(m_cancelState, nullptr);
+    pthread_setcancelstate(cancelState_, nullptr);
 }
 
-void LogRecord::addFormatted(const char* format, va_list arguments) {
+void LogRecord::AddFormatted(const char* format, va_list arguments) {
     va_list again;
     va_copy(again, arguments);
-    const std::size_t left = m_capacity - m_size;
-    const int printed = vsnprintf(m_text + m_size, left, format, arguments);
+    const std::size_t left = capacity_ - size_;
+    const int printed = vsnprintf(text_ + size_, left, format, arguments);
     const auto length = static_cast<std::size_t>(printed < 0 ? 0 : printed);
     if (length < left) {
-        m_size += length;
-    } else if (reserve(length + 1)) {
-        vsnprintf(m_text + m_size, length + 1, format, again);
-        m_size += length;
+        size_ += length;
+    } else if (Reserve(length + 1)) {
+        vsnprintf(text_ + size_, length + 1, format, again);
+        size_ += length;
     }
     va_end(again);
 }
 
-void LogRecord::addHexadecimal(const unsigned char* bytes, std::size_t count) {
-    if (!reserve(count * 2)) return;
+void LogRecord::AddHexadecimal(const unsigned char* bytes, std::size_t count) {
+    if (!Reserve(count * 2)) return;
     for (std::size_t i = 0; i < count; ++i) {
         for (const int digit : {bytes[i] >> 4, bytes[i] & 15}) {
-            m_text[m_size++] = "0123456789ABCDEF"[digit];
+            text_[size_++] = "0123456789ABCDEF"[digit];
         }
     }
 }
 
-void LogRecord::addHead(const char* tag, Fraction fraction) {
+void LogRecord::AddHead(const char* tag, Fraction fraction) {
     timeval now{};
     gettimeofday(&now, nullptr);
-    const std::uint64_t time = localTime(now.tv_sec);
+    const std::uint64_t time = LocalTime(now.tv_sec);
     const std::string_view name = tag == nullptr ? "(null)" : tag;
-    if (!reserve(name.size() + kLongestHead)) return;
-    char* to = m_text;
+    if (!Reserve(name.size() + kLongestHead)) return;
+    char* to = text_;
     char separator = '[';
     for (const int shift : {18, 12, 6, 0}) {
         *to++ = separator;
@@ -150,25 +150,25 @@ void LogRecord::addHead(const char* tag, Fraction fraction) {
     }
     *to++ = '.';
     const bool milliseconds = fraction == Fraction::kMilliseconds;
-    to = putDecimal(to, milliseconds ? now.tv_usec / 1000 : now.tv_usec, 3);
-    to = put(put(put(to, "] "), name), ": (Process is ");
-    to = put(putDecimal(to, getpid(), 1), ", thread is ");
+    to = PutDecimal(to, milliseconds ? now.tv_usec / 1000 : now.tv_usec, 3);
+    to = Put(Put(Put(to, "] "), name), ": (Process is ");
+    to = Put(PutDecimal(to, getpid(), 1), ", thread is ");
     const auto thread = static_cast<std::int32_t>(static_cast<std::uint32_t>(pthread_self()));
-    to = put(putDecimal(to, thread, 1), ")\r\n\t[");
-    m_size = static_cast<std::size_t>(to - m_text);
+    to = Put(PutDecimal(to, thread, 1), ")\r\n\t[");
+    size_ = static_cast<std::size_t>(to - text_);
 }
 
-bool LogRecord::reserve(std::size_t more) {
-    if (more <= m_capacity - m_size) return true;
-    const std::size_t capacity = m_size + more + 64;
-    auto* const text = static_cast<char*>(m_whole ? std::malloc(capacity) : nullptr);
-    m_whole = text != nullptr;
-    if (!m_whole) return false;
-    std::memcpy(text, m_text, m_size);
-    explicit_bzero(m_text, m_size);
-    if (m_text != m_buffer) std::free(m_text);
-    m_text = text;
-    m_capacity = capacity;
+bool LogRecord::Reserve(std::size_t more) {
+    if (more <= capacity_ - size_) return true;
+    const std::size_t capacity = size_ + more + 64;
+    auto* const text = static_cast<char*>(whole_ ? std::malloc(capacity) : nullptr);
+    whole_ = text != nullptr;
+    if (!whole_) return false;
+    std::memcpy(text, text_, size_);
+    explicit_bzero(text_, size_);
+    if (text_ != buffer_) std::free(text_);
+    text_ = text;
+    capacity_ = capacity;
     return true;
 }
 
@@ -176,16 +176,16 @@ bool LogRecord::reserve(std::size_t more) {
 
 void LogEntry(const char* tag, const char* format, ...) {
     kesta::LogRecord record(tag, kesta::LogRecord::Fraction::kMilliseconds);
-    if (!record.isOpen()) return;
+    if (!record.IsOpen()) return;
     va_list arguments;
     va_start(arguments, format);
-    record.addFormatted(format, arguments);
+    record.AddFormatted(format, arguments);
     va_end(arguments);
 }
 
 void LogHex(const char* tag, const void* data, int length) {
     kesta::LogRecord record(tag, kesta::LogRecord::Fraction::kMicroseconds);
-    if (!record.isOpen() || data == nullptr || length <= 0) return;
-    record.addHexadecimal(static_cast<const unsigned char*>(data),
+    if (!record.IsOpen() || data == nullptr || length <= 0) return;
+    record.AddHexadecimal(static_cast<const unsigned char*>(data),
                           static_cast<std::size_t>(length));
 }

@@ -22,22 +22,22 @@ public:
     LogRecord& operator=(const LogRecord&) = delete;
 
     // False where there is nothing to write to.
-    bool isOpen() const { return m_file >= 0; }
-    void addFormatted(const char* format, va_list arguments);
-    void addHexadecimal(const unsigned char* bytes, std::size_t count);
+    bool IsOpen() const { return file_ >= 0; }
+    void AddFormatted(const char* format, va_list arguments);
+    void AddHexadecimal(const unsigned char* bytes, std::size_t count);
 
 private:
-    void addHead(const char* tag, Fraction fraction);
+    void AddHead(const char* tag, Fraction fraction);
     // True when so many characters more have room.
-    bool reserve(std::size_t more);
+    bool Reserve(std::size_t more);
 
-    int m_cancelState = 0;
-    int m_file = -1;
-    bool m_whole = true;  // false once something found no room
-    char* m_text = m_buffer;
-    std::size_t m_size = 0;
-    std::size_t m_capacity = sizeof m_buffer;
-    char m_buffer[4096];
+    int cancelState_ = 0;
+    int file_ = -1;
+    bool whole_ = true;  // false once something found no room
+    char* text_ = buffer_;
+    std::size_t size_ = 0;
+    std::size_t capacity_ = sizeof buffer_;
+    char buffer_[4096];
 };
 
 }  // namespace kesta

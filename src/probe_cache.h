@@ -23,35 +23,35 @@ struct RequestCall {
 class ProbeCache {
 public:
     constexpr ProbeCache(char*& p10, char*& request, char*& serial)
-        : m_p10(p10), m_request(request), m_serial(serial) {}
+        : p10_(p10), request_(request), serial_(serial) {}
     ProbeCache(const ProbeCache&) = delete;
     ProbeCache& operator=(const ProbeCache&) = delete;
 
     // Answers from the kept request where that was made for this call, and otherwise with what make
     // appends to the text that it is given.
     template <typename Make>
-    int serve(const RequestCall& call, Make make) {
-        if (const auto kept = answer(call)) return *kept;
+    int Serve(const RequestCall& call, Make make) {
+        if (const auto kept = Answer(call)) return *kept;
         LgnString requests;
         const int result = make(requests);
-        return result != KESTA_OK ? result : handOut(requests, call);
+        return result != KESTA_OK ? result : HandOut(requests, call);
     }
 
     // Serves a call with a buffer. Nothing where there is no kept request, or where it was made
     // for another key or other request information; it is then forgotten.
-    std::optional<int> answer(const RequestCall& call);
+    std::optional<int> Answer(const RequestCall& call);
 
     // Hands newly made requests out, or keeps them for the next call.
-    int handOut(const LgnString& requests, const RequestCall& call);
+    int HandOut(const LgnString& requests, const RequestCall& call);
 
     void ReleaseP10Buffer();
 
 private:
-    void keep(const LgnString& requests, const RequestCall& call);
+    void Keep(const LgnString& requests, const RequestCall& call);
 
-    char*& m_p10;
-    char*& m_request;
-    char*& m_serial;
+    char*& p10_;
+    char*& request_;
+    char*& serial_;
 };
 
 }  // namespace kesta

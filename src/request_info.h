@@ -21,18 +21,18 @@ struct RequestParameters {
 // Takes the groups of a text one after another.
 class GroupReader {
 public:
-    explicit GroupReader(std::string_view text) : m_text(text) {}
+    explicit GroupReader(std::string_view text) : text_(text) {}
     // False when no further group is found.
-    bool next(std::string_view& group);
+    bool Next(std::string_view& group);
 
 private:
-    std::string_view m_text;
-    std::size_t m_position = 0;
+    std::string_view text_;
+    std::size_t position_ = 0;
 };
 
 // Reads a group's items into parameters. False: an item's name is unknown. Throws
 // LGN::CLgnException (invalid argument) where a name ends the group without a parenthesis.
-bool parseGroup(std::string_view group, RequestParameters& parameters);
+bool ParseGroup(std::string_view group, RequestParameters& parameters);
 
 // The records that groups make. An SM2 group and its encryption companion make one record.
 class RequestRecords {
@@ -40,20 +40,20 @@ public:
     static constexpr int kMost = 3;
 
     // False: certType 3 demands keyType 2. Takes at most kMost groups.
-    bool add(const RequestParameters& group);
+    bool Add(const RequestParameters& group);
 
     // Slots that no group filled are all zero.
-    KestaRequestRecord& operator[](int slot) { return m_records[slot]; }
-    int count() const { return m_count; }
+    KestaRequestRecord& operator[](int slot) { return records_[slot]; }
+    int count() const { return count_; }
 
 private:
     void append(const RequestParameters& group);
 
-    KestaRequestRecord m_records[kMost] = {};
-    int m_count = 0;
+    KestaRequestRecord records_[kMost] = {};
+    int count_ = 0;
     // The latest record that an SM2 group made, and that group's certType.
-    KestaRequestRecord* m_open = nullptr;
-    std::int32_t m_openCertType = 0;
+    KestaRequestRecord* open_ = nullptr;
+    std::int32_t openCertType_ = 0;
 };
 
 }  // namespace kesta

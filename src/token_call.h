@@ -8,7 +8,7 @@
 
 namespace kesta {
 
-inline LgnString copyOf(const char* text) {
+inline LgnString CopyOf(const char* text) {
     return LgnString(text, LGN::TextLength(text), _lgnBufferManager);
 }
 
@@ -17,45 +17,45 @@ inline LgnString copyOf(const char* text) {
 // handle is asked. Arguments take the entry point's types.
 class Token {
 public:
-    constexpr explicit Token(const CommonFunction& table) : m_table(table) {}
+    constexpr explicit Token(const CommonFunction& table) : table_(table) {}
 
 #define KESTA_GUARDED_CALL(result, name, arguments) \
     template <typename... Arguments>                \
     int name(Arguments&&... values) const {         \
-        return call(m_table.m_p##name, values...);  \
+        return Call(table_.m_p##name, values...);   \
     }
     KESTA_TOKEN_ENTRY_POINTS(KESTA_GUARDED_CALL)
 #undef KESTA_GUARDED_CALL
 
     // The token library's text for a code. Only of a bound one: a text has no code to refuse with.
-    LgnString message(std::int32_t code) const {
-        return copyOf(__atomic_load_n(&m_table.m_pX_ErrorConvert_UOS, __ATOMIC_RELAXED)(code));
+    LgnString Message(std::int32_t code) const {
+        return CopyOf(__atomic_load_n(&table_.m_pX_ErrorConvert_UOS, __ATOMIC_RELAXED)(code));
     }
 
 private:
     template <typename... Parameters, typename... Arguments>
-    int call(int (*const& slot)(Parameters...), Arguments&... arguments) const {
-        if (!m_table.IsBound()) return setLastError(KESTA_NOT_BOUND);
+    int Call(int (*const& slot)(Parameters...), Arguments&... arguments) const {
+        if (!table_.IsBound()) return SetLastError(KESTA_NOT_BOUND);
         const auto entry = __atomic_load_n(&slot, __ATOMIC_RELAXED);
-        return setLastError(entry(static_cast<Parameters>(arguments)...));
+        return SetLastError(entry(static_cast<Parameters>(arguments)...));
     }
 
-    const CommonFunction& m_table;
+    const CommonFunction& table_;
 };
 
 // A private copy of a text that the token library may write to, cleaned first where that is asked.
 class WritableCopy {
 public:
     explicit WritableCopy(const char* text, void (*clean)(LgnString&) = nullptr)
-        : m_text(copyOf(text)) {
-        if (clean != nullptr) clean(m_text);
-        m_characters = m_text.GetBuffer(m_text.GetLength());
+        : text_(CopyOf(text)) {
+        if (clean != nullptr) clean(text_);
+        characters_ = text_.GetBuffer(text_.GetLength());
     }
-    char* get() const { return m_characters; }
+    char* get() const { return characters_; }
 
 private:
-    LgnString m_text;
-    char* m_characters;
+    LgnString text_;
+    char* characters_;
 };
 
 // What the token library returns in a char*: from new[], released here on every path.

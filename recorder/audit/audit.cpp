@@ -41,12 +41,12 @@ Redirection redirections[kBoundaries] = {
 char core[kPathSize];
 const char* replayed;
 
-const char* baseName(const char* path) {
+const char* BaseName(const char* path) {
     const char* const slash = std::strrchr(path, '/');
     return slash == nullptr ? path : slash + 1;
 }
 
-void join(char* path, const char* folder, const char* name) {
+void Join(char* path, const char* folder, const char* name) {
     const std::size_t length = std::strlen(folder), more = std::strlen(name) + 1;
     if (length + 1 + more > kPathSize) return;
     std::memcpy(path, folder, length);
@@ -60,40 +60,40 @@ public:
     explicit File(const char* path) {
         const int descriptor = open(path, O_RDONLY | O_CLOEXEC);
         if (descriptor < 0) return;
-        if (fstat(descriptor, &m_status) == 0 && S_ISREG(m_status.st_mode) && size() != 0) {
+        if (fstat(descriptor, &status_) == 0 && S_ISREG(status_.st_mode) && size() != 0) {
             void* const base = mmap(nullptr, size(), PROT_READ, MAP_PRIVATE, descriptor, 0);
-            if (base != MAP_FAILED) m_base = static_cast<const char*>(base);
+            if (base != MAP_FAILED) base_ = static_cast<const char*>(base);
         }
         close(descriptor);
     }
     ~File() {
-        if (m_base != nullptr) munmap(const_cast<char*>(m_base), size());
+        if (base_ != nullptr) munmap(const_cast<char*>(base_), size());
     }
     File(const File&) = delete;
     File& operator=(const File&) = delete;
 
-    const struct stat& status() const { return m_status; }
+    const struct stat& status() const { return status_; }
 
     template <typename T>
-    const T* at(std::size_t offset, std::size_t count = 1) const {
-        if (m_base == nullptr || offset > size() || count > (size() - offset) / sizeof(T)) {
+    const T* At(std::size_t offset, std::size_t count = 1) const {
+        if (base_ == nullptr || offset > size() || count > (size() - offset) / sizeof(T)) {
             return nullptr;
         }
-        return reinterpret_cast<const T*>(m_base + offset);
+        return reinterpret_cast<const T*>(base_ + offset);
     }
 
 private:
-    std::size_t size() const { return static_cast<std::size_t>(m_status.st_size); }
+    std::size_t size() const { return static_cast<std::size_t>(status_.st_size); }
 
-    struct stat m_status = {};
-    const char* m_base = nullptr;
+    struct stat status_ = {};
+    const char* base_ = nullptr;
 };
 
-bool defines(const File& file, const ElfW(Shdr) & table, const ElfW(Shdr) & texts,
+bool Defines(const File& file, const ElfW(Shdr) & table, const ElfW(Shdr) & texts,
              const char* name) {
     const std::size_t count = table.sh_size / sizeof(ElfW(Sym));
-    const auto* const symbols = file.at<ElfW(Sym)>(table.sh_offset, count);
-    const char* const names = file.at<char>(texts.sh_offset, texts.sh_size);
+    const auto* const symbols = file.At<ElfW(Sym)>(table.sh_offset, count);
+    const char* const names = file.At<char>(texts.sh_offset, texts.sh_size);
     if (symbols == nullptr || names == nullptr) return false;
     const std::size_t length = std::strlen(name) + 1;
     for (std::size_t i = 0; i < count; ++i) {
@@ -106,16 +106,16 @@ bool defines(const File& file, const ElfW(Shdr) & table, const ElfW(Shdr) & text
     return false;
 }
 
-bool definesAll(const File& file, Boundary boundary) {
-    const auto* const header = file.at<ElfW(Ehdr)>(0);
+bool DefinesAll(const File& file, Boundary boundary) {
+    const auto* const header = file.At<ElfW(Ehdr)>(0);
     if (header == nullptr || std::memcmp(header->e_ident, ELFMAG, SELFMAG) != 0) return false;
-    const auto* const sections = file.at<ElfW(Shdr)>(header->e_shoff, header->e_shnum);
+    const auto* const sections = file.At<ElfW(Shdr)>(header->e_shoff, header->e_shnum);
     if (sections == nullptr) return false;
     for (unsigned i = 0; i < header->e_shnum; ++i) {
         if (sections[i].sh_type != SHT_DYNSYM || sections[i].sh_link >= header->e_shnum) continue;
         for (std::size_t number = 0; number < kFunctionCount; ++number) {
-            if (boundaryOf(number) == boundary &&
-                !defines(file, sections[i], sections[sections[i].sh_link], rowOf(number).name)) {
+            if (BoundaryOf(number) == boundary &&
+                !Defines(file, sections[i], sections[sections[i].sh_link], RowOf(number).name)) {
                 return false;
             }
         }
@@ -125,11 +125,11 @@ bool definesAll(const File& file, Boundary boundary) {
 }
 
 // What the loader is to open in place of the file at path.
-const char* inPlaceOf(const char* path, int boundary) {
+const char* InPlaceOf(const char* path, int boundary) {
     Redirection& to = redirections[boundary];
     const File file(path);
     if (to.real[0] == '\0') {
-        if (std::strlen(path) >= kPathSize || !definesAll(file, static_cast<Boundary>(boundary))) {
+        if (std::strlen(path) >= kPathSize || !DefinesAll(file, static_cast<Boundary>(boundary))) {
             return path;
         }
         std::strcpy(to.real, path);
@@ -141,7 +141,7 @@ const char* inPlaceOf(const char* path, int boundary) {
 }
 
 // Replaying, the token libraries are not looked for: never a real key.
-const char* answered(int boundary) {
+const char* Answered(int boundary) {
     const char* const there = std::getenv(redirections[boundary].variable);
     if (there != nullptr && std::strcmp(there, "0") == 0) return nullptr;
     return redirections[boundary].standIn;
@@ -158,7 +158,7 @@ unsigned la_version(unsigned version) {
     if (folder == nullptr) return 0;
     replayed = std::getenv("KESTA_REPLAYER_FILE");
     if (replayed != nullptr && *replayed == '\0') replayed = nullptr;
-    join(core, folder, replayed != nullptr ? "libkesta_replayer.so" : "libkesta_recorder.so");
+    Join(core, folder, replayed != nullptr ? "libkesta_replayer.so" : "libkesta_recorder.so");
     const char* const kinds[kBoundaries] = {"exports",
                                             replayed != nullptr ? "replay-token" : "token",
                                             replayed != nullptr ? "replay-events" : "events"};
@@ -166,22 +166,22 @@ unsigned la_version(unsigned version) {
         char within[64] = "";
         std::strcat(std::strcat(within, kinds[i]), "/");
         std::strcat(within, redirections[i].name);
-        join(redirections[i].standIn, folder, within);
+        Join(redirections[i].standIn, folder, within);
     }
     return version;
 }
 
 char* la_objsearch(const char* name, std::uintptr_t*, unsigned flag) {
-    const char* const base = baseName(name);
+    const char* const base = BaseName(name);
     const char* found = name;
     if (std::strcmp(base, "libkesta_recorder_core.so") == 0) found = core;
     for (int i = 0; i < kBoundaries; ++i) {
         Redirection& to = redirections[i];
         if (std::strcmp(base, to.needed) == 0) found = to.real[0] == '\0' ? nullptr : to.real;
         if (std::strcmp(base, to.name) != 0) continue;
-        if (replayed != nullptr && i != 0) return const_cast<char*>(answered(i));
+        if (replayed != nullptr && i != 0) return const_cast<char*>(Answered(i));
         // A bare name is still to be looked for, folder by folder.
-        if (flag != LA_SER_ORIG || base != name) found = inPlaceOf(name, i);
+        if (flag != LA_SER_ORIG || base != name) found = InPlaceOf(name, i);
     }
     return const_cast<char*>(found);
 }

@@ -56,7 +56,7 @@ struct Row {
     Parameter parameters[kMostParameters];
 };
 
-constexpr std::size_t countOf(const Row& row) {
+constexpr std::size_t CountOf(const Row& row) {
     std::size_t count = 0;
     while (count < kMostParameters && row.parameters[count].name != nullptr) ++count;
     return count;
@@ -67,17 +67,17 @@ constexpr std::size_t countOf(const Row& row) {
 constexpr Class Public = Class::kPublic, Identifier = Class::kIdentifier, Content = Class::kContent,
                 Secret = Class::kSecret;
 
-constexpr Parameter number(const char* name) {
+constexpr Parameter Number(const char* name) {
     return {name, Public, Shape::kNumber, Bound::kSize, 0, -1};
 }
-constexpr Parameter text(const char* name, Class visibility, std::size_t size = 0) {
+constexpr Parameter Text(const char* name, Class visibility, std::size_t size = 0) {
     return {name, visibility, Shape::kText, Bound::kSize, static_cast<std::uint16_t>(size), -1};
 }
-constexpr Parameter serial(const char* name) {
-    return text(name, Identifier);
+constexpr Parameter Serial(const char* name) {
+    return Text(name, Identifier);
 }
 // A buffer of a fixed size.
-constexpr Parameter buffer(const char* name, Class visibility, std::size_t size, int length = -1) {
+constexpr Parameter Buffer(const char* name, Class visibility, std::size_t size, int length = -1) {
     return {name,
             visibility,
             Shape::kTextOut,
@@ -86,29 +86,29 @@ constexpr Parameter buffer(const char* name, Class visibility, std::size_t size,
             static_cast<std::int8_t>(length)};
 }
 // A buffer whose text is as long as parameter number `length` tells afterwards.
-constexpr Parameter textOut(const char* name, Class visibility, int length) {
+constexpr Parameter TextOut(const char* name, Class visibility, int length) {
     return {name, visibility, Shape::kTextOut, Bound::kLength, 0, static_cast<std::int8_t>(length)};
 }
 // A buffer as large as parameter number `length` tells beforehand; a text ends at its NUL.
-constexpr Parameter roomOut(const char* name, Class visibility, int length) {
+constexpr Parameter RoomOut(const char* name, Class visibility, int length) {
     return {name, visibility, Shape::kTextOut, Bound::kRoom, 0, static_cast<std::int8_t>(length)};
 }
-constexpr Parameter bytesOut(const char* name, Class visibility, int length) {
+constexpr Parameter BytesOut(const char* name, Class visibility, int length) {
     return {name, visibility, Shape::kBytesOut, Bound::kRoom, 0, static_cast<std::int8_t>(length)};
 }
-constexpr Parameter length(const char* name, int buffer) {
+constexpr Parameter Length(const char* name, int buffer) {
     return {name, Public, Shape::kLength, Bound::kSize, 0, static_cast<std::int8_t>(buffer)};
 }
-constexpr Parameter lengthOut(const char* name) {
+constexpr Parameter LengthOut(const char* name) {
     return {name, Public, Shape::kLengthOut, Bound::kSize, 0, -1};
 }
-constexpr Parameter numberOut(const char* name) {
+constexpr Parameter NumberOut(const char* name) {
     return {name, Public, Shape::kNumberOut, Bound::kSize, 0, -1};
 }
-constexpr Parameter opaque(const char* name) {
+constexpr Parameter Opaque(const char* name) {
     return {name, Secret, Shape::kOpaque, Bound::kSize, 0, -1};
 }
-constexpr Parameter as(const char* name, Class visibility, Shape shape, int partner = -1) {
+constexpr Parameter As(const char* name, Class visibility, Shape shape, int partner = -1) {
     return {name, visibility, shape, Bound::kSize, 0, static_cast<std::int8_t>(partner)};
 }
 

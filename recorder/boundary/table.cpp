@@ -12,7 +12,7 @@ namespace recorder {
 namespace {
 
 template <typename T>
-constexpr bool fits(Shape shape) {
+constexpr bool Fits(Shape shape) {
     switch (shape) {
         case Shape::kNumber:
             return std::is_integral_v<T>;
@@ -44,10 +44,10 @@ struct Check;
 
 template <typename Result, typename... Arguments>
 struct Check<Result(Arguments...)> {
-    static constexpr bool every(const Row& row) {
+    static constexpr bool Every(const Row& row) {
         std::size_t at = 0;
         // false at the end serves functions without parameters.
-        const bool fit[] = {fits<Arguments>(row.parameters[at++].shape)..., true};
+        const bool fit[] = {Fits<Arguments>(row.parameters[at++].shape)..., true};
         for (const bool one : fit) {
             if (!one) return false;
         }
@@ -57,25 +57,25 @@ struct Check<Result(Arguments...)> {
         return true;
     }
     static constexpr bool complete(std::size_t number) {
-        return number < kFunctionCount && countOf(rowOf(number)) == sizeof...(Arguments) &&
-               every(rowOf(number));
+        return number < kFunctionCount && CountOf(RowOf(number)) == sizeof...(Arguments) &&
+               Every(RowOf(number));
     }
 };
 
 #define KESTA_CHECK_EXPORT(name)                                                          \
-    static_assert(Check<decltype(::name)>::complete(numberOf(Boundary::kExports, #name)), \
+    static_assert(Check<decltype(::name)>::complete(NumberOf(Boundary::kExports, #name)), \
                   "the row of the export " #name                                          \
                   " is missing or lacks a parameter, a class or a fit");
 KESTA_UKEY_FUNCTIONS(KESTA_CHECK_EXPORT)
 
 #define KESTA_CHECK_TOKEN(result, name, arguments)                                 \
-    static_assert(Check<token::name>::complete(numberOf(Boundary::kToken, #name)), \
+    static_assert(Check<token::name>::complete(NumberOf(Boundary::kToken, #name)), \
                   "the row of the entry point " #name                              \
                   " is missing or lacks a parameter, a class or a fit");
 KESTA_TOKEN_ENTRY_POINTS(KESTA_CHECK_TOKEN)
 
 #define KESTA_CHECK_EVENT(result, name, arguments)                                  \
-    static_assert(Check<event::name>::complete(numberOf(Boundary::kEvents, #name)), \
+    static_assert(Check<event::name>::complete(NumberOf(Boundary::kEvents, #name)), \
                   "the row of the entry point " #name                               \
                   " is missing or lacks a parameter, a class or a fit");
 KESTA_EVENT_ENTRY_POINTS(KESTA_CHECK_EVENT)

@@ -17,13 +17,13 @@ constexpr std::size_t kExportCount = std::size(kExportRows);
 constexpr std::size_t kTokenCount = std::size(kTokenRows);
 constexpr std::size_t kFunctionCount = kExportCount + kTokenCount + std::size(kEventRows);
 
-constexpr Boundary boundaryOf(std::size_t number) {
+constexpr Boundary BoundaryOf(std::size_t number) {
     if (number < kExportCount) return Boundary::kExports;
     return number < kExportCount + kTokenCount ? Boundary::kToken : Boundary::kEvents;
 }
 
-constexpr const Row& rowOf(std::size_t number) {
-    switch (boundaryOf(number)) {
+constexpr const Row& RowOf(std::size_t number) {
+    switch (BoundaryOf(number)) {
         case Boundary::kExports:
             return kExportRows[number];
         case Boundary::kToken:
@@ -33,25 +33,25 @@ constexpr const Row& rowOf(std::size_t number) {
     }
 }
 
-constexpr bool sameText(const char* one, const char* other) {
+constexpr bool SameText(const char* one, const char* other) {
     while (*one != '\0' && *one == *other) ++one, ++other;
     return *one == *other;
 }
 
 // kFunctionCount where there is none.
-constexpr std::size_t numberOf(Boundary boundary, const char* name) {
+constexpr std::size_t NumberOf(Boundary boundary, const char* name) {
     for (std::size_t number = 0; number < kFunctionCount; ++number) {
-        if (boundaryOf(number) == boundary && sameText(rowOf(number).name, name)) return number;
+        if (BoundaryOf(number) == boundary && SameText(RowOf(number).name, name)) return number;
     }
     return kFunctionCount;
 }
 
-constexpr const char* nameOf(Boundary boundary) {
+constexpr const char* NameOf(Boundary boundary) {
     constexpr const char* kNames[kBoundaries] = {"exports", "token", "events"};
     return kNames[static_cast<int>(boundary)];
 }
 
-constexpr const char* nameOf(Class visibility) {
+constexpr const char* NameOf(Class visibility) {
     constexpr const char* kNames[] = {"none", "public", "identifier", "content", "secret"};
     return kNames[static_cast<int>(visibility)];
 }

@@ -6,7 +6,7 @@ namespace recorder {
 namespace {
 
 // Nothing in the data can end the element that holds it.
-std::string inScript(const std::string& json) {
+std::string InScript(const std::string& json) {
     std::string text;
     for (const char one : json) {
         if (one == '<') {
@@ -20,10 +20,10 @@ std::string inScript(const std::string& json) {
 
 }  // namespace
 
-std::string showPage(const Recording& recording) {
+std::string ShowPage(const Recording& recording) {
     std::string data;
-    showJson(recording, [&data](const std::string& line) {
-        data += (data.empty() ? "[\n" : ",\n") + inScript(line);
+    ShowJson(recording, [&data](const std::string& line) {
+        data += (data.empty() ? "[\n" : ",\n") + InScript(line);
     });
     std::string page = kPageTemplate;
     const std::string place = "%DATA%";

@@ -17,31 +17,31 @@ namespace kesta {
 namespace recorder {
 namespace {
 
-[[noreturn]] void refuse(const std::string& file, int number) {
+[[noreturn]] void Refuse(const std::string& file, int number) {
     throw CannotRun(file + ": " + std::strerror(number));
 }
 
-bool isRecording(const std::string& file) {
+bool IsRecording(const std::string& file) {
     char head[kVersionAt] = "";
     std::ifstream stream(file, std::ios::binary);
     return stream.read(head, sizeof head) && std::memcmp(head, kMagic, sizeof head) == 0;
 }
 
 // A new file, never an old one's content: a process may still write to that.
-int makeFile(const std::string& file) {
+int MakeFile(const std::string& file) {
     struct stat status;
     if (lstat(file.c_str(), &status) == 0) {
-        if (!S_ISREG(status.st_mode) || (status.st_size != 0 && !isRecording(file))) {
+        if (!S_ISREG(status.st_mode) || (status.st_size != 0 && !IsRecording(file))) {
             throw CannotRun(file + " exists and is no recording; it is left as it is");
         }
-        if (unlink(file.c_str()) != 0) refuse(file, errno);
+        if (unlink(file.c_str()) != 0) Refuse(file, errno);
     }
     const int made = open(file.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-    if (made < 0) refuse(file, errno);
+    if (made < 0) Refuse(file, errno);
     return made;
 }
 
-std::string newKey() {
+std::string NewKey() {
     std::string key(kKeySize, '\0');
     if (getrandom(key.data(), key.size(), 0) != static_cast<ssize_t>(key.size())) {
         throw CannotRun("there are no random bytes");
@@ -49,7 +49,7 @@ std::string newKey() {
     return key;
 }
 
-std::string toHex(const std::string& bytes) {
+std::string ToHex(const std::string& bytes) {
     constexpr const char* kDigits = "0123456789abcdef";
     std::string text;
     for (const char byte : bytes) {
@@ -59,31 +59,31 @@ std::string toHex(const std::string& bytes) {
     return text;
 }
 
-std::uint64_t now(clockid_t clock) {
+std::uint64_t Now(clockid_t clock) {
     timespec time;
     clock_gettime(clock, &time);
     return static_cast<std::uint64_t>(time.tv_sec) * 1000000000 +
            static_cast<std::uint64_t>(time.tv_nsec);
 }
 
-void describe(const std::string& file, bool full, const std::string& version,
+void Describe(const std::string& file, bool full, const std::string& version,
               const std::string& key) {
     Json description = {{"format", kVersion},
                         {"full", full},
                         {"ukey", version},
-                        {"wall", now(CLOCK_REALTIME)},
-                        {"time", now(CLOCK_MONOTONIC)},
-                        {"functions", describeFunctions()}};
+                        {"wall", Now(CLOCK_REALTIME)},
+                        {"time", Now(CLOCK_MONOTONIC)},
+                        {"functions", DescribeFunctions()}};
     if (full) description["key"] = Json::binary({key.begin(), key.end()});
-    const std::string record = descriptionRecord(std::move(description));
+    const std::string record = DescriptionRecord(std::move(description));
     Writer writer;
-    if (!writer.open(file.c_str()) ||
+    if (!writer.Open(file.c_str()) ||
         !writer.append(reinterpret_cast<const unsigned char*>(record.data()), record.size())) {
         throw CannotRun(file + ": no recording can be written there");
     }
 }
 
-State stateOf(int descriptor) {
+State StateOf(int descriptor) {
     State state = {};
     if (pread(descriptor, &state, sizeof state, sizeof kMagic) !=
         static_cast<ssize_t>(sizeof state)) {
@@ -94,24 +94,24 @@ State stateOf(int descriptor) {
 
 }  // namespace
 
-Recorded record(const std::string& file, bool full, const std::string& version,
+Recorded Record(const std::string& file, bool full, const std::string& version,
                 const std::vector<std::string>& command) {
-    auto variables = loaderVariables(recorderFolder());
-    const Descriptor made(makeFile(file));
-    if (!Writer::create(made.number())) {
+    auto variables = LoaderVariables(RecorderFolder());
+    const Descriptor made(MakeFile(file));
+    if (!Writer::Create(made.number())) {
         const int reason = errno;
         unlink(file.c_str());
-        refuse(file, reason);
+        Refuse(file, reason);
     }
-    const std::string key = newKey();
-    describe(file, full, version, key);
-    variables[kFileVariable] = absolutePath(file);
-    variables[kKeyVariable] = toHex(key);
+    const std::string key = NewKey();
+    Describe(file, full, version, key);
+    variables[kFileVariable] = AbsolutePath(file);
+    variables[kKeyVariable] = ToHex(key);
     // Set in any case: this command may run beneath another recording or a replay.
     variables[kFullVariable] = full ? "1" : "0";
     variables["KESTA_REPLAYER_FILE"] = "";
-    const Ended ended = run(command, variables);
-    const State state = stateOf(made.number());
+    const Ended ended = Run(command, variables);
+    const State state = StateOf(made.number());
     // Whoever still writes needs the room behind the last record.
     if (ended.alone && state.used >= kHeadSize && state.used <= state.allocated &&
         ftruncate(made.number(), static_cast<off_t>(state.used)) != 0) {

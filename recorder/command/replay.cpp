@@ -19,47 +19,47 @@ namespace {
 // The state's file, gone with this object.
 class StateFile {
 public:
-    explicit StateFile(std::size_t size) : m_size(size) {
+    explicit StateFile(std::size_t size) : size_(size) {
         const char* const folder = std::getenv("TMPDIR");
-        m_path = std::string(folder != nullptr ? folder : "/tmp") + "/ukey-replay-XXXXXX";
-        const int file = mkostemp(m_path.data(), O_CLOEXEC);
+        path_ = std::string(folder != nullptr ? folder : "/tmp") + "/ukey-replay-XXXXXX";
+        const int file = mkostemp(path_.data(), O_CLOEXEC);
         void* base = MAP_FAILED;
         if (file >= 0 && ftruncate(file, static_cast<off_t>(size)) == 0) {
             base = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
         }
         const int reason = errno;
         if (file >= 0) close(file);
-        if (base == MAP_FAILED) throw CannotRun(m_path + ": " + std::strerror(reason));
-        m_state = static_cast<ReplayState*>(base);
+        if (base == MAP_FAILED) throw CannotRun(path_ + ": " + std::strerror(reason));
+        state_ = static_cast<ReplayState*>(base);
     }
     ~StateFile() {
-        munmap(m_state, m_size);
-        unlink(m_path.c_str());
+        munmap(state_, size_);
+        unlink(path_.c_str());
     }
     StateFile(const StateFile&) = delete;
     StateFile& operator=(const StateFile&) = delete;
 
-    const std::string& path() const { return m_path; }
-    ReplayState& state() { return *m_state; }
-    unsigned char* marks() { return reinterpret_cast<unsigned char*>(m_state + 1); }
+    const std::string& path() const { return path_; }
+    ReplayState& state() { return *state_; }
+    unsigned char* Marks() { return reinterpret_cast<unsigned char*>(state_ + 1); }
 
 private:
-    std::size_t m_size;
-    std::string m_path;
-    ReplayState* m_state = nullptr;
+    std::size_t size_;
+    std::string path_;
+    ReplayState* state_ = nullptr;
 };
 
-bool wasLoaded(const Recording& recording, const char* boundary) {
+bool WasLoaded(const Recording& recording, const char* boundary) {
     return std::any_of(recording.libraries.begin(), recording.libraries.end(),
                        [boundary](const Library& library) { return library.boundary == boundary; });
 }
 
 // The first recorded call that nobody made; calls whose number is a matter of time do not count.
-std::string missing(const Script& script, const unsigned char* seen) {
+std::string Missing(const Script& script, const unsigned char* seen) {
     const auto& calls = script.recording().calls;
     for (std::size_t i = 0; i < calls.size(); ++i) {
-        if (seen[i] != 0 || isIdlePoll(calls[i]) || calls[i].function == kStopDetectUKey) continue;
-        return "call " + std::to_string(calls[i].number) + ", " + script.functionOf(calls[i]).name +
+        if (seen[i] != 0 || IsIdlePoll(calls[i]) || calls[i].function == kStopDetectUKey) continue;
+        return "call " + std::to_string(calls[i].number) + ", " + script.FunctionOf(calls[i]).name +
                " was recorded, and the command ended without it";
     }
     return {};
@@ -67,27 +67,27 @@ std::string missing(const Script& script, const unsigned char* seen) {
 
 }  // namespace
 
-Replayed replay(const std::string& file, bool tolerant, bool timed,
+Replayed Replay(const std::string& file, bool tolerant, bool timed,
                 const std::vector<std::string>& command) {
     const Script script(file);
     const Recording& recording = script.recording();
-    auto variables = loaderVariables(recorderFolder());
+    auto variables = LoaderVariables(RecorderFolder());
     StateFile shared(sizeof(ReplayState) + script.processes().size() + recording.calls.size() + 1);
     timespec now;
     clock_gettime(CLOCK_MONOTONIC, &now);
     shared.state().start = static_cast<std::uint64_t>(now.tv_sec) * 1000000000 +
                            static_cast<std::uint64_t>(now.tv_nsec);
-    variables[kReplayFileVariable] = absolutePath(file);
+    variables[kReplayFileVariable] = AbsolutePath(file);
     variables[kReplayStateVariable] = shared.path();
     variables[kReplayModeVariable] = std::string(tolerant ? "t" : "") + (timed ? "d" : "");
-    variables[kReplayTokenVariable] = wasLoaded(recording, "token") ? "1" : "0";
-    variables[kReplayEventsVariable] = wasLoaded(recording, "events") ? "1" : "0";
+    variables[kReplayTokenVariable] = WasLoaded(recording, "token") ? "1" : "0";
+    variables[kReplayEventsVariable] = WasLoaded(recording, "events") ? "1" : "0";
     Replayed replayed;
-    replayed.status = run(command, variables).status;
+    replayed.status = Run(command, variables).status;
     if (__atomic_load_n(&shared.state().differs, __ATOMIC_ACQUIRE) == 2) {
         replayed.difference = shared.state().text;
     } else if (!tolerant) {
-        replayed.difference = missing(script, shared.marks() + script.processes().size());
+        replayed.difference = Missing(script, shared.Marks() + script.processes().size());
     }
     return replayed;
 }

@@ -24,24 +24,24 @@ public:
     Patience() {
         struct sigaction ignore = {};
         ignore.sa_handler = SIG_IGN;
-        sigaction(SIGINT, &ignore, &m_interrupt);
-        sigaction(SIGQUIT, &ignore, &m_quit);
-        sigaction(SIGPIPE, nullptr, &m_pipe);
+        sigaction(SIGINT, &ignore, &interrupt_);
+        sigaction(SIGQUIT, &ignore, &quit_);
+        sigaction(SIGPIPE, nullptr, &pipe_);
     }
-    ~Patience() { restore(); }
+    ~Patience() { Restore(); }
     Patience(const Patience&) = delete;
     Patience& operator=(const Patience&) = delete;
 
-    void restore() const {
-        sigaction(SIGINT, &m_interrupt, nullptr);
-        sigaction(SIGQUIT, &m_quit, nullptr);
+    void Restore() const {
+        sigaction(SIGINT, &interrupt_, nullptr);
+        sigaction(SIGQUIT, &quit_, nullptr);
     }
 
 private:
-    struct sigaction m_interrupt, m_quit, m_pipe;
+    struct sigaction interrupt_, quit_, pipe_;
 };
 
-[[noreturn]] void become(const std::vector<std::string>& command,
+[[noreturn]] void Become(const std::vector<std::string>& command,
                          const std::map<std::string, std::string>& variables) {
     for (const auto& [name, value] : variables) setenv(name.c_str(), value.c_str(), 1);
     std::signal(SIGPIPE, SIG_DFL);
@@ -56,7 +56,7 @@ private:
 }
 
 // Waits for one child and for those that became children because theirs ended.
-Ended waitFor(pid_t child) {
+Ended WaitFor(pid_t child) {
     Ended ended;
     int status = 0;
     for (;;) {
@@ -71,21 +71,21 @@ Ended waitFor(pid_t child) {
     return ended;
 }
 
-std::string parentOf(const std::string& path) {
+std::string ParentOf(const std::string& path) {
     return path.substr(0, path.rfind('/'));
 }
 
 }  // namespace
 
 // Not by the C++ library's file system: old userlands have it in another place.
-std::string absolutePath(const std::string& path) {
+std::string AbsolutePath(const std::string& path) {
     char resolved[PATH_MAX];
     if (realpath(path.c_str(), resolved) != nullptr) return resolved;
     throw CannotRun(path + ": " + std::strerror(errno));
 }
 
-std::string recorderFolder() {
-    const std::string above = parentOf(parentOf(absolutePath("/proc/self/exe")));
+std::string RecorderFolder() {
+    const std::string above = ParentOf(ParentOf(AbsolutePath("/proc/self/exe")));
     std::vector<std::string> places = {above + "/recorder", above + "/lib/kesta-recorder"};
     // On Debian a folder for each architecture lies between.
     const std::unique_ptr<DIR, int (*)(DIR*)> libraries(opendir((above + "/lib").c_str()),
@@ -100,7 +100,7 @@ std::string recorderFolder() {
                     kAuditLibrary + " in " + places.front() + " nor below " + above + "/lib");
 }
 
-std::map<std::string, std::string> loaderVariables(const std::string& folder) {
+std::map<std::string, std::string> LoaderVariables(const std::string& folder) {
     if (folder.find(':') != std::string::npos) {
         throw CannotRun("the loader cannot be given a folder with a colon in its name: " + folder);
     }
@@ -110,7 +110,7 @@ std::map<std::string, std::string> loaderVariables(const std::string& folder) {
     return {{"LD_AUDIT", audit}, {"KESTA_RECORDER_FOLDER", folder}};
 }
 
-Ended run(const std::vector<std::string>& command,
+Ended Run(const std::vector<std::string>& command,
           const std::map<std::string, std::string>& variables) {
     // What the command leaves behind becomes this process's child, which so knows of it.
     prctl(PR_SET_CHILD_SUBREAPER, 1);
@@ -118,10 +118,10 @@ Ended run(const std::vector<std::string>& command,
     const pid_t child = fork();
     if (child < 0) throw CannotRun(std::string("no process can be started: ") + strerror(errno));
     if (child == 0) {
-        patience.restore();
-        become(command, variables);
+        patience.Restore();
+        Become(command, variables);
     }
-    return waitFor(child);
+    return WaitFor(child);
 }
 
 }  // namespace recorder

@@ -19,13 +19,13 @@ public:
 };
 
 // Of a file that exists.
-std::string absolutePath(const std::string& path);
+std::string AbsolutePath(const std::string& path);
 
 // The folder with the recorder's libraries: of the build that this program is in, or installed.
-std::string recorderFolder();
+std::string RecorderFolder();
 
 // Variables for a command that is to find the recorder's libraries in front of the real ones.
-std::map<std::string, std::string> loaderVariables(const std::string& folder);
+std::map<std::string, std::string> LoaderVariables(const std::string& folder);
 
 struct Ended {
     int status = 0;      // as a shell tells it
@@ -34,7 +34,7 @@ struct Ended {
 
 // Runs the command with these variables and waits for its end. Interrupts from the keyboard are the
 // command's to handle. 127: it was not found, 126: it could not be run.
-Ended run(const std::vector<std::string>& command,
+Ended Run(const std::vector<std::string>& command,
           const std::map<std::string, std::string>& variables);
 
 struct Recorded {
@@ -45,7 +45,7 @@ struct Recorded {
 
 // Creates the recording and runs the command. An earlier recording of that name is replaced,
 // another file is not.
-Recorded record(const std::string& file, bool full, const std::string& version,
+Recorded Record(const std::string& file, bool full, const std::string& version,
                 const std::vector<std::string>& command);
 
 struct Replayed {
@@ -54,7 +54,7 @@ struct Replayed {
 };
 
 // Runs the command with the recording in the place of the token libraries. Throws BadRecording.
-Replayed replay(const std::string& file, bool tolerant, bool timed,
+Replayed Replay(const std::string& file, bool tolerant, bool timed,
                 const std::vector<std::string>& command);
 
 }  // namespace recorder

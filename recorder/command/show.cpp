@@ -9,12 +9,12 @@ namespace kesta {
 namespace recorder {
 namespace {
 
-std::string textOf(const Json& bytes) {
+std::string TextOf(const Json& bytes) {
     const auto& binary = bytes.get_binary();
     return {binary.begin(), binary.end()};
 }
 
-std::string toHex(const std::string& bytes) {
+std::string ToHex(const std::string& bytes) {
     std::string text;
     char pair[3];
     for (const char byte : bytes) {
@@ -25,7 +25,7 @@ std::string toHex(const std::string& bytes) {
 }
 
 // Text of a person's; anything else is shown by its bytes.
-bool isText(const std::string& text) {
+bool IsText(const std::string& text) {
     const auto control = [](char one) {
         const auto byte = static_cast<unsigned char>(one);
         return (byte < 0x20 && one != '\n' && one != '\r' && one != '\t') || byte == 0x7f;
@@ -38,11 +38,11 @@ bool isText(const std::string& text) {
     }
 }
 
-bool isHidden(const Json& kept) {
+bool IsHidden(const Json& kept) {
     return kept.is_array() && kept.size() == 2 && kept[0].is_number() && kept[1].is_binary();
 }
 
-std::string when(std::uint64_t wall) {
+std::string When(std::uint64_t wall) {
     const auto seconds = static_cast<time_t>(wall / 1000000000);
     tm parts = {};
     gmtime_r(&seconds, &parts);
@@ -51,21 +51,21 @@ std::string when(std::uint64_t wall) {
     return text;
 }
 
-double milliseconds(std::uint64_t from, std::uint64_t to) {
+double Milliseconds(std::uint64_t from, std::uint64_t to) {
     return to < from ? 0 : static_cast<double>(to - from) / 1e6;
 }
 
-bool failed(const Call& call) {
+bool Failed(const Call& call) {
     return call.how != kReturned || !call.ended() ||
            (call.result.is_number() && call.result.get<std::int64_t>() != 0);
 }
 
-const char* howItEnded(const Call& call) {
+const char* HowItEnded(const Call& call) {
     if (!call.ended()) return "never";
     return call.how == kReturned ? "returned" : call.how == kThrew ? "threw" : "cancelled";
 }
 
-std::string printable(std::string text) {
+std::string Printable(std::string text) {
     for (char& one : text) {
         const auto byte = static_cast<unsigned char>(one);
         if (byte < 0x20 || byte == 0x7f) one = '?';
@@ -74,17 +74,17 @@ std::string printable(std::string text) {
 }
 
 // A value as a person reads it.
-std::string brief(const OrderedJson& told) {
+std::string Brief(const OrderedJson& told) {
     if (told.is_null()) return "NULL";
     if (told.is_string()) return told.get<std::string>();
     if (told.is_array()) {
         std::string text;
-        for (const OrderedJson& one : told) text += (text.empty() ? "" : ", ") + brief(one);
+        for (const OrderedJson& one : told) text += (text.empty() ? "" : ", ") + Brief(one);
         return "[" + text + "]";
     }
     if (!told.is_object()) return told.dump();
     if (const auto kept = told.find("text"); kept != told.end()) {
-        return "\"" + printable(kept->get<std::string>()) + "\"";
+        return "\"" + Printable(kept->get<std::string>()) + "\"";
     }
     if (const auto kept = told.find("hex"); kept != told.end()) {
         return kept->get<std::string>();
@@ -92,29 +92,29 @@ std::string brief(const OrderedJson& told) {
     return told.at("name").get<std::string>() + " (" + told.at("length").dump() + " bytes)";
 }
 
-std::string briefList(const OrderedJson& values) {
+std::string BriefList(const OrderedJson& values) {
     std::string text;
     for (const auto& [name, value] : values.items()) {
-        text += (text.empty() ? "" : ", ") + name + " " + brief(value);
+        text += (text.empty() ? "" : ", ") + name + " " + Brief(value);
     }
     return text;
 }
 
-std::string callLine(const OrderedJson& call, const std::string& indent) {
+std::string CallLine(const OrderedJson& call, const std::string& indent) {
     char lead[96];
     std::snprintf(lead, sizeof lead, "%6s %10.3f ms ", call.at("call").dump().c_str(),
                   call.at("start_ms").get<double>());
     std::string text = lead + ("[" + call.at("process").dump() + "." + call.at("thread").dump()) +
                        "] " + indent + call.at("function").get<std::string>() + "(" +
-                       briefList(call.at("arguments")) + ")";
+                       BriefList(call.at("arguments")) + ")";
     const std::string ended = call.at("ended");
     if (ended != "returned")
         return text + "  " +
                (ended == "never"   ? "NEVER RETURNED"
                 : ended == "threw" ? "THREW"
                                    : "CANCELLED");
-    if (!call.at("result").is_null()) text += " = " + brief(call.at("result"));
-    if (!call.at("outputs").empty()) text += "  -> " + briefList(call.at("outputs"));
+    if (!call.at("result").is_null()) text += " = " + Brief(call.at("result"));
+    if (!call.at("outputs").empty()) text += "  -> " + BriefList(call.at("outputs"));
     std::snprintf(lead, sizeof lead, "  %.3f ms", call.at("duration_ms").get<double>());
     text += lead;
     return text + (call.at("failed").get<bool>() ? "  FAILED" : "");
@@ -122,67 +122,67 @@ std::string callLine(const OrderedJson& call, const std::string& indent) {
 
 }  // namespace
 
-std::string toLine(const OrderedJson& object) {
+std::string ToLine(const OrderedJson& object) {
     return object.dump(-1, ' ', false, OrderedJson::error_handler_t::replace);
 }
 
-std::string Teller::nameOf(const std::string& tag, const std::string& visibility) {
-    std::string& name = m_names[tag];
-    if (name.empty()) name = visibility + "-" + std::to_string(++m_counts[visibility]);
+std::string Teller::NameOf(const std::string& tag, const std::string& visibility) {
+    std::string& name = names_[tag];
+    if (name.empty()) name = visibility + "-" + std::to_string(++counts_[visibility]);
     return name;
 }
 
-OrderedJson Teller::value(const Json& kept, const std::string& visibility) {
+OrderedJson Teller::Value(const Json& kept, const std::string& visibility) {
     if (kept.is_boolean()) return "buffer";
     if (kept.is_binary()) {
-        const std::string bytes = textOf(kept);
-        if (isText(bytes)) return {{"text", bytes}};
-        return {{"hex", toHex(bytes)}};
+        const std::string bytes = TextOf(kept);
+        if (IsText(bytes)) return {{"text", bytes}};
+        return {{"hex", ToHex(bytes)}};
     }
-    if (isHidden(kept)) {
+    if (IsHidden(kept)) {
         return {{"class", visibility},
                 {"length", kept[0].get<std::uint64_t>()},
-                {"name", nameOf(textOf(kept[1]), visibility)}};
+                {"name", NameOf(TextOf(kept[1]), visibility)}};
     }
     if (kept.is_array()) {
         OrderedJson list = OrderedJson::array();
-        for (const Json& one : kept) list.push_back(value(one, visibility));
+        for (const Json& one : kept) list.push_back(Value(one, visibility));
         return list;
     }
     return OrderedJson::parse(kept.dump());
 }
 
-OrderedJson Teller::values(const Json& kept, const Function& function, bool outputs) {
+OrderedJson Teller::Values(const Json& kept, const Function& function, bool outputs) {
     OrderedJson told = OrderedJson::object();
     for (std::size_t i = 0; kept.is_array() && i < kept.size(); ++i) {
         if (outputs && kept[i].is_null()) continue;
-        told[function.parameters[i].name] = value(kept[i], function.parameters[i].visibility);
+        told[function.parameters[i].name] = Value(kept[i], function.parameters[i].visibility);
     }
     return told;
 }
 
-OrderedJson Teller::head() const {
-    const Json& description = m_recording.description;
+OrderedJson Teller::Head() const {
+    const Json& description = recording_.description;
     return {{"recording",
              {{"format", description.value("format", 0)},
               {"ukey", description.value("ukey", "")},
-              {"made", when(description.value("wall", std::uint64_t{0}))},
-              {"full", m_recording.full},
-              {"calls", m_recording.calls.size()},
-              {"lost", m_recording.lost},
-              {"unfinished", m_recording.unfinished},
-              {"damaged", m_recording.damaged}}}};
+              {"made", When(description.value("wall", std::uint64_t{0}))},
+              {"full", recording_.full},
+              {"calls", recording_.calls.size()},
+              {"lost", recording_.lost},
+              {"unfinished", recording_.unfinished},
+              {"damaged", recording_.damaged}}}};
 }
 
-OrderedJson Teller::process(const Process& process) const {
+OrderedJson Teller::TellProcess(const Process& process) const {
     return {{"process", process.number},
             {"pid", process.id},
-            {"started", when(process.wall)},
+            {"started", When(process.wall)},
             {"program", process.program},
             {"machine", process.machine}};
 }
 
-OrderedJson Teller::library(const Library& library) const {
+OrderedJson Teller::TellLibrary(const Library& library) const {
     return {{"library", library.file},
             {"process", library.process},
             {"boundary", library.boundary},
@@ -190,31 +190,31 @@ OrderedJson Teller::library(const Library& library) const {
             {"build", library.build}};
 }
 
-OrderedJson Teller::call(const Call& call) {
-    const Function& function = m_recording.functionOf(call);
-    const auto began = m_recording.description.value("time", std::uint64_t{0});
+OrderedJson Teller::TellCall(const Call& call) {
+    const Function& function = recording_.FunctionOf(call);
+    const auto began = recording_.description.value("time", std::uint64_t{0});
     OrderedJson told = {{"call", call.number},
                         {"parent", nullptr},
                         {"process", call.process},
                         {"thread", call.thread},
-                        {"start_ms", milliseconds(began, call.start)},
+                        {"start_ms", Milliseconds(began, call.start)},
                         {"duration_ms", nullptr},
                         {"boundary", function.boundary},
                         {"function", function.name},
-                        {"arguments", values(call.arguments, function, false)},
-                        {"ended", howItEnded(call)},
-                        {"result", value(call.result, "public")},
+                        {"arguments", Values(call.arguments, function, false)},
+                        {"ended", HowItEnded(call)},
+                        {"result", Value(call.result, "public")},
                         {"last_error", OrderedJson::parse(call.lastError.dump())},
-                        {"outputs", values(call.outputs, function, true)},
-                        {"failed", failed(call)}};
+                        {"outputs", Values(call.outputs, function, true)},
+                        {"failed", Failed(call)}};
     if (call.parent != 0) told["parent"] = call.parent;
-    if (call.ended()) told["duration_ms"] = milliseconds(call.start, call.end);
+    if (call.ended()) told["duration_ms"] = Milliseconds(call.start, call.end);
     return told;
 }
 
-void showText(const Recording& recording, const Line& line) {
+void ShowText(const Recording& recording, const Line& line) {
     Teller teller(recording);
-    const OrderedJson head = teller.head().at("recording");
+    const OrderedJson head = teller.Head().at("recording");
     line("recorded " + head.at("made").get<std::string>() + " by ukey " +
          head.at("ukey").get<std::string>() +
          (recording.full ? ", in full" : ", without identifiers and contents"));
@@ -235,16 +235,16 @@ void showText(const Recording& recording, const Line& line) {
         if (count != 0) line(std::to_string(count) + words);
     }
     for (const Call& call : recording.calls) {
-        line(callLine(teller.call(call), call.parent == 0 ? "" : "    "));
+        line(CallLine(teller.TellCall(call), call.parent == 0 ? "" : "    "));
     }
 }
 
-void showJson(const Recording& recording, const Line& line) {
+void ShowJson(const Recording& recording, const Line& line) {
     Teller teller(recording);
-    line(toLine(teller.head()));
-    for (const Process& process : recording.processes) line(toLine(teller.process(process)));
-    for (const Library& library : recording.libraries) line(toLine(teller.library(library)));
-    for (const Call& call : recording.calls) line(toLine(teller.call(call)));
+    line(ToLine(teller.Head()));
+    for (const Process& process : recording.processes) line(ToLine(teller.TellProcess(process)));
+    for (const Library& library : recording.libraries) line(ToLine(teller.TellLibrary(library)));
+    for (const Call& call : recording.calls) line(ToLine(teller.TellCall(call)));
 }
 
 }  // namespace recorder

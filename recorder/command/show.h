@@ -17,34 +17,34 @@ using OrderedJson = nlohmann::ordered_json;
 // and its calls. Values that are not kept get names, equal ones the same.
 class Teller {
 public:
-    explicit Teller(const Recording& recording) : m_recording(recording) {}
+    explicit Teller(const Recording& recording) : recording_(recording) {}
 
-    OrderedJson head() const;
-    OrderedJson process(const Process& process) const;
-    OrderedJson library(const Library& library) const;
-    OrderedJson call(const Call& call);
+    OrderedJson Head() const;
+    OrderedJson TellProcess(const Process& process) const;
+    OrderedJson TellLibrary(const Library& library) const;
+    OrderedJson TellCall(const Call& call);
 
 private:
-    OrderedJson value(const Json& kept, const std::string& visibility);
-    OrderedJson values(const Json& kept, const Function& function, bool outputs);
-    std::string nameOf(const std::string& tag, const std::string& visibility);
+    OrderedJson Value(const Json& kept, const std::string& visibility);
+    OrderedJson Values(const Json& kept, const Function& function, bool outputs);
+    std::string NameOf(const std::string& tag, const std::string& visibility);
 
-    const Recording& m_recording;
-    std::unordered_map<std::string, std::string> m_names;
-    std::unordered_map<std::string, int> m_counts;
+    const Recording& recording_;
+    std::unordered_map<std::string, std::string> names_;
+    std::unordered_map<std::string, int> counts_;
 };
 
 using Line = std::function<void(const std::string&)>;
 
 // One call to a line, token calls beneath their export.
-void showText(const Recording& recording, const Line& line);
+void ShowText(const Recording& recording, const Line& line);
 // One object to a line.
-void showJson(const Recording& recording, const Line& line);
+void ShowJson(const Recording& recording, const Line& line);
 // One page that needs nothing else.
-std::string showPage(const Recording& recording);
+std::string ShowPage(const Recording& recording);
 
 // On one line; what is not UTF-8 is replaced.
-std::string toLine(const OrderedJson& object);
+std::string ToLine(const OrderedJson& object);
 
 }  // namespace recorder
 }  // namespace kesta

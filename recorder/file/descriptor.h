@@ -9,16 +9,16 @@ namespace recorder {
 
 class Descriptor {
 public:
-    explicit Descriptor(int number) : m_number(number) {}
+    explicit Descriptor(int number) : number_(number) {}
     ~Descriptor() {
-        if (m_number >= 0) close(m_number);
+        if (number_ >= 0) close(number_);
     }
     Descriptor(const Descriptor&) = delete;
     Descriptor& operator=(const Descriptor&) = delete;
-    int number() const { return m_number; }
+    int number() const { return number_; }
 
 private:
-    int m_number;
+    int number_;
 };
 
 }  // namespace recorder

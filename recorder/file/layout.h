@@ -38,12 +38,12 @@ constexpr unsigned char kUnfinished = 0;  // its process ended while it wrote it
 constexpr unsigned char kWhole = 1;
 constexpr std::size_t kAlignment = 8;
 
-constexpr std::size_t framed(std::size_t length) {
+constexpr std::size_t Framed(std::size_t length) {
     return (kFrameSize + length + kAlignment - 1) / kAlignment * kAlignment;
 }
 
 // The first eight bytes of a record: the frame and two bytes of content.
-inline std::uint64_t firstWord(std::size_t length, unsigned char type, const unsigned char* two) {
+inline std::uint64_t FirstWord(std::size_t length, unsigned char type, const unsigned char* two) {
     const unsigned char bytes[8] = {kExtension,
                                     static_cast<unsigned char>(length >> 24),
                                     static_cast<unsigned char>(length >> 16),

@@ -11,23 +11,23 @@ namespace kesta {
 namespace recorder {
 namespace {
 
-const unsigned char* bytesOf(const std::string& text) {
+const unsigned char* BytesOf(const std::string& text) {
     return reinterpret_cast<const unsigned char*>(text.data());
 }
 
-std::uint64_t lengthAt(const unsigned char* frame) {
+std::uint64_t LengthAt(const unsigned char* frame) {
     return (std::uint64_t{frame[1]} << 24) | (std::uint64_t{frame[2]} << 16) |
            (std::uint64_t{frame[3]} << 8) | std::uint64_t{frame[4]};
 }
 
-void checkHead(const std::string& bytes) {
+void CheckHead(const std::string& bytes) {
     const std::size_t known = std::min(bytes.size(), kVersionAt);
     if (known < kVersionAt || std::memcmp(bytes.data(), kMagic, kVersionAt) != 0) {
         throw BadRecording("this is no recording");
     }
-    if (bytes.size() > kVersionAt && bytesOf(bytes)[kVersionAt] != kVersion) {
+    if (bytes.size() > kVersionAt && BytesOf(bytes)[kVersionAt] != kVersion) {
         throw BadRecording(
-            "this recording has version " + std::to_string(bytesOf(bytes)[kVersionAt]) +
+            "this recording has version " + std::to_string(BytesOf(bytes)[kVersionAt]) +
             " of the format; this program reads version " + std::to_string(kVersion));
     }
     if (bytes.size() < kHeadSize) throw BadRecording("this recording is cut within its head");
@@ -36,23 +36,23 @@ void checkHead(const std::string& bytes) {
 // Puts records together to calls.
 class Assembly {
 public:
-    explicit Assembly(Recording& recording) : m_recording(recording) {}
+    explicit Assembly(Recording& recording) : recording_(recording) {}
 
     // Throws Json's exceptions where a record is not what its kind says.
-    void take(const Json& record) {
+    void Take(const Json& record) {
         switch (record.at(0).get<int>()) {
             case kDescription:
-                return describe(record.at(1));
+                return Describe(record.at(1));
             case kEnter:
-                return enter(record);
+                return Enter(record);
             case kLeave:
-                return leave(record);
+                return Leave(record);
             case kProcess:
-                m_recording.processes.push_back({record.at(1), record.at(2), record.at(3),
-                                                 record.at(4), record.at(5), record.at(6)});
+                recording_.processes.push_back({record.at(1), record.at(2), record.at(3),
+                                                record.at(4), record.at(5), record.at(6)});
                 return;
             case kLibrary:
-                m_recording.libraries.push_back(
+                recording_.libraries.push_back(
                     {record.at(1), record.at(2), record.at(3), record.at(4), record.at(5)});
                 return;
             default:
@@ -60,14 +60,14 @@ public:
         }
     }
 
-    void finish() {
-        auto& calls = m_recording.calls;
+    void Finish() {
+        auto& calls = recording_.calls;
         std::sort(calls.begin(), calls.end(),
                   [](const Call& one, const Call& other) { return one.number < other.number; });
     }
 
 private:
-    void describe(const Json& description) {
+    void Describe(const Json& description) {
         Recording read;
         read.full = description.at("full");
         for (const Json& function : description.at("functions")) {
@@ -77,12 +77,12 @@ private:
             }
             read.functions.push_back(std::move(one));
         }
-        m_recording.description = description;
-        m_recording.full = read.full;
-        m_recording.functions = std::move(read.functions);
+        recording_.description = description;
+        recording_.full = read.full;
+        recording_.functions = std::move(read.functions);
     }
 
-    void enter(const Json& record) {
+    void Enter(const Json& record) {
         Call call;
         call.number = record.at(1);
         call.parent = record.at(2);
@@ -91,16 +91,16 @@ private:
         call.start = record.at(5);
         call.function = record.at(6);
         call.arguments = record.at(7);
-        if (call.function >= m_recording.functions.size() || !call.arguments.is_array() ||
-            call.arguments.size() != m_recording.functions[call.function].parameters.size()) {
+        if (call.function >= recording_.functions.size() || !call.arguments.is_array() ||
+            call.arguments.size() != recording_.functions[call.function].parameters.size()) {
             throw BadRecording("a call of no function");
         }
-        m_places.emplace(call.number, m_recording.calls.size());
-        m_recording.calls.push_back(std::move(call));
+        places_.emplace(call.number, recording_.calls.size());
+        recording_.calls.push_back(std::move(call));
     }
 
-    void leave(const Json& record) {
-        Call& call = m_recording.calls.at(m_places.at(record.at(1)));
+    void Leave(const Json& record) {
+        Call& call = recording_.calls.at(places_.at(record.at(1)));
         if (!record.at(6).is_array() || record.at(6).size() != call.arguments.size()) {
             throw BadRecording("outputs of another function");
         }
@@ -112,12 +112,12 @@ private:
         call.outputs = record.at(6);
     }
 
-    Recording& m_recording;
-    std::unordered_map<std::uint64_t, std::size_t> m_places;
+    Recording& recording_;
+    std::unordered_map<std::uint64_t, std::size_t> places_;
 };
 
 // The next place of a record at or behind at: zeros are no records.
-std::size_t skipZeros(const std::string& bytes, std::size_t at) {
+std::size_t SkipZeros(const std::string& bytes, std::size_t at) {
     while (at + kAlignment <= bytes.size()) {
         std::uint64_t word;
         std::memcpy(&word, bytes.data() + at, sizeof word);
@@ -127,12 +127,12 @@ std::size_t skipZeros(const std::string& bytes, std::size_t at) {
     return bytes.size();
 }
 
-void takeRecord(const unsigned char* content, std::uint64_t length, Assembly& assembly,
+void TakeRecord(const unsigned char* content, std::uint64_t length, Assembly& assembly,
                 Recording& recording) {
     const Json record = Json::from_msgpack(content, content + length, true, false);
     try {
         if (!record.is_array()) throw BadRecording("no array");
-        assembly.take(record);
+        assembly.Take(record);
     } catch (const std::exception&) {
         ++recording.damaged;
     }
@@ -140,23 +140,23 @@ void takeRecord(const unsigned char* content, std::uint64_t length, Assembly& as
 
 }  // namespace
 
-std::string Recording::keyBytes() const {
+std::string Recording::KeyBytes() const {
     const auto key = description.find("key");
     if (key == description.end() || !key->is_binary()) return {};
     return {key->get_binary().begin(), key->get_binary().end()};
 }
 
-Recording parseRecording(const std::string& bytes) {
-    checkHead(bytes);
+Recording ParseRecording(const std::string& bytes) {
+    CheckHead(bytes);
     Recording recording;
     State state;
     std::memcpy(&state, bytes.data() + sizeof kMagic, sizeof state);
     recording.lost = state.lost;
     Assembly assembly(recording);
     std::size_t at = kHeadSize;
-    while ((at = skipZeros(bytes, at)) < bytes.size()) {
-        const unsigned char* const frame = bytesOf(bytes) + at;
-        const std::uint64_t length = lengthAt(frame);
+    while ((at = SkipZeros(bytes, at)) < bytes.size()) {
+        const unsigned char* const frame = BytesOf(bytes) + at;
+        const std::uint64_t length = LengthAt(frame);
         if (frame[0] != kExtension || frame[5] > kWhole) {
             ++recording.damaged;
             at += kAlignment;
@@ -167,37 +167,37 @@ Recording parseRecording(const std::string& bytes) {
             if (frame[5] == kUnfinished) {
                 ++recording.unfinished;
             } else {
-                takeRecord(frame + kFrameSize, length, assembly, recording);
+                TakeRecord(frame + kFrameSize, length, assembly, recording);
             }
-            at += framed(length);
+            at += Framed(length);
         }
     }
-    assembly.finish();
+    assembly.Finish();
     if (recording.functions.empty()) throw BadRecording("this recording is cut within its head");
     return recording;
 }
 
-Recording readRecording(const std::string& path) {
+Recording ReadRecording(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
     std::ostringstream bytes;
     if (!file || !(bytes << file.rdbuf())) throw BadRecording("cannot be read");
-    return parseRecording(bytes.str());
+    return ParseRecording(bytes.str());
 }
 
-Json describeFunctions() {
+Json DescribeFunctions() {
     Json functions = Json::array();
     for (std::size_t number = 0; number < kFunctionCount; ++number) {
-        const Row& row = rowOf(number);
+        const Row& row = RowOf(number);
         Json parameters = Json::array();
-        for (std::size_t i = 0; i < countOf(row); ++i) {
-            parameters.push_back({row.parameters[i].name, nameOf(row.parameters[i].visibility)});
+        for (std::size_t i = 0; i < CountOf(row); ++i) {
+            parameters.push_back({row.parameters[i].name, NameOf(row.parameters[i].visibility)});
         }
-        functions.push_back({row.name, nameOf(boundaryOf(number)), std::move(parameters)});
+        functions.push_back({row.name, NameOf(BoundaryOf(number)), std::move(parameters)});
     }
     return functions;
 }
 
-std::string descriptionRecord(Json description) {
+std::string DescriptionRecord(Json description) {
     const auto bytes =
         Json::to_msgpack(Json::array({static_cast<int>(kDescription), std::move(description)}));
     return {bytes.begin(), bytes.end()};

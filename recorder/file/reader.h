@@ -77,19 +77,19 @@ struct Recording {
     std::uint64_t unfinished = 0;  // records whose writer ended meanwhile
     std::uint64_t damaged = 0;     // records that say nothing sensible
 
-    const Function& functionOf(const Call& call) const { return functions[call.function]; }
-    std::string keyBytes() const;  // empty unless full
+    const Function& FunctionOf(const Call& call) const { return functions[call.function]; }
+    std::string KeyBytes() const;  // empty unless full
 };
 
 // Throws BadRecording.
-Recording readRecording(const std::string& path);
-Recording parseRecording(const std::string& bytes);
+Recording ReadRecording(const std::string& path);
+Recording ParseRecording(const std::string& bytes);
 
 // A description of this version's functions, to be the first record.
-Json describeFunctions();
+Json DescribeFunctions();
 
 // [0, map] as bytes.
-std::string descriptionRecord(Json description);
+std::string DescriptionRecord(Json description);
 
 }  // namespace recorder
 }  // namespace kesta

@@ -19,28 +19,28 @@ constexpr std::uint64_t kStep = std::uint64_t{1} << 18;
 constexpr std::uint64_t kWindow = std::uint64_t{1} << 30;
 constexpr std::uint64_t kLeastWindow = std::uint64_t{1} << 24;
 
-int openFile(const char* path) {
+int OpenFile(const char* path) {
     return ::open(path, O_RDWR | O_CLOEXEC);
 }
 
 // What is called here may be a point of cancellation; a record is not.
 class NoCancellation {
 public:
-    NoCancellation() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &m_before); }
-    ~NoCancellation() { pthread_setcancelstate(m_before, nullptr); }
+    NoCancellation() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before_); }
+    ~NoCancellation() { pthread_setcancelstate(before_, nullptr); }
     NoCancellation(const NoCancellation&) = delete;
     NoCancellation& operator=(const NoCancellation&) = delete;
 
 private:
-    int m_before = 0;
-    const int m_error = errno;
+    int before_ = 0;
+    const int error_ = errno;
 
 public:
-    void restoreErrno() const { errno = m_error; }
+    void RestoreErrno() const { errno = error_; }
 };
 
 // Room that is really there: a hole in the file would end a client by SIGBUS on a full disk.
-bool fill(int descriptor, std::uint64_t from, std::uint64_t to) {
+bool Fill(int descriptor, std::uint64_t from, std::uint64_t to) {
     // Beyond this limit the kernel would send a signal that ends the client.
     rlimit limit;
     if (getrlimit(RLIMIT_FSIZE, &limit) == 0 && limit.rlim_cur < to) {
@@ -63,21 +63,21 @@ bool fill(int descriptor, std::uint64_t from, std::uint64_t to) {
 
 }  // namespace
 
-bool Writer::create(int descriptor) {
+bool Writer::Create(int descriptor) {
     unsigned char head[kHeadSize] = {};
     std::memcpy(head, kMagic, sizeof kMagic);
     State state = {};
     state.used = kHeadSize;
     state.allocated = kStep;
     std::memcpy(head + sizeof kMagic, &state, sizeof state);
-    return fill(descriptor, 0, kStep) &&
+    return Fill(descriptor, 0, kStep) &&
            pwrite(descriptor, head, sizeof head, 0) == static_cast<ssize_t>(sizeof head);
 }
 
-bool Writer::open(const char* path) {
+bool Writer::Open(const char* path) {
     const std::size_t length = std::strlen(path);
-    if (length >= sizeof m_path) return false;
-    const Descriptor file(openFile(path));
+    if (length >= sizeof path_) return false;
+    const Descriptor file(OpenFile(path));
     struct stat status;
     unsigned char magic[sizeof kMagic];
     if (file.number() < 0 || fstat(file.number(), &status) != 0 || !S_ISREG(status.st_mode) ||
@@ -87,12 +87,12 @@ bool Writer::open(const char* path) {
     }
     // Mapped beyond its end: what was not allocated is not touched. A process whose address space
     // is limited gets a smaller window.
-    for (m_window = kWindow; m_window >= kLeastWindow; m_window /= 4) {
-        void* const base = mmap(nullptr, m_window, PROT_READ | PROT_WRITE,
+    for (window_ = kWindow; window_ >= kLeastWindow; window_ /= 4) {
+        void* const base = mmap(nullptr, window_, PROT_READ | PROT_WRITE,
                                 MAP_SHARED | MAP_NORESERVE, file.number(), 0);
         if (base == MAP_FAILED) continue;
-        std::memcpy(m_path, path, length + 1);
-        m_base = static_cast<unsigned char*>(base);
+        std::memcpy(path_, path, length + 1);
+        base_ = static_cast<unsigned char*>(base);
         return true;
     }
     return false;
@@ -100,9 +100,9 @@ bool Writer::open(const char* path) {
 
 // One process at a time lets the file grow. The lock is the kernel's, so that it ends with whoever
 // is killed while holding it.
-bool Writer::grow(std::uint64_t end) {
+bool Writer::Grow(std::uint64_t end) {
     const NoCancellation held;
-    const Descriptor file(openFile(m_path));
+    const Descriptor file(OpenFile(path_));
     struct flock whole = {};
     whole.l_type = F_WRLCK;
     whole.l_whence = SEEK_SET;
@@ -111,21 +111,21 @@ bool Writer::grow(std::uint64_t end) {
         const std::uint64_t from = __atomic_load_n(&state().allocated, __ATOMIC_ACQUIRE);
         const std::uint64_t to = (end + kStep - 1) / kStep * kStep;
         grown = from >= end;
-        if (!grown && fill(file.number(), from, to)) {
+        if (!grown && Fill(file.number(), from, to)) {
             __atomic_store_n(&state().allocated, to, __ATOMIC_RELEASE);
             grown = true;
         }
     }
-    held.restoreErrno();
+    held.RestoreErrno();
     return grown;
 }
 
-bool Writer::reserve(std::size_t size, std::uint64_t& at) {
+bool Writer::Reserve(std::size_t size, std::uint64_t& at) {
     at = __atomic_load_n(&state().used, __ATOMIC_RELAXED);
     for (;;) {
         const std::uint64_t end = at + size;
-        if (end > m_window) return false;
-        if (end > __atomic_load_n(&state().allocated, __ATOMIC_ACQUIRE) && !grow(end)) return false;
+        if (end > window_) return false;
+        if (end > __atomic_load_n(&state().allocated, __ATOMIC_ACQUIRE) && !Grow(end)) return false;
         if (__atomic_compare_exchange_n(&state().used, &at, end, true, __ATOMIC_ACQ_REL,
                                         __ATOMIC_RELAXED)) {
             return true;
@@ -134,19 +134,19 @@ bool Writer::reserve(std::size_t size, std::uint64_t& at) {
 }
 
 bool Writer::append(const unsigned char* content, std::size_t length) {
-    if (m_base == nullptr || length < 2) return false;
+    if (base_ == nullptr || length < 2) return false;
     std::uint64_t at = 0;
     // Once a record was lost all that follow are: a gap would pass for a call that never was.
     if (length > UINT32_MAX || __atomic_load_n(&state().lost, __ATOMIC_RELAXED) != 0 ||
-        !reserve(framed(length), at)) {
+        !Reserve(Framed(length), at)) {
         __atomic_add_fetch(&state().lost, 1, __ATOMIC_RELAXED);
         return false;
     }
-    unsigned char* const place = m_base + at;
+    unsigned char* const place = base_ + at;
     auto* const word = reinterpret_cast<std::uint64_t*>(place);
-    __atomic_store_n(word, firstWord(length, kUnfinished, nullptr), __ATOMIC_RELEASE);
+    __atomic_store_n(word, FirstWord(length, kUnfinished, nullptr), __ATOMIC_RELEASE);
     std::memcpy(place + sizeof *word, content + 2, length - 2);
-    __atomic_store_n(word, firstWord(length, kWhole, content), __ATOMIC_RELEASE);
+    __atomic_store_n(word, FirstWord(length, kWhole, content), __ATOMIC_RELEASE);
     return true;
 }
 

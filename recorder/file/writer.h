@@ -12,29 +12,29 @@ namespace recorder {
 class Writer {
 public:
     // Writes the head of a new recording. The file must be empty.
-    static bool create(int descriptor);
+    static bool Create(int descriptor);
 
     // False where the file is no recording or cannot be mapped; the writer then loses everything.
-    bool open(const char* path);
-    bool isOpen() const { return m_base != nullptr; }
+    bool Open(const char* path);
+    bool IsOpen() const { return base_ != nullptr; }
 
     // False when the record was lost.
     bool append(const unsigned char* content, std::size_t length);
 
-    std::uint64_t nextCall() { return next(&State::calls); }
-    std::uint64_t nextProcess() { return next(&State::processes); }
+    std::uint64_t NextCall() { return Next(&State::calls); }
+    std::uint64_t NextProcess() { return Next(&State::processes); }
 
 private:
-    State& state() const { return *reinterpret_cast<State*>(m_base + sizeof kMagic); }
-    std::uint64_t next(std::uint64_t State::*counter) {
+    State& state() const { return *reinterpret_cast<State*>(base_ + sizeof kMagic); }
+    std::uint64_t Next(std::uint64_t State::*counter) {
         return __atomic_add_fetch(&(state().*counter), 1, __ATOMIC_RELAXED);
     }
-    bool reserve(std::size_t size, std::uint64_t& at);
-    bool grow(std::uint64_t end);
+    bool Reserve(std::size_t size, std::uint64_t& at);
+    bool Grow(std::uint64_t end);
 
-    unsigned char* m_base = nullptr;
-    std::uint64_t m_window = 0;
-    char m_path[4096] = "";
+    unsigned char* base_ = nullptr;
+    std::uint64_t window_ = 0;
+    char path_[4096] = "";
 };
 
 }  // namespace recorder

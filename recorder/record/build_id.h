@@ -10,15 +10,15 @@
 namespace kesta {
 namespace recorder {
 
-inline std::size_t paddedNote(std::size_t size) {
+inline std::size_t PaddedNote(std::size_t size) {
     return (size + 3) & ~std::size_t{3};
 }
 
-inline void printBuildId(const char* notes, std::size_t size, char* text, std::size_t room) {
+inline void PrintBuildId(const char* notes, std::size_t size, char* text, std::size_t room) {
     while (size >= sizeof(ElfW(Nhdr))) {
         ElfW(Nhdr) note;
         std::memcpy(&note, notes, sizeof note);
-        const std::size_t name = paddedNote(note.n_namesz), content = paddedNote(note.n_descsz);
+        const std::size_t name = PaddedNote(note.n_namesz), content = PaddedNote(note.n_descsz);
         if (name + content > size - sizeof note) return;
         const char* const bytes = notes + sizeof note + name;
         if (note.n_type == NT_GNU_BUILD_ID) {
@@ -33,7 +33,7 @@ inline void printBuildId(const char* notes, std::size_t size, char* text, std::s
 }
 
 // base is where the library is loaded.
-inline const char* readBuildId(ElfW(Addr) base, char* text, std::size_t room) {
+inline const char* ReadBuildId(ElfW(Addr) base, char* text, std::size_t room) {
     struct Search {
         ElfW(Addr) base;
         char* text;
@@ -47,7 +47,7 @@ inline const char* readBuildId(ElfW(Addr) base, char* text, std::size_t room) {
             for (int i = 0; i < info->dlpi_phnum; ++i) {
                 const auto& segment = info->dlpi_phdr[i];
                 if (segment.p_type != PT_NOTE) continue;
-                printBuildId(reinterpret_cast<const char*>(wanted.base + segment.p_vaddr),
+                PrintBuildId(reinterpret_cast<const char*>(wanted.base + segment.p_vaddr),
                              segment.p_memsz, wanted.text, wanted.room);
             }
             return 1;

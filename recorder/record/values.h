@@ -20,7 +20,7 @@ struct Discretion {
     bool full = false;
     unsigned char key[kKeySize] = {};
 
-    bool shows(Class visibility) const {
+    bool Shows(Class visibility) const {
         return visibility == Class::kPublic || (full && visibility != Class::kSecret);
     }
 };
@@ -38,18 +38,18 @@ struct LiveCall {
     bool threw = false;  // an exception; else, not having returned, the thread was cancelled
     std::uint64_t result = 0;
 
-    const Row& row() const { return rowOf(function); }
-    std::int32_t code() const { return static_cast<std::int32_t>(result); }
+    const Row& row() const { return RowOf(function); }
+    std::int32_t Code() const { return static_cast<std::int32_t>(result); }
     How how() const { return returned ? kReturned : threw ? kThrew : kCancelled; }
-    bool succeeded() const { return returned && (kind != ResultKind::kNumber || code() == 0); }
-    void noteRoom();
+    bool Succeeded() const { return returned && (kind != ResultKind::kNumber || Code() == 0); }
+    void NoteRoom();
 };
 
 // Each writes one array with a value for each parameter.
-void packArguments(Packer& packer, const LiveCall& call, const Discretion& discretion);
-void packOutputs(Packer& packer, const LiveCall& call, const Discretion& discretion);
+void PackArguments(Packer& packer, const LiveCall& call, const Discretion& discretion);
+void PackOutputs(Packer& packer, const LiveCall& call, const Discretion& discretion);
 
-void packResult(Packer& packer, const LiveCall& call);
+void PackResult(Packer& packer, const LiveCall& call);
 
 }  // namespace recorder
 }  // namespace kesta

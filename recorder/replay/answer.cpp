@@ -14,12 +14,12 @@ namespace recorder {
 namespace {
 
 template <typename T>
-T* address(std::uint64_t raw) {
+T* Address(std::uint64_t raw) {
     return reinterpret_cast<T*>(raw);
 }
 
 // Digits of the tag, over and over: good as a serial number, as Base64, as hexadecimal.
-std::string standIn(std::size_t length, const Json::binary_t& tag) {
+std::string StandIn(std::size_t length, const Json::binary_t& tag) {
     constexpr const char* kDigits = "0123456789ABCDEF";
     std::string text;
     for (std::size_t i = 0; i < length; ++i) {
@@ -29,107 +29,107 @@ std::string standIn(std::size_t length, const Json::binary_t& tag) {
     return text;
 }
 
-std::string bytesOf(const Json& kept) {
+std::string BytesOf(const Json& kept) {
     if (kept.is_binary()) return {kept.get_binary().begin(), kept.get_binary().end()};
     if (!kept.is_array() || kept.size() != 2) return {};
-    return standIn(kept[0].get<std::size_t>(), kept[1].get_binary());
+    return StandIn(kept[0].get<std::size_t>(), kept[1].get_binary());
 }
 
 class Answer {
 public:
-    Answer(const Call& recorded, LiveCall& live) : m_recorded(recorded), m_live(live) {}
+    Answer(const Call& recorded, LiveCall& live) : recorded_(recorded), live_(live) {}
 
-    void give() {
-        const Row& row = m_live.row();
-        for (std::size_t i = 0; i < countOf(row); ++i) {
-            const Json& kept = m_recorded.outputs.at(i);
-            if (m_live.raw[i] != 0 && !kept.is_null()) write(row.parameters[i], i, kept);
+    void Give() {
+        const Row& row = live_.row();
+        for (std::size_t i = 0; i < CountOf(row); ++i) {
+            const Json& kept = recorded_.outputs.at(i);
+            if (live_.raw[i] != 0 && !kept.is_null()) Write(row.parameters[i], i, kept);
         }
-        result();
+        Result();
     }
 
 private:
-    void write(const Parameter& parameter, std::size_t i, const Json& kept) {
-        const std::uint64_t raw = m_live.raw[i];
+    void Write(const Parameter& parameter, std::size_t i, const Json& kept) {
+        const std::uint64_t raw = live_.raw[i];
         switch (parameter.shape) {
             case Shape::kTextOut:
-                return text(address<char>(raw), roomOf(parameter), bytesOf(kept));
+                return Text(Address<char>(raw), RoomOf(parameter), BytesOf(kept));
             case Shape::kBytesOut:
-                return bytes(address<char>(raw), bytesOf(kept));
+                return Bytes(Address<char>(raw), BytesOf(kept));
             case Shape::kNewText:
-                return newText(*address<char*>(raw), bytesOf(kept));
+                return NewText(*Address<char*>(raw), BytesOf(kept));
             case Shape::kNumbersOut:
-                for (std::size_t n = 0; n < kept.size() && n < m_live.room; ++n) {
-                    address<std::uint32_t>(raw)[n] = kept[n];
+                for (std::size_t n = 0; n < kept.size() && n < live_.room; ++n) {
+                    Address<std::uint32_t>(raw)[n] = kept[n];
                 }
                 return;
             case Shape::kDevice:
-                return device(*address<_S_DEV_CONFIG>(raw), kept);
+                return Device(*Address<_S_DEV_CONFIG>(raw), kept);
             case Shape::kEvent:
-                return event(*address<VALTO_EVENT_INFO>(raw), kept);
+                return Event(*Address<VALTO_EVENT_INFO>(raw), kept);
             case Shape::kStringObject:
                 return;  // its reader does not look at it, and its text is not kept
             default:
-                *address<std::uint32_t>(raw) = kept;
+                *Address<std::uint32_t>(raw) = kept;
         }
     }
 
-    std::size_t roomOf(const Parameter& parameter) const {
-        return parameter.bound == Bound::kSize ? parameter.size : m_live.room;
+    std::size_t RoomOf(const Parameter& parameter) const {
+        return parameter.bound == Bound::kSize ? parameter.size : live_.room;
     }
 
-    static void text(char* to, std::size_t room, const std::string& characters) {
+    static void Text(char* to, std::size_t room, const std::string& characters) {
         const std::size_t count = std::min(room, characters.size());
         std::memcpy(to, characters.data(), count);
         if (count < room) to[count] = '\0';
     }
 
-    void bytes(char* to, const std::string& content) const {
-        std::memcpy(to, content.data(), std::min<std::size_t>(m_live.room, content.size()));
+    void Bytes(char* to, const std::string& content) const {
+        std::memcpy(to, content.data(), std::min<std::size_t>(live_.room, content.size()));
     }
 
-    static void newText(char*& to, const std::string& characters) {
+    static void NewText(char*& to, const std::string& characters) {
         to = new char[characters.size() + 1];
         std::memcpy(to, characters.c_str(), characters.size() + 1);
     }
 
-    static void device(_S_DEV_CONFIG& record, const Json& kept) {
+    static void Device(_S_DEV_CONFIG& record, const Json& kept) {
         std::memset(&record, 0, sizeof record);
-        const std::string media = bytesOf(kept.at(0));
+        const std::string media = BytesOf(kept.at(0));
         std::memcpy(record.szMediaId, media.data(),
                     std::min(media.size(), sizeof record.szMediaId));
     }
 
-    static void event(VALTO_EVENT_INFO& info, const Json& kept) {
+    static void Event(VALTO_EVENT_INFO& info, const Json& kept) {
         std::memset(&info, 0, sizeof info);
         info.u32EventType = kept.at(0);
         info.ei.slotEvent.u32SlotID = kept.at(1);
     }
 
-    void result() {
-        if (m_live.kind == ResultKind::kNumber) {
-            m_live.result = static_cast<std::uint64_t>(m_recorded.result.get<std::int64_t>());
-        } else if (m_recorded.result.is_binary()) {
-            m_live.result = reinterpret_cast<std::uint64_t>(owned(bytesOf(m_recorded.result)));
+    void Result() {
+        if (live_.kind == ResultKind::kNumber) {
+            live_.result = static_cast<std::uint64_t>(recorded_.result.get<std::int64_t>());
+        } else if (recorded_.result.is_binary()) {
+            live_.result = reinterpret_cast<std::uint64_t>(Owned(BytesOf(recorded_.result)));
         }
     }
 
     // A text that the token library owns: it stays.
-    static const char* owned(const std::string& text) {
+    static const char* Owned(const std::string& text) {
         static std::mutex mutex;
         static auto* const texts = new std::set<std::string>;
         const std::lock_guard<std::mutex> lock(mutex);
         return texts->insert(text).first->c_str();
     }
 
-    const Call& m_recorded;
-    LiveCall& m_live;
+    const Call& recorded_;
+    LiveCall& live_;
 };
 
 }  // namespace
 
-void answerFrom(const Call& recorded, LiveCall& live) {
-    Answer(recorded, live).give();
+void AnswerFrom(const Call& recorded, LiveCall& live) {
+    Answer(recorded, live).Give();
 }
 
 }  // namespace recorder

@@ -10,7 +10,7 @@ namespace recorder {
 
 // Writes the recorded outputs and sets the result. What the recording does not keep is replaced by
 // stand-ins of the same length, equal ones for equal values.
-void answerFrom(const Call& recorded, LiveCall& live);
+void AnswerFrom(const Call& recorded, LiveCall& live);
 
 }  // namespace recorder
 }  // namespace kesta

@@ -17,7 +17,7 @@ namespace kesta {
 namespace recorder {
 namespace {
 
-ReplayState* mapState() {
+ReplayState* MapState() {
     const char* const path = std::getenv(kReplayStateVariable);
     const int file = path == nullptr ? -1 : open(path, O_RDWR | O_CLOEXEC);
     struct stat status;
@@ -28,10 +28,10 @@ ReplayState* mapState() {
     return base == MAP_FAILED ? nullptr : static_cast<ReplayState*>(base);
 }
 
-Replayer* makeReplayer() {
+Replayer* MakeReplayer() {
     const char* const path = std::getenv(kReplayFileVariable);
     const char* const mode = std::getenv(kReplayModeVariable);
-    ReplayState* const state = mapState();
+    ReplayState* const state = MapState();
     if (path == nullptr || mode == nullptr || state == nullptr) {
         std::fputs("ukey replay: a process cannot reach the recording\n", stderr);
         return nullptr;
@@ -44,18 +44,18 @@ Replayer* makeReplayer() {
     }
 }
 
-Replayer* replayer() {
+Replayer* TheReplayer() {
     static Replayer* const one = [] {
-        Replayer* const made = makeReplayer();
+        Replayer* const made = MakeReplayer();
         if (made != nullptr) {
-            pthread_atfork(nullptr, nullptr, [] { replayer()->forked(); });
+            pthread_atfork(nullptr, nullptr, [] { TheReplayer()->Forked(); });
         }
         return made;
     }();
     return one;
 }
 
-[[noreturn]] void waitForCancellation() {
+[[noreturn]] void WaitForCancellation() {
     constexpr timespec kLong = {1, 0};
     for (;;) nanosleep(&kLong, nullptr);
 }
@@ -70,25 +70,25 @@ void kesta_boundary_attach(int, void*) {}
 
 // Without a recording nothing is called: never a real key.
 void kesta_boundary_enter(Span* span) {
-    if (replayer() == nullptr) {
+    if (TheReplayer() == nullptr) {
         span->refused = true;
     } else {
-        replayer()->enter(*span);
+        TheReplayer()->Enter(*span);
     }
 }
 
 void kesta_boundary_leave(Span* span) {
-    if (replayer() != nullptr) replayer()->leave(*span);
+    if (TheReplayer() != nullptr) TheReplayer()->Leave(*span);
 }
 
 void kesta_boundary_answer(Span* span) {
     span->live.result = static_cast<std::uint64_t>(std::int64_t{kReplayDiffers});
-    if (replayer() == nullptr) return;
-    switch (replayer()->answer(*span)) {
+    if (TheReplayer() == nullptr) return;
+    switch (TheReplayer()->Answer(*span)) {
         case Then::kThrow:
             throw std::runtime_error("as in the recording");
         case Then::kWaitForCancellation:
-            waitForCancellation();
+            WaitForCancellation();
         case Then::kReturn:
             break;
     }

@@ -17,17 +17,17 @@ struct Difference {
 };
 
 // What a live call looks like in a recording.
-Json argumentsOf(const LiveCall& call, const Discretion& discretion);
-Json outputsOf(const LiveCall& call, const Discretion& discretion);
-Json resultOf(const LiveCall& call);
+Json ArgumentsOf(const LiveCall& call, const Discretion& discretion);
+Json OutputsOf(const LiveCall& call, const Discretion& discretion);
+Json ResultOf(const LiveCall& call);
 
 // Where exact is false, as for a recording without contents, hidden values are compared by length.
-bool sameValue(const Json& expected, const Json& found, bool exact);
-std::optional<Difference> differenceOf(const Json& expected, const Json& found,
+bool SameValue(const Json& expected, const Json& found, bool exact);
+std::optional<Difference> DifferenceOf(const Json& expected, const Json& found,
                                        const Function& function, bool exact);
 
 // A value in a message: short, and of a hidden one no more than its length.
-std::string inMessage(const Json& value);
+std::string InMessage(const Json& value);
 
 }  // namespace recorder
 }  // namespace kesta

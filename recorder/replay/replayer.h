@@ -20,14 +20,14 @@ public:
     // mode holds letters: t tolerant, d timed. The state outlives the replayer.
     Replayer(const std::string& path, const std::string& mode, ReplayState& state);
 
-    void enter(Span& span);
-    void leave(Span& span);
-    Then answer(Span& span);
-    void forked();
+    void Enter(Span& span);
+    void Leave(Span& span);
+    Then Answer(Span& span);
+    void Forked();
 
 private:
     // Differs between replayers, and between a process and its forks.
-    static unsigned newGeneration();
+    static unsigned NewGeneration();
 
     struct Thread {
         unsigned generation = 0;
@@ -37,33 +37,33 @@ private:
         bool stopped = false;      // the latest export was StopDetectUKey
     };
 
-    Thread& thisThread(const Span& span);
-    ProcessScript* claimProcess(const Span& span);
-    void claimThread(Thread& thread, const Span& span);
-    void expect(Thread& thread, Span& span);
-    void compareEnd(Thread& thread, const Span& span);
-    Then poll(Thread& thread, Span& span);
-    Then perform(const Call& call, Span& span);
-    const Call* tolerated(const Span& span);
-    bool isDue(const Call& call) const;
-    void skipIdlePolls(Thread& thread, std::uint64_t parent);
-    void skipRepeatedStops(Thread& thread, const Span& span);
-    static const Call* following(const Thread& thread);
-    void take(Thread& thread, const Call& call);
-    void see(const Call& call);
+    Thread& ThisThread(const Span& span);
+    ProcessScript* ClaimProcess(const Span& span);
+    void ClaimThread(Thread& thread, const Span& span);
+    void Expect(Thread& thread, Span& span);
+    void CompareEnd(Thread& thread, const Span& span);
+    Then Poll(Thread& thread, Span& span);
+    Then Perform(const Call& call, Span& span);
+    const Call* Tolerated(const Span& span);
+    bool IsDue(const Call& call) const;
+    void SkipIdlePolls(Thread& thread, std::uint64_t parent);
+    void SkipRepeatedStops(Thread& thread, const Span& span);
+    static const Call* Following(const Thread& thread);
+    void Take(Thread& thread, const Call& call);
+    void See(const Call& call);
 
-    bool differs() const;
-    void differ(const std::string& text);
-    void differ(const Call& call, const Difference& difference);
+    bool Differs() const;
+    void Differ(const std::string& text);
+    void Differ(const Call& call, const Difference& difference);
 
-    Script m_script;
-    ReplayState& m_state;
-    bool m_tolerant;
-    bool m_timed;
-    std::recursive_mutex m_mutex;
-    unsigned m_generation = newGeneration();
-    ProcessScript* m_process = nullptr;
-    std::set<std::uint64_t> m_used;  // tolerant: calls that have answered
+    Script script_;
+    ReplayState& state_;
+    bool tolerant_;
+    bool timed_;
+    std::recursive_mutex mutex_;
+    unsigned generation_ = NewGeneration();
+    ProcessScript* process_ = nullptr;
+    std::set<std::uint64_t> used_;  // tolerant: calls that have answered
 };
 
 }  // namespace recorder

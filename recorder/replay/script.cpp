@@ -5,36 +5,35 @@
 namespace kesta {
 namespace recorder {
 
-void requireSameFunctions(const Recording& recording) {
-    if (recording.description.at("functions") != describeFunctions()) {
+void RequireSameFunctions(const Recording& recording) {
+    if (recording.description.at("functions") != DescribeFunctions()) {
         throw BadRecording("this recording was made by another version, with other functions");
     }
 }
 
-Script::Script(const std::string& path) : m_recording(readRecording(path)) {
-    requireSameFunctions(m_recording);
-    m_discretion.full = m_recording.full;
-    const std::string key = m_recording.keyBytes();
-    if (m_recording.full && key.size() != kKeySize) throw BadRecording("its key is missing");
-    std::copy(key.begin(), key.end(), m_discretion.key);
-    for (const Call& call : m_recording.calls) {
-        ProcessScript& process = m_processes[call.process];
-        if (process.empty()) m_order.push_back(call.process);
+Script::Script(const std::string& path) : recording_(ReadRecording(path)) {
+    RequireSameFunctions(recording_);
+    discretion_.full = recording_.full;
+    const std::string key = recording_.KeyBytes();
+    if (recording_.full && key.size() != kKeySize) throw BadRecording("its key is missing");
+    std::copy(key.begin(), key.end(), discretion_.key);
+    for (const Call& call : recording_.calls) {
+        ProcessScript& process = processes_[call.process];
+        if (process.empty()) order_.push_back(call.process);
         process[call.thread].calls.push_back(&call);
-        m_calls[call.number] = &call;
+        calls_[call.number] = &call;
     }
-    std::sort(m_order.begin(), m_order.end());
+    std::sort(order_.begin(), order_.end());
 }
 
-const Call* Script::call(std::uint64_t number) const {
-    const auto found = m_calls.find(number);
-    return found == m_calls.end() ? nullptr : found->second;
+const Call* Script::FindCall(std::uint64_t number) const {
+    const auto found = calls_.find(number);
+    return found == calls_.end() ? nullptr : found->second;
 }
 
-bool Script::fits(const Call& call, const LiveCall& live) const {
+bool Script::Fits(const Call& call, const LiveCall& live) const {
     return call.function == live.function &&
-           !differenceOf(call.arguments, argumentsOf(live, m_discretion), functionOf(call),
-                         exact());
+           !DifferenceOf(call.arguments, ArgumentsOf(live, discretion_), FunctionOf(call), Exact());
 }
 
 }  // namespace recorder

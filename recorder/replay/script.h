@@ -10,8 +10,8 @@
 namespace kesta {
 namespace recorder {
 
-constexpr std::size_t kWaitForEvent = numberOf(Boundary::kEvents, "ValtoT_WaitForEvent");
-constexpr std::size_t kStopDetectUKey = numberOf(Boundary::kExports, "StopDetectUKey");
+constexpr std::size_t kWaitForEvent = NumberOf(Boundary::kEvents, "ValtoT_WaitForEvent");
+constexpr std::size_t kStopDetectUKey = NumberOf(Boundary::kExports, "StopDetectUKey");
 
 struct ThreadScript {
     std::vector<const Call*> calls;
@@ -21,7 +21,7 @@ struct ThreadScript {
 using ProcessScript = std::map<std::uint64_t, ThreadScript>;  // by the thread's number
 
 // A poll that found no event.
-inline bool isIdlePoll(const Call& call) {
+inline bool IsIdlePoll(const Call& call) {
     return call.function == kWaitForEvent && call.ended() && call.how == kReturned &&
            call.result != 0;
 }
@@ -30,27 +30,27 @@ class Script {
 public:
     explicit Script(const std::string& path);
 
-    const Recording& recording() const { return m_recording; }
-    const Discretion& discretion() const { return m_discretion; }
-    bool exact() const { return m_recording.full; }
+    const Recording& recording() const { return recording_; }
+    const Discretion& discretion() const { return discretion_; }
+    bool Exact() const { return recording_.full; }
     // In the order of their numbers.
-    const std::vector<std::uint64_t>& processes() const { return m_order; }
-    ProcessScript& process(std::uint64_t number) { return m_processes.at(number); }
-    const Call* call(std::uint64_t number) const;
+    const std::vector<std::uint64_t>& processes() const { return order_; }
+    ProcessScript& FindProcess(std::uint64_t number) { return processes_.at(number); }
+    const Call* FindCall(std::uint64_t number) const;
 
-    bool fits(const Call& call, const LiveCall& live) const;
-    const Function& functionOf(const Call& call) const { return m_recording.functionOf(call); }
+    bool Fits(const Call& call, const LiveCall& live) const;
+    const Function& FunctionOf(const Call& call) const { return recording_.FunctionOf(call); }
 
 private:
-    Recording m_recording;
-    Discretion m_discretion;
-    std::vector<std::uint64_t> m_order;
-    std::map<std::uint64_t, ProcessScript> m_processes;
-    std::map<std::uint64_t, const Call*> m_calls;
+    Recording recording_;
+    Discretion discretion_;
+    std::vector<std::uint64_t> order_;
+    std::map<std::uint64_t, ProcessScript> processes_;
+    std::map<std::uint64_t, const Call*> calls_;
 };
 
 // Throws BadRecording where this version's functions are not those that were recorded.
-void requireSameFunctions(const Recording& recording);
+void RequireSameFunctions(const Recording& recording);
 
 }  // namespace recorder
 }  // namespace kesta

@@ -7,7 +7,7 @@
 namespace kesta {
 namespace recorder {
 
-int* lastErrorOf(std::size_t) {
+int* LastErrorOf(std::size_t) {
     return nullptr;
 }
 
@@ -24,6 +24,6 @@ using namespace kesta::recorder;
         __attribute__((ifunc("kesta_find_" #name)));
 
 #define KESTA_BIND_ENTRY(result, name, arguments) \
-    library.find(#name, KESTA_ENTRY_STAND(name)::real);
+    library.Find(#name, KESTA_ENTRY_STAND(name)::real);
 
 #endif

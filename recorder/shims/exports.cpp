@@ -7,7 +7,7 @@ namespace kesta {
 namespace recorder {
 
 // Bound as the real library's own use of it is: to a client's copy where there is one.
-int* lastErrorOf(std::size_t) {
+int* LastErrorOf(std::size_t) {
     return &::G_LastError;
 }
 
@@ -16,7 +16,7 @@ int* lastErrorOf(std::size_t) {
 
 using namespace kesta::recorder;
 
-#define KESTA_STAND(name) Stand<numberOf(Boundary::kExports, #name), decltype(::name)>
+#define KESTA_STAND(name) Stand<NumberOf(Boundary::kExports, #name), decltype(::name)>
 
 // The public header declares the functions; an indirect one gets its body without its parameters
 // being written down again.
@@ -27,8 +27,8 @@ using namespace kesta::recorder;
     extern "C" decltype(::name) name __attribute__((ifunc("kesta_find_" #name)));
 KESTA_UKEY_FUNCTIONS(KESTA_DEFINE)
 
-__attribute__((constructor)) static void bind() {
+__attribute__((constructor)) static void Bind() {
     const RealLibrary library(Boundary::kExports);
-#define KESTA_BIND(name) library.find(#name, KESTA_STAND(name)::real);
+#define KESTA_BIND(name) library.Find(#name, KESTA_STAND(name)::real);
     KESTA_UKEY_FUNCTIONS(KESTA_BIND)
 }

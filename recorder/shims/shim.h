@@ -15,7 +15,7 @@ namespace kesta {
 namespace recorder {
 
 template <typename T>
-std::uint64_t rawOf(T& argument) {
+std::uint64_t RawOf(T& argument) {
     if constexpr (std::is_class_v<T>) {
         return reinterpret_cast<std::uint64_t>(&argument);
     } else if constexpr (std::is_pointer_v<T>) {
@@ -26,82 +26,82 @@ std::uint64_t rawOf(T& argument) {
 }
 
 template <typename Result>
-constexpr ResultKind kindOf() {
+constexpr ResultKind KindOf() {
     if (std::is_void_v<Result>) return ResultKind::kNone;
     return std::is_pointer_v<Result> ? ResultKind::kText : ResultKind::kNumber;
 }
 
 #ifdef KESTA_REPLAYER
 // Replaying, the token libraries are not there: the core answers in their place.
-constexpr bool isAnswered(std::size_t function) {
-    return boundaryOf(function) != Boundary::kExports;
+constexpr bool IsAnswered(std::size_t function) {
+    return BoundaryOf(function) != Boundary::kExports;
 }
 #else
-constexpr bool isAnswered(std::size_t) {
+constexpr bool IsAnswered(std::size_t) {
     return false;
 }
 #endif
 
 // The exports' stand-in alone defines it otherwise.
-int* lastErrorOf(std::size_t function);
+int* LastErrorOf(std::size_t function);
 
 class Passage {
 public:
     Passage(std::size_t function, const std::uint64_t* raw, ResultKind kind, int* lastError) {
-        m_span.live.function = function;
-        m_span.live.raw = raw;
-        m_span.live.kind = kind;
-        m_span.lastError = lastError;
-        kesta_boundary_enter(&m_span);
+        span_.live.function = function;
+        span_.live.raw = raw;
+        span_.live.kind = kind;
+        span_.lastError = lastError;
+        kesta_boundary_enter(&span_);
     }
     ~Passage() {
         // A cancellation is no exception of the language.
-        m_span.live.threw = !m_span.live.returned && std::uncaught_exceptions() > 0;
-        kesta_boundary_leave(&m_span);
+        span_.live.threw = !span_.live.returned && std::uncaught_exceptions() > 0;
+        kesta_boundary_leave(&span_);
     }
     Passage(const Passage&) = delete;
     Passage& operator=(const Passage&) = delete;
 
     template <typename Result>
-    Result answer() {
-        kesta_boundary_answer(&m_span);
-        m_span.live.returned = true;
+    Result Answer() {
+        kesta_boundary_answer(&span_);
+        span_.live.returned = true;
         if constexpr (std::is_pointer_v<Result>) {
-            return reinterpret_cast<Result>(m_span.live.result);
+            return reinterpret_cast<Result>(span_.live.result);
         } else {
-            return static_cast<Result>(m_span.live.result);
+            return static_cast<Result>(span_.live.result);
         }
     }
 
     // Replaying, after a difference: the function is not called.
-    bool isRefused() const { return m_span.refused; }
+    bool IsRefused() const { return span_.refused; }
     template <typename Result>
-    Result refusal() {
-        __atomic_store_n(m_span.lastError, kReplayDiffers, __ATOMIC_RELAXED);
+    Result Refusal() {
+        __atomic_store_n(span_.lastError, kReplayDiffers, __ATOMIC_RELAXED);
         if constexpr (!std::is_void_v<Result>) return static_cast<Result>(kReplayDiffers);
     }
 
     // References stay what they are.
     template <typename Result, typename... Parameters>
-    Result carryOut(Result (*real)(Parameters...),
+    Result CarryOut(Result (*real)(Parameters...),
                     std::add_lvalue_reference_t<Parameters>... arguments) {
         if constexpr (std::is_void_v<Result>) {
             real(arguments...);
-            returned(0);
+            Returned(0);
         } else {
             Result result = real(arguments...);
-            returned(rawOf(result));
+            Returned(RawOf(result));
             return result;
         }
     }
 
 private:
-    void returned(std::uint64_t result) {
-        m_span.live.returned = true;
-        m_span.live.result = result;
+    void Returned(std::uint64_t result) {
+        span_.live.returned = true;
+        span_.live.result = result;
     }
 
-    Span m_span;
+    Span span_;
 };
 
 // The function with that number, of a type.
@@ -114,15 +114,15 @@ struct Stand<Number, Result(Parameters...)> {
     static Result (*real)(Parameters...);
 
     static Result call(Parameters... arguments) {
-        const std::uint64_t raw[] = {rawOf(arguments)..., 0};
-        Passage passage(Number, raw, kindOf<Result>(), lastErrorOf(Number));
-        if constexpr (isAnswered(Number)) {
-            return passage.template answer<Result>();
+        const std::uint64_t raw[] = {RawOf(arguments)..., 0};
+        Passage passage(Number, raw, KindOf<Result>(), LastErrorOf(Number));
+        if constexpr (IsAnswered(Number)) {
+            return passage.template Answer<Result>();
         } else {
-            if constexpr (boundaryOf(Number) == Boundary::kExports) {
-                if (passage.isRefused()) return passage.template refusal<Result>();
+            if constexpr (BoundaryOf(Number) == Boundary::kExports) {
+                if (passage.IsRefused()) return passage.template Refusal<Result>();
             }
-            return passage.carryOut(real, arguments...);
+            return passage.CarryOut(real, arguments...);
         }
     }
 };
@@ -135,28 +135,28 @@ Result (*Stand<Number, Result(Parameters...)>::real)(Parameters...) = nullptr;
 class RealLibrary {
 public:
     explicit RealLibrary(Boundary boundary)
-        : m_boundary(boundary), m_handle(dlopen(standInFor(boundary), RTLD_LAZY | RTLD_NOLOAD)) {}
+        : boundary_(boundary), handle_(dlopen(StandInFor(boundary), RTLD_LAZY | RTLD_NOLOAD)) {}
     ~RealLibrary() {
-        kesta_boundary_attach(static_cast<int>(m_boundary), m_handle);
-        if (m_handle != nullptr) dlclose(m_handle);
+        kesta_boundary_attach(static_cast<int>(boundary_), handle_);
+        if (handle_ != nullptr) dlclose(handle_);
     }
     RealLibrary(const RealLibrary&) = delete;
     RealLibrary& operator=(const RealLibrary&) = delete;
 
     template <typename Entry>
-    void find(const char* name, Entry*& entry) const {
-        if (m_handle != nullptr) entry = reinterpret_cast<Entry*>(dlsym(m_handle, name));
+    void Find(const char* name, Entry*& entry) const {
+        if (handle_ != nullptr) entry = reinterpret_cast<Entry*>(dlsym(handle_, name));
     }
 
 private:
-    static const char* standInFor(Boundary boundary) {
+    static const char* StandInFor(Boundary boundary) {
         constexpr const char* kNames[kBoundaries] = {kRealLibrary, kRealTokenLibrary,
                                                      kRealEventLibrary};
         return kNames[static_cast<int>(boundary)];
     }
 
-    Boundary m_boundary;
-    void* m_handle;
+    Boundary boundary_;
+    void* handle_;
 };
 
 }  // namespace recorder

@@ -16,11 +16,19 @@ std::string OwnerPath(const std::string& home) {
     return home + "/misbehaviour.owner";
 }
 
+// Whether the file that is open is still the one at its path.
+bool StillThere(const File& file, const std::string& path) {
+    struct stat there {};
+    const struct stat opened = file.Status();
+    return stat(path.c_str(), &there) == 0 && there.st_dev == opened.st_dev &&
+           there.st_ino == opened.st_ino;
+}
+
 // Stays open, and with it the locks, until the process ends.
 const File& Opened(const std::string& home) {
     static auto* const files = new std::map<std::string, std::unique_ptr<File>>;
     std::unique_ptr<File>& file = (*files)[home];
-    if (!file || !file->StillThere()) {
+    if (!file || !StillThere(*file, OwnerPath(home))) {
         file = std::make_unique<File>(OwnerPath(home), O_RDWR | O_CREAT);
         file->Required();
     }

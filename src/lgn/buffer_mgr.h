@@ -20,7 +20,7 @@ public:
 class CLgnBufferMgr : public ILgnBufferMgr {
 public:
     constexpr explicit CLgnBufferMgr(ILgnMemMgr* memory)
-        : m_pMemMgr(memory), m_nil{this, 0, 0, 2}, m_nilCharacters{} {}
+        : memMgr_(memory), nil_{this, 0, 0, 2}, nilCharacters_{} {}
     ~CLgnBufferMgr() override {}
 
     // Null when the memory manager has none left.
@@ -31,11 +31,11 @@ public:
     ILgnBufferMgr* Clone() override;
 
 private:
-    ILgnMemMgr* m_pMemMgr;
+    ILgnMemMgr* memMgr_;
     // Every empty string points behind this header. Its count starts at 2 so that no release
     // brings it down to a free.
-    CBufferData m_nil;
-    [[maybe_unused]] char m_nilCharacters[4];
+    CBufferData nil_;
+    [[maybe_unused]] char nilCharacters_[4];
 };
 
 }  // namespace LGN

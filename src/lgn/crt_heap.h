@@ -8,7 +8,7 @@ namespace LGN {
 
 class CCRTHeap : public ILgnMemMgr {
 public:
-    constexpr CCRTHeap() : m_nLastSize(0) {}
+    constexpr CCRTHeap() : lastSize_(0) {}
     ~CCRTHeap() override {}
 
     void* Allocate(std::size_t bytes) override;
@@ -18,7 +18,7 @@ public:
     std::size_t GetSize(void* p) override;
 
 private:
-    std::size_t m_nLastSize;
+    std::size_t lastSize_;
 };
 
 }  // namespace LGN

@@ -11,11 +11,11 @@ constexpr int kInvalidArgument = static_cast<int>(0x80070057u);
 
 class CLgnException {
 public:
-    explicit CLgnException(int code) : m_nCode(code) {}
-    int GetCode() const { return m_nCode; }
+    explicit CLgnException(int code) : code_(code) {}
+    int GetCode() const { return code_; }
 
 private:
-    std::int32_t m_nCode;
+    std::int32_t code_;
 };
 
 [[noreturn]] void LgnThrow(int code);

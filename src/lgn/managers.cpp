@@ -27,29 +27,29 @@ std::size_t BlockSize(int reserved, int nCharSize) {
 }  // namespace
 
 void* CCRTHeap::Allocate(std::size_t bytes) {
-    m_nLastSize = bytes;
+    lastSize_ = bytes;
     return std::malloc(bytes);
 }
 
 void CCRTHeap::Free(void* p) {
-    m_nLastSize = 0;
+    lastSize_ = 0;
     std::free(p);
 }
 
 void* CCRTHeap::Reallocate(void* p, std::size_t bytes) {
-    m_nLastSize = bytes;
+    lastSize_ = bytes;
     return std::realloc(p, bytes);
 }
 
 std::size_t CCRTHeap::GetSize(void*) {
-    return m_nLastSize;
+    return lastSize_;
 }
 
 CBufferData* CLgnBufferMgr::Allocate(int nChars, int nCharSize) {
     const int reserved = ReservedCount(nChars);
     const std::size_t bytes = BlockSize(reserved, nCharSize);
     if (bytes == 0) return nullptr;
-    auto* data = static_cast<CBufferData*>(m_pMemMgr->Allocate(bytes));
+    auto* data = static_cast<CBufferData*>(memMgr_->Allocate(bytes));
     if (data == nullptr) return nullptr;
     data->pBufferMgr = this;
     data->nDataLength = 0;
@@ -59,22 +59,22 @@ CBufferData* CLgnBufferMgr::Allocate(int nChars, int nCharSize) {
 }
 
 void CLgnBufferMgr::Free(CBufferData* data) {
-    m_pMemMgr->Free(data);
+    memMgr_->Free(data);
 }
 
 CBufferData* CLgnBufferMgr::Reallocate(CBufferData* data, int nChars, int nCharSize) {
     const int reserved = ReservedCount(nChars);
     const std::size_t bytes = BlockSize(reserved, nCharSize);
     if (bytes == 0) return nullptr;
-    auto* moved = static_cast<CBufferData*>(m_pMemMgr->Reallocate(data, bytes));
+    auto* moved = static_cast<CBufferData*>(memMgr_->Reallocate(data, bytes));
     if (moved == nullptr) return nullptr;
     moved->nAllocLength = reserved - 1;
     return moved;
 }
 
 CBufferData* CLgnBufferMgr::GetNilBuffer() {
-    ++m_nil.nRefs;
-    return &m_nil;
+    ++nil_.nRefs;
+    return &nil_;
 }
 
 ILgnBufferMgr* CLgnBufferMgr::Clone() {

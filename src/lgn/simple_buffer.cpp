@@ -36,19 +36,19 @@ int TextLength(const char* psz) {
     return static_cast<int>(length);
 }
 
-CSimpleBufferT<char>::CSimpleBufferT(ILgnBufferMgr* mgr) : m_object{nullptr} {
+CSimpleBufferT<char>::CSimpleBufferT(ILgnBufferMgr* mgr) : object_{nullptr} {
     Attach(mgr->GetNilBuffer());
 }
 
 CSimpleBufferT<char>::CSimpleBufferT(const char* pch, int nLength, ILgnBufferMgr* mgr)
-    : m_object{nullptr} {
+    : object_{nullptr} {
     if (nLength < 0 || (pch == nullptr && nLength != 0)) LgnThrow(kInvalidArgument);
     Attach(AllocateFrom(mgr, nLength));
     SetLength(nLength);
-    if (nLength != 0) std::memcpy(m_object.characters, pch, Bytes(nLength));
+    if (nLength != 0) std::memcpy(object_.characters, pch, Bytes(nLength));
 }
 
-CSimpleBufferT<char>::CSimpleBufferT(const CSimpleBufferT& other) : m_object{nullptr} {
+CSimpleBufferT<char>::CSimpleBufferT(const CSimpleBufferT& other) : object_{nullptr} {
     Attach(CloneData(other.GetData()));
 }
 
@@ -68,28 +68,28 @@ CSimpleBufferT<char>& CSimpleBufferT<char>::operator=(const CSimpleBufferT& othe
 
 char CSimpleBufferT<char>::GetAt(int nIndex) const {
     if (nIndex < 0 || nIndex > GetLength()) LgnThrow(kInvalidArgument);
-    return m_object.characters[nIndex];
+    return object_.characters[nIndex];
 }
 
 char* CSimpleBufferT<char>::GetBuffer(int nMinBufferLength, unsigned flags) {
     PrepareWrite(std::max(nMinBufferLength, GetLength()));
     if ((flags & kZeroUnused) != 0) {
-        std::memset(m_object.characters + GetLength(), 0, Bytes(GetAllocLength() - GetLength()));
+        std::memset(object_.characters + GetLength(), 0, Bytes(GetAllocLength() - GetLength()));
     }
-    return m_object.characters;
+    return object_.characters;
 }
 
 void CSimpleBufferT<char>::SetLength(int nLength) {
     if (nLength < 0 || nLength > GetAllocLength()) LgnThrow(kInvalidArgument);
     GetData()->nDataLength = nLength;
-    m_object.characters[nLength] = '\0';
+    object_.characters[nLength] = '\0';
 }
 
 void CSimpleBufferT<char>::Fork(int nLength) {
     CBufferData* old = GetData();
     CBufferData* data = AllocateFrom(old->pBufferMgr->Clone(), nLength);
     const int copied = std::min(old->nDataLength, nLength) + 1;
-    std::memcpy(data->Characters(), m_object.characters, Bytes(copied));
+    std::memcpy(data->Characters(), object_.characters, Bytes(copied));
     data->nDataLength = old->nDataLength;
     ReleaseBufferData(old);
     Attach(data);
@@ -117,7 +117,7 @@ void CSimpleBufferT<char>::SetString(const char* psz, int nLength) {
     // The source may be this string's own text, which moves when the buffer does: it is known by
     // its offset. An address below the text wraps to an offset beyond any length.
     const auto offset = reinterpret_cast<std::uintptr_t>(psz) -
-                        reinterpret_cast<std::uintptr_t>(m_object.characters);
+                        reinterpret_cast<std::uintptr_t>(object_.characters);
     char* buffer = PrepareWrite(std::max(nLength, oldLength));
     if (offset > Bytes(oldLength)) {
         std::memcpy(buffer, psz, Bytes(nLength));
@@ -133,7 +133,7 @@ void CSimpleBufferT<char>::Append(const char* psz, int nLength) {
     if (nLength > kMaxLength - oldLength) LgnThrow(kInvalidArgument);
     if (nLength == 0) return;
     const auto offset = reinterpret_cast<std::uintptr_t>(psz) -
-                        reinterpret_cast<std::uintptr_t>(m_object.characters);
+                        reinterpret_cast<std::uintptr_t>(object_.characters);
     char* buffer = PrepareWrite(oldLength + nLength);
     const char* source = offset > Bytes(oldLength) ? psz : buffer + offset;
     std::memmove(buffer + oldLength, source, Bytes(nLength));
@@ -162,7 +162,7 @@ char* CSimpleBufferT<char>::PrepareWrite(int nLength) {
     } else if (GetAllocLength() < nLength) {
         Grow(nLength);
     }
-    return m_object.characters;
+    return object_.characters;
 }
 
 // Doubles small buffers, then adds 1024 characters at a time: peers size their own texts by it.

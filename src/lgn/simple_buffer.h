@@ -28,13 +28,13 @@ public:
     int GetLength() const { return GetData()->nDataLength; }
     int GetAllocLength() const { return GetData()->nAllocLength; }
     bool IsEmpty() const { return GetLength() == 0; }
-    const char* GetString() const { return m_object.characters; }
+    const char* GetString() const { return object_.characters; }
     // The character at an index from 0 to the length, where the NUL is.
     char GetAt(int nIndex) const;
     char operator[](int nIndex) const { return GetAt(nIndex); }
 
     // What a peer receives that may replace the text.
-    KestaStringObject& Object() { return m_object; }
+    KestaStringObject& Object() { return object_; }
 
     // Makes the buffer private, with room for nMinBufferLength characters at least.
     char* GetBuffer(int nMinBufferLength, unsigned flags = 0);
@@ -50,14 +50,14 @@ public:
     [[noreturn]] static void ThrowMemoryException();
 
 protected:
-    CBufferData* GetData() const { return reinterpret_cast<CBufferData*>(m_object.characters) - 1; }
-    void Attach(CBufferData* data) { m_object.characters = data->Characters(); }
+    CBufferData* GetData() const { return reinterpret_cast<CBufferData*>(object_.characters) - 1; }
+    void Attach(CBufferData* data) { object_.characters = data->Characters(); }
     char* PrepareWrite(int nLength);
 
 private:
     void Grow(int nLength);
 
-    KestaStringObject m_object;
+    KestaStringObject object_;
 };
 
 static_assert(sizeof(CSimpleBufferT<char>) == sizeof(KestaStringObject), "peers see one pointer");

@@ -47,16 +47,16 @@ int CountOccurrences(std::string_view text, std::string_view pattern) {
 // Writes forward into one buffer while reading from a later place of the same buffer.
 class Mover {
 public:
-    explicit Mover(char* to) : m_to(to) {}
-    char* Position() const { return m_to; }
+    explicit Mover(char* to) : to_(to) {}
+    char* Position() const { return to_; }
     void Take(const char* from, const char* end) {
         const auto n = static_cast<std::size_t>(end - from);
-        std::memmove(m_to, from, n);
-        m_to += n;
+        std::memmove(to_, from, n);
+        to_ += n;
     }
 
 private:
-    char* m_to;
+    char* to_;
 };
 
 // Replaces in a buffer with room for the longer of both lengths, and fills it to the new one.

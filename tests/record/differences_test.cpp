@@ -34,7 +34,7 @@ struct Stage {
     int lastError = 0;
 };
 
-std::uint64_t raw(const void* address) {
+std::uint64_t Raw(const void* address) {
     return reinterpret_cast<std::uint64_t>(address);
 }
 
@@ -49,139 +49,139 @@ struct Step {
 
 constexpr Boundary kExports = Boundary::kExports, kToken = Boundary::kToken;
 
-void nothing() {}
+void Nothing() {}
 
-std::vector<Step> sign(Stage& s) {
+std::vector<Step> Sign(Stage& s) {
     const auto signs = [&s] {
         strcpy(s.signature, "MEUCIQDsignature");
         s.signatureLength = 16;
     };
-    const std::uint64_t text = raw(s.text), warning = raw(s.warning), signature = raw(s.signature),
-                        length = raw(&s.signatureLength);
+    const std::uint64_t text = Raw(s.text), warning = Raw(s.warning), signature = Raw(s.signature),
+                        length = Raw(&s.signatureLength);
     return {
         {kExports,
          "Sign",
-         {raw(s.serial), 2, 3, text, warning, signature, length},
+         {Raw(s.serial), 2, 3, text, warning, signature, length},
          &s.signResult,
-         nothing,
+         Nothing,
          2},
-        {kToken, "SetWarningMsg", {raw(s.serial), warning}, &s.warningResult, nothing, 0},
+        {kToken, "SetWarningMsg", {Raw(s.serial), warning}, &s.warningResult, Nothing, 0},
         {kToken,
          "GMUsbKeyCriticalSign",
-         {raw(s.serial), 2, 3, text, signature, length},
+         {Raw(s.serial), 2, 3, text, signature, length},
          &s.signResult,
          signs,
          0},
     };
 }
 
-std::vector<Step> read(Stage& s) {
+std::vector<Step> Read(Stage& s) {
     const auto names = [&s] { strcpy(s.label, "Ada's key"); };
     const auto measures = [&s] { s.labelLength = static_cast<int>(strlen(s.label)); };
     const auto counts = [&s] { s.pin[0] = 6; };
     return {
         {kExports,
          "GetLabel",
-         {raw(s.serial), raw(s.label), raw(&s.labelLength)},
+         {Raw(s.serial), Raw(s.label), Raw(&s.labelLength)},
          &s.labelResult,
          measures,
          1},
-        {kToken, "GetLabel", {raw(s.serial), raw(s.label)}, &s.labelResult, names, 0},
+        {kToken, "GetLabel", {Raw(s.serial), Raw(s.label)}, &s.labelResult, names, 0},
         {kExports,
          "GetPinInfo",
-         {raw(s.serial), raw(s.pin), raw(&s.pinLength)},
+         {Raw(s.serial), Raw(s.pin), Raw(&s.pinLength)},
          &s.pinResult,
-         nothing,
+         Nothing,
          1},
         {kToken,
          "GetPinInfo",
-         {raw(s.serial), raw(s.pin), raw(&s.pinLength)},
+         {Raw(s.serial), Raw(s.pin), Raw(&s.pinLength)},
          &s.pinResult,
          counts,
          0},
     };
 }
 
-std::vector<Step> play(Stage& s) {
-    std::vector<Step> steps = read(s);
-    for (Step& step : sign(s)) steps.push_back(std::move(step));
+std::vector<Step> Play(Stage& s) {
+    std::vector<Step> steps = Read(s);
+    for (Step& step : Sign(s)) steps.push_back(std::move(step));
     steps.push_back({kExports,
                      "ImportEncX509Cert",
-                     {raw(s.serial), raw(s.certificate), raw(s.key)},
+                     {Raw(s.serial), Raw(s.certificate), Raw(s.key)},
                      &s.importResult,
-                     nothing,
+                     Nothing,
                      1});
     steps.push_back(
-        {kToken, "GMImportPriKey", {raw(s.serial), raw(s.key), 0}, &s.importResult, nothing, 0});
+        {kToken, "GMImportPriKey", {Raw(s.serial), Raw(s.key), 0}, &s.importResult, Nothing, 0});
     return steps;
 }
 
 constexpr unsigned char kKey[kKeySize] = {1, 2, 3, 4, 5, 6, 7, 8};
 
-Json parsed(const Packer& packer) {
+Json Parsed(const Packer& packer) {
     return Json::from_msgpack(packer.data(), packer.data() + packer.size());
 }
 
 // The records of the play.
 class Recorder {
 public:
-    std::vector<Json> records() {
+    std::vector<Json> Records() {
         Stage stage;
-        const std::vector<Step> steps = play(stage);
+        const std::vector<Step> steps = Play(stage);
         for (std::size_t at = 0; at < steps.size(); at += 1 + steps[at].beneath) {
-            perform(steps, at, 0, stage);
+            Perform(steps, at, 0, stage);
         }
-        return m_records;
+        return records_;
     }
 
 private:
-    void perform(const std::vector<Step>& steps, std::size_t at, std::size_t parent, Stage& stage) {
+    void Perform(const std::vector<Step>& steps, std::size_t at, std::size_t parent, Stage& stage) {
         const Step& step = steps[at];
         Discretion discretion;
         discretion.full = true;
         std::copy(std::begin(kKey), std::end(kKey), discretion.key);
         LiveCall live;
-        live.function = numberOf(step.boundary, step.name);
+        live.function = NumberOf(step.boundary, step.name);
         live.raw = step.arguments.data();
         live.kind = ResultKind::kNumber;
-        live.noteRoom();
+        live.NoteRoom();
         Packer arguments;
-        packArguments(arguments, live, discretion);
-        m_records.push_back(
-            Json::array({1, at + 1, parent, 1, 1, at + 1, live.function, parsed(arguments)}));
-        for (std::size_t n = 1; n <= step.beneath; ++n) perform(steps, at + n, at + 1, stage);
+        PackArguments(arguments, live, discretion);
+        records_.push_back(
+            Json::array({1, at + 1, parent, 1, 1, at + 1, live.function, Parsed(arguments)}));
+        for (std::size_t n = 1; n <= step.beneath; ++n) Perform(steps, at + n, at + 1, stage);
         step.happens();
         live.returned = true;
         live.result = static_cast<std::uint64_t>(*step.result);
         Packer outputs;
-        packOutputs(outputs, live, discretion);
+        PackOutputs(outputs, live, discretion);
         const Json lastError = step.boundary == Boundary::kExports ? Json(stage.lastError) : Json();
-        m_records.push_back(
-            Json::array({2, at + 1, at + 100, 0, *step.result, lastError, parsed(outputs)}));
+        records_.push_back(
+            Json::array({2, at + 1, at + 100, 0, *step.result, lastError, Parsed(outputs)}));
     }
 
-    std::vector<Json> m_records;
+    std::vector<Json> records_;
 };
 
 class Differences : public testing::Test {
 protected:
-    Differences() { close(mkstemp(m_path)); }
-    ~Differences() override { unlink(m_path); }
+    Differences() { close(mkstemp(mPath)); }
+    ~Differences() override { unlink(mPath); }
 
-    void write(const std::vector<Json>& records) {
-        const int file = open(m_path, O_RDWR | O_TRUNC);
-        ASSERT_TRUE(Writer::create(file));
+    void Write(const std::vector<Json>& records) {
+        const int file = open(mPath, O_RDWR | O_TRUNC);
+        ASSERT_TRUE(Writer::Create(file));
         close(file);
         Writer writer;
-        ASSERT_TRUE(writer.open(m_path));
+        ASSERT_TRUE(writer.Open(mPath));
         const auto append = [&writer](const std::string& record) {
             ASSERT_TRUE(writer.append(reinterpret_cast<const unsigned char*>(record.data()),
                                       record.size()));
         };
-        append(descriptionRecord({{"full", true},
+        append(DescriptionRecord({{"full", true},
                                   {"key", Json::binary({std::begin(kKey), std::end(kKey)})},
                                   {"time", 0},
-                                  {"functions", describeFunctions()}}));
+                                  {"functions", DescribeFunctions()}}));
         for (const Json& record : records) {
             const auto bytes = Json::to_msgpack(record);
             append({bytes.begin(), bytes.end()});
@@ -189,49 +189,49 @@ protected:
     }
 
     // What the replay says of a client that does what was recorded at first.
-    std::string replayed() {
+    std::string Replayed() {
         std::vector<unsigned char> room(sizeof(ReplayState) + 100, 0);
         auto* const state = reinterpret_cast<ReplayState*>(room.data());
-        Replayer replayer(m_path, "", *state);
+        Replayer replayer(mPath, "", *state);
         Stage stage;
-        const std::vector<Step> steps = play(stage);
+        const std::vector<Step> steps = Play(stage);
         for (std::size_t at = 0; at < steps.size(); at += 1 + steps[at].beneath) {
-            perform(replayer, steps, at, stage);
+            Perform(replayer, steps, at, stage);
         }
         return state->text;
     }
 
-    static void perform(Replayer& replayer, const std::vector<Step>& steps, std::size_t at,
+    static void Perform(Replayer& replayer, const std::vector<Step>& steps, std::size_t at,
                         Stage& stage) {
         const Step& step = steps[at];
         const bool isToken = step.boundary == Boundary::kToken;
         Span span{};
-        span.live.function = numberOf(step.boundary, step.name);
+        span.live.function = NumberOf(step.boundary, step.name);
         span.live.raw = step.arguments.data();
         span.live.kind = ResultKind::kNumber;
         span.lastError = isToken ? nullptr : &stage.lastError;
-        replayer.enter(span);
+        replayer.Enter(span);
         // A library gives up at the first entry point that fails.
         for (std::size_t n = 1; n <= step.beneath && *step.result == 0; ++n) {
-            perform(replayer, steps, at + n, stage);
+            Perform(replayer, steps, at + n, stage);
             *step.result = *steps[at + n].result;
         }
         if (isToken) {
-            replayer.answer(span);
-            *step.result = span.live.code();
+            replayer.Answer(span);
+            *step.result = span.live.Code();
         } else {
             step.happens();
             span.live.result = static_cast<std::uint64_t>(*step.result);
         }
         span.live.returned = true;
-        replayer.leave(span);
+        replayer.Leave(span);
     }
 
-    char m_path[32] = "differences-XXXXXX";
+    char mPath[32] = "differences-XXXXXX";
 };
 
 // One byte of a value: of a text, a tag or a number.
-bool seed(Json& value, std::mt19937& random) {
+bool Seed(Json& value, std::mt19937& random) {
     if (value.is_binary() && !value.get_binary().empty()) {
         auto& bytes = value.get_binary();
         bytes[random() % bytes.size()] ^= static_cast<std::uint8_t>(1 + random() % 255);
@@ -241,16 +241,16 @@ bool seed(Json& value, std::mt19937& random) {
         value = value.get<std::int64_t>() ^ static_cast<std::int64_t>(1 + random() % 255);
         return true;
     }
-    return value.is_array() && !value.empty() && seed(value[random() % value.size()], random);
+    return value.is_array() && !value.empty() && Seed(value[random() % value.size()], random);
 }
 
 TEST_F(Differences, none_is_named_where_there_is_none) {
-    write(Recorder().records());
-    EXPECT_EQ(replayed(), "");
+    Write(Recorder().Records());
+    EXPECT_EQ(Replayed(), "");
 }
 
 TEST_F(Differences, a_thousand_seeded_bytes_are_all_named) {
-    const std::vector<Json> records = Recorder().records();
+    const std::vector<Json> records = Recorder().Records();
     std::mt19937 random(20240608);
     std::set<std::string> messages;
     for (int n = 0; n < 1000;) {
@@ -258,10 +258,10 @@ TEST_F(Differences, a_thousand_seeded_bytes_are_all_named) {
         Json& record = changed[random() % changed.size()];
         const bool isEnd = record[0] == 2;
         Json& place = !isEnd ? record[7] : record[std::vector<std::size_t>{4, 5, 6}[random() % 3]];
-        if (!seed(place, random)) continue;
+        if (!Seed(place, random)) continue;
         ++n;
-        write(changed);
-        const std::string said = replayed();
+        Write(changed);
+        const std::string said = Replayed();
         ASSERT_TRUE(said.find("call ") == 0 && said.find(" was recorded") != std::string::npos)
             << record.dump() << "\nsaid: " << said;
         messages.insert(said);

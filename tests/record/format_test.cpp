@@ -25,31 +25,31 @@ using namespace kesta::recorder;
 class Format : public testing::Test {
 protected:
     Format() {
-        const int file = mkstemp(m_path);
-        EXPECT_TRUE(Writer::create(file));
+        const int file = mkstemp(mPath);
+        EXPECT_TRUE(Writer::Create(file));
         close(file);
-        append(descriptionRecord({{"full", false}, {"functions", describeFunctions()}}));
+        append(DescriptionRecord({{"full", false}, {"functions", DescribeFunctions()}}));
     }
-    ~Format() override { unlink(m_path); }
+    ~Format() override { unlink(mPath); }
 
     void append(const std::string& record) {
         Writer writer;
-        ASSERT_TRUE(writer.open(m_path));
-        ASSERT_TRUE(write(writer, record));
+        ASSERT_TRUE(writer.Open(mPath));
+        ASSERT_TRUE(Write(writer, record));
     }
-    static bool write(Writer& writer, const std::string& record) {
+    static bool Write(Writer& writer, const std::string& record) {
         return writer.append(reinterpret_cast<const unsigned char*>(record.data()), record.size());
     }
-    static std::string packed(const Json& record) {
+    static std::string Packed(const Json& record) {
         const auto bytes = Json::to_msgpack(record);
         return {bytes.begin(), bytes.end()};
     }
     // A call of Initialize, whose row has no parameters.
-    static std::string enter(std::uint64_t call) {
-        return packed(Json::array({1, call, 0, 1, 1, 5, 0, Json::array()}));
+    static std::string Enter(std::uint64_t call) {
+        return Packed(Json::array({1, call, 0, 1, 1, 5, 0, Json::array()}));
     }
-    std::string bytes() const {
-        std::ifstream file(m_path, std::ios::binary);
+    std::string Bytes() const {
+        std::ifstream file(mPath, std::ios::binary);
         std::ostringstream all;
         all << file.rdbuf();
         return all.str();
@@ -58,25 +58,25 @@ protected:
     // Calls of process n have the numbers behind n times this.
     static constexpr std::uint64_t kRoom = 1000000;
 
-    [[noreturn]] void writeUntilKilled(std::uint64_t n, std::atomic<std::uint64_t>& done) const {
+    [[noreturn]] void WriteUntilKilled(std::uint64_t n, std::atomic<std::uint64_t>& done) const {
         Writer writer;
-        if (!writer.open(m_path)) _exit(1);
+        if (!writer.Open(mPath)) _exit(1);
         for (std::uint64_t i = 1; i <= 2000; ++i) {
-            if (!write(writer, enter(n * kRoom + i))) _exit(2);
+            if (!Write(writer, Enter(n * kRoom + i))) _exit(2);
             done.store(i);
         }
         for (;;) pause();  // on a crowded machine the kill comes late
     }
 
-    char m_path[32] = "format-test-XXXXXX";
+    char mPath[32] = "format-test-XXXXXX";
 };
 
 TEST_F(Format, calls_come_back_with_what_was_written) {
-    append(enter(1));
-    append(packed(Json::array({2, 1, 9, 0, -101, -101, Json::array()})));
-    const Recording recording = readRecording(m_path);
+    append(Enter(1));
+    append(Packed(Json::array({2, 1, 9, 0, -101, -101, Json::array()})));
+    const Recording recording = ReadRecording(mPath);
     ASSERT_EQ(recording.calls.size(), 1U);
-    EXPECT_EQ(recording.functionOf(recording.calls[0]).name, "Initialize");
+    EXPECT_EQ(recording.FunctionOf(recording.calls[0]).name, "Initialize");
     EXPECT_EQ(recording.calls[0].result, -101);
     EXPECT_EQ(recording.calls[0].end, 9U);
     EXPECT_EQ(recording.damaged + recording.unfinished + recording.lost, 0U);
@@ -85,15 +85,15 @@ TEST_F(Format, calls_come_back_with_what_was_written) {
 TEST_F(Format, records_of_many_threads_are_all_whole) {
     constexpr std::uint64_t kThreads = 4, kEach = 5000;
     Writer writer;
-    ASSERT_TRUE(writer.open(m_path));
+    ASSERT_TRUE(writer.Open(mPath));
     std::vector<std::thread> threads;
     for (std::uint64_t n = 0; n < kThreads; ++n) {
         threads.emplace_back([&, n] {
-            for (std::uint64_t i = 0; i < kEach; ++i) write(writer, enter(n * kEach + i + 1));
+            for (std::uint64_t i = 0; i < kEach; ++i) Write(writer, Enter(n * kEach + i + 1));
         });
     }
     for (std::thread& thread : threads) thread.join();
-    const Recording recording = readRecording(m_path);
+    const Recording recording = ReadRecording(mPath);
     ASSERT_EQ(recording.calls.size(), kThreads * kEach);
     for (std::uint64_t i = 0; i < kThreads * kEach; ++i) {
         ASSERT_EQ(recording.calls[i].number, i + 1);
@@ -111,7 +111,7 @@ TEST_F(Format, a_thousand_kills_lose_at_most_the_record_being_written) {
     for (std::uint64_t n = 0; n < kKills; ++n) {
         done->store(0);
         const pid_t child = fork();
-        if (child == 0) writeUntilKilled(n, *done);
+        if (child == 0) WriteUntilKilled(n, *done);
         while (done->load() == 0) sched_yield();
         usleep(static_cast<useconds_t>(random() % 30));
         kill(child, SIGKILL);
@@ -121,7 +121,7 @@ TEST_F(Format, a_thousand_kills_lose_at_most_the_record_being_written) {
         written.push_back(done->load());
     }
     munmap(done, 4096);
-    const Recording recording = readRecording(m_path);
+    const Recording recording = ReadRecording(mPath);
     std::set<std::uint64_t> numbers;
     for (const Call& call : recording.calls) numbers.insert(call.number);
     EXPECT_EQ(numbers.size(), recording.calls.size());
@@ -138,13 +138,13 @@ TEST_F(Format, a_thousand_kills_lose_at_most_the_record_being_written) {
 }
 
 TEST_F(Format, a_cut_file_gives_what_stands_before_the_cut) {
-    for (std::uint64_t call = 1; call <= 20; ++call) append(enter(call));
-    std::string whole = bytes();
+    for (std::uint64_t call = 1; call <= 20; ++call) append(Enter(call));
+    std::string whole = Bytes();
     whole.resize(whole.find_last_not_of('\0') + 1);
     std::size_t before = 0;
     for (std::size_t size = 0; size < whole.size(); ++size) {
         try {
-            const Recording recording = parseRecording(whole.substr(0, size));
+            const Recording recording = ParseRecording(whole.substr(0, size));
             ASSERT_GE(recording.calls.size(), before);
             ASSERT_LE(recording.damaged, 1U);
             before = recording.calls.size();
@@ -156,15 +156,15 @@ TEST_F(Format, a_cut_file_gives_what_stands_before_the_cut) {
 }
 
 TEST_F(Format, damage_ends_in_an_answer) {
-    for (std::uint64_t call = 1; call <= 20; ++call) append(enter(call));
-    std::string whole = bytes();
+    for (std::uint64_t call = 1; call <= 20; ++call) append(Enter(call));
+    std::string whole = Bytes();
     whole.resize(whole.find_last_not_of('\0') + 1);
     std::mt19937 random(7);
     for (int n = 0; n < 3000; ++n) {
         std::string changed = whole;
         changed[random() % changed.size()] = static_cast<char>(random());
         try {
-            EXPECT_LE(parseRecording(changed).calls.size(), 20U);
+            EXPECT_LE(ParseRecording(changed).calls.size(), 20U);
         } catch (const BadRecording&) {
         }
     }
@@ -173,13 +173,13 @@ TEST_F(Format, damage_ends_in_an_answer) {
 TEST_F(Format, what_is_no_recording_of_this_version_is_told_apart) {
     const auto reason = [](const std::string& text) -> std::string {
         try {
-            parseRecording(text);
+            ParseRecording(text);
         } catch (const BadRecording& bad) {
             return bad.what();
         }
         return "taken";
     };
-    std::string other = bytes();
+    std::string other = Bytes();
     other[kVersionAt] = 2;
     EXPECT_EQ(reason(""), "this is no recording");
     EXPECT_EQ(reason("\x7f"
@@ -187,7 +187,7 @@ TEST_F(Format, what_is_no_recording_of_this_version_is_told_apart) {
               "this is no recording");
     EXPECT_EQ(reason(other),
               "this recording has version 2 of the format; this program reads version 1");
-    EXPECT_EQ(reason(bytes().substr(0, 100)), "this recording is cut within its head");
+    EXPECT_EQ(reason(Bytes().substr(0, 100)), "this recording is cut within its head");
 }
 
 // Beyond the limit of a process's files the kernel would send a signal.
@@ -197,17 +197,17 @@ TEST_F(Format, a_writer_without_room_loses_records_and_nothing_else) {
         const rlimit limit = {std::size_t{3} << 18, std::size_t{3} << 18};
         setrlimit(RLIMIT_FSIZE, &limit);
         Writer writer;
-        if (!writer.open(m_path)) _exit(1);
+        if (!writer.Open(mPath)) _exit(1);
         bool refused = false;
         for (int i = 1; i < 100000; ++i) {
-            refused = !write(writer, enter(static_cast<std::uint64_t>(i)));
+            refused = !Write(writer, Enter(static_cast<std::uint64_t>(i)));
         }
         _exit(refused ? 0 : 2);
     }
     int status = 0;
     waitpid(child, &status, 0);
     EXPECT_EQ(status, 0);
-    const Recording recording = readRecording(m_path);
+    const Recording recording = ReadRecording(mPath);
     EXPECT_GT(recording.calls.size(), 10000U);
     EXPECT_EQ(recording.calls.size() + recording.lost, 99999U);
     EXPECT_EQ(recording.calls.back().number, recording.calls.size());

@@ -13,7 +13,7 @@ struct Wish {
 
 // The status of the command that was run is passed on as it is.
 Exit Run(const Wish& wish) {
-    const auto recorded = kesta::recorder::record(wish.file, wish.full, UKEY_VERSION, wish.command);
+    const auto recorded = kesta::recorder::Record(wish.file, wish.full, UKEY_VERSION, wish.command);
     if (recorded.lost != 0) {
         TellAside(Fill(_("{1}: the recording ends early, there was no room for {2} records; the "
                          "command was not disturbed"),

@@ -14,7 +14,7 @@ struct Wish {
 // The status of the command that was run is passed on as it is.
 Exit Run(const Wish& wish) {
     const auto replayed =
-        kesta::recorder::replay(wish.file, wish.tolerant, wish.timed, wish.command);
+        kesta::recorder::Replay(wish.file, wish.tolerant, wish.timed, wish.command);
     if (replayed.difference.empty()) return static_cast<Exit>(replayed.status);
     TellAside(Fill(_("the replay differs: {1}"), {replayed.difference}));
     return Exit::kDiffers;

@@ -9,14 +9,14 @@ namespace {
 namespace recorder = kesta::recorder;
 
 Exit Show(const Session& session, const std::string& file, const std::string& page) {
-    const recorder::Recording recording = recorder::readRecording(file);
+    const recorder::Recording recording = recorder::ReadRecording(file);
     const auto print = [](const std::string& line) { kit::Put(line + "\n"); };
     if (!page.empty()) {
-        kit::WriteOutput(page, recorder::showPage(recording));
+        kit::WriteOutput(page, recorder::ShowPage(recording));
     } else if (session.json) {
-        recorder::showJson(recording, print);
+        recorder::ShowJson(recording, print);
     } else {
-        recorder::showText(recording, print);
+        recorder::ShowText(recording, print);
     }
     return Exit::kOk;
 }

@@ -16,11 +16,11 @@ struct Record {
 };
 
 // The records that the groups make, each to the slot of its number; nothing for a refused group.
-std::optional<std::vector<Record>> records_of(const std::vector<Group>& groups) {
+std::optional<std::vector<Record>> RecordsOf(const std::vector<Group>& groups) {
     std::vector<Record> records;
-    std::size_t remembered_record = 0;
-    bool anything_remembered = false;
-    int remembered_cert = 0;
+    std::size_t rememberedRecord = 0;
+    bool anythingRemembered = false;
+    int rememberedCert = 0;
     for (const Group& group : groups) {
         // An encryption certificate is for SM2 alone.
         if (group.cert == 3 && group.key != 2) return std::nullopt;
@@ -29,23 +29,23 @@ std::optional<std::vector<Record>> records_of(const std::vector<Group>& groups) 
             records.push_back(made);
             continue;
         }
-        const bool both_encryption = remembered_cert == 3 && group.cert == 3;
-        const bool neither_encryption = remembered_cert != 3 && group.cert != 3;
-        if (!anything_remembered || both_encryption || neither_encryption) {
+        const bool bothEncryption = rememberedCert == 3 && group.cert == 3;
+        const bool neitherEncryption = rememberedCert != 3 && group.cert != 3;
+        if (!anythingRemembered || bothEncryption || neitherEncryption) {
             records.push_back(made);
-            remembered_record = records.size() - 1;
-            remembered_cert = group.cert;
-            anything_remembered = true;
+            rememberedRecord = records.size() - 1;
+            rememberedCert = group.cert;
+            anythingRemembered = true;
             continue;
         }
-        records[remembered_record].paired = true;
-        if (group.cert != 3) records[remembered_record].cert = group.cert;
+        records[rememberedRecord].paired = true;
+        if (group.cert != 3) records[rememberedRecord].cert = group.cert;
     }
     return records;
 }
 
-std::string bytes_of_record(const Record& record) {
-    return bytes_of(record.cert) + bytes_of(record.key) + bytes_of(record.hash) +
+std::string BytesOfRecord(const Record& record) {
+    return BytesOf(record.cert) + BytesOf(record.key) + BytesOf(record.hash) +
            std::string(1, record.paired ? '\1' : '\0') + std::string(7, '\0');
 }
 
@@ -62,9 +62,9 @@ struct Outcome {
     }
 };
 
-Outcome expected(const std::vector<Group>& groups) {
+Outcome Expected(const std::vector<Group>& groups) {
     Outcome outcome;
-    const auto records = records_of(groups);
+    const auto records = RecordsOf(groups);
     if (!records) {
         outcome.code = -401;
         return outcome;
@@ -75,12 +75,12 @@ Outcome expected(const std::vector<Group>& groups) {
         if (slot == 0) outcome.verified = true;
         if (slot != 0) outcome.text += "||";
         outcome.text += "R";
-        outcome.records.push_back(bytes_of_record(record));
+        outcome.records.push_back(BytesOfRecord(record));
     }
     return outcome;
 }
 
-std::string text_of(const std::vector<Group>& groups) {
+std::string TextOf(const std::vector<Group>& groups) {
     std::string text;
     for (const Group& group : groups) {
         if (!text.empty()) text += "|";
@@ -90,36 +90,36 @@ std::string text_of(const std::vector<Group>& groups) {
     return text;
 }
 
-Outcome seen(const std::string& text) {
-    recorder().forget();
+Outcome Seen(const std::string& text) {
+    TheRecorder().Forget();
     char buffer[64] = {};
     int length = sizeof buffer;
     Outcome outcome;
     outcome.code = Batch_InitAndGenerateCertRequest("A1", 0, text.c_str(), buffer, &length);
     outcome.text = buffer;
-    for (const recording::Call& call : recorder().calls()) {
+    for (const recording::Call& call : TheRecorder().Calls()) {
         if (call.entry == "VerifyPIN") {
             EXPECT_TRUE(outcome.records.empty()) << "the user is verified first: " << text;
             EXPECT_FALSE(outcome.verified) << "the user is verified once: " << text;
             outcome.verified = true;
         } else {
             EXPECT_EQ(call.entry, "GMCreatePKCS10Ex");
-            outcome.records.push_back(call.bytes(1));
+            outcome.records.push_back(call.Bytes(1));
         }
     }
     return outcome;
 }
 
 // Adds one group of each kind to those before it; tells how many texts were compared.
-int compare_all(std::vector<Group>& groups, std::size_t most) {
+int CompareAll(std::vector<Group>& groups, std::size_t most) {
     if (groups.size() == most) return 0;
     int compared = 0;
     for (int cert = 0; cert <= 4; ++cert) {
         for (int key = 0; key <= 4; ++key) {
             groups.push_back({cert, key, static_cast<int>(groups.size()) + 5});
-            const std::string text = text_of(groups);
-            EXPECT_TRUE(seen(text) == expected(groups)) << text;
-            compared += 1 + compare_all(groups, most);
+            const std::string text = TextOf(groups);
+            EXPECT_TRUE(Seen(text) == Expected(groups)) << text;
+            compared += 1 + CompareAll(groups, most);
             groups.pop_back();
         }
     }
@@ -129,7 +129,7 @@ int compare_all(std::vector<Group>& groups, std::size_t most) {
 }  // namespace
 
 TEST(BatchPairing, follows_its_rule_for_every_type_in_one_to_three_groups) {
-    recorder().on("GMCreatePKCS10Ex").request("R");
+    TheRecorder().On("GMCreatePKCS10Ex").Request("R");
     std::vector<Group> groups;
-    EXPECT_EQ(compare_all(groups, 3), 25 + 25 * 25 + 25 * 25 * 25);
+    EXPECT_EQ(CompareAll(groups, 3), 25 + 25 * 25 + 25 * 25 * 25);
 }

@@ -19,7 +19,7 @@ struct BatchSign {
     }
 };
 
-unsigned probe(const char* data, const char* list) {
+unsigned Probe(const char* data, const char* list) {
     unsigned length = unrelated_code;
     BatchSign call;
     call.data = data;
@@ -28,11 +28,11 @@ unsigned probe(const char* data, const char* list) {
     G_LastError = unrelated_code;
     EXPECT_EQ(call(), 0);
     EXPECT_EQ(G_LastError, 0);
-    EXPECT_EQ(trace(), Lines{});
+    EXPECT_EQ(Trace(), Lines{});
     return length;
 }
 
-std::string repeated(const std::string& text, int times) {
+std::string Repeated(const std::string& text, int times) {
     std::string joined;
     for (int round = 0; round < times; ++round) joined += text;
     return joined;
@@ -49,28 +49,28 @@ TEST(Batch_Sign, hands_all_thirteen_arguments_on_in_order) {
     EXPECT_EQ(Batch_Sign(0xFFFFFFFF, &two, -3, -2147483647 - 1, data, &six, &seven, -8, 9, list,
                          -11, signatures.data(), &length),
               0);
-    EXPECT_EQ(trace(), (Lines{"Batch_Sign(4294967295, pointer, -3, -2147483648, \"data\", pointer, "
+    EXPECT_EQ(Trace(), (Lines{"Batch_Sign(4294967295, pointer, -3, -2147483648, \"data\", pointer, "
                               "pointer, -8, 9, \"a||b\", -11, pointer, &8)"}));
-    const recording::Call call = recorder().only("Batch_Sign");
-    EXPECT_EQ(call.at(1).address, &two);
-    EXPECT_EQ(call.at(4).address, data);
-    EXPECT_EQ(call.at(5).address, &six);
-    EXPECT_EQ(call.at(6).address, &seven);
-    EXPECT_EQ(call.at(9).address, list);
-    EXPECT_EQ(call.at(11).address, signatures.data());
-    EXPECT_EQ(call.at(12).address, &length);
-    EXPECT_TRUE(signatures.untouched());
+    const recording::Call call = TheRecorder().Only("Batch_Sign");
+    EXPECT_EQ(call.At(1).address, &two);
+    EXPECT_EQ(call.At(4).address, data);
+    EXPECT_EQ(call.At(5).address, &six);
+    EXPECT_EQ(call.At(6).address, &seven);
+    EXPECT_EQ(call.At(9).address, list);
+    EXPECT_EQ(call.At(11).address, signatures.data());
+    EXPECT_EQ(call.At(12).address, &length);
+    EXPECT_TRUE(signatures.Untouched());
 }
 
 TEST(Batch_Sign, lets_the_token_write_signatures_and_length_whatever_the_capacity) {
-    recorder().on("Batch_Sign").writes(11, "S1||S2").writes_number(12, 0xFFFFFFFF);
+    TheRecorder().On("Batch_Sign").Writes(11, "S1||S2").WritesNumber(12, 0xFFFFFFFF);
     CanaryBuffer signatures(8);
     unsigned length = 1;
     BatchSign call;
     call.signatures = signatures.data();
     call.length = &length;
     EXPECT_EQ(call(), 0);
-    EXPECT_TRUE(signatures.holds_only("S1||S2"));
+    EXPECT_TRUE(signatures.HoldsOnly("S1||S2"));
     EXPECT_EQ(length, 0xFFFFFFFFU);
 }
 
@@ -84,8 +84,8 @@ TEST(Batch_Sign, without_a_length_pointer_is_minus_401) {
     G_LastError = 0;
     EXPECT_EQ(call(), -401);
     EXPECT_EQ(G_LastError, -401);
-    EXPECT_TRUE(signatures.untouched());
-    EXPECT_EQ(trace(), Lines{});
+    EXPECT_TRUE(signatures.Untouched());
+    EXPECT_EQ(Trace(), Lines{});
     EXPECT_TRUE(g_initFlag);
 }
 
@@ -97,7 +97,7 @@ TEST(Batch_Sign, with_bit_0_clear_requires_nothing_more) {
     call.signatures = signatures.data();
     call.length = &length;
     EXPECT_EQ(call(), 0);
-    EXPECT_EQ(trace(), (Lines{"Batch_Sign(4294967294, null, 3, 4, null, null, null, 8, 9, null, "
+    EXPECT_EQ(Trace(), (Lines{"Batch_Sign(4294967294, null, 3, 4, null, null, null, 8, 9, null, "
                               "11, pointer, &8)"}));
 }
 
@@ -114,11 +114,11 @@ TEST(Batch_Sign, with_bit_0_set_requires_its_second_fifth_and_sixth_argument) {
             call.parameter6 = (given & 4) ? &object : nullptr;
             call.signatures = signatures.data();
             call.length = &length;
-            recorder().forget();
+            TheRecorder().Forget();
             const int expected = given == 7 ? 0 : -401;
             EXPECT_EQ(call(), expected) << flags << ' ' << given;
             EXPECT_EQ(G_LastError, expected);
-            EXPECT_EQ(trace().size(), given == 7 ? 1U : 0U);
+            EXPECT_EQ(Trace().size(), given == 7 ? 1U : 0U);
         }
     }
     EXPECT_EQ(length, 8U);
@@ -131,38 +131,38 @@ TEST(Batch_Sign, answers_a_probe_before_it_looks_at_bit_0) {
     call.length = &length;
     EXPECT_EQ(call(), 0);
     EXPECT_EQ(length, 0U);
-    EXPECT_EQ(trace(), Lines{});
+    EXPECT_EQ(Trace(), Lines{});
 }
 
 // ---- The estimate -------------------------------------------------------------------------------
 
 TEST(Batch_Sign, estimates_data_and_two_separators_as_12322) {
-    EXPECT_EQ(probe("abc", "x||y||z"), 12322U);
+    EXPECT_EQ(Probe("abc", "x||y||z"), 12322U);
 }
 
 TEST(Batch_Sign, estimates_data_alone_with_2048_to_spare) {
-    EXPECT_EQ(probe("abc", nullptr), 4102U);
-    EXPECT_EQ(probe("", nullptr), 4096U);
+    EXPECT_EQ(Probe("abc", nullptr), 4102U);
+    EXPECT_EQ(Probe("", nullptr), 4096U);
 }
 
 TEST(Batch_Sign, estimates_nothing_without_data) {
-    EXPECT_EQ(probe(nullptr, nullptr), 0U);
-    EXPECT_EQ(probe(nullptr, "one text"), 0U);
+    EXPECT_EQ(Probe(nullptr, nullptr), 0U);
+    EXPECT_EQ(Probe(nullptr, "one text"), 0U);
 }
 
 TEST(Batch_Sign, estimates_nothing_for_a_list_without_a_separator) {
-    EXPECT_EQ(probe("abc", "x|y"), 4102U);
-    EXPECT_EQ(probe("abc", ""), 4102U);
+    EXPECT_EQ(Probe("abc", "x|y"), 4102U);
+    EXPECT_EQ(Probe("abc", ""), 4102U);
 }
 
 TEST(Batch_Sign, counts_separators_that_do_not_overlap) {
-    EXPECT_EQ(probe(nullptr, "||"), 2U * 2050);
-    EXPECT_EQ(probe(nullptr, "|||"), 2U * 2051);
-    EXPECT_EQ(probe(nullptr, "||||"), 2U * 2052 * 2);
-    EXPECT_EQ(probe(nullptr, "a||b"), 2U * 2052);
+    EXPECT_EQ(Probe(nullptr, "||"), 2U * 2050);
+    EXPECT_EQ(Probe(nullptr, "|||"), 2U * 2051);
+    EXPECT_EQ(Probe(nullptr, "||||"), 2U * 2052 * 2);
+    EXPECT_EQ(Probe(nullptr, "a||b"), 2U * 2052);
 }
 
 // 100000 separators of a list of 200000 bars: 2 x 202048 x 100000 modulo 2^32.
 TEST(Batch_Sign, counts_the_estimate_in_32_bits) {
-    EXPECT_EQ(probe(nullptr, repeated("||", 100000).c_str()), 1754894336U);
+    EXPECT_EQ(Probe(nullptr, Repeated("||", 100000).c_str()), 1754894336U);
 }

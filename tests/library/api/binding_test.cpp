@@ -10,7 +10,7 @@
 
 namespace {
 
-const Lines look_up_order = {
+const Lines lookUpOrder = {
     "CheckDeviceEx",        "ChangePin",        "CustInitCard",      "GMCreatePKCS10",
     "GMWritePKCS7",         "GetLabel",         "SetLabel",          "GetCertInfo",
     "GM_GetCertDN",         "UOS_SetCharset",   "UOS_SetLanguage",   "SetWarningMsg",
@@ -21,23 +21,23 @@ const Lines look_up_order = {
     "SetCachePinFlag"};
 
 #define NAME(result, name, arguments) #name,
-const Lines table_order = {KESTA_TOKEN_ENTRY_POINTS(NAME)};
+const Lines tableOrder = {KESTA_TOKEN_ENTRY_POINTS(NAME)};
 #undef NAME
 
-Lines looked_up_before(const std::string& entry) {
-    return {look_up_order.begin(), std::find(look_up_order.begin(), look_up_order.end(), entry)};
+Lines LookedUpBefore(const std::string& entry) {
+    return {lookUpOrder.begin(), std::find(lookUpOrder.begin(), lookUpOrder.end(), entry)};
 }
 
 }  // namespace
 
 TEST(Binding, looks_the_entry_points_up_in_its_own_order) {
     ASSERT_EQ(Initialize(), 0);
-    EXPECT_EQ(recorder().lookups(), look_up_order);
-    EXPECT_EQ(trace(), Lines{});
+    EXPECT_EQ(TheRecorder().Lookups(), lookUpOrder);
+    EXPECT_EQ(Trace(), Lines{});
 }
 
 TEST(Binding, does_not_resolve_what_it_does_not_call) {
-    install::put_library_with_unresolved_function();
+    install::PutLibraryWithUnresolvedFunction();
     EXPECT_EQ(Initialize(), 0);
 }
 
@@ -49,40 +49,40 @@ TEST(Binding, keeps_the_entry_points_out_of_everybody_elses_sight) {
 // ---- What fails it ---------------------------------------------------------------------------
 
 class LibraryWithout : public testing::TestWithParam<std::string> {};
-INSTANTIATE_TEST_SUITE_P(Binding, LibraryWithout, testing::ValuesIn(look_up_order),
+INSTANTIATE_TEST_SUITE_P(Binding, LibraryWithout, testing::ValuesIn(lookUpOrder),
                          [](const auto& which) { return which.param; });
 
 TEST_P(LibraryWithout, one_entry_point_fails_the_binding_and_is_closed) {
-    install::put_library_without(GetParam());
+    install::PutLibraryWithout(GetParam());
     G_LastError = unrelated_code;
     EXPECT_EQ(Initialize(), -101);
     EXPECT_EQ(G_LastError, -101);
     EXPECT_FALSE(g_initFlag);
-    EXPECT_FALSE(install::is_open());
-    EXPECT_EQ(recorder().lookups(), looked_up_before(GetParam()));
-    EXPECT_FALSE(log_exists());
+    EXPECT_FALSE(install::IsOpen());
+    EXPECT_EQ(TheRecorder().Lookups(), LookedUpBefore(GetParam()));
+    EXPECT_FALSE(LogExists());
 }
 
 TEST(Binding, fails_on_an_empty_file) {
-    install::truncate_token_library(0);
+    install::TruncateTokenLibrary(0);
     EXPECT_EQ(Initialize(), -101);
     EXPECT_EQ(VerifyPIN("A1"), -101);
 }
 
 TEST(Binding, fails_on_a_file_cut_inside_its_headers) {
-    install::truncate_token_library(500);
+    install::TruncateTokenLibrary(500);
     EXPECT_EQ(Initialize(), -101);
     EXPECT_EQ(VerifyPIN("A1"), -101);
 }
 
 TEST(Binding, fails_on_a_file_cut_inside_its_code) {
-    install::truncate_token_library(8192);
+    install::TruncateTokenLibrary(8192);
     EXPECT_EQ(Initialize(), -101);
     EXPECT_EQ(VerifyPIN("A1"), -101);
 }
 
 TEST(Binding, fails_on_a_text_file) {
-    install::put_text_file();
+    install::PutTextFile();
     EXPECT_EQ(Initialize(), -101);
     EXPECT_EQ(G_LastError, -101);
     EXPECT_FALSE(g_initFlag);
@@ -90,15 +90,15 @@ TEST(Binding, fails_on_a_text_file) {
 
 // Where nothing is read, the file need not reach.
 TEST(Binding, takes_a_library_whose_zeroes_begin_behind_the_files_end) {
-    install::put_library_with_distant_zeroes();
+    install::PutLibraryWithDistantZeroes();
     EXPECT_EQ(Initialize(), 0);
     EXPECT_EQ(VerifyPIN("A1"), 0);
-    EXPECT_EQ(trace(), (Lines{"VerifyPIN(\"A1\")"}));
+    EXPECT_EQ(Trace(), (Lines{"VerifyPIN(\"A1\")"}));
 }
 
 // The loader takes such a file.
 TEST(Binding, takes_a_file_cut_inside_its_last_page) {
-    install::put_library_cut_in_its_last_page();
+    install::PutLibraryCutInItsLastPage();
     EXPECT_EQ(Initialize(), 0);
     EXPECT_EQ(VerifyPIN("A1"), 0);
 }
@@ -106,28 +106,28 @@ TEST(Binding, takes_a_file_cut_inside_its_last_page) {
 // An upgrade that was interrupted: what the process has loaded still works.
 TEST(Binding, keeps_a_loaded_library_whose_file_was_replaced_by_a_partial_copy) {
     ASSERT_EQ(Initialize(), 0);
-    install::truncate_token_library(8192);
+    install::TruncateTokenLibrary(8192);
     EXPECT_EQ(Initialize(), 0);
     Finalize();
     EXPECT_EQ(VerifyPIN("A1"), 0);
     EXPECT_TRUE(g_initFlag);
-    EXPECT_EQ(trace(), (Lines{"VerifyPIN(\"A1\")"}));
-    EXPECT_EQ(install::close_entirely(), 3);
+    EXPECT_EQ(Trace(), (Lines{"VerifyPIN(\"A1\")"}));
+    EXPECT_EQ(install::CloseEntirely(), 3);
 }
 
 TEST(Binding, keeps_a_loaded_library_whose_file_is_gone) {
     ASSERT_EQ(Initialize(), 0);
-    install::remove_token_library();
+    install::RemoveTokenLibrary();
     Finalize();
     EXPECT_EQ(VerifyPIN("A1"), 0);
 }
 
 TEST(Binding, recovers_when_a_complete_library_is_put_in_place) {
-    install::put_library_without("SetCachePinFlag");
+    install::PutLibraryWithout("SetCachePinFlag");
     ASSERT_EQ(Initialize(), -101);
-    install::put_complete_library();
+    install::PutCompleteLibrary();
     EXPECT_EQ(VerifyPIN("A1"), 0);
-    EXPECT_EQ(trace(), (Lines{"VerifyPIN(\"A1\")"}));
+    EXPECT_EQ(Trace(), (Lines{"VerifyPIN(\"A1\")"}));
 }
 
 // ---- The class -------------------------------------------------------------------------------
@@ -136,9 +136,9 @@ TEST(CommonFunction, init_fills_the_table_in_the_contracts_order) {
     CommonFunction table;
     EXPECT_EQ(table.init(), 0);
     ASSERT_NE(table.handle, nullptr);
-    for (std::size_t slot = 0; slot < table_order.size(); ++slot) {
-        EXPECT_EQ(table.entries[slot], dlsym(table.handle, table_order[slot].c_str()))
-            << table_order[slot];
+    for (std::size_t slot = 0; slot < tableOrder.size(); ++slot) {
+        EXPECT_EQ(table.entries[slot], dlsym(table.handle, tableOrder[slot].c_str()))
+            << tableOrder[slot];
     }
 }
 
@@ -152,21 +152,21 @@ TEST(CommonFunction, init_leaves_the_last_error_and_the_flag_to_its_caller) {
 
 TEST(CommonFunction, init_stores_minus_101_when_it_fails) {
     CommonFunction table;
-    install::remove_token_library();
+    install::RemoveTokenLibrary();
     EXPECT_EQ(table.init(), -101);
     EXPECT_EQ(G_LastError, -101);
     EXPECT_EQ(table.handle, nullptr);
 }
 
 TEST(CommonFunction, init_keeps_the_pointers_found_before_the_missing_one) {
-    install::put_library_without("GetLabel");  // the sixth that is looked up, the second slot
+    install::PutLibraryWithout("GetLabel");  // the sixth that is looked up, the second slot
     CommonFunction table;
     EXPECT_EQ(table.init(), -101);
     EXPECT_EQ(table.handle, nullptr);
-    const Lines found = looked_up_before("GetLabel");
-    for (std::size_t slot = 0; slot < table_order.size(); ++slot) {
-        const bool expected = std::count(found.begin(), found.end(), table_order[slot]) != 0;
-        EXPECT_EQ(table.entries[slot] != nullptr, expected) << table_order[slot];
+    const Lines found = LookedUpBefore("GetLabel");
+    for (std::size_t slot = 0; slot < tableOrder.size(); ++slot) {
+        const bool expected = std::count(found.begin(), found.end(), tableOrder[slot]) != 0;
+        EXPECT_EQ(table.entries[slot] != nullptr, expected) << tableOrder[slot];
     }
 }
 
@@ -174,7 +174,7 @@ TEST(CommonFunction, init_again_opens_again_without_closing) {
     CommonFunction table;
     EXPECT_EQ(table.init(), 0);
     EXPECT_EQ(table.init(), 0);
-    EXPECT_EQ(install::close_entirely(), 2);
+    EXPECT_EQ(install::CloseEntirely(), 2);
 }
 
 TEST(CommonFunction, FreeFunc_closes_the_library_and_keeps_the_pointers) {
@@ -184,7 +184,7 @@ TEST(CommonFunction, FreeFunc_closes_the_library_and_keeps_the_pointers) {
     EXPECT_EQ(table.FreeFunc(), 0);
     EXPECT_EQ(table.handle, nullptr);
     EXPECT_EQ(table.entries[0], first);
-    EXPECT_FALSE(install::is_open());
+    EXPECT_FALSE(install::IsOpen());
 }
 
 TEST(CommonFunction, FreeFunc_on_an_unloaded_instance_does_nothing) {
@@ -215,7 +215,7 @@ TEST(Binding, outlives_the_library_that_made_it) {
     EXPECT_EQ(reinterpret_cast<int (*)()>(dlsym(library, "Initialize"))(), 0);
     dlclose(library);
     ASSERT_EQ(dlopen(copy, RTLD_NOW | RTLD_NOLOAD), nullptr) << "the copy is still there";
-    EXPECT_TRUE(install::is_open());
+    EXPECT_TRUE(install::IsOpen());
 }
 
 TEST(Binding, hides_the_librarys_own_state) {

@@ -9,24 +9,24 @@ namespace {
 
 // ---- The steps, as they are told ----------------------------------------------------------------
 
-std::string upper(std::string text) {
+std::string Upper(std::string text) {
     for (char& character : text) {
         if (character >= 'a' && character <= 'z') character = static_cast<char>(character - 32);
     }
     return text;
 }
 
-bool accepted(const std::string& name) {
-    return upper(name) == "SIGNCERT" || upper(name) == "ENCCERT" || upper(name) == "ENCPRIKEY";
+bool Accepted(const std::string& name) {
+    return Upper(name) == "SIGNCERT" || Upper(name) == "ENCCERT" || Upper(name) == "ENCPRIKEY";
 }
 
-int classify(const std::string& text) {
+int Classify(const std::string& text) {
     std::size_t p = text.find('(');
     if (p == std::string::npos || p == 0) return 2;
     std::size_t s = 0;
     for (;;) {
         const std::string name = p < s ? "" : text.substr(s, p - s);
-        if (!accepted(name)) return 1;
+        if (!Accepted(name)) return 1;
         if (p + 1 > text.size()) return 3;
         const std::size_t b = text.find('|', p + 1);
         if (b == std::string::npos) return 3;
@@ -37,7 +37,7 @@ int classify(const std::string& text) {
     }
 }
 
-Lines sections(const std::string& text, const std::string& opener) {
+Lines Sections(const std::string& text, const std::string& opener) {
     Lines contents;
     std::set<std::size_t> handled;
     std::size_t position = 0;
@@ -63,20 +63,20 @@ struct Import {
     Lines calls;
 };
 
-Import expected(const std::string& bundle) {
+Import Expected(const std::string& bundle) {
     std::string text;
     for (const char character : bundle) {
         if (character != ',' && character != '\r' && character != '\n') text += character;
     }
     Import import;
-    const int kind = classify(text);
+    const int kind = Classify(text);
     if (kind == 1) import.code = -401;
     if (kind == 2) import.calls.push_back("C" + text);
     if (kind != 3) return import;
     for (const auto& [opener, mark] : {std::pair<const char*, const char*>{"SignCert(", "C"},
                                        {"EncPriKey(", "K"},
                                        {"EncCert(", "C"}}) {
-        for (const std::string& content : sections(text, opener)) {
+        for (const std::string& content : Sections(text, opener)) {
             import.calls.push_back(mark + content);
         }
     }
@@ -84,22 +84,22 @@ Import expected(const std::string& bundle) {
     return import;
 }
 
-Import seen(const std::string& bundle) {
-    recorder().forget();
+Import Seen(const std::string& bundle) {
+    TheRecorder().Forget();
     Import import;
     import.code = Batch_ImportX509Cert("A1", bundle.c_str());
-    for (const recording::Call& call : recorder().calls()) {
+    for (const recording::Call& call : TheRecorder().Calls()) {
         // A key ends at its first NUL; none here fills the buffer.
         import.calls.push_back(call.entry == "GMImportPriKey"
-                                   ? std::string("K") + call.bytes(1).c_str()
-                                   : "C" + call.bytes(1));
+                                   ? std::string("K") + call.Bytes(1).c_str()
+                                   : "C" + call.Bytes(1));
     }
     return import;
 }
 
 // ---- Random texts -------------------------------------------------------------------------------
 
-std::string random_bundle(std::mt19937& random) {
+std::string RandomBundle(std::mt19937& random) {
     static const char* const pieces[] = {"SignCert(",   "EncCert(",
                                          "EncPriKey(",  "SignCert(A)|",
                                          "EncCert(B)|", "EncPriKey(K)|",
@@ -119,16 +119,16 @@ std::string random_bundle(std::mt19937& random) {
 
 TEST(RandomBundle, is_imported_as_the_steps_say) {
     std::mt19937 random(20250731);
-    int with_sections = 0, malformed = 0;
+    int withSections = 0, malformed = 0;
     for (int round = 0; round < 20000; ++round) {
-        const std::string bundle = random_bundle(random);
-        const Import wanted = expected(bundle);
-        const Import found = seen(bundle);
+        const std::string bundle = RandomBundle(random);
+        const Import wanted = Expected(bundle);
+        const Import found = Seen(bundle);
         ASSERT_EQ(found.code, wanted.code) << bundle;
         ASSERT_EQ(found.calls, wanted.calls) << bundle;
-        with_sections += wanted.calls.size() > 1;
+        withSections += wanted.calls.size() > 1;
         malformed += wanted.code != 0;
     }
-    EXPECT_GT(with_sections, 500) << "the texts are too poor";
+    EXPECT_GT(withSections, 500) << "the texts are too poor";
     EXPECT_GT(malformed, 500) << "the texts are too poor";
 }

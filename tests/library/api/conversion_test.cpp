@@ -11,7 +11,7 @@ namespace {
 
 constexpr unsigned last_code_point = 0x10FFFF;
 
-std::string utf8(unsigned code) {
+std::string Utf8(unsigned code) {
     const auto tail = [code](int shift) {
         return static_cast<char>(0x80 | (code >> shift & 0x3F));
     };
@@ -21,16 +21,16 @@ std::string utf8(unsigned code) {
     return {static_cast<char>(0xF0 | code >> 18), tail(12), tail(6), tail(0)};
 }
 
-bool is_character(unsigned code) {
+bool IsCharacter(unsigned code) {
     return code != '\n' && (code < 0xD800 || code > 0xDFFF);
 }
 
 // One character to a line, through the command; a character that it cannot map leaves its line
 // empty. No byte of a character of several bytes is a line feed, in either charset.
-std::vector<std::string> lines_of_the_command() {
+std::vector<std::string> LinesOfTheCommand() {
     std::ofstream input("/tmp/characters", std::ios::binary);
     for (unsigned code = 0; code <= last_code_point; ++code) {
-        if (is_character(code)) input << utf8(code) << '\n';
+        if (IsCharacter(code)) input << Utf8(code) << '\n';
     }
     input.close();
     // The command reports dropped characters as a failure; what it wrote is counted below.
@@ -48,7 +48,7 @@ struct Result {
     std::string bytes;
 };
 
-Result converted(const std::string& text) {
+Result Converted(const std::string& text) {
     CommonFunction common;
     unsigned char* out = nullptr;
     unsigned length = 0;
@@ -62,14 +62,14 @@ Result converted(const std::string& text) {
 // Compares many characters in one conversion.
 class Chunk {
 public:
-    void add(const std::string& text, const std::string& expected) {
+    void Add(const std::string& text, const std::string& expected) {
         text_ += text;
         expected_ += expected;
-        if (text_.size() > 4000) compare();
+        if (text_.size() > 4000) Compare();
     }
-    void compare() {
+    void Compare() {
         if (text_.empty()) return;
-        const Result result = converted(text_);
+        const Result result = Converted(text_);
         EXPECT_EQ(result.code, 0);
         EXPECT_TRUE(result.bytes == expected_)
             << "between " << text_.substr(0, 4) << " and " << text_.substr(text_.size() - 4);
@@ -84,32 +84,32 @@ private:
 }  // namespace
 
 TEST(Conversion, agrees_with_the_iconv_command_on_every_character) {
-    const std::vector<std::string> lines = lines_of_the_command();
+    const std::vector<std::string> lines = LinesOfTheCommand();
     ASSERT_EQ(lines.size(), last_code_point - 0x800U) << "one line for each character";
     Chunk chunk;
     std::size_t line = 0, mapped = 0;
     for (unsigned code = 0; code <= last_code_point; ++code) {
-        if (!is_character(code)) continue;
+        if (!IsCharacter(code)) continue;
         const std::string& expected = lines[line++];
         if (expected.empty()) {
-            const Result result = converted(utf8(code));
+            const Result result = Converted(Utf8(code));
             EXPECT_EQ(result.code, -1) << std::hex << code;
             EXPECT_EQ(result.bytes, "");
             continue;
         }
         ++mapped;
-        chunk.add(utf8(code), expected);
+        chunk.Add(Utf8(code), expected);
     }
-    chunk.compare();
+    chunk.Compare();
     EXPECT_GT(mapped, 1000000U) << "GB18030 maps the whole of Unicode but for a few";
-    EXPECT_EQ(converted("\n").bytes, "\n");
+    EXPECT_EQ(Converted("\n").bytes, "\n");
 }
 
 // The reason why one call with twice the input's room is enough.
 TEST(Conversion, never_needs_more_than_twice_the_input) {
-    const std::string text = utf8(0x80) + utf8(0x7FF);
+    const std::string text = Utf8(0x80) + Utf8(0x7FF);
     EXPECT_EQ(text.size(), 4U);
-    EXPECT_EQ(converted(text).bytes.size(), 8U);
+    EXPECT_EQ(Converted(text).bytes.size(), 8U);
 }
 
 TEST(Conversion, of_a_long_text_is_complete) {
@@ -118,5 +118,5 @@ TEST(Conversion, of_a_long_text_is_complete) {
         text += "\xE4\xB8\xAD";
         expected += "\xD6\xD0";
     }
-    EXPECT_TRUE(converted(text).bytes == expected);
+    EXPECT_TRUE(Converted(text).bytes == expected);
 }

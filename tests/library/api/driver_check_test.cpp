@@ -14,7 +14,7 @@ namespace {
 
 const fs::path folder = "/tmp/listed";
 
-Lines read_directly(const fs::path& path) {
+Lines ReadDirectly(const fs::path& path) {
     Lines names;
     DIR* const directory = opendir(path.c_str());
     while (const dirent* const entry = readdir(directory)) names.emplace_back(entry->d_name);
@@ -30,8 +30,8 @@ TEST(CheckDriverIntegrity, refuses_every_mode_but_1) {
         EXPECT_EQ(CheckDriverIntegrity(mode), -300) << mode;
         EXPECT_EQ(G_LastError, -300);
     }
-    EXPECT_EQ(trace(), Lines{});
-    EXPECT_FALSE(log_exists());
+    EXPECT_EQ(Trace(), Lines{});
+    EXPECT_FALSE(LogExists());
 }
 
 TEST(CheckDriverIntegrity, of_a_directory_without_the_companion_files_is_0) {
@@ -39,8 +39,8 @@ TEST(CheckDriverIntegrity, of_a_directory_without_the_companion_files_is_0) {
     G_LastError = unrelated_code;
     EXPECT_EQ(CheckDriverIntegrity(1), 0);
     EXPECT_EQ(G_LastError, 0);
-    EXPECT_EQ(trace(), Lines{});
-    EXPECT_FALSE(log_exists());
+    EXPECT_EQ(Trace(), Lines{});
+    EXPECT_FALSE(LogExists());
 }
 
 TEST(CheckDriverIntegrity, of_an_empty_directory_is_0) {
@@ -73,9 +73,9 @@ TEST(CheckDriverIntegrity, of_an_absent_directory_is_minus_300) {
 
 TEST(CheckDriverIntegrity, leaks_nothing) {
     Initialize();
-    expect_no_leak([] { CheckDriverIntegrity(1); });
+    ExpectNoLeak([] { CheckDriverIntegrity(1); });
     fs::remove_all(install::directory);
-    expect_no_leak([] { CheckDriverIntegrity(1); });
+    ExpectNoLeak([] { CheckDriverIntegrity(1); });
 }
 
 // ---- The lister ------------------------------------------------------------------------------
@@ -89,7 +89,7 @@ TEST(find_dir_file, lists_everything_in_the_directorys_order) {
     Lines names;
     CommonFunction lister;
     EXPECT_EQ(lister.find_dir_file(folder.c_str(), names), 0);
-    EXPECT_EQ(names, read_directly(folder));
+    EXPECT_EQ(names, ReadDirectly(folder));
     EXPECT_THAT(names, testing::UnorderedElementsAre(".", "..", "subfolder", "file", ".hidden",
                                                      "blank \xE5\xB2\x9A", "dangling"));
 }
@@ -119,15 +119,15 @@ TEST(find_dir_file, reports_an_absent_directory_and_lists_nothing) {
 }
 
 TEST(find_dir_file, leaves_no_directory_open) {
-    const auto open_files = [] {
+    const auto openFiles = [] {
         return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
     };
-    const auto before = open_files();
+    const auto before = openFiles();
     CommonFunction lister;
     for (int round = 0; round < 10; ++round) {
         Lines names;
         lister.find_dir_file("/tmp", names);
         lister.find_dir_file("/tmp/absent", names);
     }
-    EXPECT_EQ(open_files(), before);
+    EXPECT_EQ(openFiles(), before);
 }

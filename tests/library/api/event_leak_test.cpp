@@ -5,7 +5,7 @@
 
 namespace {
 
-int open_descriptors() {
+int OpenDescriptors() {
     int count = 0;
     DIR* const directory = opendir("/proc/self/fd");
     while (readdir(directory)) ++count;
@@ -14,33 +14,33 @@ int open_descriptors() {
 }
 
 // Each wait ends by an arrival, a removal, another event, a stop or a failure to begin.
-void wait_once(int round) {
-    recorder().on("ValtoT_ContextInit").returns(round % 5 == 4 ? 1 : 0);
-    deliver(round % 5 < 3 ? static_cast<unsigned>(round % 5) : 1, 5);
+void WaitOnce(int round) {
+    TheRecorder().On("ValtoT_ContextInit").Returns(round % 5 == 4 ? 1 : 0);
+    Deliver(round % 5 < 3 ? static_cast<unsigned>(round % 5) : 1, 5);
     const bool stopped = round % 5 == 3;
-    recorder().on("ValtoT_WaitForEvent").does([stopped](const recording::Call&) {
+    TheRecorder().On("ValtoT_WaitForEvent").Does([stopped](const recording::Call&) {
         if (stopped) StopDetectUKey();
     });
     const Waited waited({1, 2, 3});
-    recorder().forget();
+    TheRecorder().Forget();
 }
 
-void wait_often(int times) {
+void WaitOften(int times) {
     for (int round = 0; round < times; ++round) {
-        wait_once(round);
-        if (round % 500 == 499) forget_log();
+        WaitOnce(round);
+        if (round % 500 == 499) ForgetLog();
     }
 }
 
 }  // namespace
 
 TEST(TenThousandWaits, leak_neither_memory_nor_descriptors) {
-    recorder().on("ValtoT_GetDeviceInfo").writes(2, device_record("0123456789ABCDEF"));
-    wait_often(500);
-    const std::size_t heap = heap_in_use();
-    const int descriptors = open_descriptors();
-    wait_often(10000);
-    EXPECT_LT(heap_in_use(), heap + 10000);
-    EXPECT_EQ(open_descriptors(), descriptors);
+    TheRecorder().On("ValtoT_GetDeviceInfo").Writes(2, DeviceRecord("0123456789ABCDEF"));
+    WaitOften(500);
+    const std::size_t heap = HeapInUse();
+    const int descriptors = OpenDescriptors();
+    WaitOften(10000);
+    EXPECT_LT(HeapInUse(), heap + 10000);
+    EXPECT_EQ(OpenDescriptors(), descriptors);
     EXPECT_LE(g_WaitEventSlotMap.size(), 4U);
 }

@@ -7,18 +7,18 @@ TEST(GetLabel, hands_a_copy_of_the_serial_number_on_with_a_zeroed_buffer) {
     const char* const serial = "A1";
     int length = 0;
     EXPECT_EQ(GetLabel(serial, nullptr, &length), 0);
-    EXPECT_EQ(trace(), (Lines{"GetLabel(\"A1\", zero[512])"}));
-    EXPECT_NE(recorder().only("GetLabel").at(0).address, serial);
+    EXPECT_EQ(Trace(), (Lines{"GetLabel(\"A1\", zero[512])"}));
+    EXPECT_NE(TheRecorder().Only("GetLabel").At(0).address, serial);
 }
 
 TEST(GetLabel, lets_the_token_write_into_its_copy_of_the_serial_number) {
     char serial[] = "A1";
-    recorder().on("GetLabel").writes(0, "zz");
+    TheRecorder().On("GetLabel").Writes(0, "zz");
     int length = 0;
     EXPECT_EQ(GetLabel(serial, nullptr, &length), 0);
     EXPECT_STREQ(serial, "A1");
     EXPECT_EQ(GetLabel(serial, nullptr, &length), 0);
-    EXPECT_EQ(recorder().calls("GetLabel").back().bytes(0), "A1");
+    EXPECT_EQ(TheRecorder().Calls("GetLabel").back().Bytes(0), "A1");
 }
 
 TEST(GetLabel, without_length_pointer_or_serial_number_is_minus_401) {
@@ -31,8 +31,8 @@ TEST(GetLabel, without_length_pointer_or_serial_number_is_minus_401) {
     EXPECT_EQ(G_LastError, -401);
     EXPECT_EQ(GetLabel(nullptr, nullptr, &length), -401);
     EXPECT_EQ(length, 8);
-    EXPECT_TRUE(buffer.untouched());
-    EXPECT_EQ(trace(), Lines{});
+    EXPECT_TRUE(buffer.Untouched());
+    EXPECT_EQ(Trace(), Lines{});
     EXPECT_TRUE(g_initFlag);
 }
 
@@ -43,13 +43,13 @@ TEST(GetLabel, of_an_empty_serial_number_is_minus_401_without_asking) {
     EXPECT_EQ(G_LastError, -401);
     EXPECT_EQ(GetLabel("", nullptr, &length), -401);
     EXPECT_EQ(length, 8);
-    EXPECT_TRUE(buffer.untouched());
-    EXPECT_EQ(trace(), Lines{});
+    EXPECT_TRUE(buffer.Untouched());
+    EXPECT_EQ(Trace(), Lines{});
 }
 
 TEST(GetLabel, leaks_nothing) {
     int length = 0;
-    expect_no_leak([&length] {
+    ExpectNoLeak([&length] {
         GetLabel("A1", nullptr, &length);
         GetLabel("", nullptr, &length);
     });
@@ -60,9 +60,9 @@ TEST(GetLabel, lets_the_exception_of_an_exhausted_memory_pass) {
     Initialize();
     int length = 77;
     const FailingAllocation failing(1);
-    EXPECT_EQ(code_thrown_by([&length] { GetLabel("A1", nullptr, &length); }), out_of_memory);
-    EXPECT_TRUE(failing.happened());
+    EXPECT_EQ(CodeThrownBy([&length] { GetLabel("A1", nullptr, &length); }), kOutOfMemory);
+    EXPECT_TRUE(failing.Happened());
     EXPECT_EQ(length, 77);
-    EXPECT_EQ(trace(), Lines{});
+    EXPECT_EQ(Trace(), Lines{});
 }
 #endif

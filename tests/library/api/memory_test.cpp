@@ -10,7 +10,7 @@ namespace {
 
 // Fails each allocation of a call in turn; tells how many there are.
 template <class Call>
-int failing_allocations(Call call) {
+int FailingAllocations(Call call) {
     constexpr int most = 100;
     for (int nth = 1; nth < most; ++nth) {
         const FailingAllocation failing(nth);
@@ -20,10 +20,10 @@ int failing_allocations(Call call) {
         } catch (const std::bad_alloc&) {
             thrown = true;
         } catch (const LGN::CLgnException& exception) {
-            EXPECT_EQ(exception.code, out_of_memory);
+            EXPECT_EQ(exception.code, kOutOfMemory);
             thrown = true;
         }
-        EXPECT_EQ(failing.happened(), thrown) << nth;
+        EXPECT_EQ(failing.Happened(), thrown) << nth;
         if (!thrown) return nth - 1;
     }
     ADD_FAILURE() << "the call never succeeds";
@@ -31,18 +31,18 @@ int failing_allocations(Call call) {
 }
 
 // The strings of the library take theirs from malloc, which a sanitizer does not let fail.
-constexpr int at_least(int all, int without_strings) {
-    return KESTA_SANITIZED ? without_strings : all;
+constexpr int AtLeast(int all, int withoutStrings) {
+    return KESTA_SANITIZED ? withoutStrings : all;
 }
 
 template <class Call>
-void expect_clean(int wanted, Call call) {
+void ExpectClean(int wanted, Call call) {
     Initialize();
-    EXPECT_GE(failing_allocations(call), wanted);
-    EXPECT_EQ(recorder().live_requests(), 0);
-    expect_no_leak<20>([&call] {  // each of them fails every allocation
-        failing_allocations(call);
-        forget_log();
+    EXPECT_GE(FailingAllocations(call), wanted);
+    EXPECT_EQ(TheRecorder().LiveRequests(), 0);
+    ExpectNoLeak<20>([&call] {  // each of them fails every allocation
+        FailingAllocations(call);
+        ForgetLog();
     });
 }
 
@@ -51,15 +51,14 @@ void expect_clean(int wanted, Call call) {
 TEST(MemoryThatRunsOut, in_SignHash_leaves_neither_work_nor_copies_behind) {
     CanaryBuffer signature(16);
     unsigned length = 16;
-    expect_clean(at_least(3, 1),
-                 [&] { SignHash("A1", 1, 2, "hash", 3, signature.data(), &length); });
+    ExpectClean(AtLeast(3, 1), [&] { SignHash("A1", 1, 2, "hash", 3, signature.data(), &length); });
 }
 
 TEST(MemoryThatRunsOut, in_AsymDec_leaves_neither_work_nor_copies_behind) {
     CanaryBuffer plain(16);
-    recorder().on("GMUSBKeyAsymDec2").writes(4, "plain").writes_number(5, 5);
+    TheRecorder().On("GMUSBKeyAsymDec2").Writes(4, "plain").WritesNumber(5, 5);
     unsigned length = 16;
-    expect_clean(at_least(3, 1), [&] {
+    ExpectClean(AtLeast(3, 1), [&] {
         length = 16;
         AsymDec("A1", 1, 2, "a\r\nb", plain.data(), &length);
     });
@@ -71,31 +70,31 @@ TEST(MemoryThatRunsOut, in_AsymDec_writes_nothing) {
     Initialize();
     const FailingAllocation failing(1);
     EXPECT_ANY_THROW(AsymDec("A1", 1, 2, "cipher", plain.data(), &length));
-    EXPECT_TRUE(plain.untouched());
+    EXPECT_TRUE(plain.Untouched());
     EXPECT_EQ(length, 16U);
-    EXPECT_EQ(trace(), Lines{});
+    EXPECT_EQ(Trace(), Lines{});
 }
 
 TEST(MemoryThatRunsOut, in_a_batch_request_leaves_no_returned_text_behind) {
-    recorder().on("GMCreatePKCS10Ex").request(std::string(100, 'R'));
+    TheRecorder().On("GMCreatePKCS10Ex").Request(std::string(100, 'R'));
     int length = 0;
-    expect_clean(at_least(5, 3), [&] {
+    ExpectClean(AtLeast(5, 3), [&] {
         Batch_InitAndGenerateCertRequest("A1", 0, "CertType(1)KeyType(2)|HashType(1)", nullptr,
                                          &length);
     });
 }
 
 TEST(MemoryThatRunsOut, in_a_bundle_leaves_no_text_behind) {
-    expect_clean(at_least(5, 1),
-                 [] { Batch_ImportX509Cert("A1", "SignCert(A,)|EncPriKey(K)|EncCert(B)"); });
+    ExpectClean(AtLeast(5, 1),
+                [] { Batch_ImportX509Cert("A1", "SignCert(A,)|EncPriKey(K)|EncCert(B)"); });
 }
 
 #if !KESTA_SANITIZED
 TEST(MemoryThatRunsOut, in_Batch_ImportX509Cert_before_its_begin_is_not_logged) {
     Initialize();
     const FailingAllocation failing(1);
-    EXPECT_EQ(code_thrown_by([] { Batch_ImportX509Cert("A1", "cert"); }), out_of_memory);
-    EXPECT_FALSE(log_exists());
-    EXPECT_EQ(trace(), Lines{});
+    EXPECT_EQ(CodeThrownBy([] { Batch_ImportX509Cert("A1", "cert"); }), kOutOfMemory);
+    EXPECT_FALSE(LogExists());
+    EXPECT_EQ(Trace(), Lines{});
 }
 #endif

@@ -7,47 +7,47 @@
 TEST(ChangePin, hands_the_serial_number_on_as_the_same_pointer) {
     const char* const serial = "A1";
     EXPECT_EQ(ChangePin(serial), 0);
-    EXPECT_EQ(trace(), (Lines{"ChangePin(\"A1\")"}));
-    EXPECT_EQ(recorder().only("ChangePin").at(0).address, serial);
+    EXPECT_EQ(Trace(), (Lines{"ChangePin(\"A1\")"}));
+    EXPECT_EQ(TheRecorder().Only("ChangePin").At(0).address, serial);
 }
 
 TEST(ChangePin, passes_the_tokens_code_through_and_stores_it) {
-    recorder().on("ChangePin").returns(-7);
+    TheRecorder().On("ChangePin").Returns(-7);
     EXPECT_EQ(ChangePin("A1"), -7);
     EXPECT_EQ(G_LastError, -7);
 }
 
 TEST(ChangePin, logs_begin_serial_and_end) {
-    recorder().on("ChangePin").returns(0x0A0B);
+    TheRecorder().On("ChangePin").Returns(0x0A0B);
     ChangePin("A1z\xFF");
-    EXPECT_EQ(log_lines(),
+    EXPECT_EQ(LogLines(),
               (Lines{"ChangePin|Begin", "szSN:|41317AFF", "ChangePin|End G_LastError: 00000A0B"}));
 }
 
 TEST(ChangePin, logs_an_empty_serial_number_as_an_empty_body) {
     ChangePin("");
-    EXPECT_EQ(log_lines(),
+    EXPECT_EQ(LogLines(),
               (Lines{"ChangePin|Begin", "szSN:|", "ChangePin|End G_LastError: 00000000"}));
 }
 
 TEST(ChangePin, logs_a_negative_code_as_eight_digits) {
-    recorder().on("ChangePin").returns(-1);
+    TheRecorder().On("ChangePin").Returns(-1);
     ChangePin("A");
-    EXPECT_EQ(log_lines().back(), "ChangePin|End G_LastError: FFFFFFFF");
+    EXPECT_EQ(LogLines().back(), "ChangePin|End G_LastError: FFFFFFFF");
 }
 
 TEST(ChangePin, logs_begin_and_serial_before_it_initialises) {
-    Lines at_first_use;
-    recorder().when_looked_up([&at_first_use] { at_first_use = log_lines(); });
+    Lines atFirstUse;
+    TheRecorder().WhenLookedUp([&atFirstUse] { atFirstUse = LogLines(); });
     ChangePin("A1");
-    EXPECT_EQ(at_first_use, (Lines{"ChangePin|Begin", "szSN:|4131"}));
+    EXPECT_EQ(atFirstUse, (Lines{"ChangePin|Begin", "szSN:|4131"}));
 }
 
 TEST(ChangePin, asks_after_it_has_logged_the_serial_and_before_the_end) {
-    Lines when_asked;
-    recorder().on("ChangePin").does([&](const recording::Call&) { when_asked = log_lines(); });
+    Lines whenAsked;
+    TheRecorder().On("ChangePin").Does([&](const recording::Call&) { whenAsked = LogLines(); });
     ChangePin("A1");
-    EXPECT_EQ(when_asked, (Lines{"ChangePin|Begin", "szSN:|4131"}));
+    EXPECT_EQ(whenAsked, (Lines{"ChangePin|Begin", "szSN:|4131"}));
 }
 
 TEST(ChangePin, initialises_on_first_use) {
@@ -56,9 +56,9 @@ TEST(ChangePin, initialises_on_first_use) {
 }
 
 TEST(ChangePin, without_a_token_library_logs_the_end_with_minus_101) {
-    install::remove_token_library();
+    install::RemoveTokenLibrary();
     EXPECT_EQ(ChangePin("A1"), -101);
-    EXPECT_EQ(log_lines(),
+    EXPECT_EQ(LogLines(),
               (Lines{"ChangePin|Begin", "szSN:|4131", "ChangePin|End G_LastError: FFFFFF9B"}));
 }
 
@@ -68,34 +68,34 @@ TEST(InitUKey, after_Initialize_passes_zero_null_zero) {
     ASSERT_EQ(Initialize(), 0);
     const char* const serial = "A1";
     EXPECT_EQ(InitUKey(serial), 0);
-    EXPECT_EQ(trace(), (Lines{"CustInitCard(\"A1\", 0, null, 0)"}));
-    EXPECT_EQ(recorder().only("CustInitCard").at(0).address, serial);
+    EXPECT_EQ(Trace(), (Lines{"CustInitCard(\"A1\", 0, null, 0)"}));
+    EXPECT_EQ(TheRecorder().Only("CustInitCard").At(0).address, serial);
 }
 
 TEST(InitUKey, after_any_other_export_has_initialised_forwards) {
     VerifyPIN("A1");
-    recorder().on("CustInitCard").returns(12);
+    TheRecorder().On("CustInitCard").Returns(12);
     EXPECT_EQ(InitUKey("A1"), 12);
     EXPECT_EQ(G_LastError, 12);
 }
 
 TEST(InitUKey, logs_begin_serial_and_end) {
     Initialize();
-    recorder().on("CustInitCard").returns(0x1F);
+    TheRecorder().On("CustInitCard").Returns(0x1F);
     InitUKey("B2");
-    EXPECT_EQ(log_lines(),
+    EXPECT_EQ(LogLines(),
               (Lines{"InitUKey|Begin", "szSN:|4232", "InitUKey|End G_LastError: 0000001F"}));
 }
 
 TEST(InitUKey, before_initialisation_logs_begin_and_serial_and_no_end) {
     InitUKey("B2");
-    EXPECT_EQ(log_lines(), (Lines{"InitUKey|Begin", "szSN:|4232"}));
+    EXPECT_EQ(LogLines(), (Lines{"InitUKey|Begin", "szSN:|4232"}));
 }
 
 TEST(InitUKey, before_initialisation_neither_binds_nor_asks) {
     EXPECT_EQ(InitUKey("B2"), -109);
-    EXPECT_EQ(recorder().lookups(), Lines{});
-    EXPECT_EQ(trace(), Lines{});
+    EXPECT_EQ(TheRecorder().Lookups(), Lines{});
+    EXPECT_EQ(Trace(), Lines{});
     EXPECT_FALSE(g_initFlag);
 }
 
@@ -109,7 +109,7 @@ TEST(InitUKey, after_Finalize_refuses_again) {
     Initialize();
     Finalize();
     EXPECT_EQ(InitUKey("B2"), -109);
-    EXPECT_EQ(trace(), Lines{});
+    EXPECT_EQ(Trace(), Lines{});
 }
 
 // ---- TestInitUKey ------------------------------------------------------------------------------
@@ -118,34 +118,34 @@ TEST(TestInitUKey, hands_its_parameter_on_between_two_zeros) {
     int parameter = 0;
     const char* const serial = "A1";
     EXPECT_EQ(TestInitUKey(serial, &parameter), 0);
-    EXPECT_EQ(trace(), (Lines{"CustInitCard(\"A1\", 0, pointer, 0)"}));
-    EXPECT_EQ(recorder().only("CustInitCard").at(0).address, serial);
-    EXPECT_EQ(recorder().only("CustInitCard").at(2).address, &parameter);
+    EXPECT_EQ(Trace(), (Lines{"CustInitCard(\"A1\", 0, pointer, 0)"}));
+    EXPECT_EQ(TheRecorder().Only("CustInitCard").At(0).address, serial);
+    EXPECT_EQ(TheRecorder().Only("CustInitCard").At(2).address, &parameter);
 }
 
 TEST(TestInitUKey, hands_null_texts_and_parameters_on) {
     EXPECT_EQ(TestInitUKey(nullptr, nullptr), 0);
-    EXPECT_EQ(trace(), (Lines{"CustInitCard(null, 0, null, 0)"}));
+    EXPECT_EQ(Trace(), (Lines{"CustInitCard(null, 0, null, 0)"}));
 }
 
 TEST(TestInitUKey, initialises_and_stores_the_tokens_code) {
-    recorder().on("CustInitCard").returns(99);
+    TheRecorder().On("CustInitCard").Returns(99);
     EXPECT_EQ(TestInitUKey("A1", nullptr), 99);
     EXPECT_EQ(G_LastError, 99);
     EXPECT_TRUE(g_initFlag);
 }
 
 TEST(TestInitUKey, logs_begin_and_end_without_the_serial_number) {
-    recorder().on("CustInitCard").returns(-101);
+    TheRecorder().On("CustInitCard").Returns(-101);
     TestInitUKey("A1", nullptr);
-    EXPECT_EQ(log_lines(), (Lines{"TestInitUKey|Begin", "TestInitUKey|End G_LastError: FFFFFF9B"}));
+    EXPECT_EQ(LogLines(), (Lines{"TestInitUKey|Begin", "TestInitUKey|End G_LastError: FFFFFF9B"}));
 }
 
 TEST(TestInitUKey, logs_begin_before_it_initialises) {
-    Lines at_first_use;
-    recorder().when_looked_up([&at_first_use] { at_first_use = log_lines(); });
+    Lines atFirstUse;
+    TheRecorder().WhenLookedUp([&atFirstUse] { atFirstUse = LogLines(); });
     TestInitUKey("A1", nullptr);
-    EXPECT_EQ(at_first_use, (Lines{"TestInitUKey|Begin"}));
+    EXPECT_EQ(atFirstUse, (Lines{"TestInitUKey|Begin"}));
 }
 
 // ---- VerifyPIN, TestVerifyAndCachePin, RemovePinCache ------------------------------------------
@@ -153,13 +153,13 @@ TEST(TestInitUKey, logs_begin_before_it_initialises) {
 TEST(VerifyPIN, hands_the_serial_number_on_as_the_same_pointer) {
     const char* const serial = "A1";
     EXPECT_EQ(VerifyPIN(serial), 0);
-    EXPECT_EQ(trace(), (Lines{"VerifyPIN(\"A1\")"}));
-    EXPECT_EQ(recorder().only("VerifyPIN").at(0).address, serial);
+    EXPECT_EQ(Trace(), (Lines{"VerifyPIN(\"A1\")"}));
+    EXPECT_EQ(TheRecorder().Only("VerifyPIN").At(0).address, serial);
 }
 
 TEST(VerifyPIN, hands_a_null_serial_number_on) {
     EXPECT_EQ(VerifyPIN(nullptr), 0);
-    EXPECT_EQ(trace(), (Lines{"VerifyPIN(null)"}));
+    EXPECT_EQ(Trace(), (Lines{"VerifyPIN(null)"}));
 }
 
 TEST(VerifyPIN, that_succeeds_replaces_the_last_error_by_0) {
@@ -172,23 +172,23 @@ TEST(TestVerifyAndCachePin, hands_both_arguments_on_in_order) {
     const char* const serial = "A1";
     int parameter = 0;
     EXPECT_EQ(TestVerifyAndCachePin(serial, &parameter), 0);
-    EXPECT_EQ(trace(), (Lines{"VerifyAndCachePin(\"A1\", pointer)"}));
-    EXPECT_EQ(recorder().only("VerifyAndCachePin").at(0).address, serial);
-    EXPECT_EQ(recorder().only("VerifyAndCachePin").at(1).address, &parameter);
+    EXPECT_EQ(Trace(), (Lines{"VerifyAndCachePin(\"A1\", pointer)"}));
+    EXPECT_EQ(TheRecorder().Only("VerifyAndCachePin").At(0).address, serial);
+    EXPECT_EQ(TheRecorder().Only("VerifyAndCachePin").At(1).address, &parameter);
 }
 
 TEST(TestVerifyAndCachePin, checks_no_argument) {
     EXPECT_EQ(TestVerifyAndCachePin(nullptr, nullptr), 0);
-    EXPECT_EQ(trace(), (Lines{"VerifyAndCachePin(null, null)"}));
+    EXPECT_EQ(Trace(), (Lines{"VerifyAndCachePin(null, null)"}));
 }
 
 TEST(RemovePinCache, asks_without_arguments_and_stores_the_code) {
-    recorder().on("GM_RemoveUserPin").returns(8);
+    TheRecorder().On("GM_RemoveUserPin").Returns(8);
     EXPECT_EQ(RemovePinCache(), 8);
     EXPECT_EQ(G_LastError, 8);
-    EXPECT_EQ(trace(), (Lines{"GM_RemoveUserPin()"}));
+    EXPECT_EQ(Trace(), (Lines{"GM_RemoveUserPin()"}));
     EXPECT_TRUE(g_initFlag);
-    EXPECT_FALSE(log_exists());
+    EXPECT_FALSE(LogExists());
 }
 
 // ---- GetPinInfo --------------------------------------------------------------------------------
@@ -199,7 +199,7 @@ TEST(GetPinInfo, answers_a_probe_with_8_without_asking) {
     EXPECT_EQ(GetPinInfo("A1", nullptr, &length), 0);
     EXPECT_EQ(length, 8U);
     EXPECT_EQ(G_LastError, 0);
-    EXPECT_EQ(trace(), Lines{});
+    EXPECT_EQ(Trace(), Lines{});
 }
 
 TEST(GetPinInfo, stores_0_for_a_probe_after_it_has_initialised) {
@@ -214,8 +214,8 @@ TEST(GetPinInfo, without_a_length_pointer_is_minus_401) {
     CanaryBuffer record(8);
     EXPECT_EQ(GetPinInfo("A1", record.data(), nullptr), -401);
     EXPECT_EQ(G_LastError, -401);
-    EXPECT_TRUE(record.untouched());
-    EXPECT_EQ(trace(), Lines{});
+    EXPECT_TRUE(record.Untouched());
+    EXPECT_EQ(Trace(), Lines{});
     EXPECT_TRUE(g_initFlag);
 }
 
@@ -228,21 +228,24 @@ TEST(GetPinInfo, hands_all_three_pointers_on) {
     CanaryBuffer record(8);
     unsigned length = 3;
     EXPECT_EQ(GetPinInfo(serial, record.data(), &length), 0);
-    EXPECT_EQ(trace(), (Lines{"GetPinInfo(\"A1\", pointer, &3)"}));
-    const recording::Call call = recorder().only("GetPinInfo");
-    EXPECT_EQ(call.at(0).address, serial);
-    EXPECT_EQ(call.at(1).address, record.data());
-    EXPECT_EQ(call.at(2).address, &length);
-    EXPECT_TRUE(record.untouched());
+    EXPECT_EQ(Trace(), (Lines{"GetPinInfo(\"A1\", pointer, &3)"}));
+    const recording::Call call = TheRecorder().Only("GetPinInfo");
+    EXPECT_EQ(call.At(0).address, serial);
+    EXPECT_EQ(call.At(1).address, record.data());
+    EXPECT_EQ(call.At(2).address, &length);
+    EXPECT_TRUE(record.Untouched());
     EXPECT_EQ(length, 3U);
 }
 
 TEST(GetPinInfo, lets_the_token_write_record_and_length) {
-    recorder().on("GetPinInfo").writes(1, std::string("\1\2\3\4\5\6\7\10", 8)).writes_number(2, 9);
+    TheRecorder()
+        .On("GetPinInfo")
+        .Writes(1, std::string("\1\2\3\4\5\6\7\10", 8))
+        .WritesNumber(2, 9);
     CanaryBuffer record(8);
     unsigned length = 1;
     EXPECT_EQ(GetPinInfo("A1", record.data(), &length), 0);
-    EXPECT_TRUE(record.holds_only(std::string("\1\2\3\4\5\6\7\10", 8)));
+    EXPECT_TRUE(record.HoldsOnly(std::string("\1\2\3\4\5\6\7\10", 8)));
     EXPECT_EQ(length, 9U);
 }
 
@@ -250,7 +253,7 @@ TEST(GetPinInfo, does_not_check_the_serial_number) {
     CanaryBuffer record(8);
     unsigned length = 8;
     EXPECT_EQ(GetPinInfo(nullptr, record.data(), &length), 0);
-    EXPECT_EQ(trace(), (Lines{"GetPinInfo(null, pointer, &8)"}));
+    EXPECT_EQ(Trace(), (Lines{"GetPinInfo(null, pointer, &8)"}));
 }
 
 // ---- SetCachePinFlag ---------------------------------------------------------------------------
@@ -258,8 +261,8 @@ TEST(GetPinInfo, does_not_check_the_serial_number) {
 TEST(SetCachePinFlag, before_initialisation_is_minus_101_and_asks_nobody) {
     EXPECT_EQ(SetCachePinFlag("A1", 1), -101);
     EXPECT_EQ(G_LastError, -101);
-    EXPECT_EQ(trace(), Lines{});
-    EXPECT_EQ(recorder().lookups(), Lines{});
+    EXPECT_EQ(Trace(), Lines{});
+    EXPECT_EQ(TheRecorder().Lookups(), Lines{});
     EXPECT_FALSE(g_initFlag);
 }
 
@@ -267,6 +270,6 @@ TEST(SetCachePinFlag, hands_serial_number_and_signed_flag_on) {
     Initialize();
     const char* const serial = "A1";
     EXPECT_EQ(SetCachePinFlag(serial, -2147483647 - 1), 0);
-    EXPECT_EQ(trace(), (Lines{"SetCachePinFlag(\"A1\", -2147483648)"}));
-    EXPECT_EQ(recorder().only("SetCachePinFlag").at(0).address, serial);
+    EXPECT_EQ(Trace(), (Lines{"SetCachePinFlag(\"A1\", -2147483648)"}));
+    EXPECT_EQ(TheRecorder().Only("SetCachePinFlag").At(0).address, serial);
 }

@@ -9,7 +9,7 @@ namespace {
 // Numbers of one request: CertType, KeyType, HashType as the token receives them.
 using Numbers = std::vector<std::int64_t>;
 
-std::int64_t as_u32(int value) {
+std::int64_t AsU32(int value) {
     return static_cast<std::uint32_t>(value);
 }
 
@@ -23,21 +23,21 @@ struct Row {
     friend void PrintTo(const Row& row, std::ostream* out) { *out << row.name; }
 };
 
-std::vector<Numbers> requests_seen() {
+std::vector<Numbers> RequestsSeen() {
     std::vector<Numbers> seen;
-    for (const auto& call : recorder().calls("GMCreatePKCS10")) {
-        seen.push_back({call.at(1).value, call.at(2).value, call.at(3).value});
+    for (const auto& call : TheRecorder().Calls("GMCreatePKCS10")) {
+        seen.push_back({call.At(1).value, call.At(2).value, call.At(3).value});
     }
     return seen;
 }
 
-std::string repeated(const std::string& text, int times) {
+std::string Repeated(const std::string& text, int times) {
     std::string joined;
     for (int time = 0; time < times; ++time) joined += text;
     return joined;
 }
 
-const std::vector<Row> well_formed = {
+const std::vector<Row> wellFormed = {
     {"all_three_names", "CertType(1)KeyType(2)HashType(3)", {{1, 2, 3}}},
     {"any_order_of_names", "HashType(3)CertType(1)KeyType(2)", {{1, 2, 3}}},
     {"lower_case", "certtype(1)keytype(2)hashtype(3)", {{1, 2, 3}}},
@@ -60,24 +60,24 @@ const std::vector<Row> well_formed = {
     {"brackets_in_front_of_a_name_are_skipped", "((CertType(1)(KeyType(2)", {{1, 2, 0}}},
 };
 
-const std::vector<Row> odd_values = {
+const std::vector<Row> oddValues = {
     {"the_first_of_two_digits_counts", "CertType(12)KeyType(34)", {{1, 3, 0}}},
-    {"no_digit_is_the_closing_bracket", "CertType()", {{as_u32(-7), 0, 0}}},
-    {"no_digit_swallows_the_next_item", "CertType()KeyType(2)HashType(3)", {{as_u32(-7), 0, 3}}},
-    {"a_group_that_ends_behind_the_bracket_reads_its_NUL", "CertType(", {{as_u32(-48), 0, 0}}},
-    {"an_opening_bracket_as_value", "CertType((1)", {{as_u32(-8), 0, 0}}},
-    {"a_blank_as_value", "CertType( 1)", {{as_u32(-16), 0, 0}}},
+    {"no_digit_is_the_closing_bracket", "CertType()", {{AsU32(-7), 0, 0}}},
+    {"no_digit_swallows_the_next_item", "CertType()KeyType(2)HashType(3)", {{AsU32(-7), 0, 3}}},
+    {"a_group_that_ends_behind_the_bracket_reads_its_NUL", "CertType(", {{AsU32(-48), 0, 0}}},
+    {"an_opening_bracket_as_value", "CertType((1)", {{AsU32(-8), 0, 0}}},
+    {"a_blank_as_value", "CertType( 1)", {{AsU32(-16), 0, 0}}},
     {"a_letter_as_value", "CertType(a)", {{49, 0, 0}}},
     {"no_closing_bracket", "CertType(1", {{1, 0, 0}}},
     {"no_closing_bracket_before_a_bar", "CertType(1|KeyType(2)", {{1, 0, 0}, {1, 2, 0}}},
     {"no_closing_bracket_swallows_the_next_item", "CertType(1KeyType(2)", {{1, 0, 0}}},
     {"a_byte_of_FF_is_unsigned", "CertType(\xFF)", {{207, 0, 0}}},
     {"a_byte_of_80_is_unsigned", "CertType(\x80)KeyType(\x7F)", {{80, 79, 0}}},
-    {"a_control_character_as_value", "CertType(\x01)", {{as_u32(-47), 0, 0}}},
+    {"a_control_character_as_value", "CertType(\x01)", {{AsU32(-47), 0, 0}}},
     {"zero", "CertType(0)KeyType(9)", {{0, 9, 0}}},
 };
 
-const std::vector<Row> unknown_names = {
+const std::vector<Row> unknownNames = {
     {"another_name", "Colour(1)", {}, -401},
     {"a_blank_inside_a_name", "Cert Type(1)", {}, -401},
     {"a_name_with_more_letters", "CertTypes(1)", {}, -401},
@@ -95,26 +95,26 @@ const std::vector<Row> unknown_names = {
      "CertType(1)",
      {},
      -401},
-    {"a_bar_inside_brackets", "CertType(|)", {{as_u32(-48), 0, 0}}, -401},
+    {"a_bar_inside_brackets", "CertType(|)", {{AsU32(-48), 0, 0}}, -401},
     {"the_second_group", "CertType(1)|Colour(2)", {{1, 0, 0}}, -401},
     {"the_third_group", "CertType(1)|CertType(2)|x|KeyType(1)", {{1, 0, 0}, {2, 0, 0}}, -401},
 };
 
-const std::vector<Row> values_past_the_end = {
+const std::vector<Row> valuesPastTheEnd = {
     {"a_name_without_brackets", "CertType", {}, 0, true},
     {"a_blank_behind_the_name", "CertType ", {}, 0, true},
     {"the_second_item", "CertType(1)KeyType", {}, 0, true},
     {"the_second_group", "CertType(1)|HashType", {{1, 0, 0}}, 0, true},
 };
 
-const std::vector<Row> huge_texts = {
+const std::vector<Row> hugeTexts = {
     {"blanks", std::string(2000000, ' ') + "CertType(1)", {{1, 0, 0}}},
     {"bars", std::string(2000000, '|'), {}},
     {"brackets", std::string(2000000, '('), {{0, 0, 0}}},
     {"a_value", "CertType(" + std::string(2000000, '5') + ")", {{5, 0, 0}}},
-    {"items", repeated("CertType(1)", 100000), {{1, 0, 0}}},
+    {"items", Repeated("CertType(1)", 100000), {{1, 0, 0}}},
     {"an_unknown_name", std::string(2000000, 'x'), {}, -401},
-    {"groups", repeated("KeyType(2)|", 2000), std::vector<Numbers>(2000, Numbers{0, 2, 0})},
+    {"groups", Repeated("KeyType(2)|", 2000), std::vector<Numbers>(2000, Numbers{0, 2, 0})},
 };
 
 struct RowName {
@@ -127,33 +127,33 @@ struct RowName {
 }  // namespace
 
 class RequestInformation : public testing::TestWithParam<Row> {};
-INSTANTIATE_TEST_SUITE_P(WellFormed, RequestInformation, testing::ValuesIn(well_formed), RowName());
-INSTANTIATE_TEST_SUITE_P(OddValue, RequestInformation, testing::ValuesIn(odd_values), RowName());
-INSTANTIATE_TEST_SUITE_P(UnknownName, RequestInformation, testing::ValuesIn(unknown_names),
+INSTANTIATE_TEST_SUITE_P(WellFormed, RequestInformation, testing::ValuesIn(wellFormed), RowName());
+INSTANTIATE_TEST_SUITE_P(OddValue, RequestInformation, testing::ValuesIn(oddValues), RowName());
+INSTANTIATE_TEST_SUITE_P(UnknownName, RequestInformation, testing::ValuesIn(unknownNames),
                          RowName());
-INSTANTIATE_TEST_SUITE_P(PastTheEnd, RequestInformation, testing::ValuesIn(values_past_the_end),
+INSTANTIATE_TEST_SUITE_P(PastTheEnd, RequestInformation, testing::ValuesIn(valuesPastTheEnd),
                          RowName());
-INSTANTIATE_TEST_SUITE_P(Huge, RequestInformation, testing::ValuesIn(huge_texts), RowName());
+INSTANTIATE_TEST_SUITE_P(Huge, RequestInformation, testing::ValuesIn(hugeTexts), RowName());
 
 TEST_P(RequestInformation, reaches_the_token_as_the_grammar_says) {
     const Row& row = GetParam();
-    recorder().on("GMCreatePKCS10").request("P");
+    TheRecorder().On("GMCreatePKCS10").Request("P");
     int length = 77;
     if (row.throws) {
         EXPECT_EQ(
-            code_thrown_by([&] { GenerateCertRequest("A1", row.text.c_str(), nullptr, &length); }),
+            CodeThrownBy([&] { GenerateCertRequest("A1", row.text.c_str(), nullptr, &length); }),
             0x80070057U);
     } else {
         EXPECT_EQ(GenerateCertRequest("A1", row.text.c_str(), nullptr, &length), row.result);
         EXPECT_EQ(G_LastError, row.result);
     }
-    EXPECT_EQ(requests_seen(), row.requests);
-    EXPECT_EQ(recorder().calls("VerifyPIN").size(), row.requests.size());
+    EXPECT_EQ(RequestsSeen(), row.requests);
+    EXPECT_EQ(TheRecorder().Calls("VerifyPIN").size(), row.requests.size());
     const bool success = !row.throws && row.result == 0;
     const int joined = static_cast<int>(row.requests.size()) * 3 - 2;  // P||P||P
     EXPECT_EQ(length, success ? std::max(joined, 0) + 1 : 77);
-    EXPECT_EQ(recorder().live_requests(), 0);
-    EXPECT_FALSE(log_exists());
+    EXPECT_EQ(TheRecorder().LiveRequests(), 0);
+    EXPECT_FALSE(LogExists());
 }
 
 TEST(RequestInformation, is_only_read) {

@@ -27,13 +27,13 @@ const Reader readers[] = {
 
 class TextReader : public testing::TestWithParam<Reader> {
 protected:
-    int read(std::size_t room, int capacity) {
+    int Read(std::size_t room, int capacity) {
         buffer = std::make_unique<CanaryBuffer>(room);
         length = capacity;
         return GetParam().call(buffer->data(), &length);
     }
-    recording::Answer& token() { return recorder().on(GetParam().entry); }
-    void token_writes(const std::string& text) { token().writes(GetParam().argument, text); }
+    recording::Answer& Token() { return TheRecorder().On(GetParam().entry); }
+    void TokenWrites(const std::string& text) { Token().Writes(GetParam().argument, text); }
 
     std::unique_ptr<CanaryBuffer> buffer;
     int length = 0;
@@ -43,51 +43,51 @@ INSTANTIATE_TEST_SUITE_P(Each, TextReader, testing::ValuesIn(readers), ExportNam
 }  // namespace
 
 TEST_P(TextReader, offers_a_zeroed_buffer_each_time) {
-    token_writes(std::string(GetParam().size, 'x'));
+    TokenWrites(std::string(GetParam().size, 'x'));
     GetParam().call(nullptr, &length);
     GetParam().call(nullptr, &length);
-    for (const recording::Call& call : recorder().calls(GetParam().entry)) {
-        EXPECT_EQ(call.bytes(GetParam().argument), std::string(GetParam().size, '\0'));
+    for (const recording::Call& call : TheRecorder().Calls(GetParam().entry)) {
+        EXPECT_EQ(call.Bytes(GetParam().argument), std::string(GetParam().size, '\0'));
     }
-    EXPECT_EQ(trace().size(), 2U);
+    EXPECT_EQ(Trace().size(), 2U);
 }
 
 TEST_P(TextReader, leaves_buffer_and_length_when_the_token_refuses) {
-    token().returns(-9);
-    token_writes("text");
-    EXPECT_EQ(read(64, 64), -9);
+    Token().Returns(-9);
+    TokenWrites("text");
+    EXPECT_EQ(Read(64, 64), -9);
     EXPECT_EQ(G_LastError, -9);
     EXPECT_EQ(length, 64);
-    EXPECT_TRUE(buffer->untouched());
+    EXPECT_TRUE(buffer->Untouched());
 }
 
 TEST_P(TextReader, writes_the_text_up_to_its_first_NUL_and_no_more) {
-    token_writes(std::string("text\0rest", 9));
-    EXPECT_EQ(read(64, 64), 0);
+    TokenWrites(std::string("text\0rest", 9));
+    EXPECT_EQ(Read(64, 64), 0);
     EXPECT_EQ(length, 4);
-    EXPECT_TRUE(buffer->holds_only(std::string("text", 5)));
+    EXPECT_TRUE(buffer->HoldsOnly(std::string("text", 5)));
 }
 
 TEST_P(TextReader, takes_the_callers_length_as_signed) {
-    const int too_small = GetParam().name == "GetData" ? 1 : 0;  // the others count no NUL
-    EXPECT_EQ(read(8, -1), -404);
-    EXPECT_EQ(length, too_small);
-    EXPECT_TRUE(buffer->untouched());
+    const int tooSmall = GetParam().name == "GetData" ? 1 : 0;  // the others count no NUL
+    EXPECT_EQ(Read(8, -1), -404);
+    EXPECT_EQ(length, tooSmall);
+    EXPECT_TRUE(buffer->Untouched());
 }
 
 TEST_P(TextReader, of_an_empty_text_accepts_a_length_of_0) {
-    EXPECT_EQ(read(2, 0), 0);
+    EXPECT_EQ(Read(2, 0), 0);
     EXPECT_EQ(length, 0);
-    EXPECT_TRUE(buffer->holds_only(std::string(1, '\0')));
+    EXPECT_TRUE(buffer->HoldsOnly(std::string(1, '\0')));
 }
 
 TEST_P(TextReader, never_reads_past_a_full_buffer_without_a_NUL) {
     const int full = static_cast<int>(GetParam().size);
     const std::string text(GetParam().size, 't');
-    token_writes(text);
+    TokenWrites(text);
     EXPECT_EQ(GetParam().call(nullptr, &length), 0);
     EXPECT_EQ(length, full + 1);
-    EXPECT_EQ(read(text.size() + 8, full), 0);
+    EXPECT_EQ(Read(text.size() + 8, full), 0);
     EXPECT_EQ(length, full);
-    EXPECT_TRUE(buffer->holds_only(text + '\0'));
+    EXPECT_TRUE(buffer->HoldsOnly(text + '\0'));
 }

@@ -11,21 +11,21 @@ TEST(memcpy_s, copies_exactly_the_bytes_asked_for) {
     CommonFunction common;
     CanaryBuffer destination(8);
     EXPECT_EQ(common.memcpy_s(destination.data(), 8, "ab\0cd", 5), 0);
-    EXPECT_TRUE(destination.holds_only(std::string("ab\0cd", 5)));
+    EXPECT_TRUE(destination.HoldsOnly(std::string("ab\0cd", 5)));
 }
 
 TEST(memcpy_s, fills_the_whole_destination) {
     CommonFunction common;
     CanaryBuffer destination(4);
     EXPECT_EQ(common.memcpy_s(destination.data(), 4, "abcd", 4), 0);
-    EXPECT_TRUE(destination.holds_only("abcd"));
+    EXPECT_TRUE(destination.HoldsOnly("abcd"));
 }
 
 TEST(memcpy_s, is_1_for_more_than_fits_and_copies_nothing) {
     CommonFunction common;
     CanaryBuffer destination(4);
     EXPECT_EQ(common.memcpy_s(destination.data(), 4, "abcde", 5), 1);
-    EXPECT_TRUE(destination.untouched());
+    EXPECT_TRUE(destination.Untouched());
 }
 
 TEST(memcpy_s, looks_at_the_size_then_the_source_then_the_destination) {
@@ -50,7 +50,7 @@ TEST(memcpy_s, takes_sizes_of_64_bits) {
     EXPECT_EQ(common.memcpy_s(destination.data(), 1UL << 32, "ab", 2), 0);
     EXPECT_EQ(common.memcpy_s(destination.data(), 4, "ab", (1UL << 32) + 2), 1);
     EXPECT_EQ(common.memcpy_s(destination.data(), 4, "ab", ~0UL), 1);
-    EXPECT_TRUE(destination.holds_only("ab"));
+    EXPECT_TRUE(destination.HoldsOnly("ab"));
 }
 
 // ---- GetSubStringCount --------------------------------------------------------------------------
@@ -102,7 +102,7 @@ struct Converted {
     Converted(const Converted&) = delete;
     Converted& operator=(const Converted&) = delete;
 
-    std::string bytes() const { return {reinterpret_cast<const char*>(out), length}; }
+    std::string Bytes() const { return {reinterpret_cast<const char*>(out), length}; }
 
     unsigned char* out = nullptr;
     unsigned length = 77;
@@ -114,18 +114,18 @@ struct Converted {
 TEST(MB2MB, converts_one_character) {
     const Converted converted(0, "\xE4\xB8\xAD");
     EXPECT_EQ(converted.code, 0);
-    EXPECT_EQ(converted.bytes(), "\xD6\xD0");
+    EXPECT_EQ(converted.Bytes(), "\xD6\xD0");
 }
 
 TEST(MB2MB, converts_characters_of_one_to_four_bytes) {
     const Converted converted(0, "A\xC2\xA9\xE2\x82\xAC\xF0\x9F\x98\x80");
     EXPECT_EQ(converted.code, 0);
-    EXPECT_EQ(converted.bytes(), "A\x81\x30\x84\x38\xA2\xE3\x94\x39\xFC\x36");
+    EXPECT_EQ(converted.Bytes(), "A\x81\x30\x84\x38\xA2\xE3\x94\x39\xFC\x36");
 }
 
 TEST(MB2MB, takes_a_NUL_for_a_character) {
     const Converted converted(0, std::string("a\0b", 3));
-    EXPECT_EQ(converted.bytes(), std::string("a\0b", 3));
+    EXPECT_EQ(converted.Bytes(), std::string("a\0b", 3));
 }
 
 TEST(MB2MB, keeps_what_stands_before_an_invalid_sequence) {
@@ -133,13 +133,13 @@ TEST(MB2MB, keeps_what_stands_before_an_invalid_sequence) {
                               "ab\xFF"
                               "cd");
     EXPECT_EQ(converted.code, 0);
-    EXPECT_EQ(converted.bytes(), "ab");
+    EXPECT_EQ(converted.Bytes(), "ab");
 }
 
 TEST(MB2MB, keeps_what_stands_before_a_sequence_that_is_cut) {
     const Converted converted(0, "ab\xE4\xB8");
     EXPECT_EQ(converted.code, 0);
-    EXPECT_EQ(converted.bytes(), "ab");
+    EXPECT_EQ(converted.Bytes(), "ab");
 }
 
 TEST(MB2MB, of_an_invalid_first_character_is_minus_1_and_hands_an_empty_buffer_out) {
@@ -172,8 +172,7 @@ TEST(MB2MB, of_a_null_input_with_a_length_throws_an_invalid_argument) {
     CommonFunction common;
     unsigned char* out = nullptr;
     unsigned length = 77;
-    EXPECT_EQ(code_thrown_by([&] { common.MB2MB(0, nullptr, 3, &out, &length); }),
-              invalid_argument);
+    EXPECT_EQ(CodeThrownBy([&] { common.MB2MB(0, nullptr, 3, &out, &length); }), invalid_argument);
     EXPECT_EQ(out, nullptr);
     EXPECT_EQ(length, 77U);
 }
@@ -183,7 +182,7 @@ TEST(MB2MB, of_a_length_beyond_31_bits_throws_an_invalid_argument) {
     unsigned char input = 'a';
     unsigned char* out = nullptr;
     unsigned length = 77;
-    EXPECT_EQ(code_thrown_by([&] { common.MB2MB(0, &input, 0x80000000, &out, &length); }),
+    EXPECT_EQ(CodeThrownBy([&] { common.MB2MB(0, &input, 0x80000000, &out, &length); }),
               invalid_argument);
     EXPECT_EQ(out, nullptr);
     EXPECT_EQ(length, 77U);
@@ -193,7 +192,7 @@ TEST(MB2MB, in_direction_1_copies_the_bytes_as_they_are) {
     const std::string bytes("\xFF\0\xE4", 3);
     const Converted converted(1, bytes);
     EXPECT_EQ(converted.code, 0);
-    EXPECT_EQ(converted.bytes(), bytes);
+    EXPECT_EQ(converted.Bytes(), bytes);
 }
 
 TEST(MB2MB, in_direction_1_of_nothing_is_minus_1_and_hands_ten_bytes_out) {
@@ -208,7 +207,7 @@ TEST(MB2MB, has_ten_bytes_to_spare_behind_its_output) {
     for (const unsigned direction : {0U, 1U}) {
         const Converted converted(direction, "abc");
         for (unsigned index = 0; index < 10; ++index) converted.out[3 + index] = 'x';
-        EXPECT_EQ(converted.bytes(), "abc");
+        EXPECT_EQ(converted.Bytes(), "abc");
     }
 }
 
@@ -231,7 +230,7 @@ TEST(MB2MB, in_another_direction_is_minus_1_and_touches_nothing) {
 }
 
 TEST(MB2MB, leaks_nothing) {
-    expect_no_leak([] {
+    ExpectNoLeak([] {
         const Converted all(0, "\xE4\xB8\xAD");
         const Converted some(0, "ab\xFF");
         const Converted none(0, "\xFF");
@@ -252,12 +251,12 @@ TEST(MB2MB, hands_nothing_out_when_memory_runs_out) {
             try {
                 EXPECT_EQ(common.MB2MB(0, text, 3, &out, &length), 0);
             } catch (const LGN::CLgnException& exception) {
-                EXPECT_EQ(exception.code, out_of_memory);
+                EXPECT_EQ(exception.code, kOutOfMemory);
                 failed = true;
             } catch (const std::bad_alloc&) {
                 failed = true;
             }
-            EXPECT_EQ(failing.happened(), failed);
+            EXPECT_EQ(failing.Happened(), failed);
         }
         EXPECT_EQ(out == nullptr, failed);
         delete[] out;

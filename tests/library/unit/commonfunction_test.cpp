@@ -56,10 +56,10 @@ TEST(GetSubStringCount, finds_an_empty_text_at_every_place) {
 struct Converted {
     int result = 99;
     std::string bytes;
-    bool handed_out = false;
+    bool handedOut = false;
 };
 
-Converted convert(unsigned direction, const std::string& input) {
+Converted Convert(unsigned direction, const std::string& input) {
     CommonFunction functions;
     unsigned char* out = nullptr;
     unsigned length = 0xdead;
@@ -68,55 +68,55 @@ Converted convert(unsigned direction, const std::string& input) {
         functions.MB2MB(direction, reinterpret_cast<const unsigned char*>(input.data()),
                         static_cast<unsigned>(input.size()), &out, &length);
     const std::unique_ptr<unsigned char[]> owner(out);
-    converted.handed_out = out != nullptr;
-    if (converted.handed_out) converted.bytes.assign(reinterpret_cast<char*>(out), length);
+    converted.handedOut = out != nullptr;
+    if (converted.handedOut) converted.bytes.assign(reinterpret_cast<char*>(out), length);
     return converted;
 }
 
 TEST(MB2MB, converts_from_UTF_8_to_GB18030) {
-    const Converted converted = convert(0, "\xe4\xb8\xad");
+    const Converted converted = Convert(0, "\xe4\xb8\xad");
     EXPECT_EQ(converted.result, 0);
     EXPECT_EQ(converted.bytes, "\xd6\xd0");
-    EXPECT_EQ(convert(0, "plain text").bytes, "plain text");
+    EXPECT_EQ(Convert(0, "plain text").bytes, "plain text");
 }
 
 TEST(MB2MB, has_room_for_characters_that_double) {
     std::string input;
     for (int n = 0; n < 1000; ++n) input += "\xc2\x80";
-    EXPECT_EQ(convert(0, input).bytes.size(), 4000u);
+    EXPECT_EQ(Convert(0, input).bytes.size(), 4000u);
 }
 
 TEST(MB2MB, keeps_what_stands_before_an_invalid_sequence) {
-    const Converted converted = convert(0,
+    const Converted converted = Convert(0,
                                         "ab\xff"
                                         "cd");
     EXPECT_EQ(converted.result, 0);
     EXPECT_EQ(converted.bytes, "ab");
-    EXPECT_EQ(convert(0, "ab\xe4\xb8").bytes, "ab") << "an incomplete character at the end";
+    EXPECT_EQ(Convert(0, "ab\xe4\xb8").bytes, "ab") << "an incomplete character at the end";
 }
 
 TEST(MB2MB, hands_out_an_empty_buffer_for_an_empty_result) {
     for (const char* input : {"", "\xff", "\xe4"}) {
-        const Converted converted = convert(0, input);
+        const Converted converted = Convert(0, input);
         EXPECT_EQ(converted.result, -1);
-        EXPECT_TRUE(converted.handed_out);
+        EXPECT_TRUE(converted.handedOut);
         EXPECT_EQ(converted.bytes, "");
     }
 }
 
 TEST(MB2MB, keeps_embedded_NULs) {
     const std::string input("a\0b", 3);
-    EXPECT_EQ(convert(0, input).bytes, input);
-    EXPECT_EQ(convert(1, input).bytes, input);
+    EXPECT_EQ(Convert(0, input).bytes, input);
+    EXPECT_EQ(Convert(1, input).bytes, input);
 }
 
 TEST(MB2MB, copies_in_direction_1_whatever_the_bytes_are) {
-    const Converted converted = convert(1, "\xff\xe4x");
+    const Converted converted = Convert(1, "\xff\xe4x");
     EXPECT_EQ(converted.result, 0);
     EXPECT_EQ(converted.bytes, "\xff\xe4x");
-    const Converted empty = convert(1, "");
+    const Converted empty = Convert(1, "");
     EXPECT_EQ(empty.result, -1);
-    EXPECT_TRUE(empty.handed_out);
+    EXPECT_TRUE(empty.handedOut);
     EXPECT_EQ(empty.bytes, "");
 }
 
@@ -132,7 +132,7 @@ TEST(MB2MB, knows_no_other_direction_and_leaves_both_outputs) {
     }
 }
 
-int code_of_conversion(const unsigned char* input, unsigned size) {
+int CodeOfConversion(const unsigned char* input, unsigned size) {
     unsigned char* out = nullptr;
     unsigned length = 0xdead;
     try {
@@ -148,13 +148,13 @@ int code_of_conversion(const unsigned char* input, unsigned size) {
 
 TEST(MB2MB, throws_at_null_with_a_length_and_at_a_negative_length) {
     const unsigned char byte = 'x';
-    EXPECT_EQ(code_of_conversion(nullptr, 1), kInvalidCode);
-    EXPECT_EQ(code_of_conversion(&byte, 0x80000000u), kInvalidCode);
-    EXPECT_EQ(code_of_conversion(&byte, 0xffffffffu), kInvalidCode);
-    EXPECT_EQ(code_of_conversion(nullptr, 0), 0);
+    EXPECT_EQ(CodeOfConversion(nullptr, 1), kInvalidCode);
+    EXPECT_EQ(CodeOfConversion(&byte, 0x80000000u), kInvalidCode);
+    EXPECT_EQ(CodeOfConversion(&byte, 0xffffffffu), kInvalidCode);
+    EXPECT_EQ(CodeOfConversion(nullptr, 0), 0);
 }
 
-std::string utf8(unsigned code) {
+std::string Utf8(unsigned code) {
     const auto byte = [](unsigned value) { return static_cast<char>(value); };
     const auto tail = [&](int shift) { return byte(0x80 | ((code >> shift) & 0x3f)); };
     if (code < 0x80) return {byte(code)};
@@ -164,16 +164,16 @@ std::string utf8(unsigned code) {
 }
 
 // Every character but the line feed, which parts them; surrogates are none.
-std::vector<std::string> every_character() {
+std::vector<std::string> EveryCharacter() {
     std::vector<std::string> characters;
     for (unsigned code = 0; code <= 0x10ffff; ++code) {
-        if (code != '\n' && (code < 0xd800 || code > 0xdfff)) characters.push_back(utf8(code));
+        if (code != '\n' && (code < 0xd800 || code > 0xdfff)) characters.push_back(Utf8(code));
     }
     return characters;
 }
 
 // The same characters by the iconv command, which leaves out those that GB18030 does not map.
-std::vector<std::string> converted_by_the_command(const std::vector<std::string>& characters) {
+std::vector<std::string> ConvertedByTheCommand(const std::vector<std::string>& characters) {
     const std::string file =
         testing::TempDir() + "kesta_every_character." + std::to_string(getpid());
     std::ofstream out(file, std::ios::binary);
@@ -195,12 +195,12 @@ std::vector<std::string> converted_by_the_command(const std::vector<std::string>
 }
 
 TEST(MB2MB, converts_every_character_as_the_iconv_command_does) {
-    const auto characters = every_character();
-    const auto expected = converted_by_the_command(characters);
+    const auto characters = EveryCharacter();
+    const auto expected = ConvertedByTheCommand(characters);
     ASSERT_EQ(expected.size(), characters.size());
     std::size_t mapped = 0;
     for (std::size_t i = 0; i < characters.size(); ++i) {
-        const Converted converted = convert(0, characters[i]);
+        const Converted converted = Convert(0, characters[i]);
         ASSERT_EQ(converted.bytes, expected[i]) << testing::PrintToString(characters[i]);
         ASSERT_EQ(converted.result, expected[i].empty() ? -1 : 0);
         mapped += !expected[i].empty();

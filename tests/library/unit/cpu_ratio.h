@@ -8,35 +8,35 @@
 #include <algorithm>
 #include <ctime>
 
-inline double cpu_seconds() {
+inline double CpuSeconds() {
     timespec now{};
     clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
     return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
 }
 
 template <typename Work>
-double cpu_time(Work work) {
-    const double start = cpu_seconds();
+double CpuTime(Work work) {
+    const double start = CpuSeconds();
     work();
-    return cpu_seconds() - start;
+    return CpuSeconds() - start;
 }
 
 // Memory once taken stays with the process: the heap would otherwise give large blocks back to the
 // system and fetch their pages anew each time, and small ones not.
-inline void keep_memory() {
+inline void KeepMemory() {
     mallopt(M_MMAP_THRESHOLD, 32 << 20);
     mallopt(M_TRIM_THRESHOLD, 1 << 30);
 }
 
 template <typename Small, typename Large>
-double cpu_ratio(Small small, Large large) {
-    keep_memory();
-    double small_time = 1e9, large_time = 1e9;
+double CpuRatio(Small small, Large large) {
+    KeepMemory();
+    double smallTime = 1e9, largeTime = 1e9;
     for (int run = 0; run < 7; ++run) {
-        small_time = std::min(small_time, cpu_time(small));
-        large_time = std::min(large_time, cpu_time(large));
+        smallTime = std::min(smallTime, CpuTime(small));
+        largeTime = std::min(largeTime, CpuTime(large));
     }
-    return large_time / small_time;
+    return largeTime / smallTime;
 }
 
 #endif

@@ -14,7 +14,7 @@ struct Handed {
     Handed(const char* text, std::uint32_t length, int capacity, std::uint32_t nul = 0)
         : told(capacity), bytes(8, '#') {
         const kesta::ReadText read = {text, std::strlen(text), length};
-        code = kesta::handOut(read, bytes.data(), &told, nul);
+        code = kesta::HandOut(read, bytes.data(), &told, nul);
     }
     int told;
     std::string bytes;
@@ -46,14 +46,14 @@ TEST(HandOut, never_writes_beyond_the_capacity_when_the_length_lies) {
 
 TEST(HandOut, answers_a_probe_with_room_for_the_NUL) {
     unsigned length = 0;
-    EXPECT_EQ(kesta::handOut({"abc", 3, 3}, nullptr, &length), KESTA_OK);
+    EXPECT_EQ(kesta::HandOut({"abc", 3, 3}, nullptr, &length), KESTA_OK);
     EXPECT_EQ(length, 4u);
 }
 
 TEST(ReadAndHandOut, passes_a_failure_through_and_writes_nothing) {
     char buffer[8] = "before";
     int length = 7;
-    const int result = kesta::readAndHandOut<4>(buffer, &length, [](char* text) {
+    const int result = kesta::ReadAndHandOut<4>(buffer, &length, [](char* text) {
         std::memcpy(text, "abcd", 4);
         return 9;
     });
@@ -65,7 +65,7 @@ TEST(ReadAndHandOut, passes_a_failure_through_and_writes_nothing) {
 TEST(ReadAndHandOut, never_reads_beyond_its_own_buffer) {
     char buffer[8] = {};
     int length = 7;
-    kesta::readAndHandOut<4>(buffer, &length, [](char* text) {
+    kesta::ReadAndHandOut<4>(buffer, &length, [](char* text) {
         std::memcpy(text, "abcd", 4);
         return KESTA_OK;
     });
@@ -74,18 +74,18 @@ TEST(ReadAndHandOut, never_reads_beyond_its_own_buffer) {
 }
 
 TEST(Arguments, of_data_objects_have_their_lengths) {
-    EXPECT_FALSE(kesta::isDataName("123456789"));
-    EXPECT_TRUE(kesta::isDataName("1234567890"));
-    EXPECT_TRUE(kesta::isDataName("1234567890123456"));
-    EXPECT_FALSE(kesta::isDataName("12345678901234567"));
-    EXPECT_TRUE(kesta::isDataValue(std::string(300, 'x').c_str()));
-    EXPECT_FALSE(kesta::isDataValue(std::string(301, 'x').c_str()));
+    EXPECT_FALSE(kesta::IsDataName("123456789"));
+    EXPECT_TRUE(kesta::IsDataName("1234567890"));
+    EXPECT_TRUE(kesta::IsDataName("1234567890123456"));
+    EXPECT_FALSE(kesta::IsDataName("12345678901234567"));
+    EXPECT_TRUE(kesta::IsDataValue(std::string(300, 'x').c_str()));
+    EXPECT_FALSE(kesta::IsDataValue(std::string(301, 'x').c_str()));
 }
 
 TEST(Arguments, take_room_by_the_formulas) {
-    EXPECT_EQ(kesta::workSize(""), 8192u);
-    EXPECT_EQ(kesta::workSize("abc"), 8198u);
-    EXPECT_EQ(kesta::batchSize("abc", "x||y||z", 2), 12322u);
-    EXPECT_EQ(kesta::batchSize(nullptr, nullptr, 0), 0u);
-    EXPECT_EQ(kesta::batchSize("abc", "x", 0), 4102u);
+    EXPECT_EQ(kesta::WorkSize(""), 8192u);
+    EXPECT_EQ(kesta::WorkSize("abc"), 8198u);
+    EXPECT_EQ(kesta::BatchSize("abc", "x||y||z", 2), 12322u);
+    EXPECT_EQ(kesta::BatchSize(nullptr, nullptr, 0), 0u);
+    EXPECT_EQ(kesta::BatchSize("abc", "x", 0), 4102u);
 }

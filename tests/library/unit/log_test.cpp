@@ -22,13 +22,13 @@ namespace {
 constexpr const char* kLogFile = "/tmp/ValtoPinpad_KESTA.log";
 constexpr std::size_t kStackSize = 1 << 20;
 
-std::string log_text() {
+std::string LogText() {
     std::ostringstream text;
     text << std::ifstream(kLogFile, std::ios::binary).rdbuf();
     return text.str();
 }
 
-std::vector<std::string> lines_of(const std::string& text) {
+std::vector<std::string> LinesOf(const std::string& text) {
     std::vector<std::string> lines;
     for (std::size_t at = 0, end; (end = text.find("\r\n", at)) != std::string::npos;
          at = end + 2) {
@@ -48,9 +48,9 @@ protected:
 
 // A stack whose addresses have the given low 32 bits, so that a thread on it has such an id. Null
 // when no place is free.
-void* stack_at(std::uint64_t low_bits) {
+void* StackAt(std::uint64_t lowBits) {
     for (const std::uint64_t high : {0x7eab00000000u, 0x7ebb00000000u, 0x2b00000000u}) {
-        void* const wanted = reinterpret_cast<void*>(high + low_bits);
+        void* const wanted = reinterpret_cast<void*>(high + lowBits);
         void* const got = mmap(wanted, kStackSize, PROT_READ | PROT_WRITE,
                                MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED_NOREPLACE, -1, 0);
         if (got == wanted) return got;
@@ -59,20 +59,20 @@ void* stack_at(std::uint64_t low_bits) {
     return nullptr;
 }
 
-void* write_one_record(void* id) {
+void* WriteOneRecord(void* id) {
     *static_cast<std::uint64_t*>(id) = static_cast<std::uint64_t>(pthread_self());
     LogEntry("Tag", "x");
     return nullptr;
 }
 
 // The id of a thread that ran on a stack and wrote one record.
-std::uint64_t log_on_stack(void* stack) {
+std::uint64_t LogOnStack(void* stack) {
     std::uint64_t id = 0;
     pthread_attr_t attributes;
     pthread_attr_init(&attributes);
     pthread_attr_setstack(&attributes, stack, kStackSize);
     pthread_t thread;
-    EXPECT_EQ(pthread_create(&thread, &attributes, write_one_record, &id), 0);
+    EXPECT_EQ(pthread_create(&thread, &attributes, WriteOneRecord, &id), 0);
     pthread_join(thread, nullptr);
     pthread_attr_destroy(&attributes);
     munmap(stack, kStackSize);
@@ -80,21 +80,21 @@ std::uint64_t log_on_stack(void* stack) {
 }
 
 TEST_F(Log, shows_the_low_half_of_a_thread_id_as_a_negative_number) {
-    void* const stack = stack_at(0x90000000);
+    void* const stack = StackAt(0x90000000);
     ASSERT_NE(stack, nullptr);
-    const std::uint64_t id = log_on_stack(stack);
+    const std::uint64_t id = LogOnStack(stack);
     ASSERT_EQ(id & 0x80000000u, 0x80000000u);
     const long long number = static_cast<long long>(id & 0xffffffffu) - 0x100000000ll;
-    EXPECT_NE(log_text().find(", thread is " + std::to_string(number) + ")\r\n"), std::string::npos)
-        << log_text();
+    EXPECT_NE(LogText().find(", thread is " + std::to_string(number) + ")\r\n"), std::string::npos)
+        << LogText();
 }
 
 TEST_F(Log, shows_the_low_half_of_a_thread_id_as_a_positive_number) {
-    void* const stack = stack_at(0x10000000);
+    void* const stack = StackAt(0x10000000);
     ASSERT_NE(stack, nullptr);
-    const std::uint64_t id = log_on_stack(stack);
+    const std::uint64_t id = LogOnStack(stack);
     const std::string number = std::to_string(id & 0xffffffffu);
-    EXPECT_NE(log_text().find(", thread is " + number + ")\r\n"), std::string::npos) << log_text();
+    EXPECT_NE(LogText().find(", thread is " + number + ")\r\n"), std::string::npos) << LogText();
 }
 
 TEST_F(Log, keeps_records_of_many_threads_whole) {
@@ -106,7 +106,7 @@ TEST_F(Log, keeps_records_of_many_threads_whole) {
         });
     }
     for (std::thread& thread : threads) thread.join();
-    const auto lines = lines_of(log_text());
+    const auto lines = LinesOf(LogText());
     ASSERT_EQ(lines.size(), 2u * kThreads * kRecords);
     for (std::size_t i = 0; i < lines.size(); i += 2) {
         ASSERT_NE(lines[i].find("] Tag: (Process is "), std::string::npos) << lines[i];
@@ -140,7 +140,7 @@ TEST_F(Log, of_a_forked_process_shows_its_own_id) {
         _exit(0);
     }
     waitpid(child, nullptr, 0);
-    EXPECT_NE(log_text().find("(Process is " + std::to_string(child) + ","), std::string::npos);
+    EXPECT_NE(LogText().find("(Process is " + std::to_string(child) + ","), std::string::npos);
 }
 
 }  // namespace

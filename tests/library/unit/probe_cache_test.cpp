@@ -11,21 +11,21 @@ namespace {
 
 class ProbeCache : public testing::Test {
 protected:
-    ProbeCache() { setLastError(KESTA_OK); }
+    ProbeCache() { SetLastError(KESTA_OK); }
     ~ProbeCache() override { cache.ReleaseP10Buffer(); }
 
-    kesta::RequestCall call(char* to, const char* key = "A1", const char* groups = "info") {
+    kesta::RequestCall Call(char* to, const char* key = "A1", const char* groups = "info") {
         return {key, groups, to, &length};
     }
-    int serve(const kesta::RequestCall& request, int code = KESTA_OK) {
-        return cache.serve(request, [&](LgnString& requests) {
+    int Serve(const kesta::RequestCall& request, int code = KESTA_OK) {
+        return cache.Serve(request, [&](LgnString& requests) {
             ++made;
-            setLastError(code);
+            SetLastError(code);
             requests.Append("request", 7);
             return code;
         });
     }
-    bool isEmpty() const { return p10 == nullptr && info == nullptr && serial == nullptr; }
+    bool IsEmpty() const { return p10 == nullptr && info == nullptr && serial == nullptr; }
 
     char* p10 = nullptr;
     char* info = nullptr;
@@ -39,7 +39,7 @@ protected:
 }  // namespace
 
 TEST_F(ProbeCache, keeps_what_a_probe_made_and_what_it_was_made_for) {
-    EXPECT_EQ(serve(call(nullptr)), KESTA_OK);
+    EXPECT_EQ(Serve(Call(nullptr)), KESTA_OK);
     EXPECT_EQ(length, 8);
     EXPECT_STREQ(p10, "request");
     EXPECT_STREQ(info, "info");
@@ -47,50 +47,50 @@ TEST_F(ProbeCache, keeps_what_a_probe_made_and_what_it_was_made_for) {
 }
 
 TEST_F(ProbeCache, serves_the_call_that_follows_and_is_used_up) {
-    serve(call(nullptr));
+    Serve(Call(nullptr));
     length = 7;
-    EXPECT_EQ(serve(call(buffer)), KESTA_OK);
+    EXPECT_EQ(Serve(Call(buffer)), KESTA_OK);
     EXPECT_STREQ(buffer, "request");
     EXPECT_EQ(length, 7);
     EXPECT_EQ(made, 1);
-    EXPECT_TRUE(isEmpty());
+    EXPECT_TRUE(IsEmpty());
 }
 
 TEST_F(ProbeCache, counts_the_NUL_and_stays_when_the_buffer_is_too_small) {
-    serve(call(nullptr));
+    Serve(Call(nullptr));
     length = 6;
-    EXPECT_EQ(serve(call(buffer)), KESTA_BUFFER_TOO_SMALL);
+    EXPECT_EQ(Serve(Call(buffer)), KESTA_BUFFER_TOO_SMALL);
     EXPECT_EQ(length, 8);
-    EXPECT_FALSE(isEmpty());
+    EXPECT_FALSE(IsEmpty());
 }
 
 TEST_F(ProbeCache, is_forgotten_by_a_call_for_something_else_that_fails) {
     for (const auto& other :
-         {call(buffer, "B2"), call(buffer, "A1", "Info"), call(buffer, nullptr)}) {
-        serve(call(nullptr));
-        EXPECT_EQ(serve(other, 7), 7);
-        EXPECT_TRUE(isEmpty());
+         {Call(buffer, "B2"), Call(buffer, "A1", "Info"), Call(buffer, nullptr)}) {
+        Serve(Call(nullptr));
+        EXPECT_EQ(Serve(other, 7), 7);
+        EXPECT_TRUE(IsEmpty());
     }
 }
 
 TEST_F(ProbeCache, outlives_a_probe_that_fails) {
-    serve(call(nullptr));
-    EXPECT_EQ(serve(call(nullptr, "B2"), 7), 7);
+    Serve(Call(nullptr));
+    EXPECT_EQ(Serve(Call(nullptr, "B2"), 7), 7);
     EXPECT_STREQ(serial, "A1");
 }
 
 TEST_F(ProbeCache, takes_no_serial_number_for_an_empty_one) {
-    serve(call(nullptr, nullptr));
+    Serve(Call(nullptr, nullptr));
     EXPECT_STREQ(serial, "");
-    EXPECT_EQ(serve(call(buffer, "")), KESTA_OK);
+    EXPECT_EQ(Serve(Call(buffer, "")), KESTA_OK);
     EXPECT_EQ(made, 1);
 }
 
 TEST_F(ProbeCache, keeps_nothing_of_a_call_with_a_buffer) {
     length = 6;
-    EXPECT_EQ(serve(call(buffer)), KESTA_BUFFER_TOO_SMALL);
+    EXPECT_EQ(Serve(Call(buffer)), KESTA_BUFFER_TOO_SMALL);
     EXPECT_EQ(length, 7) << "here without the NUL";
-    EXPECT_EQ(serve(call(buffer)), KESTA_OK);
+    EXPECT_EQ(Serve(Call(buffer)), KESTA_OK);
     EXPECT_EQ(made, 2);
-    EXPECT_TRUE(isEmpty());
+    EXPECT_TRUE(IsEmpty());
 }

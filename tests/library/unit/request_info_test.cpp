@@ -15,44 +15,44 @@ namespace {
 using Groups = std::vector<std::string>;
 using Values = std::array<int, 3>;
 
-Groups groups_of(const std::string& text) {
+Groups GroupsOf(const std::string& text) {
     Groups groups;
     kesta::GroupReader reader(text);
     std::string_view group;
-    while (reader.next(group)) groups.emplace_back(group);
+    while (reader.Next(group)) groups.emplace_back(group);
     return groups;
 }
 
 TEST(GroupReader, takes_groups_between_bars) {
-    EXPECT_EQ(groups_of("a|bc|d"), (Groups{"a", "bc", "d"}));
-    EXPECT_EQ(groups_of("abc"), Groups{"abc"});
+    EXPECT_EQ(GroupsOf("a|bc|d"), (Groups{"a", "bc", "d"}));
+    EXPECT_EQ(GroupsOf("abc"), Groups{"abc"});
 }
 
 TEST(GroupReader, counts_a_run_of_bars_as_one) {
-    EXPECT_EQ(groups_of("a||b|||c"), (Groups{"a", "b", "c"}));
+    EXPECT_EQ(GroupsOf("a||b|||c"), (Groups{"a", "b", "c"}));
 }
 
 TEST(GroupReader, finds_no_group_before_leading_and_after_trailing_bars) {
-    EXPECT_EQ(groups_of("||a|"), Groups{"a"});
-    EXPECT_EQ(groups_of("a||"), Groups{"a"});
+    EXPECT_EQ(GroupsOf("||a|"), Groups{"a"});
+    EXPECT_EQ(GroupsOf("a||"), Groups{"a"});
 }
 
 TEST(GroupReader, finds_no_group_in_nothing_or_in_bars_alone) {
-    EXPECT_EQ(groups_of(""), Groups{});
-    EXPECT_EQ(groups_of("|"), Groups{});
-    EXPECT_EQ(groups_of("||||"), Groups{});
+    EXPECT_EQ(GroupsOf(""), Groups{});
+    EXPECT_EQ(GroupsOf("|"), Groups{});
+    EXPECT_EQ(GroupsOf("||||"), Groups{});
 }
 
 TEST(GroupReader, knows_no_parentheses_and_no_blanks) {
-    EXPECT_EQ(groups_of("a(|)| |b"), (Groups{"a(", ")", " ", "b"}));
+    EXPECT_EQ(GroupsOf("a(|)| |b"), (Groups{"a(", ")", " ", "b"}));
 }
 
 TEST(GroupReader, stays_at_the_end) {
     kesta::GroupReader reader("a");
     std::string_view group;
-    EXPECT_TRUE(reader.next(group));
-    EXPECT_FALSE(reader.next(group));
-    EXPECT_FALSE(reader.next(group));
+    EXPECT_TRUE(reader.Next(group));
+    EXPECT_FALSE(reader.Next(group));
+    EXPECT_FALSE(reader.Next(group));
 }
 
 // What parseGroup makes of one group, the parameters being -1 before.
@@ -62,9 +62,9 @@ struct GroupCase {
     Values values;
 };
 
-steps::Outcome parse(const std::string& group, kesta::RequestParameters& parameters) {
+steps::Outcome Parse(const std::string& group, kesta::RequestParameters& parameters) {
     try {
-        return kesta::parseGroup(group, parameters) ? steps::Outcome::kRead
+        return kesta::ParseGroup(group, parameters) ? steps::Outcome::kRead
                                                     : steps::Outcome::kUnknownName;
     } catch (const LGN::CLgnException& exception) {
         EXPECT_EQ(exception.GetCode(), static_cast<int>(0x80070057u));
@@ -76,7 +76,7 @@ class ParseGroup : public testing::TestWithParam<GroupCase> {};
 
 TEST_P(ParseGroup, reads_as_agreed) {
     kesta::RequestParameters parameters{-1, -1, -1};
-    ASSERT_EQ(parse(GetParam().group, parameters), GetParam().outcome) << GetParam().group;
+    ASSERT_EQ(Parse(GetParam().group, parameters), GetParam().outcome) << GetParam().group;
     if (GetParam().outcome != steps::Outcome::kRead) return;
     EXPECT_EQ((Values{parameters.certType, parameters.keyType, parameters.hashType}),
               GetParam().values)
@@ -143,13 +143,13 @@ INSTANTIATE_TEST_SUITE_P(Parentheses, ParseGroup,
                                          GroupCase{"Nonsense", kUnknown, {}},
                                          GroupCase{"CertType(1)Nonsense", kUnknown, {}}));
 
-steps::Reading read(const std::string& text) {
+steps::Reading Read(const std::string& text) {
     steps::Reading reading;
     kesta::RequestParameters parameters;
     kesta::GroupReader reader(text);
     std::string_view group;
-    while (reader.next(group)) {
-        reading.outcome = parse(std::string(group), parameters);
+    while (reader.Next(group)) {
+        reading.outcome = Parse(std::string(group), parameters);
         if (reading.outcome != kRead) break;
         reading.groups.push_back({parameters.certType, parameters.keyType, parameters.hashType});
     }
@@ -157,16 +157,16 @@ steps::Reading read(const std::string& text) {
 }
 
 TEST(RequestParameters, are_zero_until_a_group_names_them) {
-    EXPECT_EQ(read("KeyType(2)").groups, (std::vector<Values>{{0, 2, 0}}));
+    EXPECT_EQ(Read("KeyType(2)").groups, (std::vector<Values>{{0, 2, 0}}));
 }
 
 TEST(RequestParameters, carry_over_from_group_to_group) {
-    EXPECT_EQ(read("CertType(1)KeyType(2)HashType(3)|KeyType(3)").groups,
+    EXPECT_EQ(Read("CertType(1)KeyType(2)HashType(3)|KeyType(3)").groups,
               (std::vector<Values>{{1, 2, 3}, {1, 3, 3}}));
 }
 
 // Words, fragments and single characters of the grammar, in any order.
-std::string random_text(std::mt19937& random) {
+std::string RandomText(std::mt19937& random) {
     static const char* const pieces[] = {"CertType",    "KeyType",    "HashType",    "certtype",
                                          "CertType(1)", "KeyType(2)", "HashType(3)", "CertType(3)",
                                          "(",           ")",          "|",           " ",
@@ -183,9 +183,9 @@ TEST(RequestInformation, is_read_as_by_the_plain_steps_on_random_texts) {
     std::mt19937 random(51);
     int outcomes[3] = {};
     for (int round = 0; round < 300000; ++round) {
-        const std::string text = random_text(random);
-        const steps::Reading expected = steps::read(text);
-        const steps::Reading actual = read(text);
+        const std::string text = RandomText(random);
+        const steps::Reading expected = steps::Read(text);
+        const steps::Reading actual = Read(text);
         ASSERT_EQ(actual.outcome, expected.outcome) << text;
         ASSERT_EQ(actual.groups, expected.groups) << text;
         ++outcomes[static_cast<int>(expected.outcome)];

@@ -45,7 +45,7 @@ TraceFacts FactsOf(const recorder::Recording& recording) {
         TraceFacts::Program program = {process.program, process.id, process.machine, 0, 0};
         for (const recorder::Call& call : recording.calls) {
             if (call.process != process.number) continue;
-            if (recording.functionOf(call).boundary != "exports") continue;
+            if (recording.FunctionOf(call).boundary != "exports") continue;
             ++program.calls;
             if (Failed(call)) ++program.failed;
         }
@@ -62,7 +62,7 @@ Recorded ReadTrace(const Wish& wish) {
     }
     Recorded recorded;
     recorded.bytes = ReadInput(wish.trace);
-    const recorder::Recording recording = recorder::parseRecording(recorded.bytes);
+    const recorder::Recording recording = recorder::ParseRecording(recorded.bytes);
     if (recording.full && !wish.full) {
         throw UsageError(Fill(_("{1} was recorded with --full: it holds names and contents; record "
                                 "again without it"),

@@ -39,23 +39,23 @@ std::uint32_t any_length(Draw& draw, std::size_t truth) {
 void hand_out(Draw& draw, Answer& answer, std::size_t argument, std::size_t room, bool tells) {
     if (draw.once_in(10)) return;
     const std::string text = any_text(draw, room);
-    answer.writes(argument, text);
+    answer.Writes(argument, text);
     if (tells && !draw.once_in(6)) {
-        answer.writes_number(argument + 1, any_length(draw, std::strlen(text.c_str())));
+        answer.WritesNumber(argument + 1, any_length(draw, std::strlen(text.c_str())));
     }
 }
 
 // Writes over the private copy of an argument; the caller's own must not show it.
 void scribble(Draw& draw, Answer& answer, const recording::Call& call, std::size_t argument) {
-    if (call.bytes(argument).empty() || !draw.once_in(3)) return;
-    answer.writes(argument, "#");
+    if (call.Bytes(argument).empty() || !draw.once_in(3)) return;
+    answer.Writes(argument, "#");
 }
 
 std::string event_record(Draw& draw) {
     std::string record(332, static_cast<char>(draw.below(256)));
     const std::uint32_t kinds[] = {1, 1, 2, 2, 2, 3, 0, 0x80000001};
-    record.replace(0, 4, recording::bytes_of(draw.of(kinds)));
-    return record.replace(12, 4, recording::bytes_of(std::uint32_t{draw.below(6)}));
+    record.replace(0, 4, recording::BytesOf(draw.of(kinds)));
+    return record.replace(12, 4, recording::BytesOf(std::uint32_t{draw.below(6)}));
 }
 
 std::string device_record(Draw& draw) {
@@ -69,23 +69,23 @@ std::string device_record(Draw& draw) {
 void answer_slots(Draw& draw, Answer& answer) {
     static const unsigned counts[] = {0, 1, 2, 3, 5, 10, 16, 17, 0xFFFFFFFF};
     std::string ids;
-    for (int nth = 0; nth < 16; ++nth) ids += recording::bytes_of(std::uint32_t{draw.below(6)});
-    if (!draw.once_in(8)) answer.writes(1, ids);
-    if (!draw.once_in(8)) answer.writes_number(2, draw.of(counts));
+    for (int nth = 0; nth < 16; ++nth) ids += recording::BytesOf(std::uint32_t{draw.below(6)});
+    if (!draw.once_in(8)) answer.Writes(1, ids);
+    if (!draw.once_in(8)) answer.WritesNumber(2, draw.of(counts));
 }
 
 void answer_device(Draw& draw, Answer& answer, const recording::Call& call) {
     // The scan's record is not zeroed: success without a record would show what was there.
-    const bool scan = call.at(1).value == 0;
-    if ((scan && answer.code == 0) || !draw.once_in(4)) answer.writes(2, device_record(draw));
+    const bool scan = call.At(1).value == 0;
+    if ((scan && answer.code == 0) || !draw.once_in(4)) answer.Writes(2, device_record(draw));
 }
 
 void answer_poll(Draw& draw, Asked& asked, int polls) {
     Answer& answer = asked.answer;
     answer.code = draw.once_in(2) || polls > 5 ? 0 : draw.once_in(2) ? 1 : -1;
     if (draw.once_in(2) || (answer.code == 0 && !draw.once_in(8)))
-        answer.writes(2, event_record(draw));
-    if (draw.once_in(8)) answer.writes_number(3, draw.below(9));
+        answer.Writes(2, event_record(draw));
+    if (draw.once_in(8)) answer.WritesNumber(3, draw.below(9));
     asked.stops = draw.once_in(9);
     asked.throws = answer.code != 0 && draw.once_in(3);
 }
@@ -93,8 +93,8 @@ void answer_poll(Draw& draw, Asked& asked, int polls) {
 void answer_message(Draw& draw, Answer& answer) {
     // Handed out for good, so there are not too many.
     static const unsigned sizes[] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 198, 199, 200, 201, 600};
-    answer.message(std::string(draw.of(sizes), 'm'));
-    if (draw.once_in(20)) answer.null_message();
+    answer.Message(std::string(draw.of(sizes), 'm'));
+    if (draw.once_in(20)) answer.NullMessage();
 }
 
 // Which output an entry point has: its argument, its room, whether a length follows it.
@@ -118,7 +118,7 @@ Answer any_answer(Draw& draw, Asked& asked, int polls) {
         answer_poll(draw, asked, polls);
         return answer;
     }
-    answer.returns(any_code(draw));
+    answer.Returns(any_code(draw));
     for (const Output& output : outputs) {
         if (entry == output.entry) {
             hand_out(draw, answer, output.argument, output.room, output.tells);
@@ -127,19 +127,19 @@ Answer any_answer(Draw& draw, Asked& asked, int polls) {
     if (entry == "GetLabel") scribble(draw, answer, asked.call, 0);
     if (entry == "GMUsbKeyCommonSign" || entry == "GMUSBKeyAsymDec2") {
         const bool signs = entry == "GMUsbKeyCommonSign";
-        const std::string& input = asked.call.bytes(3);
+        const std::string& input = asked.call.Bytes(3);
         hand_out(draw, answer, signs ? 5 : 4, (input.size() + 4096) * 2, true);
         scribble(draw, answer, asked.call, 0);
         scribble(draw, answer, asked.call, 3);
     }
     if ((entry == "GMCreatePKCS10" || entry == "GMCreatePKCS10Ex") && !draw.once_in(6)) {
-        answer.request(any_text(draw, 3000).c_str());
+        answer.Request(any_text(draw, 3000).c_str());
     }
-    if (entry == "GMWritePKCS7" && draw.once_in(3)) answer.fills(any_text(draw, 40));
+    if (entry == "GMWritePKCS7" && draw.once_in(3)) answer.Fills(any_text(draw, 40));
     if (entry == "X_ErrorConvert_UOS") answer_message(draw, answer);
     if (entry == "ValtoT_GetSlotList") answer_slots(draw, answer);
     if (entry == "ValtoT_GetDeviceInfo") answer_device(draw, answer, asked.call);
-    if (entry == "ValtoT_ContextInit" && draw.once_in(3)) answer.writes_number(0, draw.below(9));
+    if (entry == "ValtoT_ContextInit" && draw.once_in(3)) answer.WritesNumber(0, draw.below(9));
     return answer;
 }
 

@@ -116,8 +116,7 @@ Prepared error_message(Arguments& draw) {
                 }
                 if (!m.state.bound) return m.store(-101);
                 const Asked& asked = m.ask("X_ErrorConvert_UOS", {value(code)});
-                const std::string text =
-                    asked.answer.message_is_null ? "" : asked.answer.message_text;
+                const std::string text = asked.answer.messageIsNull ? "" : asked.answer.messageText;
                 const auto n = static_cast<std::int32_t>(text.size());
                 const bool fits = n < static_cast<std::int32_t>(m.length);
                 m.length = static_cast<std::uint32_t>(n + 1);

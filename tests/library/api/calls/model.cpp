@@ -64,7 +64,7 @@ std::string shown(const char* entry, const std::vector<Expected>& arguments) {
         argument.address = expected.null ? nullptr : &argument;
         call.arguments.push_back(argument);
     }
-    return call.describe();
+    return call.Describe();
 }
 
 }  // namespace
@@ -128,7 +128,7 @@ const Asked& Model::ask(const char* entry, const std::vector<Expected>& argument
     const auto& seen = asked.call.arguments;
     if (asked.call.entry != entry || seen.size() != arguments.size() ||
         !std::equal(seen.begin(), seen.end(), arguments.begin(), agrees)) {
-        throw Disagreement("asked: " + asked.call.describe() +
+        throw Disagreement("asked: " + asked.call.Describe() +
                            "\nto ask: " + shown(entry, arguments));
     }
     if (asked.last_error != state.last_error) {
@@ -185,7 +185,7 @@ int Model::answer_size(std::uint32_t size) {
 
 void Model::finish() const {
     if (next_ != seen_.asked.size()) {
-        throw Disagreement("asked: " + seen_.asked[next_].call.describe() +
+        throw Disagreement("asked: " + seen_.asked[next_].call.Describe() +
                            "\nto ask: nothing more");
     }
     if (sleeps_ != seen_.sleeps) {

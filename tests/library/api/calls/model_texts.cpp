@@ -59,7 +59,7 @@ bool parse_group(const std::string& group, Parameters& parameters) {
 }
 
 std::string request_of(const Asked& asked) {
-    return asked.answer.has_request ? asked.answer.request_text : "";
+    return asked.answer.hasRequest ? asked.answer.requestText : "";
 }
 
 struct BatchRecord {
@@ -67,7 +67,7 @@ struct BatchRecord {
     bool paired = false;
     std::string bytes() const {
         std::string all =
-            recording::bytes_of(certificate) + recording::bytes_of(key) + recording::bytes_of(hash);
+            recording::BytesOf(certificate) + recording::BytesOf(key) + recording::BytesOf(hash);
         return all + (paired ? '\1' : '\0') + std::string(7, '\0');
     }
 };

@@ -113,7 +113,7 @@ std::string joined(const Indices& indices) {
 bool all_are_there() {
     std::set<std::string> here, there;
     for (const calls::Row& row : calls::rows()) here.insert(row.name);
-    for (const Export& one : every_export()) there.insert(one.name);
+    for (const Export& one : EveryExport()) there.insert(one.name);
     if (here != there) std::cout << "the model's exports are not those of every_export()\n";
     return here == there;
 }

@@ -31,7 +31,7 @@ extern "C" __attribute__((visibility("default"))) int nanosleep(const timespec* 
 
 namespace calls {
 
-using recording::recorder;
+using recording::TheRecorder;
 
 LogReader::~LogReader() {
     if (file_ >= 0) close(file_);
@@ -51,7 +51,7 @@ std::string LogReader::gained() {
 
 void LogReader::keep_small() {
     if (read_ < 8 << 20) return;
-    forget_log();
+    ForgetLog();
     close(file_);
     file_ = -1;
     read_ = 0;
@@ -123,8 +123,8 @@ void compare_buffer(const std::string& written) {
 }  // namespace
 
 Sequence::Sequence(std::uint64_t seed) : seed_(seed) {
-    forget_log();
-    install::put_complete_library();
+    ForgetLog();
+    install::PutCompleteLibrary();
     for (std::size_t i = 0; i < buffer_size; ++i) client_buffer[i] = untouched_byte(i);
 }
 
@@ -134,11 +134,11 @@ void Sequence::prepare(Draw& draw, Obstacle& obstacle) {
         G_LastError = state_.last_error = draw.once_in(2) ? 0 : static_cast<int>(draw.next());
     }
     if (library_is_gone_ && draw.once_in(10)) {
-        install::put_complete_library();
+        install::PutCompleteLibrary();
         library_is_gone_ = false;
     }
     if (draw.once_in(4)) obstacle.missing_entry = draw.of(token_entries());
-    recorder().hide(obstacle.missing_entry);
+    TheRecorder().Hide(obstacle.missing_entry);
 }
 
 namespace {
@@ -166,8 +166,8 @@ void Sequence::call(std::uint64_t index) {
     const Row* row = &any_row(draw);
     if (draw.once_in(3000)) {
         // Where the library has gone the table leads nowhere until somebody binds again.
-        install::remove_token_library();
-        install::close_entirely();
+        install::RemoveTokenLibrary();
+        install::CloseEntirely();
         library_is_gone_ = true;
         row = &rows().front();
     }
@@ -178,13 +178,13 @@ void Sequence::call(std::uint64_t index) {
     seen.capacity = client_length;
     shown_ = std::string(row->name) + "(" + arguments.shown() + ")";
     int polls = 0;
-    recorder().answer_with([&](const recording::Call& made) {
+    TheRecorder().AnswerWith([&](const recording::Call& made) {
         Asked& asked = seen.asked.emplace_back();
         asked.call = made;
         asked.last_error = G_LastError;
         recording::Answer answer = any_answer(lies, asked, polls++);
         if (asked.stops || asked.throws) {
-            answer.does([stops = asked.stops, throws = asked.throws](const recording::Call&) {
+            answer.Does([stops = asked.stops, throws = asked.throws](const recording::Call&) {
                 if (stops) StopDetectUKey();
                 if (throws) throw 1;
             });
@@ -193,7 +193,7 @@ void Sequence::call(std::uint64_t index) {
     });
     sleeps = 0;
     int result = 0;
-    const std::uint32_t thrown = code_thrown_by([&] { result = prepared.call(); });
+    const std::uint32_t thrown = CodeThrownBy([&] { result = prepared.call(); });
     seen.sleeps = sleeps;
 
     Model model(state_, obstacle, seen);
@@ -209,7 +209,7 @@ void Sequence::call(std::uint64_t index) {
     if (thrown == 0) same("the result", result, expected);
     compare(model);
     compare_log(model);
-    recorder().forget();
+    TheRecorder().Forget();
 }
 
 void Sequence::compare(const Model& model) const {
@@ -217,11 +217,11 @@ void Sequence::compare(const Model& model) const {
     same("g_initFlag", g_initFlag, state_.initialised);
     same("the length", client_length, model.length);
     same("the kind of event", client_kind, model.event_kind.value_or(77));
-    same("the number of request texts alive", recorder().live_requests(), 0);
+    same("the number of request texts alive", TheRecorder().LiveRequests(), 0);
     compare_buffer(model.written);
     if (slot_map != state_.slots) throw Disagreement("the slot map differs");
-    if (recorder().lookups() != model.lookups) {
-        throw Disagreement(std::to_string(recorder().lookups().size()) + " look-ups, not " +
+    if (TheRecorder().Lookups() != model.lookups) {
+        throw Disagreement(std::to_string(TheRecorder().Lookups().size()) + " look-ups, not " +
                            std::to_string(model.lookups.size()) + ", or in another order");
     }
 }

@@ -11,17 +11,17 @@
 
 namespace {
 
-int some_object = 0;
-void* const opened = &some_object;
+int someObject = 0;
+void* const opened = &someObject;
 
 // What the library did with the converter, and what the converter does.
 struct Script {
     Lines calls;
     iconv_t handle = opened;
     std::size_t written = 0;  // bytes of 'g' in place of the input
-    int room_left = 6;        // as the converter tells it
+    int roomLeft = 6;         // as the converter tells it
     std::size_t result = 0;
-    std::string input_afterwards;
+    std::string inputAfterwards;
 };
 Script script;
 
@@ -35,7 +35,7 @@ struct Converted {
     Converted(const Converted&) = delete;
     Converted& operator=(const Converted&) = delete;
 
-    std::string bytes() const { return {reinterpret_cast<const char*>(out), length}; }
+    std::string Bytes() const { return {reinterpret_cast<const char*>(out), length}; }
 
     unsigned char* out = nullptr;
     unsigned length = 77;
@@ -51,18 +51,18 @@ OWN iconv_t iconv_open(const char* to, const char* from) {
     script.calls.push_back(std::string("open ") + to + " from " + from);
     return script.handle;
 }
-OWN std::size_t iconv(iconv_t handle, char** input, std::size_t* input_left, char** output,
-                      std::size_t* output_left) {
+OWN std::size_t iconv(iconv_t handle, char** input, std::size_t* inputLeft, char** output,
+                      std::size_t* outputLeft) {
     if (handle != opened) {
         errno = EBADF;
         return static_cast<std::size_t>(-1);
     }
-    script.calls.push_back("convert " + std::string(*input, *input_left) + " into " +
-                           std::to_string(*output_left));
+    script.calls.push_back("convert " + std::string(*input, *inputLeft) + " into " +
+                           std::to_string(*outputLeft));
     std::memset(*output, 'g', script.written);
-    script.input_afterwards.assign(*input, *input_left);
+    script.inputAfterwards.assign(*input, *inputLeft);
     *output += script.written;
-    *output_left = static_cast<std::size_t>(script.room_left);
+    *outputLeft = static_cast<std::size_t>(script.roomLeft);
     return script.result;
 }
 OWN int iconv_close(iconv_t handle) {
@@ -73,28 +73,28 @@ OWN int iconv_close(iconv_t handle) {
 
 TEST(OwnConverter, is_opened_asked_once_with_room_for_twice_the_text_and_closed) {
     script.written = 4;
-    script.room_left = 2;
+    script.roomLeft = 2;
     const Converted converted("abc");
     EXPECT_EQ(script.calls, (Lines{"open GB18030 from UTF-8", "convert abc into 6", "close"}));
     EXPECT_EQ(converted.code, 0);
-    EXPECT_EQ(converted.bytes(), "gggg");
+    EXPECT_EQ(converted.Bytes(), "gggg");
 }
 
 TEST(OwnConverter, reads_from_another_place_than_it_writes_to) {
     script.written = 6;
-    script.room_left = 0;
+    script.roomLeft = 0;
     const Converted converted("abc");
-    EXPECT_EQ(script.input_afterwards, "abc");
-    EXPECT_EQ(converted.bytes(), "gggggg");
+    EXPECT_EQ(script.inputAfterwards, "abc");
+    EXPECT_EQ(converted.Bytes(), "gggggg");
 }
 
 TEST(OwnConverter, that_reports_a_failure_is_not_asked_again_and_its_output_kept) {
     script.written = 1;
-    script.room_left = 5;
+    script.roomLeft = 5;
     script.result = static_cast<std::size_t>(-1);
     const Converted converted("abc");
     EXPECT_EQ(converted.code, 0);
-    EXPECT_EQ(converted.bytes(), "g");
+    EXPECT_EQ(converted.Bytes(), "g");
     EXPECT_EQ(script.calls.size(), 3U);
 }
 
@@ -110,19 +110,18 @@ TEST(OwnConverter, without_a_handle_leaves_the_input_as_it_is) {
     script.handle = nullptr;
     const Converted converted("\xE4\xB8\xAD");
     EXPECT_EQ(converted.code, 0);
-    EXPECT_EQ(converted.bytes(), "\xE4\xB8\xAD");
+    EXPECT_EQ(converted.Bytes(), "\xE4\xB8\xAD");
     EXPECT_EQ(script.calls, (Lines{"open GB18030 from UTF-8"}));
 }
 
 TEST(OwnConverter, that_tells_nonsense_of_the_room_left_makes_an_invalid_length) {
     const unsigned char text[] = "abc";
     for (const int room : {7, -2}) {  // of 6 bytes; the string holds 7
-        script.room_left = room;
+        script.roomLeft = room;
         CommonFunction common;
         unsigned char* out = nullptr;
         unsigned length = 77;
-        EXPECT_EQ(code_thrown_by([&] { common.MB2MB(0, text, 3, &out, &length); }),
-                  invalid_argument);
+        EXPECT_EQ(CodeThrownBy([&] { common.MB2MB(0, text, 3, &out, &length); }), invalid_argument);
         EXPECT_EQ(out, nullptr);
         EXPECT_EQ(length, 77U);
         EXPECT_EQ(script.calls.back(), "close");

@@ -5,30 +5,30 @@
 #include "api_test.h"
 
 namespace {
-int own_calls = 0;
+int ownCalls = 0;
 }
 
 // The names that the library's own code calls or could be thought to call.
 extern "C" {
 __attribute__((visibility("default"))) int Initialize(void) {
-    return ++own_calls, 77;
+    return ++ownCalls, 77;
 }
 __attribute__((visibility("default"))) int Sign(const char*, int, int, const char*, const char*,
                                                 char*, unsigned int*) {
-    return ++own_calls, 77;
+    return ++ownCalls, 77;
 }
 __attribute__((visibility("default"))) int GetData(const char*, unsigned int, char*, int*) {
-    return ++own_calls, 77;
+    return ++ownCalls, 77;
 }
 __attribute__((visibility("default"))) int GetCertInfo(const char*, unsigned int, void*,
                                                        unsigned int*) {
-    return ++own_calls, 77;
+    return ++ownCalls, 77;
 }
 __attribute__((visibility("default"))) int VerifyPIN(const char*) {
-    return ++own_calls, 77;
+    return ++ownCalls, 77;
 }
 __attribute__((visibility("default"))) int SetLabel(const char*, const char*) {
-    return ++own_calls, 77;
+    return ++ownCalls, 77;
 }
 }
 
@@ -36,7 +36,7 @@ namespace {
 
 // The library's own function, whatever the client calls by that name.
 template <class Function>
-Function* of_library(const char* name) {
+Function* OfLibrary(const char* name) {
     void* const library = dlopen("libkesta_unified_zrkukey.so", RTLD_LAZY | RTLD_NOLOAD);
     return reinterpret_cast<Function*>(dlsym(library, name));
 }
@@ -46,30 +46,30 @@ Function* of_library(const char* name) {
 TEST(ClientsOwnNames, are_not_called_by_the_first_use_of_the_library) {
     unsigned length = 0;
     EXPECT_EQ(GetPrintNumber(nullptr, &length), 0);
-    EXPECT_EQ(own_calls, 0);
+    EXPECT_EQ(ownCalls, 0);
     EXPECT_TRUE(g_initFlag);
-    EXPECT_EQ(recorder().lookups().size(), entry_points);
-    EXPECT_EQ(trace(), (Lines{"CheckDeviceEx(&0, zero[396], 1, zero[1024])"}));
+    EXPECT_EQ(TheRecorder().Lookups().size(), entry_points);
+    EXPECT_EQ(Trace(), (Lines{"CheckDeviceEx(&0, zero[396], 1, zero[1024])"}));
 }
 
 TEST(ClientsOwnNames, are_seen_in_front_of_the_librarys_by_the_dynamic_linker) {
     EXPECT_EQ(dlsym(RTLD_DEFAULT, "Initialize"), reinterpret_cast<void*>(&Initialize));
-    EXPECT_NE(of_library<int()>("Initialize"), &Initialize);
+    EXPECT_NE(OfLibrary<int()>("Initialize"), &Initialize);
 }
 
 TEST(ClientsOwnNames, are_not_looked_up_in_place_of_entry_points) {
-    auto* const verify = of_library<int(const char*)>("VerifyPIN");
-    recorder().on("VerifyPIN").returns(5);
+    auto* const verify = OfLibrary<int(const char*)>("VerifyPIN");
+    TheRecorder().On("VerifyPIN").Returns(5);
     EXPECT_EQ(verify("A1"), 5);
-    auto* const set = of_library<int(const char*, const char*)>("SetLabel");
+    auto* const set = OfLibrary<int(const char*, const char*)>("SetLabel");
     EXPECT_EQ(set("A1", "label"), 0);
-    EXPECT_EQ(own_calls, 0);
-    EXPECT_EQ(trace(), (Lines{"VerifyPIN(\"A1\")", "SetLabel(\"A1\", \"label\")"}));
+    EXPECT_EQ(ownCalls, 0);
+    EXPECT_EQ(Trace(), (Lines{"VerifyPIN(\"A1\")", "SetLabel(\"A1\", \"label\")"}));
 }
 
 TEST(ClientsOwnNames, do_not_replace_the_librarys_use_of_its_own_exports_by_events) {
     unsigned kind = 0, length = 0;
     EXPECT_EQ(WaitForKeyEvent(&kind, nullptr, &length), 0);
     EXPECT_EQ(StopDetectUKey(), 0);
-    EXPECT_EQ(own_calls, 0);
+    EXPECT_EQ(ownCalls, 0);
 }

@@ -8,20 +8,20 @@ namespace {
 
 struct Sleep {
     timespec interval;
-    int polls_before;
+    int pollsBefore;
 };
 
 std::vector<Sleep> sleeps;
 int polls = 0;
 
 // Polls so often without an event, and then with one.
-void answer_polls(int without_event) {
-    for (int nth = 1; nth <= without_event; ++nth) {
-        recorder().on("ValtoT_WaitForEvent", nth).returns(nth % 2 ? 1 : -1);
-        recorder().on("ValtoT_WaitForEvent", nth).does([](const recording::Call&) { ++polls; });
+void AnswerPolls(int withoutEvent) {
+    for (int nth = 1; nth <= withoutEvent; ++nth) {
+        TheRecorder().On("ValtoT_WaitForEvent", nth).Returns(nth % 2 ? 1 : -1);
+        TheRecorder().On("ValtoT_WaitForEvent", nth).Does([](const recording::Call&) { ++polls; });
     }
-    deliver(2, 5);
-    recorder().on("ValtoT_WaitForEvent").does([](const recording::Call&) { ++polls; });
+    Deliver(2, 5);
+    TheRecorder().On("ValtoT_WaitForEvent").Does([](const recording::Call&) { ++polls; });
 }
 
 }  // namespace
@@ -33,7 +33,7 @@ extern "C" __attribute__((visibility("default"))) int nanosleep(const timespec* 
 }
 
 TEST(SleepOfAWait, lasts_20_milliseconds_behind_each_poll_without_an_event) {
-    answer_polls(3);
+    AnswerPolls(3);
     const Waited waited;
     EXPECT_EQ(waited.kind, 2U);
     ASSERT_EQ(sleeps.size(), 3U);
@@ -41,27 +41,27 @@ TEST(SleepOfAWait, lasts_20_milliseconds_behind_each_poll_without_an_event) {
         const Sleep& sleep = sleeps[static_cast<std::size_t>(nth)];
         EXPECT_EQ(sleep.interval.tv_sec, 0);
         EXPECT_EQ(sleep.interval.tv_nsec, 20000000);
-        EXPECT_EQ(sleep.polls_before, nth + 1);
+        EXPECT_EQ(sleep.pollsBefore, nth + 1);
     }
 }
 
 TEST(SleepOfAWait, is_left_out_when_the_first_poll_finds_an_event) {
-    answer_polls(0);
+    AnswerPolls(0);
     const Waited waited;
     EXPECT_EQ(polls, 1);
     EXPECT_TRUE(sleeps.empty());
 }
 
 TEST(SleepOfAWait, follows_an_exception_too) {
-    recorder().on("ValtoT_WaitForEvent", 1).does([](const recording::Call&) { throw 1; });
-    deliver(2, 5);
+    TheRecorder().On("ValtoT_WaitForEvent", 1).Does([](const recording::Call&) { throw 1; });
+    Deliver(2, 5);
     const Waited waited;
     ASSERT_EQ(sleeps.size(), 1U);
     EXPECT_EQ(sleeps[0].interval.tv_nsec, 20000000);
 }
 
 TEST(SleepOfAWait, follows_a_stop_that_comes_during_the_poll_and_ends_the_wait) {
-    recorder().on("ValtoT_WaitForEvent").returns(1).does([](const recording::Call&) {
+    TheRecorder().On("ValtoT_WaitForEvent").Returns(1).Does([](const recording::Call&) {
         ++polls;
         StopDetectUKey();
     });

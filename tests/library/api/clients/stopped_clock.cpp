@@ -13,11 +13,11 @@ namespace {
 constexpr std::time_t the_7th_at_12_03_04 = 1754568184;  // 2025-08-07 12:03:04 UTC
 long microseconds = 0;
 
-std::string fraction_of_entry(long now) {
+std::string FractionOfEntry(long now) {
     microseconds = now;
-    forget_log();
+    ForgetLog();
     LogEntry("Tag", "x");
-    return log_records().at(0).fraction;
+    return LogRecords().at(0).fraction;
 }
 
 }  // namespace
@@ -40,27 +40,27 @@ protected:
 TEST_F(StoppedClock, is_told_by_LogEntry_with_milliseconds) {
     microseconds = 56789;
     LogEntry("Tag", "x");
-    EXPECT_THAT(log_text(), testing::StartsWith("[07,12:03:04.056] Tag: (Process is "));
+    EXPECT_THAT(LogText(), testing::StartsWith("[07,12:03:04.056] Tag: (Process is "));
 }
 
 TEST_F(StoppedClock, is_told_by_LogHex_with_undivided_microseconds) {
     microseconds = 56789;
     LogHex("Tag", "x", 1);
-    EXPECT_THAT(log_text(), testing::StartsWith("[07,12:03:04.56789] Tag: (Process is "));
+    EXPECT_THAT(LogText(), testing::StartsWith("[07,12:03:04.56789] Tag: (Process is "));
 }
 
 TEST_F(StoppedClock, has_milliseconds_cut_not_rounded) {
-    EXPECT_EQ(fraction_of_entry(999999), "999");
-    EXPECT_EQ(fraction_of_entry(1999), "001");
-    EXPECT_EQ(fraction_of_entry(999), "000");
+    EXPECT_EQ(FractionOfEntry(999999), "999");
+    EXPECT_EQ(FractionOfEntry(1999), "001");
+    EXPECT_EQ(FractionOfEntry(999), "000");
 }
 
 TEST_F(StoppedClock, has_three_to_six_digits_of_microseconds) {
     for (const auto& [now, digits] : {std::pair(0L, "000"), std::pair(7L, "007"),
                                       std::pair(1000L, "1000"), std::pair(999999L, "999999")}) {
         microseconds = now;
-        forget_log();
+        ForgetLog();
         LogHex("Tag", "x", 1);
-        EXPECT_EQ(log_records().at(0).fraction, digits);
+        EXPECT_EQ(LogRecords().at(0).fraction, digits);
     }
 }

@@ -20,19 +20,19 @@ struct CountsItsEnd {
     ~CountsItsEnd() { ++unwound; }
 };
 
-void* wait_for_event(void*) {
+void* WaitForEvent(void*) {
     const CountsItsEnd local;
     unsigned kind = 0, length = 0;
-    char media_id[17];
-    WaitForKeyEvent(&kind, media_id, &length);
+    char mediaId[17];
+    WaitForKeyEvent(&kind, mediaId, &length);
     return nullptr;
 }
 
 // Cancels a waiting thread once ready says so, and tells whether it was cancelled indeed.
 template <class Ready>
-bool cancelled(Ready ready) {
+bool Cancelled(Ready ready) {
     pthread_t thread;
-    EXPECT_EQ(pthread_create(&thread, nullptr, wait_for_event, nullptr), 0);
+    EXPECT_EQ(pthread_create(&thread, nullptr, WaitForEvent, nullptr), 0);
     while (!ready()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
     EXPECT_EQ(pthread_cancel(thread), 0);
     void* result = nullptr;
@@ -40,70 +40,70 @@ bool cancelled(Ready ready) {
     return result == PTHREAD_CANCELED;
 }
 
-Lines without_begin_and_scan(const Lines& lines) {
+Lines WithoutBeginAndScan(const Lines& lines) {
     return {lines.begin() + 3, lines.end()};
 }
 
 }  // namespace
 
 TEST(CancelledWait, unwinds_out_of_the_event_library) {
-    offer_slots({});
+    OfferSlots({});
     std::atomic<bool> inside{false};
-    recorder().on("ValtoT_WaitForEvent").does([&inside](const recording::Call&) {
+    TheRecorder().On("ValtoT_WaitForEvent").Does([&inside](const recording::Call&) {
         inside = true;
         for (;;) pause();
     });
-    EXPECT_TRUE(cancelled([&inside] { return inside.load(); }));
+    EXPECT_TRUE(Cancelled([&inside] { return inside.load(); }));
     EXPECT_EQ(unwound, 1);
-    EXPECT_EQ(without_begin_and_scan(log_lines()), Lines{});
+    EXPECT_EQ(WithoutBeginAndScan(LogLines()), Lines{});
 }
 
 TEST(CancelledWait, unwinds_out_of_its_sleep) {
-    offer_slots({});
+    OfferSlots({});
     for (int round = 1; round <= 20; ++round) {
         const Polls polls;
-        EXPECT_TRUE(cancelled([&polls] { return polls.count() > 1; }));
+        EXPECT_TRUE(Cancelled([&polls] { return polls.Count() > 1; }));
         EXPECT_EQ(unwound, round);
     }
 }
 
 TEST(CancelledWait, unwinds_when_the_event_library_throws_too) {
-    offer_slots({});
+    OfferSlots({});
     std::atomic<int> thrown{0};
-    recorder().on("ValtoT_WaitForEvent").does([&thrown](const recording::Call&) {
+    TheRecorder().On("ValtoT_WaitForEvent").Does([&thrown](const recording::Call&) {
         ++thrown;
         throw 1;
     });
-    EXPECT_TRUE(cancelled([&thrown] { return thrown > 1; }));
+    EXPECT_TRUE(Cancelled([&thrown] { return thrown > 1; }));
     EXPECT_EQ(unwound, 1);
 }
 
 // The cancellation is there before the record of the exception is written.
 TEST(CancelledWait, unwinds_behind_a_record_that_it_has_written_whole) {
-    offer_slots({});
-    recorder().on("ValtoT_WaitForEvent").does([](const recording::Call&) {
+    OfferSlots({});
+    TheRecorder().On("ValtoT_WaitForEvent").Does([](const recording::Call&) {
         pthread_cancel(pthread_self());
         throw 1;
     });
     pthread_t thread;
-    ASSERT_EQ(pthread_create(&thread, nullptr, wait_for_event, nullptr), 0);
+    ASSERT_EQ(pthread_create(&thread, nullptr, WaitForEvent, nullptr), 0);
     void* result = nullptr;
     ASSERT_EQ(pthread_join(thread, &result), 0);
     EXPECT_EQ(result, PTHREAD_CANCELED);
-    EXPECT_EQ(without_begin_and_scan(log_lines()),
+    EXPECT_EQ(WithoutBeginAndScan(LogLines()),
               (Lines{"SKF_WaitForDevEvent| end in catch ,G_LastError = 0, line = 582"}));
 }
 
 TEST(CancelledWait, leaves_the_next_wait_as_it_should_be) {
     {
-        offer_slots({});
+        OfferSlots({});
         const Polls polls;
-        EXPECT_TRUE(cancelled([&polls] { return polls.count() > 0; }));
+        EXPECT_TRUE(Cancelled([&polls] { return polls.Count() > 0; }));
     }
     const Polls polls;
     WaitingThread waiting;
-    polls.wait_for(2);
-    waiting.stop_and_join();
+    polls.WaitFor(2);
+    waiting.StopAndJoin();
     EXPECT_EQ(waiting.kind, 3U);
 }
 

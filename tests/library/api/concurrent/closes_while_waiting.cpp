@@ -30,12 +30,12 @@ std::atomic<int> polls{0};
 std::atomic<bool> closed{false};
 
 void answer_polls(const std::string& place) {
-    recording::recorder().answer_with([place](const recording::Call& call) {
+    recording::TheRecorder().AnswerWith([place](const recording::Call& call) {
         recording::Answer answer;
         if (call.entry != "ValtoT_WaitForEvent") return answer;
         // Kind 1 at byte 0: a key arrives.
-        answer.returns(place == "events" || closed ? 0 : 1).writes(2, std::string("\1\0\0\0", 4));
-        return answer.does([place](const recording::Call&) {
+        answer.Returns(place == "events" || closed ? 0 : 1).Writes(2, std::string("\1\0\0\0", 4));
+        return answer.Does([place](const recording::Call&) {
             ++polls;
             while (place == "call" && !closed) usleep(200);
         });

@@ -26,48 +26,48 @@ constexpr int chosen_code = 23;
 std::atomic<int> polls{0};
 pthread_t waiting_thread;
 
-void answer_polls(const std::string& place) {
-    recording::Answer& answer = recorder().on("ValtoT_WaitForEvent").returns(1);
-    if (place == "events" || place == "last") answer.returns(0).writes(2, event_record(2, 5));
-    answer.does([place](const recording::Call&) {
+void AnswerPolls(const std::string& place) {
+    recording::Answer& answer = TheRecorder().On("ValtoT_WaitForEvent").Returns(1);
+    if (place == "events" || place == "last") answer.Returns(0).Writes(2, EventRecord(2, 5));
+    answer.Does([place](const recording::Call&) {
         ++polls;
         if (place == "throw") throw 1;
         while (place == "call") pause();
     });
 }
 
-void* wait_for_ever(void*) {
+void* WaitForEver(void*) {
     for (;;) {
         unsigned kind = 0, length = 0;
-        char media_id[17];
-        WaitForKeyEvent(&kind, media_id, &length);
+        char mediaId[17];
+        WaitForKeyEvent(&kind, mediaId, &length);
     }
 }
 
 // A wait that ends with an event at once, as a client's next one does, or that of a thread that
 // outlives the destructors.
-void wait_for_one_event() {
+void WaitForOneEvent() {
     unsigned kind = 0, length = 0;
-    char media_id[17] = {};
-    const int code = WaitForKeyEvent(&kind, media_id, &length);
-    if (code != 0 || kind != 2 || std::string(media_id) != "0123456789ABCDEF") std::abort();
+    char mediaId[17] = {};
+    const int code = WaitForKeyEvent(&kind, mediaId, &length);
+    if (code != 0 || kind != 2 || std::string(mediaId) != "0123456789ABCDEF") std::abort();
 }
 
-void start_waiting(const std::string& place) {
-    offer_slots({5});
-    recorder().on("ValtoT_GetDeviceInfo").writes(2, device_record("0123456789ABCDEF"));
-    answer_polls(place);
+void StartWaiting(const std::string& place) {
+    OfferSlots({5});
+    TheRecorder().On("ValtoT_GetDeviceInfo").Writes(2, DeviceRecord("0123456789ABCDEF"));
+    AnswerPolls(place);
     if (place == "last") {
-        wait_for_one_event();  // fills the slot map
-        recorder().when_leaving(wait_for_one_event);
+        WaitForOneEvent();  // fills the slot map
+        TheRecorder().WhenLeaving(WaitForOneEvent);
         return;
     }
-    pthread_create(&waiting_thread, nullptr, wait_for_ever, nullptr);
+    pthread_create(&waiting_thread, nullptr, WaitForEver, nullptr);
     const int enough = place == "call" ? 1 : 2;
     while (polls < enough) usleep(500);
 }
 
-bool ended_as_chosen(pid_t child) {
+bool EndedAsChosen(pid_t child) {
     int status = 0;
     if (waitpid(child, &status, 0) != child) return false;
     if (WIFEXITED(status) && WEXITSTATUS(status) == chosen_code) return true;
@@ -76,9 +76,9 @@ bool ended_as_chosen(pid_t child) {
 }
 
 void ask_the_library() {
-    recorder().on("ValtoT_WaitForEvent").returns(0).writes(2, event_record(2, 5)).does({});
+    TheRecorder().On("ValtoT_WaitForEvent").Returns(0).Writes(2, EventRecord(2, 5)).Does({});
     if (VerifyPIN("A1") != 0 || StopDetectUKey() != 0) std::abort();
-    wait_for_one_event();
+    WaitForOneEvent();
 }
 
 void ask_in_a_child() {
@@ -87,7 +87,7 @@ void ask_in_a_child() {
         ask_the_library();
         std::exit(chosen_code);
     }
-    if (!ended_as_chosen(child)) std::abort();
+    if (!EndedAsChosen(child)) std::abort();
 }
 
 void cancel_and_ask() {
@@ -98,7 +98,7 @@ void cancel_and_ask() {
     ask_the_library();
 }
 
-void leave(const std::string& way) {
+void Leave(const std::string& way) {
     if (way == "fork") ask_in_a_child();
     if (way == "cancel") cancel_and_ask();
     if (way == "_exit") _exit(chosen_code);
@@ -114,11 +114,11 @@ int main(int count, char** arguments) {
     for (int round = 0; round < rounds; ++round) {
         const pid_t child = fork();
         if (child == 0) {
-            start_waiting(place);
-            leave(way);
+            StartWaiting(place);
+            Leave(way);
             return chosen_code;
         }
-        if (!ended_as_chosen(child)) return EXIT_FAILURE;
+        if (!EndedAsChosen(child)) return EXIT_FAILURE;
     }
     return EXIT_SUCCESS;
 }

@@ -11,23 +11,23 @@ using std::chrono::steady_clock;
 TEST(WaitAndStop, on_two_threads_end_as_kind_3) {
     const Polls polls;
     WaitingThread waiting;
-    polls.wait_for(2);
+    polls.WaitFor(2);
     StopDetectUKey();
-    waiting.join();
+    waiting.Join();
     EXPECT_EQ(waiting.code, 0);
     EXPECT_EQ(waiting.kind, 3U);
     EXPECT_EQ(waiting.length, 77U);
-    EXPECT_TRUE(waiting.media_id.untouched());
+    EXPECT_TRUE(waiting.mediaId.Untouched());
 }
 
 TEST(WaitAndStop, poll_at_most_once_more_after_the_stop) {
     const Polls polls;
     WaitingThread waiting;
-    polls.wait_for(2);
+    polls.WaitFor(2);
     StopDetectUKey();
-    const int at_stop = polls.count();
-    waiting.join();
-    EXPECT_LE(polls.count(), at_stop + 1);
+    const int atStop = polls.Count();
+    waiting.Join();
+    EXPECT_LE(polls.Count(), atStop + 1);
 }
 
 // One interval is 20 milliseconds. One stop of many has to be as quick, since the machine may be
@@ -38,10 +38,10 @@ TEST(WaitAndStop, end_within_one_poll_interval) {
     auto quickest = steady_clock::duration::max();
     for (int round = 0; round < 200 && quickest > limit; ++round) {
         WaitingThread waiting;
-        polls.wait_for(2);
+        polls.WaitFor(2);
         const auto start = steady_clock::now();
         StopDetectUKey();
-        waiting.join();
+        waiting.Join();
         quickest = std::min(quickest, steady_clock::now() - start);
     }
     EXPECT_LE(quickest, limit);
@@ -50,9 +50,9 @@ TEST(WaitAndStop, end_within_one_poll_interval) {
 TEST(WaitAndStop, leave_a_wait_that_was_not_stopped_running) {
     const Polls polls;
     WaitingThread waiting;
-    polls.wait_for(3);
-    EXPECT_FALSE(waiting.returned());
-    waiting.stop_and_join();
+    polls.WaitFor(3);
+    EXPECT_FALSE(waiting.Returned());
+    waiting.StopAndJoin();
     EXPECT_EQ(waiting.kind, 3U);
 }
 
@@ -60,7 +60,7 @@ TEST(WaitAndStop, can_be_repeated) {
     const Polls polls;
     for (int round = 0; round < 20; ++round) {
         WaitingThread waiting;
-        waiting.stop_and_join();
+        waiting.StopAndJoin();
         EXPECT_EQ(waiting.kind, 3U);
         EXPECT_EQ(waiting.code, 0);
     }
@@ -69,25 +69,25 @@ TEST(WaitAndStop, can_be_repeated) {
 TEST(WaitAndStop, let_a_probe_on_a_third_thread_neither_scan_nor_end_the_wait) {
     const Polls polls;
     WaitingThread waiting;
-    polls.wait_for(1);
+    polls.WaitFor(1);
     unsigned length = 0;
     std::thread([&length] { WaitForKeyEvent(nullptr, nullptr, &length); }).join();
     EXPECT_EQ(length, 17U);
-    polls.wait_for(3);
-    EXPECT_FALSE(waiting.returned());
-    EXPECT_EQ(recorder().calls("ValtoT_GetSlotList").size(), 1U);
-    waiting.stop_and_join();
+    polls.WaitFor(3);
+    EXPECT_FALSE(waiting.Returned());
+    EXPECT_EQ(TheRecorder().Calls("ValtoT_GetSlotList").size(), 1U);
+    waiting.StopAndJoin();
 }
 
 TEST(WaitAndStop, let_an_event_of_another_thread_end_the_wait) {
     std::atomic<bool> event{false};
-    recorder().on("ValtoT_WaitForEvent").does([&event](const recording::Call&) {
+    TheRecorder().On("ValtoT_WaitForEvent").Does([&event](const recording::Call&) {
         while (!event) std::this_thread::sleep_for(milliseconds(1));
     });
-    recorder().on("ValtoT_WaitForEvent").writes(2, event_record(2, 5));
+    TheRecorder().On("ValtoT_WaitForEvent").Writes(2, EventRecord(2, 5));
     WaitingThread waiting;
     event = true;
-    waiting.join();
+    waiting.Join();
     EXPECT_EQ(waiting.kind, 2U);
     EXPECT_EQ(waiting.length, 0U);
 }
@@ -95,7 +95,7 @@ TEST(WaitAndStop, let_an_event_of_another_thread_end_the_wait) {
 namespace {
 
 // Exports that ask the token, that answer alone, that log.
-void use_other_exports() {
+void UseOtherExports() {
     char text[9000];
     unsigned length = sizeof text;
     int room = sizeof text;
@@ -114,51 +114,51 @@ void use_other_exports() {
 }  // namespace
 
 TEST(WaitAndStop, run_beside_other_exports_on_a_third_thread) {
-    recorder().on("GMCreatePKCS10").request("request");
+    TheRecorder().On("GMCreatePKCS10").Request("request");
     const Polls polls;
     std::atomic<bool> done{false};
     std::atomic<int> rounds{0};
     std::thread third([&] {
-        for (; !done; ++rounds) use_other_exports();
+        for (; !done; ++rounds) UseOtherExports();
     });
     for (int round = 0; round < 5; ++round) {
         WaitingThread waiting;
-        polls.wait_for(2);
+        polls.WaitFor(2);
         // One round at least lies wholly inside the wait.
         const int enough = rounds + 2;
         while (rounds < enough) std::this_thread::sleep_for(milliseconds(1));
-        waiting.stop_and_join();
+        waiting.StopAndJoin();
         EXPECT_EQ(waiting.kind, 3U);
     }
     done = true;
     third.join();
-    EXPECT_EQ(recorder().live_requests(), 0);
+    EXPECT_EQ(TheRecorder().LiveRequests(), 0);
 }
 
 TEST(WaitAndStop, run_beside_every_other_export_on_a_third_thread) {
     const Polls polls;
     WaitingThread waiting;
-    polls.wait_for(2);
+    polls.WaitFor(2);
     std::thread([] {
-        for (const Export& which : every_export()) {
-            if (which.name != "StopDetectUKey") which.call();
+        for (const Export& which : EveryExport()) {
+            if (which.name != "StopDetectUKey") which.Make();
         }
     }).join();
-    polls.wait_for(2);
-    EXPECT_FALSE(waiting.returned());
-    waiting.stop_and_join();
+    polls.WaitFor(2);
+    EXPECT_FALSE(waiting.Returned());
+    waiting.StopAndJoin();
     EXPECT_EQ(waiting.kind, 3U);
 }
 
 TEST(WaitAndStop, run_beside_exceptions_out_of_the_event_library) {
     std::atomic<int> thrown{0};
-    recorder().on("ValtoT_WaitForEvent").does([&thrown](const recording::Call&) {
+    TheRecorder().On("ValtoT_WaitForEvent").Does([&thrown](const recording::Call&) {
         ++thrown;
         throw 1;
     });
     WaitingThread waiting;
-    while (thrown < 2) use_other_exports();
-    waiting.stop_and_join();
+    while (thrown < 2) UseOtherExports();
+    waiting.StopAndJoin();
     EXPECT_EQ(waiting.kind, 3U);
 }
 
@@ -169,8 +169,8 @@ TEST(WaitAndStop, run_beside_a_library_that_is_finalized_and_bound_again) {
         Finalize();
         EXPECT_EQ(Initialize(), 0);
     }
-    polls.wait_for(1);
-    waiting.stop_and_join();
+    polls.WaitFor(1);
+    waiting.StopAndJoin();
     EXPECT_EQ(waiting.kind, 3U);
 }
 
@@ -187,5 +187,5 @@ TEST(FirstUse, on_several_threads_at_once_binds_for_all) {
     }
     for (std::thread& thread : threads) thread.join();
     EXPECT_TRUE(g_initFlag);
-    EXPECT_EQ(recorder().calls("VerifyPIN").size(), 4U);
+    EXPECT_EQ(TheRecorder().Calls("VerifyPIN").size(), 4U);
 }

@@ -12,7 +12,7 @@ namespace {
 // The operations of a string's manager, in the order in which a peer finds them.
 struct ManagerTable {
     void (*destroy)(void*);
-    void (*destroy_and_free)(void*);
+    void (*destroyAndFree)(void*);
     KestaStringHeader* (*allocate)(void*, int, int);
     void (*free)(void*, KestaStringHeader*);
     KestaStringHeader* (*reallocate)(void*, KestaStringHeader*, int, int);
@@ -20,13 +20,13 @@ struct ManagerTable {
     void* (*clone)(void*);
 };
 
-KestaStringHeader* header_of(const KestaStringObject* object) {
+KestaStringHeader* HeaderOf(const KestaStringObject* object) {
     return reinterpret_cast<KestaStringHeader*>(object->characters) - 1;
 }
 
 // Replaces the text as a library compiled elsewhere would: by the layout alone.
-void fill(KestaStringObject* object, const std::string& text) {
-    KestaStringHeader* const old = header_of(object);
+void Fill(KestaStringObject* object, const std::string& text) {
+    KestaStringHeader* const old = HeaderOf(object);
     void* const manager = old->manager;
     const ManagerTable& table = **static_cast<ManagerTable**>(manager);
     KestaStringHeader* const fresh = table.allocate(manager, static_cast<int>(text.size()), 1);
@@ -37,15 +37,15 @@ void fill(KestaStringObject* object, const std::string& text) {
     if (--old->references < 1) table.free(manager, old);
 }
 
-std::string string_text(const KestaStringObject* object) {
-    return std::string(object->characters, static_cast<std::size_t>(header_of(object)->dataLength));
+std::string StringText(const KestaStringObject* object) {
+    return std::string(object->characters, static_cast<std::size_t>(HeaderOf(object)->dataLength));
 }
 
-std::size_t memory_size(const std::string& role) {
+std::size_t MemorySize(const std::string& role) {
     return static_cast<std::size_t>(std::strtoul(role.c_str() + 1, nullptr, 10));
 }
 
-void capture_pointed(Argument& argument, const std::string& role, void* address) {
+void CapturePointed(Argument& argument, const std::string& role, void* address) {
     using Kind = Argument::Kind;
     argument.address = address;
     const char* const start = static_cast<const char*>(address);
@@ -56,7 +56,7 @@ void capture_pointed(Argument& argument, const std::string& role, void* address)
             break;
         case 'm':
             argument.kind = Kind::Memory;
-            if (address) argument.bytes.assign(start, memory_size(role));
+            if (address) argument.bytes.assign(start, MemorySize(role));
             break;
         case 'l':
             argument.kind = Kind::Length;
@@ -68,33 +68,33 @@ void capture_pointed(Argument& argument, const std::string& role, void* address)
             break;
         case 's':
             argument.kind = Kind::String;
-            if (address) argument.bytes = string_text(static_cast<KestaStringObject*>(address));
+            if (address) argument.bytes = StringText(static_cast<KestaStringObject*>(address));
             break;
         default:
             argument.kind = Kind::Pointer;
     }
 }
 
-Argument capture_one(const std::string& role, const Raw& raw) {
+Argument CaptureOne(const std::string& role, const Raw& raw) {
     Argument argument;
     if ((role[0] == 'v') != (raw.width != 0)) throw std::logic_error("role " + role + " is wrong");
     if (raw.width) {
         argument.value = raw.value;
         argument.width = raw.width;
     } else {
-        capture_pointed(argument, role, raw.address);
+        CapturePointed(argument, role, raw.address);
     }
     return argument;
 }
 
-Call capture_all(const char* entry, const std::vector<std::string>& roles,
-                 const std::vector<Raw>& raws) {
+Call CaptureAll(const char* entry, const std::vector<std::string>& roles,
+                const std::vector<Raw>& raws) {
     if (roles.size() != raws.size()) throw std::logic_error(std::string(entry) + ": roles differ");
     Call call;
     call.entry = entry;
     for (std::size_t index = 0; index < raws.size(); ++index) {
-        Argument argument = capture_one(roles[index], raws[index]);
-        const std::size_t size = recorder().captured(entry, index);
+        Argument argument = CaptureOne(roles[index], raws[index]);
+        const std::size_t size = TheRecorder().Captured(entry, index);
         if (size && argument.address) {
             argument.kind = Argument::Kind::Memory;
             argument.bytes.assign(static_cast<const char*>(argument.address), size);
@@ -104,8 +104,8 @@ Call capture_all(const char* entry, const std::vector<std::string>& roles,
     return call;
 }
 
-void write_outputs(const Answer& answer, const std::vector<std::string>& roles,
-                   const std::vector<Raw>& raws) {
+void WriteOutputs(const Answer& answer, const std::vector<std::string>& roles,
+                  const std::vector<Raw>& raws) {
     for (const auto& [index, bytes] : answer.written) {
         std::memcpy(raws.at(index).address, bytes.data(), bytes.size());
     }
@@ -113,24 +113,25 @@ void write_outputs(const Answer& answer, const std::vector<std::string>& roles,
         std::memcpy(raws.at(index).address, &number, sizeof number);
     }
     for (std::size_t index = 0; index < raws.size(); ++index) {
-        if (roles[index] == "r" && answer.has_request) {
-            *static_cast<char**>(raws[index].address) = recorder().new_request(answer.request_text);
+        if (roles[index] == "r" && answer.hasRequest) {
+            *static_cast<char**>(raws[index].address) =
+                TheRecorder().NewRequest(answer.requestText);
         }
-        if (roles[index] == "s" && answer.has_filled) {
-            fill(static_cast<KestaStringObject*>(raws[index].address), answer.filled_text);
+        if (roles[index] == "s" && answer.hasFilled) {
+            Fill(static_cast<KestaStringObject*>(raws[index].address), answer.filledText);
         }
     }
 }
 
 }  // namespace
 
-Answer carry_out(const char* entry, const char* roles, const std::vector<Raw>& raws) {
+Answer CarryOut(const char* entry, const char* roles, const std::vector<Raw>& raws) {
     std::istringstream words(roles);
     std::vector<std::string> split;
     for (std::string word; words >> word;) split.push_back(word);
-    const Call call = capture_all(entry, split, raws);
-    Answer answer = recorder().record(call);
-    write_outputs(answer, split, raws);
+    const Call call = CaptureAll(entry, split, raws);
+    Answer answer = TheRecorder().Record(call);
+    WriteOutputs(answer, split, raws);
     if (answer.action) answer.action(call);
     return answer;
 }

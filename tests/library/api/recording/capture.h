@@ -23,7 +23,7 @@ struct Raw {
 };
 
 template <class T>
-Raw raw(T value) {
+Raw RawOf(T value) {
     if constexpr (std::is_pointer_v<T>) {
         return {0, 0, const_cast<void*>(static_cast<const void*>(value))};
     } else {
@@ -33,16 +33,16 @@ Raw raw(T value) {
 }
 
 // References cross as addresses.
-inline Raw raw_argument(KestaStringObject& object) {
+inline Raw RawArgument(KestaStringObject& object) {
     return {0, 0, &object};
 }
 template <class T>
-Raw raw_argument(T& value) {
-    return raw(value);
+Raw RawArgument(T& value) {
+    return RawOf(value);
 }
 
 // Records, answers, and returns the answer for its code.
-RECORDING_API Answer carry_out(const char* entry, const char* roles, const std::vector<Raw>& raws);
+RECORDING_API Answer CarryOut(const char* entry, const char* roles, const std::vector<Raw>& raws);
 
 }  // namespace recording
 

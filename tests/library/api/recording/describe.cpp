@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::size_t longest_shown = 160;
 
-std::string quoted(const std::string& bytes) {
+std::string Quoted(const std::string& bytes) {
     if (bytes.size() > longest_shown) {
         return "text of " + std::to_string(bytes.size()) + " characters";
     }
@@ -28,7 +28,7 @@ std::string quoted(const std::string& bytes) {
     return shown + "\"";
 }
 
-std::string hexadecimal(const std::string& bytes) {
+std::string Hexadecimal(const std::string& bytes) {
     std::string shown;
     for (const char character : bytes) {
         char digits[4];
@@ -38,51 +38,51 @@ std::string hexadecimal(const std::string& bytes) {
     return shown;
 }
 
-std::string memory(const std::string& bytes) {
+std::string Memory(const std::string& bytes) {
     const std::string size = "[" + std::to_string(bytes.size()) + "]";
     const std::size_t used = bytes.find_last_not_of('\0') + 1;
     if (used == 0) return "zero" + size;
-    if (bytes.size() <= 32) return hexadecimal(bytes);
-    return quoted(bytes.substr(0, used)) + size;
+    if (bytes.size() <= 32) return Hexadecimal(bytes);
+    return Quoted(bytes.substr(0, used)) + size;
 }
 
 }  // namespace
 
-std::string Argument::describe() const {
+std::string Argument::Describe() const {
     if (kind != Kind::Value && !address) return "null";
     switch (kind) {
         case Kind::Value:
             return std::to_string(value);
         case Kind::Text:
-            return quoted(bytes);
+            return Quoted(bytes);
         case Kind::Memory:
-            return memory(bytes);
+            return Memory(bytes);
         case Kind::Length:
             return "&" + std::to_string(value);
         case Kind::Request:
             return value ? "&set" : "&null";
         case Kind::String:
-            return "string" + quoted(bytes);
+            return "string" + Quoted(bytes);
         case Kind::Pointer:
             return "pointer";
     }
     throw std::logic_error("an argument of no kind");
 }
 
-std::string Call::describe() const {
+std::string Call::Describe() const {
     std::string line = entry + "(";
     for (std::size_t index = 0; index < arguments.size(); ++index) {
         if (index) line += ", ";
-        line += arguments[index].describe();
+        line += arguments[index].Describe();
     }
     return line + ")";
 }
 
-const Argument& Call::at(std::size_t index) const {
+const Argument& Call::At(std::size_t index) const {
     return arguments.at(index);
 }
 
-const std::string& Call::bytes(std::size_t index) const {
+const std::string& Call::Bytes(std::size_t index) const {
     return arguments.at(index).bytes;
 }
 

@@ -7,8 +7,8 @@
 namespace {
 
 template <class... Arguments>
-int recorded(const char* entry, const char* roles, Arguments... arguments) {
-    return recording::carry_out(entry, roles, {recording::raw(arguments)...}).code;
+int Recorded(const char* entry, const char* roles, Arguments... arguments) {
+    return recording::CarryOut(entry, roles, {recording::RawOf(arguments)...}).code;
 }
 
 }  // namespace
@@ -17,24 +17,24 @@ extern "C" {
 
 RECORDING_API int ValtoT_GetSlotList(std::uint32_t present, std::uint32_t* slotIds,
                                      std::uint32_t* count) {
-    return recorded("ValtoT_GetSlotList", "v m64 l", present, slotIds, count);
+    return Recorded("ValtoT_GetSlotList", "v m64 l", present, slotIds, count);
 }
 
 RECORDING_API int ValtoT_GetDeviceInfo(std::uint32_t slotId, std::uint32_t flags,
                                        _S_DEV_CONFIG* record) {
-    return recorded("ValtoT_GetDeviceInfo", "v v m396", slotId, flags, record);
+    return Recorded("ValtoT_GetDeviceInfo", "v v m396", slotId, flags, record);
 }
 
 RECORDING_API int ValtoT_ContextInit(std::uint32_t* context) {
-    return recorded("ValtoT_ContextInit", "l", context);
+    return Recorded("ValtoT_ContextInit", "l", context);
 }
 
 RECORDING_API int ValtoT_WaitForEvent(std::uint32_t argument1, std::uint32_t argument2,
                                       VALTO_EVENT_INFO* event, std::uint32_t* context) {
-    return recorded("ValtoT_WaitForEvent", "v v m332 l", argument1, argument2, event, context);
+    return Recorded("ValtoT_WaitForEvent", "v v m332 l", argument1, argument2, event, context);
 }
 
 RECORDING_API int ValtoT_ContextFinal(void) {
-    return recorded("ValtoT_ContextFinal", "");
+    return Recorded("ValtoT_ContextFinal", "");
 }
 }

@@ -9,85 +9,85 @@
 
 namespace recording {
 
-Answer& Answer::returns(int result) {
+Answer& Answer::Returns(int result) {
     code = result;
     return *this;
 }
 
-Answer& Answer::writes(std::size_t argument, std::string bytes) {
+Answer& Answer::Writes(std::size_t argument, std::string bytes) {
     written[argument] = std::move(bytes);
     return *this;
 }
 
-Answer& Answer::writes_number(std::size_t argument, std::uint32_t number) {
+Answer& Answer::WritesNumber(std::size_t argument, std::uint32_t number) {
     numbers[argument] = number;
     return *this;
 }
 
-Answer& Answer::request(std::string text) {
-    has_request = true;
-    request_text = std::move(text);
+Answer& Answer::Request(std::string text) {
+    hasRequest = true;
+    requestText = std::move(text);
     return *this;
 }
 
-Answer& Answer::fills(std::string text) {
-    has_filled = true;
-    filled_text = std::move(text);
+Answer& Answer::Fills(std::string text) {
+    hasFilled = true;
+    filledText = std::move(text);
     return *this;
 }
 
-Answer& Answer::message(std::string text) {
-    message_is_null = false;
-    message_text = std::move(text);
+Answer& Answer::Message(std::string text) {
+    messageIsNull = false;
+    messageText = std::move(text);
     return *this;
 }
 
-Answer& Answer::null_message() {
-    message_is_null = true;
+Answer& Answer::NullMessage() {
+    messageIsNull = true;
     return *this;
 }
 
-Answer& Answer::does(std::function<void(const Call&)> what) {
+Answer& Answer::Does(std::function<void(const Call&)> what) {
     action = std::move(what);
     return *this;
 }
 
-Answer& Recorder::on(const std::string& entry) {
+Answer& Recorder::On(const std::string& entry) {
     std::lock_guard<std::mutex> lock(mutex_);
     return always_[entry];
 }
 
-Answer& Recorder::on(const std::string& entry, int nth) {
+Answer& Recorder::On(const std::string& entry, int nth) {
     std::lock_guard<std::mutex> lock(mutex_);
     return nth_[{entry, nth}];
 }
 
-void Recorder::capture(const std::string& entry, std::size_t argument, std::size_t size) {
+void Recorder::Capture(const std::string& entry, std::size_t argument, std::size_t size) {
     std::lock_guard<std::mutex> lock(mutex_);
     captures_[{entry, argument}] = size;
 }
 
-std::size_t Recorder::captured(const std::string& entry, std::size_t argument) const {
+std::size_t Recorder::Captured(const std::string& entry, std::size_t argument) const {
     std::lock_guard<std::mutex> lock(mutex_);
     const auto found = captures_.find({entry, argument});
     return found == captures_.end() ? 0 : found->second;
 }
 
-std::vector<Call> Recorder::calls() const {
+std::vector<Call> Recorder::Calls() const {
     std::lock_guard<std::mutex> lock(mutex_);
     return calls_;
 }
 
-std::vector<Call> Recorder::calls(const std::string& entry) const {
+std::vector<Call> Recorder::Calls(const std::string& entry) const {
     std::vector<Call> found;
-    for (const Call& call : calls()) {
+    for (const Call& call : Calls()) {
         if (call.entry == entry) found.push_back(call);
     }
     return found;
 }
 
-Call Recorder::only(const std::string& entry) const {
-    const std::vector<Call> found = calls(entry);
+Call Recorder::Only(const std::string& entry) const {
+    const std::vector<Call> found = Calls(entry);
     if (found.size() != 1) {
         throw std::logic_error(entry + " was called " + std::to_string(found.size()) +
                                " times, not once");
@@ -95,41 +95,41 @@ Call Recorder::only(const std::string& entry) const {
     return found.front();
 }
 
-std::vector<std::string> Recorder::trace() const {
+std::vector<std::string> Recorder::Trace() const {
     std::vector<std::string> lines;
-    for (const Call& call : calls()) lines.push_back(call.describe());
+    for (const Call& call : Calls()) lines.push_back(call.Describe());
     return lines;
 }
 
-std::vector<std::string> Recorder::names() const {
+std::vector<std::string> Recorder::Names() const {
     std::vector<std::string> found;
-    for (const Call& call : calls()) found.push_back(call.entry);
+    for (const Call& call : Calls()) found.push_back(call.entry);
     return found;
 }
 
-std::vector<std::string> Recorder::lookups() const {
+std::vector<std::string> Recorder::Lookups() const {
     std::lock_guard<std::mutex> lock(mutex_);
     return lookups_;
 }
 
-void Recorder::forget() {
+void Recorder::Forget() {
     std::lock_guard<std::mutex> lock(mutex_);
     calls_.clear();
     counts_.clear();
     lookups_.clear();
 }
 
-void Recorder::when_looked_up(std::function<void()> what) {
+void Recorder::WhenLookedUp(std::function<void()> what) {
     std::lock_guard<std::mutex> lock(mutex_);
-    looked_up_ = std::move(what);
+    lookedUp_ = std::move(what);
 }
 
-void Recorder::when_leaving(std::function<void()> what) {
+void Recorder::WhenLeaving(std::function<void()> what) {
     std::lock_guard<std::mutex> lock(mutex_);
     leaving_ = std::move(what);
 }
 
-void Recorder::leave() {
+void Recorder::Leave() {
     std::function<void()> last;
     {
         std::lock_guard<std::mutex> lock(mutex_);
@@ -138,21 +138,21 @@ void Recorder::leave() {
     if (last) last();
 }
 
-void Recorder::hide(const std::string& entry) {
+void Recorder::Hide(const std::string& entry) {
     std::lock_guard<std::mutex> lock(mutex_);
     hidden_ = entry;
 }
 
-void Recorder::answer_with(std::function<Answer(const Call&)> what) {
+void Recorder::AnswerWith(std::function<Answer(const Call&)> what) {
     std::lock_guard<std::mutex> lock(mutex_);
     answerer_ = std::move(what);
 }
 
-bool Recorder::note_lookup(const char* name) {
+bool Recorder::NoteLookup(const char* name) {
     std::function<void()> look;
     {
         std::lock_guard<std::mutex> lock(mutex_);
-        look = looked_up_;
+        look = lookedUp_;
     }
     if (look) look();
     std::lock_guard<std::mutex> lock(mutex_);
@@ -160,7 +160,7 @@ bool Recorder::note_lookup(const char* name) {
     return hidden_ != name;
 }
 
-Answer Recorder::record(const Call& call) {
+Answer Recorder::Record(const Call& call) {
     std::lock_guard<std::mutex> lock(mutex_);
     calls_.push_back(call);
     if (answerer_) return answerer_(call);
@@ -171,11 +171,11 @@ Answer Recorder::record(const Call& call) {
     return usual == always_.end() ? Answer() : usual->second;
 }
 
-const char* Recorder::keep_message(const Answer& answer) {
-    if (answer.message_is_null) return nullptr;
+const char* Recorder::KeepMessage(const Answer& answer) {
+    if (answer.messageIsNull) return nullptr;
     std::lock_guard<std::mutex> lock(mutex_);
     // Kept by content, so that a pointer handed out stays good for the life of the process.
-    return messages_.emplace(answer.message_text, answer.message_text).first->second.c_str();
+    return messages_.emplace(answer.messageText, answer.messageText).first->second.c_str();
 }
 
 namespace {
@@ -183,17 +183,17 @@ namespace {
 // Fixed places, because operator delete[] must not allocate.
 constexpr std::size_t most_live = 4096;
 std::atomic<const void*> live[most_live];
-std::atomic<int> live_count{0};
+std::atomic<int> liveCount{0};
 
 }  // namespace
 
-char* Recorder::new_request(const std::string& text) {
+char* Recorder::NewRequest(const std::string& text) {
     char* const block = new char[text.size() + 1];
     std::memcpy(block, text.c_str(), text.size() + 1);
     for (auto& place : live) {
         const void* empty = nullptr;
         if (place.compare_exchange_strong(empty, block)) {
-            ++live_count;
+            ++liveCount;
             return block;
         }
     }
@@ -201,18 +201,18 @@ char* Recorder::new_request(const std::string& text) {
     throw std::length_error("too many request texts are alive");
 }
 
-int Recorder::live_requests() const {
-    return live_count;
+int Recorder::LiveRequests() const {
+    return liveCount;
 }
 
-void released(const void* block) noexcept {
+void Released(const void* block) noexcept {
     // Asked at every delete[] of the process, and nearly always there is none.
-    if (!block || live_count == 0) return;
+    if (!block || liveCount == 0) return;
     for (auto& place : live) {
         const void* expected = block;
         if (place.load(std::memory_order_relaxed) == block &&
             place.compare_exchange_strong(expected, nullptr)) {
-            --live_count;
+            --liveCount;
             return;
         }
     }
@@ -221,18 +221,18 @@ void released(const void* block) noexcept {
 namespace {
 
 struct Leaving {
-    ~Leaving() { recorder().leave(); }
+    ~Leaving() { TheRecorder().Leave(); }
 };
 const Leaving leaving;
 
 }  // namespace
 
-Recorder& recorder() {
+Recorder& TheRecorder() {
     // Never destroyed: a thread may still be inside an entry point when the process ends.
     static Recorder* const instance = [] {
         // A child of fork() may ask while another thread of its parent was being recorded.
-        pthread_atfork([] { recorder().hold(); }, [] { recorder().release(); },
-                       [] { recorder().release(); });
+        pthread_atfork([] { TheRecorder().Hold(); }, [] { TheRecorder().Release(); },
+                       [] { TheRecorder().Release(); });
         return new Recorder;
     }();
     return *instance;

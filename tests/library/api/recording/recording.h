@@ -33,7 +33,7 @@ struct RECORDING_API Argument {
     const void* address = nullptr;
     std::string bytes;
 
-    std::string describe() const;
+    std::string Describe() const;
 };
 
 struct RECORDING_API Call {
@@ -41,9 +41,9 @@ struct RECORDING_API Call {
     std::vector<Argument> arguments;
 
     // Entry point and arguments in one line, such as VerifyPIN("A1").
-    std::string describe() const;
-    const Argument& at(std::size_t index) const;
-    const std::string& bytes(std::size_t index) const;
+    std::string Describe() const;
+    const Argument& At(std::size_t index) const;
+    const std::string& Bytes(std::size_t index) const;
 };
 
 // How a call is answered. Nothing is written that the test did not ask for.
@@ -51,63 +51,63 @@ struct RECORDING_API Answer {
     int code = 0;
     std::map<std::size_t, std::string> written;    // argument -> bytes stored there, no NUL added
     std::map<std::size_t, std::uint32_t> numbers;  // argument -> 32-bit number stored there
-    bool has_request = false;
-    std::string request_text;  // handed out as a block of new char[]
-    bool has_filled = false;
-    std::string filled_text;  // put into the string object through raw memory
-    bool message_is_null = false;
-    std::string message_text;  // of X_ErrorConvert_UOS
+    bool hasRequest = false;
+    std::string requestText;  // handed out as a block of new char[]
+    bool hasFilled = false;
+    std::string filledText;  // put into the string object through raw memory
+    bool messageIsNull = false;
+    std::string messageText;  // of X_ErrorConvert_UOS
     std::function<void(const Call&)> action;
 
-    Answer& returns(int result);
-    Answer& writes(std::size_t argument, std::string bytes);
-    Answer& writes_number(std::size_t argument, std::uint32_t number);
-    Answer& request(std::string text);
-    Answer& fills(std::string text);
-    Answer& message(std::string text);
-    Answer& null_message();
+    Answer& Returns(int result);
+    Answer& Writes(std::size_t argument, std::string bytes);
+    Answer& WritesNumber(std::size_t argument, std::uint32_t number);
+    Answer& Request(std::string text);
+    Answer& Fills(std::string text);
+    Answer& Message(std::string text);
+    Answer& NullMessage();
     // Runs after the outputs are written, without a lock: it may block or throw.
-    Answer& does(std::function<void(const Call&)> what);
+    Answer& Does(std::function<void(const Call&)> what);
 };
 
 class RECORDING_API Recorder {
 public:
     // The answer to every call of an entry point, or to its nth call alone (from 1).
-    Answer& on(const std::string& entry);
-    Answer& on(const std::string& entry, int nth);
+    Answer& On(const std::string& entry);
+    Answer& On(const std::string& entry, int nth);
     // Stores the first size bytes behind a Pointer argument too.
-    void capture(const std::string& entry, std::size_t argument, std::size_t size);
+    void Capture(const std::string& entry, std::size_t argument, std::size_t size);
 
-    std::vector<Call> calls() const;
-    std::vector<Call> calls(const std::string& entry) const;
-    Call only(const std::string& entry) const;  // throws unless there was exactly one
-    std::vector<std::string> trace() const;     // describe() of each call, in order
-    std::vector<std::string> names() const;     // entry points alone, in order
-    std::vector<std::string> lookups() const;   // names looked up in the token library, in order
-    void forget();                              // calls and look-ups; the answers stay
+    std::vector<Call> Calls() const;
+    std::vector<Call> Calls(const std::string& entry) const;
+    Call Only(const std::string& entry) const;  // throws unless there was exactly one
+    std::vector<std::string> Trace() const;     // describe() of each call, in order
+    std::vector<std::string> Names() const;     // entry points alone, in order
+    std::vector<std::string> Lookups() const;   // names looked up in the token library, in order
+    void Forget();                              // calls and look-ups; the answers stay
     // Runs at each look-up of an entry point, before it is written down.
-    void when_looked_up(std::function<void()> what);
+    void WhenLookedUp(std::function<void()> what);
     // The look-up of this entry point finds nothing; an empty name hides none.
-    void hide(const std::string& entry);
+    void Hide(const std::string& entry);
     // Answers every call, in place of what on() says.
-    void answer_with(std::function<Answer(const Call&)> what);
+    void AnswerWith(std::function<Answer(const Call&)> what);
 
     // Runs when the process ends, behind the destructors of the library under test, which is loaded
     // after this one.
-    void when_leaving(std::function<void()> what);
+    void WhenLeaving(std::function<void()> what);
 
     // Request texts handed out and not yet released.
-    int live_requests() const;
+    int LiveRequests() const;
 
     // For the stand-ins. False: the entry point is hidden.
-    bool note_lookup(const char* name);
-    void leave();
-    void hold() { mutex_.lock(); }
-    void release() { mutex_.unlock(); }
-    std::size_t captured(const std::string& entry, std::size_t argument) const;
-    Answer record(const Call& call);
-    const char* keep_message(const Answer& answer);
-    char* new_request(const std::string& text);
+    bool NoteLookup(const char* name);
+    void Leave();
+    void Hold() { mutex_.lock(); }
+    void Release() { mutex_.unlock(); }
+    std::size_t Captured(const std::string& entry, std::size_t argument) const;
+    Answer Record(const Call& call);
+    const char* KeepMessage(const Answer& answer);
+    char* NewRequest(const std::string& text);
 
 private:
     mutable std::mutex mutex_;
@@ -117,7 +117,7 @@ private:
     std::map<std::pair<std::string, std::size_t>, std::size_t> captures_;
     std::vector<Call> calls_;
     std::vector<std::string> lookups_;
-    std::function<void()> looked_up_;
+    std::function<void()> lookedUp_;
     std::function<void()> leaving_;
     std::string hidden_;
     std::function<Answer(const Call&)> answerer_;
@@ -125,14 +125,14 @@ private:
 };
 
 // The one of the process.
-RECORDING_API Recorder& recorder();
+RECORDING_API Recorder& TheRecorder();
 
 // Told by the test program's operator delete[]: a block is about to be released.
-RECORDING_API void released(const void* block) noexcept;
+RECORDING_API void Released(const void* block) noexcept;
 
 // The bytes of a number or record as they stand in memory.
 template <class T>
-std::string bytes_of(const T& value) {
+std::string BytesOf(const T& value) {
     return std::string(reinterpret_cast<const char*>(&value), sizeof value);
 }
 

@@ -10,12 +10,12 @@ using recording::Answer;
 using recording::Raw;
 
 template <class Result>
-Result give(const Answer& answer) {
+Result Give(const Answer& answer) {
     return answer.code;
 }
 template <>
-const char* give<const char*>(const Answer& answer) {
-    return recording::recorder().keep_message(answer);
+const char* Give<const char*>(const Answer& answer) {
+    return recording::TheRecorder().KeepMessage(answer);
 }
 
 // The body of one entry point, of exactly the contract's type. Row tells its name and roles.
@@ -24,8 +24,8 @@ struct Body;
 template <class Row, class Result, class... Arguments>
 struct Body<Row, Result(Arguments...)> {
     static Result run(Arguments... arguments) {
-        const std::vector<Raw> raws{recording::raw_argument(arguments)...};
-        return give<Result>(recording::carry_out(Row::name(), Row::roles(), raws));
+        const std::vector<Raw> raws{recording::RawArgument(arguments)...};
+        return Give<Result>(recording::CarryOut(Row::name(), Row::roles(), raws));
     }
 };
 
@@ -70,7 +70,7 @@ ROW(SetCachePinFlag, "t v")
 extern "C" {
 #define ENTRY(result, name, arguments)                                          \
     __attribute__((visibility("hidden"))) result(*resolve_##name()) arguments { \
-        return recording::recorder().note_lookup(#name)                         \
+        return recording::TheRecorder().NoteLookup(#name)                       \
                    ? &Body<Row_##name, kesta::token::name>::run                 \
                    : nullptr;                                                   \
     }                                                                           \

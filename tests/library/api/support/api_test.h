@@ -16,12 +16,12 @@
 #include "log_file.h"
 #include "recording.h"
 
-using recording::bytes_of;
-using recording::recorder;
+using recording::BytesOf;
+using recording::TheRecorder;
 
 // The trace of calls and the lines of the log are compared as wholes.
-inline Lines trace() {
-    return recorder().trace();
+inline Lines Trace() {
+    return TheRecorder().Trace();
 }
 
 // A value that no export produces, to see whether an export stores its result.

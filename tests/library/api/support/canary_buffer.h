@@ -14,21 +14,21 @@ public:
     }
 
     char* data() { return bytes_.data() + guard; }
-    std::string bytes() const { return {bytes_.data() + guard, size_}; }
-    std::string text() const { return bytes_.data() + guard; }  // up to the first NUL
+    std::string Bytes() const { return {bytes_.data() + guard, size_}; }
+    std::string Text() const { return bytes_.data() + guard; }  // up to the first NUL
 
     // Nothing outside the buffer was written.
-    bool guards_intact() const {
-        const auto is_mark = [](char byte) { return byte == mark; };
-        return std::all_of(bytes_.begin(), bytes_.begin() + guard, is_mark) &&
-               std::all_of(bytes_.end() - guard, bytes_.end(), is_mark);
+    bool GuardsIntact() const {
+        const auto isMark = [](char byte) { return byte == mark; };
+        return std::all_of(bytes_.begin(), bytes_.begin() + guard, isMark) &&
+               std::all_of(bytes_.end() - guard, bytes_.end(), isMark);
     }
     // Nothing at all was written.
-    bool untouched() const { return guards_intact() && bytes() == std::string(size_, fill_); }
+    bool Untouched() const { return GuardsIntact() && Bytes() == std::string(size_, fill_); }
     // The first part was written with exactly these bytes, the rest and the guards not at all.
-    bool holds_only(const std::string& written) const {
-        return guards_intact() && written.size() <= size_ &&
-               bytes() == written + std::string(size_ - written.size(), fill_);
+    bool HoldsOnly(const std::string& written) const {
+        return GuardsIntact() && written.size() <= size_ &&
+               Bytes() == written + std::string(size_ - written.size(), fill_);
     }
 
 private:

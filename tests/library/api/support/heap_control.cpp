@@ -23,23 +23,23 @@ std::atomic<int> failed{0};
 
 // Where the library under test stands in memory. Asked of the library itself: its variables may
 // stand in the program, and a client may have functions of the same names.
-const void* library_base = nullptr;
+const void* libraryBase = nullptr;
 
-void find_library() {
+void FindLibrary() {
     void* const library = dlopen("libkesta_unified_zrkukey.so", RTLD_LAZY | RTLD_NOLOAD);
     Dl_info inside{};
     if (!library || !dladdr(dlsym(library, "Initialize"), &inside)) std::abort();
-    library_base = inside.dli_fbase;
+    libraryBase = inside.dli_fbase;
 }
 
 // Only what the library itself allocates may fail, not the stand-ins or the test.
-bool called_by_library(const void* return_address) {
+bool CalledByLibrary(const void* returnAddress) {
     Dl_info caller{};
-    return dladdr(return_address, &caller) && caller.dli_fbase == library_base;
+    return dladdr(returnAddress, &caller) && caller.dli_fbase == libraryBase;
 }
 
-bool must_fail(const void* return_address) {
-    if (countdown.load() == 0 || !called_by_library(return_address)) return false;
+bool MustFail(const void* returnAddress) {
+    if (countdown.load() == 0 || !CalledByLibrary(returnAddress)) return false;
     if (--countdown != 0) return false;
     ++failed;
     return true;
@@ -47,7 +47,7 @@ bool must_fail(const void* return_address) {
 
 // The runtime's operator, or the sanitizer's, which checks that new[] meets delete[].
 template <class Function>
-Function next(const char* symbol) {
+Function Next(const char* symbol) {
     return reinterpret_cast<Function>(dlsym(RTLD_NEXT, symbol));
 }
 
@@ -56,14 +56,14 @@ Function next(const char* symbol) {
 #define HEAP_EXPORT __attribute__((visibility("default"), noinline))
 
 HEAP_EXPORT void* operator new(std::size_t size) {
-    static const auto original = next<void* (*)(std::size_t)>("_Znwm");
-    if (must_fail(__builtin_return_address(0))) throw std::bad_alloc();
+    static const auto original = Next<void* (*)(std::size_t)>("_Znwm");
+    if (MustFail(__builtin_return_address(0))) throw std::bad_alloc();
     return original(size);
 }
 
 HEAP_EXPORT void* operator new[](std::size_t size) {
-    static const auto original = next<void* (*)(std::size_t)>("_Znam");
-    if (must_fail(__builtin_return_address(0))) throw std::bad_alloc();
+    static const auto original = Next<void* (*)(std::size_t)>("_Znam");
+    if (MustFail(__builtin_return_address(0))) throw std::bad_alloc();
     return std::memset(original(size), fresh_byte, size);
 }
 
@@ -73,16 +73,16 @@ extern "C" void* __libc_malloc(std::size_t size);
 extern "C" void* __libc_realloc(void* block, std::size_t size);
 
 extern "C" HEAP_EXPORT void* malloc(std::size_t size) {
-    return must_fail(__builtin_return_address(0)) ? nullptr : __libc_malloc(size);
+    return MustFail(__builtin_return_address(0)) ? nullptr : __libc_malloc(size);
 }
 
 extern "C" HEAP_EXPORT void* realloc(void* block, std::size_t size) {
-    return must_fail(__builtin_return_address(0)) ? nullptr : __libc_realloc(block, size);
+    return MustFail(__builtin_return_address(0)) ? nullptr : __libc_realloc(block, size);
 }
 #endif
 
 HEAP_EXPORT void operator delete(void* block) noexcept {
-    static const auto original = next<void (*)(void*)>("_ZdlPv");
+    static const auto original = Next<void (*)(void*)>("_ZdlPv");
     original(block);
 }
 
@@ -91,8 +91,8 @@ HEAP_EXPORT void operator delete(void* block, std::size_t) noexcept {
 }
 
 HEAP_EXPORT void operator delete[](void* block) noexcept {
-    static const auto original = next<void (*)(void*)>("_ZdaPv");
-    recording::released(block);
+    static const auto original = Next<void (*)(void*)>("_ZdaPv");
+    recording::Released(block);
     original(block);
 }
 
@@ -101,7 +101,7 @@ HEAP_EXPORT void operator delete[](void* block, std::size_t) noexcept {
 }
 
 FailingAllocation::FailingAllocation(int nth) {
-    if (!library_base) find_library();
+    if (!libraryBase) FindLibrary();
     failed = 0;
     countdown = nth;
 }
@@ -110,11 +110,11 @@ FailingAllocation::~FailingAllocation() {
     countdown = 0;
 }
 
-bool FailingAllocation::happened() const {
+bool FailingAllocation::Happened() const {
     return failed.load() != 0;
 }
 
-std::size_t heap_in_use() {
+std::size_t HeapInUse() {
     if (__sanitizer_get_current_allocated_bytes) return __sanitizer_get_current_allocated_bytes();
     return mallinfo2().uordblks;
 }

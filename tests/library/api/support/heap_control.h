@@ -16,28 +16,28 @@ public:
     ~FailingAllocation();
     FailingAllocation(const FailingAllocation&) = delete;
     FailingAllocation& operator=(const FailingAllocation&) = delete;
-    bool happened() const;
+    bool Happened() const;
 };
 
 // What every byte of a block from new[] holds until somebody writes to it.
 constexpr unsigned char fresh_byte = 0xA5;
 
 // Bytes allocated and not released, by anybody in the process.
-std::size_t heap_in_use();
+std::size_t HeapInUse();
 
 // Repeats what often enough that a leak of one block in each round shows.
 template <std::size_t rounds = 200, class Function>
-void expect_no_leak(Function what) {
+void ExpectNoLeak(Function what) {
     const auto repeat = [&what] {
         for (std::size_t round = 0; round < rounds; ++round) {
             what();
-            recording::recorder().forget();
+            recording::TheRecorder().Forget();
         }
     };
     repeat();
-    const std::size_t before = heap_in_use();
+    const std::size_t before = HeapInUse();
     repeat();
-    EXPECT_LT(heap_in_use(), before + rounds * 8);
+    EXPECT_LT(HeapInUse(), before + rounds * 8);
 }
 
 #endif

@@ -15,13 +15,13 @@ namespace install {
 
 namespace {
 
-void put(const fs::path& library) {
+void Put(const fs::path& library) {
     // A new file: one that is mapped must not change under the process.
     fs::remove(token_library);
     fs::copy_file(library, token_library);
 }
 
-std::vector<Elf64_Phdr> segments_of(std::istream& file, Elf64_Ehdr& header) {
+std::vector<Elf64_Phdr> SegmentsOf(std::istream& file, Elf64_Ehdr& header) {
     file.read(reinterpret_cast<char*>(&header), sizeof header);
     std::vector<Elf64_Phdr> segments(header.e_phnum);
     file.seekg(static_cast<std::streamoff>(header.e_phoff));
@@ -30,39 +30,39 @@ std::vector<Elf64_Phdr> segments_of(std::istream& file, Elf64_Ehdr& header) {
     return segments;
 }
 
-void* handle_if_open() {
+void* HandleIfOpen() {
     return dlopen(token_library, RTLD_LAZY | RTLD_NOLOAD);
 }
 
 }  // namespace
 
-void remove_token_library() {
+void RemoveTokenLibrary() {
     fs::remove(token_library);
 }
 
-void truncate_token_library(unsigned bytes) {
-    put(fs::path(KESTA_TOKEN_IMAGE) / "libKestaZRK.so");
+void TruncateTokenLibrary(unsigned bytes) {
+    Put(fs::path(KESTA_TOKEN_IMAGE) / "libKestaZRK.so");
     fs::resize_file(token_library, bytes);
 }
 
-void put_text_file() {
+void PutTextFile() {
     fs::remove(token_library);
     std::ofstream(token_library) << "This is not a library.\n";
 }
 
-void put_library_without(const std::string& entry) {
-    put(fs::path(KESTA_TOKEN_VARIANTS) / ("without_" + entry) / "libKestaZRK.so");
+void PutLibraryWithout(const std::string& entry) {
+    Put(fs::path(KESTA_TOKEN_VARIANTS) / ("without_" + entry) / "libKestaZRK.so");
 }
 
-void put_library_with_unresolved_function() {
-    put(fs::path(KESTA_TOKEN_VARIANTS) / "unresolved" / "libKestaZRK.so");
+void PutLibraryWithUnresolvedFunction() {
+    Put(fs::path(KESTA_TOKEN_VARIANTS) / "unresolved" / "libKestaZRK.so");
 }
 
-void put_library_with_distant_zeroes() {
-    put_complete_library();
+void PutLibraryWithDistantZeroes() {
+    PutCompleteLibrary();
     std::fstream file(token_library, std::ios::in | std::ios::out | std::ios::binary);
     Elf64_Ehdr header{};
-    std::vector<Elf64_Phdr> segments = segments_of(file, header);
+    std::vector<Elf64_Phdr> segments = SegmentsOf(file, header);
     const auto size = static_cast<std::streamsize>(segments.size() * sizeof(Elf64_Phdr));
 
     // The note is of no use to the loader and stands behind the segments that it loads.
@@ -80,25 +80,25 @@ void put_library_with_distant_zeroes() {
     file.write(reinterpret_cast<const char*>(segments.data()), size);
 }
 
-void put_complete_library() {
-    put(fs::path(KESTA_TOKEN_IMAGE) / "libKestaZRK.so");
+void PutCompleteLibrary() {
+    Put(fs::path(KESTA_TOKEN_IMAGE) / "libKestaZRK.so");
 }
 
-void put_library_cut_in_its_last_page() {
-    put_complete_library();
+void PutLibraryCutInItsLastPage() {
+    PutCompleteLibrary();
     std::ifstream file(token_library, std::ios::binary);
     Elf64_Ehdr header{};
     Elf64_Off end = 0;
-    for (const Elf64_Phdr& segment : segments_of(file, header)) {
+    for (const Elf64_Phdr& segment : SegmentsOf(file, header)) {
         if (segment.p_type == PT_LOAD) end = std::max(end, segment.p_offset + segment.p_filesz);
     }
     if (!file || end % 4096 < 2) throw std::runtime_error("nothing to cut off");
     fs::resize_file(token_library, end - 1);
 }
 
-int close_entirely() {
+int CloseEntirely() {
     int times = 0;
-    while (void* const handle = handle_if_open()) {
+    while (void* const handle = HandleIfOpen()) {
         dlclose(handle);  // what asking added
         dlclose(handle);  // one of those that were there
         ++times;
@@ -106,8 +106,8 @@ int close_entirely() {
     return times;
 }
 
-bool is_open() {
-    void* const handle = handle_if_open();
+bool IsOpen() {
+    void* const handle = HandleIfOpen();
     if (handle) dlclose(handle);
     return handle != nullptr;
 }

@@ -9,21 +9,21 @@ namespace install {
 constexpr const char* directory = "/opt/apps/com.zrk.uoskesta/files/bin";
 constexpr const char* token_library = "/opt/apps/com.zrk.uoskesta/files/bin/libKestaZRK.so";
 
-void remove_token_library();
-void truncate_token_library(unsigned bytes);  // cut after so many bytes
-void put_text_file();                         // a text instead of a library
-void put_library_without(const std::string& entry);
-void put_library_with_unresolved_function();
+void RemoveTokenLibrary();
+void TruncateTokenLibrary(unsigned bytes);  // cut after so many bytes
+void PutTextFile();                         // a text instead of a library
+void PutLibraryWithout(const std::string& entry);
+void PutLibraryWithUnresolvedFunction();
 // Complete; one segment of zeroes alone says that it begins far behind the file's end.
-void put_library_with_distant_zeroes();
-void put_complete_library();
+void PutLibraryWithDistantZeroes();
+void PutCompleteLibrary();
 // Complete but for the last byte that the loader maps, in a page that the file reaches into.
-void put_library_cut_in_its_last_page();
+void PutLibraryCutInItsLastPage();
 
-bool is_open();  // the token library, in this process
+bool IsOpen();  // the token library, in this process
 // Closes the token library as often as it is open and says how often that was. The file in the
 // directory is read anew when it is opened next; while it is open, its name alone is looked at.
-int close_entirely();
+int CloseEntirely();
 
 }  // namespace install
 

@@ -11,12 +11,12 @@ public:
 };
 }  // namespace LGN
 
-constexpr std::uint32_t out_of_memory = 0x8007000E;
+constexpr std::uint32_t kOutOfMemory = 0x8007000E;
 constexpr std::uint32_t invalid_argument = 0x80070057;
 
 // The code that what throws, or 0 when it returns.
 template <class Function>
-std::uint32_t code_thrown_by(Function what) {
+std::uint32_t CodeThrownBy(Function what) {
     try {
         what();
     } catch (const LGN::CLgnException& exception) {

@@ -18,11 +18,11 @@ struct LogRecord {
 
 using Lines = std::vector<std::string>;
 
-std::string log_text();                // the file as it is; empty when absent
-std::vector<LogRecord> log_records();  // throws std::runtime_error on a bad shape
-std::vector<LogRecord> parse_log(std::string text);
-Lines log_lines();  // "tag|body" of each record
-void forget_log();
-bool log_exists();
+std::string LogText();                // the file as it is; empty when absent
+std::vector<LogRecord> LogRecords();  // throws std::runtime_error on a bad shape
+std::vector<LogRecord> ParseLog(std::string text);
+Lines LogLines();  // "tag|body" of each record
+void ForgetLog();
+bool LogExists();
 
 #endif

@@ -9,14 +9,15 @@
 #include "recording.h"
 
 // Binds first, since binding clears it too.
-inline int last_error_seen_by(const std::string& entry, const std::function<void()>& call) {
+inline int LastErrorSeenBy(const std::string& entry, const std::function<void()>& call) {
     constexpr int before = 0x7E57;
     int seen = before + 1;
-    recording::recorder().on(entry).does([&seen](const recording::Call&) { seen = G_LastError; });
+    recording::TheRecorder().On(entry).Does(
+        [&seen](const recording::Call&) { seen = G_LastError; });
     Initialize();
     G_LastError = before;
     call();
-    recording::recorder().on(entry).does({});
+    recording::TheRecorder().On(entry).Does({});
     return seen;
 }
 

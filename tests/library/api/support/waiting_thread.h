@@ -12,12 +12,12 @@
 class Polls {
 public:
     Polls() {
-        recorder().on("ValtoT_WaitForEvent").returns(1).does([this](const recording::Call&) {
+        TheRecorder().On("ValtoT_WaitForEvent").Returns(1).Does([this](const recording::Call&) {
             ++count_;
         });
     }
-    int count() const { return count_; }
-    void wait_for(int more) const {
+    int Count() const { return count_; }
+    void WaitFor(int more) const {
         const int until = count_ + more;
         while (count_ < until) std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
@@ -30,27 +30,27 @@ private:
 class WaitingThread {
 public:
     WaitingThread() {
-        offer_slots({});
+        OfferSlots({});
         thread_ = std::thread([this] {
-            code = WaitForKeyEvent(&kind, media_id.data(), &length);
+            code = WaitForKeyEvent(&kind, mediaId.data(), &length);
             returned_ = true;
         });
     }
-    ~WaitingThread() { join(); }
-    void join() {
+    ~WaitingThread() { Join(); }
+    void Join() {
         if (thread_.joinable()) thread_.join();
     }
-    bool returned() const { return returned_; }
+    bool Returned() const { return returned_; }
     // As a client does it: a stop that comes too early is lost.
-    void stop_and_join() {
+    void StopAndJoin() {
         while (!returned_) {
             StopDetectUKey();
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
-        join();
+        Join();
     }
 
-    CanaryBuffer media_id{17};
+    CanaryBuffer mediaId{17};
     unsigned kind = 77;
     unsigned length = 77;
     int code = unrelated_code;

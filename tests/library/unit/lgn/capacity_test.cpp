@@ -13,12 +13,12 @@ class NewBuffer : public LgnTest, public testing::WithParamInterface<Room> {};
 TEST_P(NewBuffer, reserves_the_next_multiple_of_eight_above_its_characters) {
     const std::string text(static_cast<std::size_t>(GetParam().characters), 'x');
     const Buffer buffer(text.data(), GetParam().characters, _lgnBufferManager);
-    EXPECT_EQ(capacity_of(buffer), GetParam().capacity);
-    EXPECT_EQ(length_of(buffer), GetParam().characters);
-    EXPECT_EQ(references_of(buffer), 1);
+    EXPECT_EQ(CapacityOf(buffer), GetParam().capacity);
+    EXPECT_EQ(LengthOf(buffer), GetParam().characters);
+    EXPECT_EQ(ReferencesOf(buffer), 1);
     EXPECT_EQ(_lgnMemoryManager->GetSize(nullptr), static_cast<unsigned>(GetParam().capacity) + 25);
-    EXPECT_EQ(text_of(buffer), text);
-    EXPECT_TRUE(is_terminated(buffer));
+    EXPECT_EQ(TextOf(buffer), text);
+    EXPECT_TRUE(IsTerminated(buffer));
 }
 
 INSTANTIATE_TEST_SUITE_P(Sizes, NewBuffer,
@@ -37,63 +37,63 @@ struct Growth {
 class Growing : public FaultyManagerTest, public testing::WithParamInterface<Growth> {
 protected:
     // A private text whose buffer has the capacity to begin with.
-    LgnString text_with_room() {
+    LgnString TextWithRoom() {
         const std::string text(static_cast<std::size_t>(GetParam().before), 'x');
-        LgnString string(text.data(), GetParam().before, mgr());
-        peer::set_capacity(&string, GetParam().before);
+        LgnString string(text.data(), GetParam().before, Mgr());
+        peer::SetCapacity(&string, GetParam().before);
         raw.allocated.clear();
         return string;
     }
-    void expect_growth(const LgnString& string) {
+    void ExpectGrowth(const LgnString& string) {
         EXPECT_EQ(raw.reallocated, std::vector<int>{GetParam().requested});
         EXPECT_EQ(raw.allocated, std::vector<int>{}) << "a private buffer grows in place";
-        EXPECT_EQ(capacity_of(string), GetParam().after);
-        EXPECT_TRUE(is_terminated(string));
+        EXPECT_EQ(CapacityOf(string), GetParam().after);
+        EXPECT_TRUE(IsTerminated(string));
     }
 };
 
 TEST_P(Growing, in_GetBuffer) {
-    LgnString string = text_with_room();
-    const std::string before = text_of(string);
+    LgnString string = TextWithRoom();
+    const std::string before = TextOf(string);
     const char* const buffer = string.GetBuffer(GetParam().needed);
-    EXPECT_EQ(buffer, address_of(string));
-    expect_growth(string);
-    EXPECT_EQ(text_of(string), before);
+    EXPECT_EQ(buffer, AddressOf(string));
+    ExpectGrowth(string);
+    EXPECT_EQ(TextOf(string), before);
 }
 
 TEST_P(Growing, in_SetString) {
-    LgnString string = text_with_room();
+    LgnString string = TextWithRoom();
     const std::string text(static_cast<std::size_t>(GetParam().needed), 'y');
     string.SetString(text.c_str());
-    expect_growth(string);
-    EXPECT_EQ(text_of(string), text);
+    ExpectGrowth(string);
+    EXPECT_EQ(TextOf(string), text);
 }
 
 TEST_P(Growing, in_an_assignment_between_managers) {
-    LgnString string = text_with_room();
+    LgnString string = TextWithRoom();
     const std::string text(static_cast<std::size_t>(GetParam().needed), 'y');
     const LgnString source(text.c_str());
     string = source;
-    expect_growth(string);
-    EXPECT_EQ(text_of(string), text);
+    ExpectGrowth(string);
+    EXPECT_EQ(TextOf(string), text);
 }
 
 TEST_P(Growing, in_Replace) {
-    LgnString string = text_with_room();
+    LgnString string = TextWithRoom();
     string.GetBuffer(0)[0] = '|';
     const std::string longer(static_cast<std::size_t>(GetParam().needed - GetParam().before + 1),
                              'y');
     EXPECT_EQ(string.Replace("|", longer.c_str()), 1);
-    expect_growth(string);
-    EXPECT_EQ(length_of(string), GetParam().needed);
+    ExpectGrowth(string);
+    EXPECT_EQ(LengthOf(string), GetParam().needed);
 }
 
 TEST_P(Growing, in_Append) {
-    LgnString string = text_with_room();
+    LgnString string = TextWithRoom();
     const std::string more(static_cast<std::size_t>(GetParam().needed - GetParam().before), 'y');
     string.Append(more.c_str(), static_cast<int>(more.size()));
-    expect_growth(string);
-    EXPECT_EQ(length_of(string), GetParam().needed);
+    ExpectGrowth(string);
+    EXPECT_EQ(LengthOf(string), GetParam().needed);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -121,14 +121,14 @@ TEST_F(CapacityLimits, a_negative_count_is_no_memory) {
         EXPECT_EQ(_lgnBufferManager->Allocate(chars, 1), nullptr) << chars;
     }
     LgnString string("abc");
-    EXPECT_EQ(thrown_by([&] { string.Fork(-1); }), kNoMemoryCode);
-    EXPECT_EQ(text_of(string), "abc");
+    EXPECT_EQ(ThrownBy([&] { string.Fork(-1); }), kNoMemoryCode);
+    EXPECT_EQ(TextOf(string), "abc");
 }
 
 TEST_F(CapacityLimits, a_growth_that_overflows_is_no_memory_and_leaves_the_text) {
     LgnString string("abc");
-    EXPECT_EQ(thrown_by([&] { string.GetBuffer(0x7fffffff); }), kNoMemoryCode);
-    EXPECT_EQ(text_of(string), "abc");
+    EXPECT_EQ(ThrownBy([&] { string.GetBuffer(0x7fffffff); }), kNoMemoryCode);
+    EXPECT_EQ(TextOf(string), "abc");
 }
 
 }  // namespace

@@ -15,47 +15,47 @@ void __wrap_free(void* block);
 
 namespace {
 
-int requests_until_failure = 0;
+int requestsUntilFailure = 0;
 
 // Blocks and their sizes. Never destroyed: blocks are given back until the very end.
-std::unordered_map<const void*, std::size_t>& blocks() {
+std::unordered_map<const void*, std::size_t>& Blocks() {
     static auto& map = *new std::unordered_map<const void*, std::size_t>;
     return map;
 }
 
-bool fails_now() {
-    return requests_until_failure > 0 && --requests_until_failure == 0;
+bool FailsNow() {
+    return requestsUntilFailure > 0 && --requestsUntilFailure == 0;
 }
 
 }  // namespace
 
 namespace heap {
 
-long live_blocks() {
-    return static_cast<long>(blocks().size());
+long LiveBlocks() {
+    return static_cast<long>(Blocks().size());
 }
 
-bool is_live(const void* block) {
-    return blocks().count(block) != 0;
+bool IsLive(const void* block) {
+    return Blocks().count(block) != 0;
 }
 
-void fail_request(int n) {
-    requests_until_failure = n;
+void FailRequest(int n) {
+    requestsUntilFailure = n;
 }
 
 }  // namespace heap
 
 void* __wrap_malloc(std::size_t bytes) {
-    if (fails_now()) return nullptr;
+    if (FailsNow()) return nullptr;
     void* block = __real_malloc(bytes);
-    if (block != nullptr) blocks()[block] = bytes;
+    if (block != nullptr) Blocks()[block] = bytes;
     return block;
 }
 
 void* __wrap_realloc(void* block, std::size_t bytes) {
     void* const moved = __wrap_malloc(bytes);
     if (moved == nullptr || block == nullptr) return moved;
-    const std::size_t size = blocks().at(block);
+    const std::size_t size = Blocks().at(block);
     std::memcpy(moved, block, std::min(size, bytes));
     std::memset(block, '#', size);
     __wrap_free(block);
@@ -63,6 +63,6 @@ void* __wrap_realloc(void* block, std::size_t bytes) {
 }
 
 void __wrap_free(void* block) {
-    blocks().erase(block);
+    Blocks().erase(block);
     __real_free(block);
 }

@@ -7,10 +7,10 @@
 namespace heap {
 
 // Blocks taken and not yet given back.
-long live_blocks();
-bool is_live(const void* block);
+long LiveBlocks();
+bool IsLive(const void* block);
 // From now on the nth request (1: the next) finds no memory; 0 ends it.
-void fail_request(int n);
+void FailRequest(int n);
 
 }  // namespace heap
 

@@ -18,7 +18,7 @@ constexpr int kInvalidCode = static_cast<int>(0x80070057u);
 
 // The code of the library's exception that act throws, 0 when it throws none.
 template <typename Act>
-int thrown_by(Act act) {
+int ThrownBy(Act act) {
     try {
         act();
     } catch (const LGN::CLgnException& exception) {
@@ -28,57 +28,57 @@ int thrown_by(Act act) {
 }
 
 // A string as its bytes tell it.
-inline int length_of(const Buffer& string) {
-    return peer::header(&string).dataLength;
+inline int LengthOf(const Buffer& string) {
+    return peer::Header(&string).dataLength;
 }
-inline int capacity_of(const Buffer& string) {
-    return peer::header(&string).allocLength;
+inline int CapacityOf(const Buffer& string) {
+    return peer::Header(&string).allocLength;
 }
-inline std::int64_t references_of(const Buffer& string) {
-    return peer::header(&string).references;
+inline std::int64_t ReferencesOf(const Buffer& string) {
+    return peer::Header(&string).references;
 }
-inline void* manager_of(const Buffer& string) {
-    return peer::header(&string).manager;
+inline void* ManagerOf(const Buffer& string) {
+    return peer::Header(&string).manager;
 }
-inline std::string text_of(const Buffer& string) {
-    return std::string(peer::characters(&string), static_cast<std::size_t>(length_of(string)));
+inline std::string TextOf(const Buffer& string) {
+    return std::string(peer::Characters(&string), static_cast<std::size_t>(LengthOf(string)));
 }
-inline bool is_terminated(const Buffer& string) {
-    return peer::characters(&string)[length_of(string)] == '\0';
+inline bool IsTerminated(const Buffer& string) {
+    return peer::Characters(&string)[LengthOf(string)] == '\0';
 }
-inline const char* address_of(const Buffer& string) {
-    return peer::characters(&string);
+inline const char* AddressOf(const Buffer& string) {
+    return peer::Characters(&string);
 }
 
 // The reference count of the empty text of the library's own manager.
-inline std::int64_t nil_references() {
-    return peer::load<std::int64_t>(_lgnBufferManager, 32);
+inline std::int64_t NilReferences() {
+    return peer::Load<std::int64_t>(_lgnBufferManager, 32);
 }
 
 // Every test ends with as many blocks, and users of the empty text, as it began with.
 class LgnTest : public testing::Test {
 protected:
-    LgnTest() : m_blocks(heap::live_blocks()), m_nil(nil_references()) {}
+    LgnTest() : blocks_(heap::LiveBlocks()), nil_(NilReferences()) {}
     ~LgnTest() override {
-        EXPECT_EQ(heap::live_blocks(), m_blocks) << "blocks were lost or given back twice";
-        EXPECT_EQ(nil_references(), m_nil) << "the empty text's count is not as it was";
+        EXPECT_EQ(heap::LiveBlocks(), blocks_) << "blocks were lost or given back twice";
+        EXPECT_EQ(NilReferences(), nil_) << "the empty text's count is not as it was";
     }
 
 private:
-    const long m_blocks;
-    const std::int64_t m_nil;
+    const long blocks_;
+    const std::int64_t nil_;
 };
 
 // A manager whose operations can be made to fail, beside the library's own.
 class FaultyManagerTest : public LgnTest {
 protected:
     ~FaultyManagerTest() override {
-        EXPECT_EQ(raw.nil_references(), 2) << "the raw manager's empty text is still in use";
-        EXPECT_EQ(other.nil_references(), 2) << "the other manager's empty text is still in use";
+        EXPECT_EQ(raw.NilReferences(), 2) << "the raw manager's empty text is still in use";
+        EXPECT_EQ(other.NilReferences(), 2) << "the other manager's empty text is still in use";
     }
 
-    LGN::ILgnBufferMgr* mgr() { return raw.as<LGN::ILgnBufferMgr>(); }
-    LGN::ILgnBufferMgr* other_mgr() { return other.as<LGN::ILgnBufferMgr>(); }
+    LGN::ILgnBufferMgr* Mgr() { return raw.As<LGN::ILgnBufferMgr>(); }
+    LGN::ILgnBufferMgr* OtherMgr() { return other.As<LGN::ILgnBufferMgr>(); }
 
     peer::RawManager raw{_lgnBufferManager};
     peer::RawManager other{_lgnBufferManager};
@@ -88,13 +88,13 @@ protected:
 class DefaultManager {
 public:
     explicit DefaultManager(LGN::ILgnBufferMgr* mgr)
-        : m_before(std::exchange(_lgnBufferManager, mgr)) {}
-    ~DefaultManager() { _lgnBufferManager = m_before; }
+        : before_(std::exchange(_lgnBufferManager, mgr)) {}
+    ~DefaultManager() { _lgnBufferManager = before_; }
     DefaultManager(const DefaultManager&) = delete;
     DefaultManager& operator=(const DefaultManager&) = delete;
 
 private:
-    LGN::ILgnBufferMgr* m_before;
+    LGN::ILgnBufferMgr* before_;
 };
 
 #endif

@@ -4,93 +4,93 @@
 
 namespace peer {
 
-char* characters(const void* string) {
-    return load<char*>(string, 0);
+char* Characters(const void* string) {
+    return Load<char*>(string, 0);
 }
 
-KestaStringHeader header(const void* string) {
-    return load<KestaStringHeader>(characters(string), -24);
+KestaStringHeader Header(const void* string) {
+    return Load<KestaStringHeader>(Characters(string), -24);
 }
 
-void set_references(const void* string, std::int64_t references) {
-    store(characters(string), -8, references);
+void SetReferences(const void* string, std::int64_t references) {
+    Store(Characters(string), -8, references);
 }
 
-void set_capacity(const void* string, std::int32_t capacity) {
-    store(characters(string), -12, capacity);
+void SetCapacity(const void* string, std::int32_t capacity) {
+    Store(Characters(string), -12, capacity);
 }
 
-void release(KestaStringHeader* header) {
+void Release(KestaStringHeader* header) {
     if (--header->references < 1) std::free(header);
 }
 
-void fill(void* string, const char* text) {
-    char* const old = characters(string);
+void Fill(void* string, const char* text) {
+    char* const old = Characters(string);
     const auto length = static_cast<int>(std::strlen(text));
-    void* const manager = load<void*>(old, -24);
-    auto* const block = call<Allocate>(kAllocate, manager, length, 1);
+    void* const manager = Load<void*>(old, -24);
+    auto* const block = Call<Allocate>(kAllocate, manager, length, 1);
     char* const fresh = reinterpret_cast<char*>(block) + 24;
     std::memcpy(fresh, text, static_cast<std::size_t>(length) + 1);
-    store<std::int32_t>(fresh, -16, length);
-    store(string, 0, fresh);
-    release(reinterpret_cast<KestaStringHeader*>(old - 24));
+    Store<std::int32_t>(fresh, -16, length);
+    Store(string, 0, fresh);
+    Release(reinterpret_cast<KestaStringHeader*>(old - 24));
 }
 
-RawManager::RawManager(void* original) : m_original(original) {
-    const auto* table = load<const char*>(original, 0);
-    std::memcpy(m_table, table - 16, sizeof m_table);
-    void** const slots = m_table + 2;
-    slots[kAllocate] = reinterpret_cast<void*>(&RawManager::allocate);
-    slots[kFree] = reinterpret_cast<void*>(&RawManager::free);
-    slots[kReallocate] = reinterpret_cast<void*>(&RawManager::reallocate);
-    slots[kClone] = reinterpret_cast<void*>(&RawManager::clone_of);
+RawManager::RawManager(void* original) : original_(original) {
+    const auto* table = Load<const char*>(original, 0);
+    std::memcpy(table_, table - 16, sizeof table_);
+    void** const slots = table_ + 2;
+    slots[kAllocate] = reinterpret_cast<void*>(&RawManager::Allocate);
+    slots[kFree] = reinterpret_cast<void*>(&RawManager::Free);
+    slots[kReallocate] = reinterpret_cast<void*>(&RawManager::Reallocate);
+    slots[kClone] = reinterpret_cast<void*>(&RawManager::CloneOf);
 
-    store<void*>(m_object, 0, slots);
-    store<void*>(m_object, 8, load<void*>(original, 8));
-    store<KestaStringHeader>(m_object, 16, {m_object, 0, 0, 2});
-    store<RawManager*>(m_object, 48, this);
+    Store<void*>(object_, 0, slots);
+    Store<void*>(object_, 8, Load<void*>(original, 8));
+    Store<KestaStringHeader>(object_, 16, {object_, 0, 0, 2});
+    Store<RawManager*>(object_, 48, this);
 }
 
 namespace {
 
 // The original's operation on another manager's bytes: there is no other state than these.
 template <typename Operation, typename... Arguments>
-PEER_CALL auto original_operation(void* original, int slot, void* self, Arguments... arguments) {
-    auto* operation = load<Operation*>(load<const char*>(original, 0), slot * 8);
+PEER_CALL auto OriginalOperation(void* original, int slot, void* self, Arguments... arguments) {
+    auto* operation = Load<Operation*>(Load<const char*>(original, 0), slot * 8);
     return operation(self, arguments...);
 }
 
 }  // namespace
 
-KestaStringHeader* RawManager::allocate(void* self, int chars, int charSize) {
-    RawManager& manager = of(self);
+KestaStringHeader* RawManager::Allocate(void* self, int chars, int charSize) {
+    RawManager& manager = Of(self);
     manager.allocated.push_back(chars);
     if (manager.allocation == Fault::kNoMemory) return nullptr;
     auto* block =
-        original_operation<Allocate>(manager.m_original, kAllocate, self, chars, charSize);
+        OriginalOperation<peer::Allocate>(manager.original_, kAllocate, self, chars, charSize);
     if (manager.allocation == Fault::kTooShort) block->allocLength = chars - 1;
     return block;
 }
 
-KestaStringHeader* RawManager::reallocate(void* self, KestaStringHeader* header, int chars,
+KestaStringHeader* RawManager::Reallocate(void* self, KestaStringHeader* header, int chars,
                                           int size) {
-    RawManager& manager = of(self);
+    RawManager& manager = Of(self);
     manager.reallocated.push_back(chars);
     if (manager.reallocation == Fault::kNoMemory) return nullptr;
-    auto* block =
-        original_operation<Reallocate>(manager.m_original, kReallocate, self, header, chars, size);
+    auto* block = OriginalOperation<peer::Reallocate>(manager.original_, kReallocate, self, header,
+                                                      chars, size);
     if (manager.reallocation == Fault::kTooShort) block->allocLength = 1;
     return block;
 }
 
-void RawManager::free(void* self, KestaStringHeader* header) {
-    RawManager& manager = of(self);
+void RawManager::Free(void* self, KestaStringHeader* header) {
+    RawManager& manager = Of(self);
     ++manager.freed;
-    original_operation<Free>(manager.m_original, kFree, self, header);
+    OriginalOperation<peer::Free>(manager.original_, kFree, self, header);
 }
 
-void* RawManager::clone_of(void* self) {
-    void* const other = of(self).clone;
+void* RawManager::CloneOf(void* self) {
+    void* const other = Of(self).clone;
     return other == nullptr ? self : other;
 }
 

@@ -20,14 +20,14 @@
 namespace peer {
 
 template <typename T>
-T load(const void* base, std::ptrdiff_t offset) {
+T Load(const void* base, std::ptrdiff_t offset) {
     T value;
     std::memcpy(&value, static_cast<const char*>(base) + offset, sizeof value);
     return value;
 }
 
 template <typename T>
-void store(void* base, std::ptrdiff_t offset, T value) {
+void Store(void* base, std::ptrdiff_t offset, T value) {
     std::memcpy(static_cast<char*>(base) + offset, &value, sizeof value);
 }
 
@@ -56,22 +56,22 @@ using MemoryGetSize = std::size_t(void* self, void* block);
 
 // Calls the operation in a slot of the table that an object's first word names.
 template <typename Operation, typename... Arguments>
-PEER_CALL auto call(int slot, void* object, Arguments... arguments) {
-    const auto* table = load<const char*>(object, 0);
-    auto* operation = load<Operation*>(table, slot * 8);
+PEER_CALL auto Call(int slot, void* object, Arguments... arguments) {
+    const auto* table = Load<const char*>(object, 0);
+    auto* operation = Load<Operation*>(table, slot * 8);
     return operation(object, arguments...);
 }
 
 // The parts of a string, given the address of its object.
-char* characters(const void* string);
-KestaStringHeader header(const void* string);
-void set_references(const void* string, std::int64_t references);
-void set_capacity(const void* string, std::int32_t capacity);
+char* Characters(const void* string);
+KestaStringHeader Header(const void* string);
+void SetReferences(const void* string, std::int64_t references);
+void SetCapacity(const void* string, std::int32_t capacity);
 
 // One string fewer uses the header's buffer.
-void release(KestaStringHeader* header);
+void Release(KestaStringHeader* header);
 // Replaces a string's text as a token library does.
-void fill(void* string, const char* text);
+void Fill(void* string, const char* text);
 
 // A buffer manager that is a block of bytes laid out by hand: the address of a table, the memory
 // manager, the header and the four zero bytes of the empty text. Its table holds the operations of
@@ -85,13 +85,13 @@ public:
     RawManager(const RawManager&) = delete;
     RawManager& operator=(const RawManager&) = delete;
 
-    void* address() { return m_object; }
+    void* address() { return object_; }
     template <typename Manager>
-    Manager* as() {
-        return reinterpret_cast<Manager*>(m_object);
+    Manager* As() {
+        return reinterpret_cast<Manager*>(object_);
     }
-    std::int64_t nil_references() const { return load<std::int64_t>(m_object, 32); }
-    char* nil_characters() { return reinterpret_cast<char*>(m_object) + 40; }
+    std::int64_t NilReferences() const { return Load<std::int64_t>(object_, 32); }
+    char* NilCharacters() { return reinterpret_cast<char*>(object_) + 40; }
 
     Fault allocation = Fault::kNone;
     Fault reallocation = Fault::kNone;
@@ -102,17 +102,17 @@ public:
     int freed = 0;
 
 private:
-    static RawManager& of(void* self) { return *load<RawManager*>(self, 48); }
-    static KestaStringHeader* allocate(void* self, int chars, int charSize);
-    static KestaStringHeader* reallocate(void* self, KestaStringHeader* header, int chars,
+    static RawManager& Of(void* self) { return *Load<RawManager*>(self, 48); }
+    static KestaStringHeader* Allocate(void* self, int chars, int charSize);
+    static KestaStringHeader* Reallocate(void* self, KestaStringHeader* header, int chars,
                                          int size);
-    static void free(void* self, KestaStringHeader* header);
-    static void* clone_of(void* self);
+    static void Free(void* self, KestaStringHeader* header);
+    static void* CloneOf(void* self);
 
-    void* m_original;
-    alignas(8) unsigned char m_object[56] = {};
+    void* original_;
+    alignas(8) unsigned char object_[56] = {};
     // In front of a table stand two words that belong to the compiler.
-    void* m_table[2 + 7] = {};
+    void* table_[2 + 7] = {};
 };
 
 }  // namespace peer

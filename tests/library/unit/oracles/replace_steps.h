@@ -20,90 +20,90 @@ struct ReplacedText {
 
 class ReplaceSteps {
 public:
-    ReplaceSteps(std::string_view text, const char* old_text, const char* new_text)
-        : m_text(text), m_old(old_text), m_new(new_text == nullptr ? "" : new_text) {}
+    ReplaceSteps(std::string_view text, const char* oldText, const char* newText)
+        : text_(text), old_(oldText), new_(newText == nullptr ? "" : newText) {}
 
-    ReplacedText run() {
+    ReplacedText Run() {
         ReplacedText result;
-        result.text = m_text;
-        result.defined.assign(m_text.size(), true);
-        if (m_old == nullptr || *m_old == '\0') return result;
-        result.count = count_hits();
+        result.text = text_;
+        result.defined.assign(text_.size(), true);
+        if (old_ == nullptr || *old_ == '\0') return result;
+        result.count = CountHits();
         if (result.count == 0) return result;
 
-        const std::size_t old_length = m_text.size();
-        const std::size_t new_length = old_length +
-                                       static_cast<std::size_t>(result.count) * m_new.size() -
-                                       static_cast<std::size_t>(result.count) * std::strlen(m_old);
-        m_buffer.assign(std::max(old_length, new_length) + 1, '?');
-        m_defined.assign(m_buffer.size(), false);
-        std::memcpy(m_buffer.data(), m_text.data(), old_length);
-        m_buffer[old_length] = '\0';
-        std::fill_n(m_defined.begin(), old_length + 1, true);
-        replace_hits();
+        const std::size_t oldLength = text_.size();
+        const std::size_t newLength = oldLength +
+                                      static_cast<std::size_t>(result.count) * new_.size() -
+                                      static_cast<std::size_t>(result.count) * std::strlen(old_);
+        buffer_.assign(std::max(oldLength, newLength) + 1, '?');
+        defined_.assign(buffer_.size(), false);
+        std::memcpy(buffer_.data(), text_.data(), oldLength);
+        buffer_[oldLength] = '\0';
+        std::fill_n(defined_.begin(), oldLength + 1, true);
+        ReplaceHits();
 
-        result.text.assign(m_buffer.data(), new_length);
-        result.defined.assign(m_defined.begin(),
-                              m_defined.begin() + static_cast<std::ptrdiff_t>(new_length));
+        result.text.assign(buffer_.data(), newLength);
+        result.defined.assign(defined_.begin(),
+                              defined_.begin() + static_cast<std::ptrdiff_t>(newLength));
         return result;
     }
 
 private:
-    int count_hits() const {
-        const std::string terminated(m_text);
+    int CountHits() const {
+        const std::string terminated(text_);
         const char* start = terminated.c_str();
-        const char* const end = start + m_text.size();
+        const char* const end = start + text_.size();
         int count = 0;
         while (start < end) {
-            while (const char* hit = std::strstr(start, m_old)) {
+            while (const char* hit = std::strstr(start, old_)) {
                 ++count;
-                start = hit + std::strlen(m_old);
+                start = hit + std::strlen(old_);
             }
             start += std::strlen(start) + 1;
         }
         return count;
     }
 
-    void replace_hits() {
-        char* start = m_buffer.data();
-        const char* const old_end = start + m_text.size();
-        std::size_t length = m_text.size();
-        while (start < old_end) {
-            while (char* hit = std::strstr(start, m_old)) {
-                const auto at = static_cast<std::size_t>(hit - m_buffer.data());
-                const std::size_t rest = length - at - std::strlen(m_old);
-                move(at + m_new.size(), at + std::strlen(m_old), rest);
-                for (std::size_t i = 0; i < m_new.size(); ++i) put(at + i, m_new[i]);
-                put(at + m_new.size() + rest, '\0');
-                length = at + m_new.size() + rest;
-                start = hit + m_new.size();
+    void ReplaceHits() {
+        char* start = buffer_.data();
+        const char* const oldEnd = start + text_.size();
+        std::size_t length = text_.size();
+        while (start < oldEnd) {
+            while (char* hit = std::strstr(start, old_)) {
+                const auto at = static_cast<std::size_t>(hit - buffer_.data());
+                const std::size_t rest = length - at - std::strlen(old_);
+                Move(at + new_.size(), at + std::strlen(old_), rest);
+                for (std::size_t i = 0; i < new_.size(); ++i) Put(at + i, new_[i]);
+                Put(at + new_.size() + rest, '\0');
+                length = at + new_.size() + rest;
+                start = hit + new_.size();
             }
             start += std::strlen(start) + 1;
         }
     }
 
-    void move(std::size_t to, std::size_t from, std::size_t n) {
-        std::memmove(&m_buffer[to], &m_buffer[from], n);
-        const std::vector<bool> moved(m_defined.begin() + static_cast<std::ptrdiff_t>(from),
-                                      m_defined.begin() + static_cast<std::ptrdiff_t>(from + n));
-        std::copy(moved.begin(), moved.end(), m_defined.begin() + static_cast<std::ptrdiff_t>(to));
+    void Move(std::size_t to, std::size_t from, std::size_t n) {
+        std::memmove(&buffer_[to], &buffer_[from], n);
+        const std::vector<bool> moved(defined_.begin() + static_cast<std::ptrdiff_t>(from),
+                                      defined_.begin() + static_cast<std::ptrdiff_t>(from + n));
+        std::copy(moved.begin(), moved.end(), defined_.begin() + static_cast<std::ptrdiff_t>(to));
     }
 
-    void put(std::size_t at, char c) {
-        m_buffer[at] = c;
-        m_defined[at] = true;
+    void Put(std::size_t at, char c) {
+        buffer_[at] = c;
+        defined_[at] = true;
     }
 
-    std::string_view m_text;
-    const char* m_old;
-    std::string m_new;
-    std::vector<char> m_buffer;
-    std::vector<bool> m_defined;
+    std::string_view text_;
+    const char* old_;
+    std::string new_;
+    std::vector<char> buffer_;
+    std::vector<bool> defined_;
 };
 
-inline ReplacedText replace_by_steps(std::string_view text, const char* old_text,
-                                     const char* new_text) {
-    return ReplaceSteps(text, old_text, new_text).run();
+inline ReplacedText ReplaceBySteps(std::string_view text, const char* oldText,
+                                   const char* newText) {
+    return ReplaceSteps(text, oldText, newText).Run();
 }
 
 #endif

@@ -16,7 +16,7 @@ namespace steps {
 
 // Token semantics: skip any run of separators from position, then take up to the next one. The
 // position moves one past the separator that ended the token, also when that was the text's end.
-inline std::optional<std::string> token(const std::string& text, char separator, int& position) {
+inline std::optional<std::string> Token(const std::string& text, char separator, int& position) {
     const int length = static_cast<int>(text.size());
     int begin = position;
     while (begin < length && text[static_cast<std::size_t>(begin)] == separator) ++begin;
@@ -27,7 +27,7 @@ inline std::optional<std::string> token(const std::string& text, char separator,
     return text.substr(static_cast<std::size_t>(begin), static_cast<std::size_t>(end - begin));
 }
 
-inline std::string trim(std::string name) {
+inline std::string Trim(std::string name) {
     while (!name.empty() && std::isspace(static_cast<unsigned char>(name[0]))) name.erase(0, 1);
     while (!name.empty() && std::isspace(static_cast<unsigned char>(name[name.size() - 1]))) {
         name.erase(name.size() - 1);
@@ -35,7 +35,7 @@ inline std::string trim(std::string name) {
     return name;
 }
 
-inline std::string upper(std::string text) {
+inline std::string Upper(std::string text) {
     for (char& c : text) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
     return text;
 }
@@ -46,16 +46,16 @@ struct Parameters {
     std::array<int, 3> values{};  // certType, keyType, hashType
 };
 
-inline Outcome parse_group(const std::string& group, Parameters& parameters) {
+inline Outcome ParseGroup(const std::string& group, Parameters& parameters) {
     static const char* const keys[] = {"CertType", "KeyType", "HashType"};
     int position = 0;
     for (;;) {
-        const auto name = token(group, '(', position);
+        const auto name = Token(group, '(', position);
         if (!name) return Outcome::kRead;
-        const std::string wanted = upper(trim(*name));
+        const std::string wanted = Upper(Trim(*name));
         int* value = nullptr;
         for (std::size_t i = 0; i < 3 && value == nullptr; ++i) {
-            if (std::strcmp(wanted.c_str(), upper(keys[i]).c_str()) == 0) {
+            if (std::strcmp(wanted.c_str(), Upper(keys[i]).c_str()) == 0) {
                 value = &parameters.values[i];
             }
         }
@@ -63,7 +63,7 @@ inline Outcome parse_group(const std::string& group, Parameters& parameters) {
         if (position > static_cast<int>(group.size())) return Outcome::kThrown;
         // The character at the group's length is its NUL.
         *value = static_cast<unsigned char>(group.c_str()[position]) - '0';
-        if (!token(group, ')', position)) return Outcome::kRead;
+        if (!Token(group, ')', position)) return Outcome::kRead;
     }
 }
 
@@ -73,12 +73,12 @@ struct Reading {
     Outcome outcome = Outcome::kRead;
 };
 
-inline Reading read(const std::string& text) {
+inline Reading Read(const std::string& text) {
     Reading reading;
     Parameters parameters;
     int position = 0;
-    while (const auto group = token(text, '|', position)) {
-        reading.outcome = parse_group(*group, parameters);
+    while (const auto group = Token(text, '|', position)) {
+        reading.outcome = ParseGroup(*group, parameters);
         if (reading.outcome != Outcome::kRead) break;
         reading.groups.push_back(parameters.values);
     }
@@ -92,33 +92,33 @@ struct Records {
     int count = 0;
 };
 
-inline std::optional<Records> records(const std::vector<std::array<int, 3>>& groups) {
+inline std::optional<Records> RecordsFor(const std::vector<std::array<int, 3>>& groups) {
     Records result;
     const auto put = [&result](int record, int offset, std::int64_t value) {
         std::memcpy(&result.bytes[static_cast<std::size_t>(record * 32 + offset)], &value, 8);
     };
-    int latest_group = 0;  // 1-based; 0: none yet
-    int latest_record = 0;
-    int latest_cert_type = 0;
+    int latestGroup = 0;  // 1-based; 0: none yet
+    int latestRecord = 0;
+    int latestCertType = 0;
     for (std::size_t i = 0; i < groups.size(); ++i) {
-        const int cert_type = groups[i][0], key_type = groups[i][1], hash_type = groups[i][2];
-        if (cert_type == 3 && key_type != 2) return std::nullopt;
-        const bool both_3 = latest_cert_type == 3 && cert_type == 3;
-        const bool both_other = latest_cert_type != 3 && cert_type != 3;
-        if (key_type != 2 || latest_group == 0 || both_3 || both_other) {
-            put(result.count, 0, cert_type);
-            put(result.count, 8, key_type);
-            put(result.count, 16, hash_type);
-            if (key_type == 2) {
-                latest_group = static_cast<int>(i) + 1;
-                latest_record = result.count;
-                latest_cert_type = cert_type;
+        const int certType = groups[i][0], keyType = groups[i][1], hashType = groups[i][2];
+        if (certType == 3 && keyType != 2) return std::nullopt;
+        const bool both3 = latestCertType == 3 && certType == 3;
+        const bool bothOther = latestCertType != 3 && certType != 3;
+        if (keyType != 2 || latestGroup == 0 || both3 || bothOther) {
+            put(result.count, 0, certType);
+            put(result.count, 8, keyType);
+            put(result.count, 16, hashType);
+            if (keyType == 2) {
+                latestGroup = static_cast<int>(i) + 1;
+                latestRecord = result.count;
+                latestCertType = certType;
             }
             ++result.count;
             continue;
         }
-        result.bytes[static_cast<std::size_t>(latest_record * 32 + 24)] = 1;
-        if (cert_type != 3) put(latest_record, 0, cert_type);
+        result.bytes[static_cast<std::size_t>(latestRecord * 32 + 24)] = 1;
+        if (certType != 3) put(latestRecord, 0, certType);
     }
     return result;
 }
