@@ -53,38 +53,69 @@ Bytes ParseDigest(std::string_view text, DigestText writing, Algorithm algorithm
     return std::move(*digest);
 }
 
-Bytes SignText(EVP_PKEY* pair, std::int64_t hash, std::string_view text) {
-    const Algorithm algorithm = AlgorithmOf(pair);
-    const MdCtxPtr ctx(EVP_MD_CTX_new());
+Signer::Signer(EVP_PKEY* pair) : pair_(pair), algorithm_(AlgorithmOf(pair)) {
+    if (algorithm_ != Algorithm::kSm2) return;
+    MdCtxPtr text = BegunText(0);
+    // The first bytes, even none, take the identity in.
+    Require(EVP_DigestSignUpdate(text.get(), "", 0) == 1);
+    digest_ = BegunDigest(0);
+    text_ = std::move(text);
+}
+
+MdCtxPtr Signer::BegunText(std::int64_t hash) const {
+    MdCtxPtr ctx(EVP_MD_CTX_new());
+    if (text_) {
+        Require(ctx && EVP_MD_CTX_copy_ex(ctx.get(), text_.get()) == 1);
+        return ctx;
+    }
     EVP_PKEY_CTX* keyCtx = nullptr;
-    Require(ctx && EVP_DigestSignInit_ex(ctx.get(), &keyCtx, DigestName(algorithm, hash), nullptr,
-                                         nullptr, pair, nullptr) == 1);
-    if (algorithm == Algorithm::kSm2) {
+    Require(ctx && EVP_DigestSignInit_ex(ctx.get(), &keyCtx, DigestName(algorithm_, hash), nullptr,
+                                         nullptr, pair_, nullptr) == 1);
+    if (algorithm_ == Algorithm::kSm2) {
         Require(EVP_PKEY_CTX_set1_id(keyCtx, kSm2Identity.data(), kSm2Identity.size()) == 1);
     }
+    return ctx;
+}
+
+PKeyCtxPtr Signer::BegunDigest(std::int64_t hash) const {
+    PKeyCtxPtr ctx(digest_ ? EVP_PKEY_CTX_dup(digest_.get())
+                           : EVP_PKEY_CTX_new_from_pkey(nullptr, pair_, nullptr));
+    Require(ctx && (digest_ || EVP_PKEY_sign_init(ctx.get()) == 1));
+    if (algorithm_ == Algorithm::kRsa) {
+        const EVP_MD* const md = EVP_get_digestbyname(DigestName(Algorithm::kRsa, hash));
+        Require(md != nullptr && EVP_PKEY_CTX_set_rsa_padding(ctx.get(), RSA_PKCS1_PADDING) == 1 &&
+                EVP_PKEY_CTX_set_signature_md(ctx.get(), md) == 1);
+    }
+    return ctx;
+}
+
+Bytes Signer::OverText(std::int64_t hash, std::string_view text) const {
+    DigestName(algorithm_, hash);  // refuses what is none
+    const MdCtxPtr ctx = BegunText(hash);
     // Two steps: the call that does both in one refuses SM2 before it has the identity.
     Require(EVP_DigestSignUpdate(ctx.get(), text.data(), text.size()) == 1);
-    Bytes signature(static_cast<std::size_t>(EVP_PKEY_get_size(pair)));
+    Bytes signature(static_cast<std::size_t>(EVP_PKEY_get_size(pair_)));
     std::size_t length = signature.size();
     Require(EVP_DigestSignFinal(ctx.get(), signature.data(), &length) == 1);
     signature.resize(length);
     return signature;
 }
 
-Bytes SignDigest(EVP_PKEY* pair, std::int64_t hash, const Bytes& digest) {
-    const PKeyCtxPtr ctx(EVP_PKEY_CTX_new_from_pkey(nullptr, pair, nullptr));
-    Require(ctx && EVP_PKEY_sign_init(ctx.get()) == 1);
-    const Algorithm algorithm = AlgorithmOf(pair);
-    if (algorithm == Algorithm::kRsa) {
-        const EVP_MD* const md = EVP_get_digestbyname(DigestName(algorithm, hash));
-        Require(md != nullptr && EVP_PKEY_CTX_set_rsa_padding(ctx.get(), RSA_PKCS1_PADDING) == 1 &&
-                EVP_PKEY_CTX_set_signature_md(ctx.get(), md) == 1);
-    }
-    Bytes signature(static_cast<std::size_t>(EVP_PKEY_get_size(pair)));
+Bytes Signer::OverDigest(std::int64_t hash, const Bytes& digest) const {
+    const PKeyCtxPtr ctx = BegunDigest(hash);
+    Bytes signature(static_cast<std::size_t>(EVP_PKEY_get_size(pair_)));
     std::size_t length = signature.size();
     Require(EVP_PKEY_sign(ctx.get(), signature.data(), &length, digest.data(), digest.size()) == 1);
     signature.resize(length);
     return signature;
+}
+
+Bytes SignText(EVP_PKEY* pair, std::int64_t hash, std::string_view text) {
+    return Signer(pair).OverText(hash, text);
+}
+
+Bytes SignDigest(EVP_PKEY* pair, std::int64_t hash, const Bytes& digest) {
+    return Signer(pair).OverDigest(hash, digest);
 }
 
 }  // namespace softkey

@@ -17,6 +17,25 @@ enum class DigestText : std::int32_t { kEither = 0, kHex = 1, kBase64 = 2 };
 Bytes ParseDigest(std::string_view text, DigestText writing, Algorithm algorithm,
                   std::int64_t hash);
 
+// What makes signatures with a pair, which must live as long. What every SM2 signature begins with
+// is done once: finding the algorithm, and the digest of identity, curve and public point. Any
+// number of threads may sign at once.
+class Signer {
+public:
+    explicit Signer(EVP_PKEY* pair);
+    Bytes OverText(std::int64_t hash, std::string_view text) const;
+    Bytes OverDigest(std::int64_t hash, const Bytes& digest) const;
+
+private:
+    MdCtxPtr BegunText(std::int64_t hash) const;
+    PKeyCtxPtr BegunDigest(std::int64_t hash) const;
+
+    EVP_PKEY* pair_;
+    Algorithm algorithm_;
+    MdCtxPtr text_;      // for SM2
+    PKeyCtxPtr digest_;  // for SM2
+};
+
 // A signature over the text: DER for SM2, with SM3 and the identity hashed in front; PKCS#1 v1.5
 // for RSA.
 Bytes SignText(EVP_PKEY* pair, std::int64_t hash, std::string_view text);

@@ -25,6 +25,7 @@ public:
     File& operator=(const File&) = delete;
 
     bool IsOpen() const { return descriptor_ >= 0; }
+    int Descriptor() const { return descriptor_; }
     const File& Required() const;  // fails unless it is open
 
     Bytes ReadAll() const;

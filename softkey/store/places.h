@@ -6,8 +6,9 @@
 
 namespace softkey {
 
+constexpr char kDatabaseName[] = "softkey.db";
 inline std::string DatabasePath(const std::string& home) {
-    return home + "/softkey.db";
+    return home + "/" + kDatabaseName;
 }
 // The database as it will be, until it takes the place of the other.
 inline std::string NewDatabasePath(const std::string& home) {

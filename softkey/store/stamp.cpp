@@ -31,10 +31,10 @@ void Stamp::Expect(std::size_t size, const struct timespec& changed) {
     kind_ = Kind::kExpected;
 }
 
-bool Stamp::Holds(const std::string& path) {
+bool Stamp::Holds(int folder, const char* path) {
     struct stat now {};
-    if (kind_ == Kind::kNever || stat(path.c_str(), &now) != 0 || now.st_size != seen_.st_size ||
-        !IsSame(now.st_mtim, seen_.st_mtim)) {
+    if (kind_ == Kind::kNever || fstatat(folder, path, &now, 0) != 0 ||
+        now.st_size != seen_.st_size || !IsSame(now.st_mtim, seen_.st_mtim)) {
         return false;
     }
     if (kind_ == Kind::kExpected) {

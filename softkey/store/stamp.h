@@ -4,7 +4,7 @@
 
 #include <sys/stat.h>
 
-#include <string>
+#include <cstddef>
 
 namespace softkey {
 
@@ -17,7 +17,8 @@ public:
     // the system's will show.
     void Expect(std::size_t size, const struct timespec& changed);
 
-    bool Holds(const std::string& path);
+    // path is seen from an open folder, or from AT_FDCWD.
+    bool Holds(int folder, const char* path);
 
 private:
     struct stat seen_ {};

@@ -109,11 +109,16 @@ void StateFile::Establish(const std::string& home, const Lock& lock, const Bytes
 }
 
 StateFile::StateFile(const std::string& home)
-    : home_(home), guardFile_(std::make_shared<File>(GuardPath(home), O_RDWR)), changer_(getpid()) {
+    : home_(home),
+      guardPath_(GuardPath(home)),
+      folder_(home, O_RDONLY | O_DIRECTORY),
+      guardFile_(std::make_shared<File>(guardPath_, O_RDWR)),
+      changer_(getpid()) {
     if (!guardFile_->IsOpen()) {  // a medium that can only be read
-        guardFile_ = std::make_shared<File>(GuardPath(home), O_RDONLY);
+        guardFile_ = std::make_shared<File>(guardPath_, O_RDONLY);
         changer_ = 0;
     }
+    folder_.Required();
     guardFile_->Required();
 }
 
@@ -133,8 +138,12 @@ Guard::Text StateFile::ReadGuard() const {
 }
 
 bool StateFile::IsCurrent() {
-    return number_ != 0 && guardStamp_.Holds(GuardPath(home_)) &&
-           databaseStamp_.Holds(DatabasePath(home_));
+    return number_ != 0 && guardStamp_.Holds(AT_FDCWD, guardPath_.c_str()) &&
+           databaseStamp_.Holds(folder_.Descriptor(), kDatabaseName);
+}
+
+bool StateFile::IsUnchanged() const {
+    return number_ != 0 && ReadGuard() == written_;
 }
 
 // The guard is read first. A file that it does not know was put there by a change that came
@@ -151,6 +160,7 @@ Bytes StateFile::Load() {
         const StateName* const name = guard_ && image ? guard_->Find(*image) : nullptr;
         if (name != nullptr) {
             number_ = name->number;
+            written_ = text;
             return std::move(*image);
         }
         if (before == text) throw Failure(kStateDamaged, Damage(home_, guard_.has_value(), image));
@@ -184,13 +194,13 @@ void StateFile::Replace(const Bytes& image) {
     const std::uint64_t written = guard.after.number;
     const struct timespec now = Now();
     number_ = 0;  // until it is done, nobody can say which state the file holds
-    if (!folder_) folder_ = std::make_unique<File>(home_, O_RDONLY | O_DIRECTORY);
     WriteNew(home_, image, now);
-    Adopt(home_, folder_->Required(), *guardFile_, guard);
+    Adopt(home_, folder_, *guardFile_, guard);
     guardFile_->SetChanged(now);
     guardStamp_.Expect(Guard::kSize, now);
     databaseStamp_.Expect(image.size(), now);
     guard_ = guard;
+    written_ = guard.Write();
     number_ = written;
 }
 

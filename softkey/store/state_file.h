@@ -37,6 +37,9 @@ public:
     // Both files are still what Load returned or Replace wrote last. Costs one look at each: a
     // change puts another file into the database's place, and damage leaves its mark on the times.
     bool IsCurrent();
+    // Nobody has changed the state since then: each change writes the guard. Damage it does not
+    // tell, nor that another state has taken the place of this one.
+    bool IsUnchanged() const;
     // The database's bytes. kStateDamaged when they are not what was stored last.
     Bytes Load();
     std::uint64_t Number() const { return number_; }  // of what Load returned or Replace wrote
@@ -55,13 +58,15 @@ private:
     void OpenForChanges();
 
     std::string home_;
+    std::string guardPath_;
+    File folder_;
     std::shared_ptr<const File> guardFile_;
-    std::unique_ptr<File> folder_;  // once there was a change
-    pid_t changer_ = 0;             // the process that opened the guard for changes
-    struct stat identity_ {};       // the guard's
+    pid_t changer_ = 0;        // the process that opened the guard for changes
+    struct stat identity_ {};  // the guard's
     Stamp guardStamp_;
     Stamp databaseStamp_;
     std::optional<Guard> guard_;
+    Guard::Text written_{};
     std::uint64_t number_ = 0;
     std::unique_ptr<Lock> lock_;
 };

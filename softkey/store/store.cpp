@@ -96,6 +96,11 @@ std::int64_t Store::Version() {
     return Number();
 }
 
+std::int64_t Store::VersionSinceLook() {
+    if (depth_ == 0 && file_ && db_ && file_->IsUnchanged()) return Number();
+    return Version();
+}
+
 std::int64_t Store::Number() const {
     return file_ ? static_cast<std::int64_t>(file_->Number()) : 0;
 }

@@ -60,6 +60,9 @@ public:
     // The same number as of now, whoever made the change. Costs two looks at files: fit to be
     // asked before every signature, and every 20 ms by one who waits for events.
     std::int64_t Version();
+    // The same at a third of the cost, for whoever has looked a moment ago: damage that came since
+    // then is left for the next look.
+    std::int64_t VersionSinceLook();
     // False when the state was deleted or replaced since it was opened: open a new Store then.
     bool StillThere() const;
 

@@ -40,7 +40,7 @@ void LockedDevice::FollowHome() {
 
 void LockedDevice::Refresh() {
     if (!device_.store) return;
-    device_.store->Version();
+    device_.store->VersionSinceLook();
     TakeOver();
 }
 
@@ -119,12 +119,12 @@ void LockedDevice::ForgetPins() {
     for (auto& [serial, use] : device_.uses) use.unlocked.reset();
 }
 
-SharedPKey LockedDevice::OpenPair(const KeyRecord& key, const PairRecord& pair,
+SharedPair LockedDevice::OpenPair(const KeyRecord& key, const PairRecord& pair,
                                   Unlocked& unlocked) {
-    SharedPKey& opened = unlocked.opened[pair.id];
+    SharedPair& opened = unlocked.opened[pair.id];
     if (!opened) {
-        opened = OpenPrivate(pair, PairTable(store()).WrappedPrivate(pair.id), key.serial,
-                             unlocked.master);
+        opened = std::make_shared<OpenedPair>(OpenPrivate(
+            pair, PairTable(store()).WrappedPrivate(pair.id), key.serial, unlocked.master));
     }
     return opened;
 }

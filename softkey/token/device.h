@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "softkey/crypto/openssl_types.h"
+#include "softkey/crypto/signature.h"
 #include "softkey/crypto/vault.h"
 #include "softkey/store/records.h"
 #include "softkey/store/store.h"
@@ -20,13 +21,20 @@
 
 namespace softkey {
 
-using SharedPKey = std::shared_ptr<EVP_PKEY>;
+// A private key that was opened.
+struct OpenedPair {
+    explicit OpenedPair(PKeyPtr opened) : pair(std::move(opened)), signer(pair.get()) {}
+
+    PKeyPtr pair;
+    Signer signer;
+};
+using SharedPair = std::shared_ptr<const OpenedPair>;
 
 // An unlocked key: its master key and the private keys that were needed so far.
 struct Unlocked {
     MasterKey master;
     std::int64_t pinVersion = 0;
-    std::map<std::int64_t, SharedPKey> opened;  // by the pair's id
+    std::map<std::int64_t, SharedPair> opened;  // by the pair's id
 };
 
 struct KeyUse {
@@ -81,7 +89,7 @@ public:
     void RequireUnlocked(const KeyRecord& key, const Unlocked& unlocked) const;
     void ForgetPins();
 
-    SharedPKey OpenPair(const KeyRecord& key, const PairRecord& pair, Unlocked& unlocked);
+    SharedPair OpenPair(const KeyRecord& key, const PairRecord& pair, Unlocked& unlocked);
 
 private:
     void FollowHome();

@@ -50,9 +50,9 @@ void InstallMatching(Store& store, const KeyRecord& key, const std::vector<X509P
     if (!matched) throw Failure(kCertificateMismatch);
 }
 
-std::vector<std::pair<PairRecord, SharedPKey>> TemporaryPairs(const KeyRecord& key,
+std::vector<std::pair<PairRecord, SharedPair>> TemporaryPairs(const KeyRecord& key,
                                                               Unlocked& unlocked) {
-    std::vector<std::pair<PairRecord, SharedPKey>> pairs;
+    std::vector<std::pair<PairRecord, SharedPair>> pairs;
     LockedDevice device;
     for (const PairRecord& pair : device.Pairs(key)) {
         if (pair.role != Role::kTemporary) continue;
@@ -64,9 +64,9 @@ std::vector<std::pair<PairRecord, SharedPKey>> TemporaryPairs(const KeyRecord& k
 
 // Tries the temporary pairs, the newest first: a request may have been made more than once.
 PKeyPtr OpenWithAny(const Bytes& envelope, const KeyRecord& key, Unlocked& unlocked) {
-    for (const auto& [record, pair] : TemporaryPairs(key, unlocked)) {
+    for (const auto& [record, opened] : TemporaryPairs(key, unlocked)) {
         try {
-            return OpenEnvelope(envelope, pair.get());
+            return OpenEnvelope(envelope, opened->pair.get());
         } catch (const Failure& failure) {
             if (failure.code() != kEnvelopeMismatch) throw;
         }

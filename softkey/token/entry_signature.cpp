@@ -22,7 +22,7 @@ constexpr std::string_view kSeparator = "||";
 struct Ready {
     KeyRecord key;
     PairRecord record;
-    SharedPKey pair;
+    SharedPair opened;
 };
 
 // Finds the pair before it asks for the PIN: nobody should enter one for nothing.
@@ -35,14 +35,14 @@ Ready Prepare(const char* serial, const Selection& selection) {
         ready.record = PairToUse(device.Pairs(ready.key), selection);
         unlocked = device.UnlockedOf(ready.key);
         if (unlocked) {
-            ready.pair = device.OpenPair(ready.key, ready.record, *unlocked);
+            ready.opened = device.OpenPair(ready.key, ready.record, *unlocked);
             return ready;
         }
     }
     unlocked = AskAndVerifyPin(ready.key);
     LockedDevice device;
     device.RequireStillThere(ready.key);
-    ready.pair = device.OpenPair(ready.key, ready.record, *unlocked);
+    ready.opened = device.OpenPair(ready.key, ready.record, *unlocked);
     return ready;
 }
 
@@ -57,7 +57,7 @@ void Finish(Call& call, const Ready& ready) {
 // The Base64 of the longest signature of the pair, so that a size that was told once is enough
 // for every signature: those of SM2 differ by a few bytes.
 std::size_t TextSize(const Ready& ready) {
-    const auto size = static_cast<std::size_t>(EVP_PKEY_get_size(ready.pair.get()));
+    const auto size = static_cast<std::size_t>(EVP_PKEY_get_size(ready.opened->pair.get()));
     return (size + 2) / 3 * 4;
 }
 
@@ -111,7 +111,7 @@ void SignBatch(Call& call, const Batch& batch, char* signatures, std::uint32_t* 
     std::string joined;
     for (const std::string_view text : texts) {
         if (!joined.empty()) joined += kSeparator;
-        joined += ToBase64(SignText(ready.pair.get(), batch.hashType, text));
+        joined += ToBase64(ready.opened->signer.OverText(batch.hashType, text));
     }
     Finish(call, ready);
     call.WriteText(joined, signatures, length);
@@ -146,7 +146,7 @@ int GMUsbKeyCriticalSign(const char* serial, std::int64_t option1, std::int64_t 
         DigestName(ready.record.algorithm, option2);
         if (IsProbe(TextSize(ready) + 1, signature, length)) return;
         ConfirmWarningAtButton(ready.key);
-        const Bytes made = SignText(ready.pair.get(), option2, data);
+        const Bytes made = ready.opened->signer.OverText(option2, data);
         Finish(call, ready);
         call.WriteText(ToBase64(made), signature, length);
     });
@@ -162,7 +162,7 @@ int GMUsbKeyCommonSign(char* serial, std::int32_t option1, std::int32_t option2,
         const Bytes digest =
             ParseDigest(hash, static_cast<DigestText>(option3), ready.record.algorithm, option2);
         if (IsProbe(TextSize(ready) + 1, signature, length)) return;
-        const Bytes made = SignDigest(ready.pair.get(), option2, digest);
+        const Bytes made = ready.opened->signer.OverDigest(option2, digest);
         Finish(call, ready);
         call.WriteText(ToBase64(made), signature, length);
     });
@@ -177,7 +177,7 @@ int GMUSBKeyAsymDec2(char* serial, std::int32_t option1, std::uint32_t option2, 
         const std::optional<Bytes> bytes = FromBase64(cipher);
         if (!bytes || bytes->empty()) throw Failure(kCipherMalformed, "not Base64");
         const Ready ready = Prepare(serial, selection);
-        const std::optional<SecretBytes> text = Decrypt(ready.pair.get(), *bytes);
+        const std::optional<SecretBytes> text = Decrypt(ready.opened->pair.get(), *bytes);
         if (!text) throw Failure(kCipherMalformed);
         Finish(call, ready);
         call.WriteText({reinterpret_cast<const char*>(text->data()), text->size()}, plain, length);
