@@ -5,6 +5,8 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 
@@ -27,18 +29,12 @@ bool IsRecording(const std::string& file) {
     return stream.read(head, sizeof head) && std::memcmp(head, kMagic, sizeof head) == 0;
 }
 
-// A new file, never an old one's content: a process may still write to that.
-int MakeFile(const std::string& file) {
+void RefuseToReplaceOthers(const std::string& file) {
     struct stat status;
-    if (lstat(file.c_str(), &status) == 0) {
-        if (!S_ISREG(status.st_mode) || (status.st_size != 0 && !IsRecording(file))) {
-            throw CannotRun(file + " exists and is no recording; it is left as it is");
-        }
-        if (unlink(file.c_str()) != 0) Refuse(file, errno);
+    if (lstat(file.c_str(), &status) != 0) return;
+    if (!S_ISREG(status.st_mode) || (status.st_size != 0 && !IsRecording(file))) {
+        throw CannotRun(file + " exists and is no recording; it is left as it is");
     }
-    const int made = open(file.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-    if (made < 0) Refuse(file, errno);
-    return made;
 }
 
 std::string NewKey() {
@@ -66,7 +62,7 @@ std::uint64_t Now(clockid_t clock) {
            static_cast<std::uint64_t>(time.tv_nsec);
 }
 
-void Describe(const std::string& file, bool full, const std::string& version,
+bool Describe(const std::string& file, bool full, const std::string& version,
               const std::string& key) {
     Json description = {{"format", kVersion},
                         {"full", full},
@@ -77,10 +73,26 @@ void Describe(const std::string& file, bool full, const std::string& version,
     if (full) description["key"] = Json::binary({key.begin(), key.end()});
     const std::string record = DescriptionRecord(std::move(description));
     Writer writer;
-    if (!writer.Open(file.c_str()) ||
-        !writer.append(reinterpret_cast<const unsigned char*>(record.data()), record.size())) {
-        throw CannotRun(file + ": no recording can be written there");
+    return writer.Open(file.c_str()) &&
+           writer.append(reinterpret_cast<const unsigned char*>(record.data()), record.size());
+}
+
+// A new file, never an old one's content: a process may still write to that. It takes the name when
+// it is a recording, so that whoever is killed on the way leaves the old one.
+int MakeRecording(const std::string& file, bool full, const std::string& version,
+                  const std::string& key) {
+    RefuseToReplaceOthers(file);
+    std::string fresh = file + ".XXXXXX";
+    const int made = mkostemp(fresh.data(), O_CLOEXEC);
+    if (made < 0) Refuse(file, errno);
+    if (Writer::Create(made) && Describe(fresh, full, version, key) &&
+        rename(fresh.c_str(), file.c_str()) == 0) {
+        return made;
     }
+    const int reason = errno;
+    close(made);
+    unlink(fresh.c_str());
+    Refuse(file, reason);
 }
 
 State StateOf(int descriptor) {
@@ -97,14 +109,8 @@ State StateOf(int descriptor) {
 Recorded Record(const std::string& file, bool full, const std::string& version,
                 const std::vector<std::string>& command) {
     auto variables = LoaderVariables(RecorderFolder());
-    const Descriptor made(MakeFile(file));
-    if (!Writer::Create(made.number())) {
-        const int reason = errno;
-        unlink(file.c_str());
-        Refuse(file, reason);
-    }
     const std::string key = NewKey();
-    Describe(file, full, version, key);
+    const Descriptor made(MakeRecording(file, full, version, key));
     variables[kFileVariable] = AbsolutePath(file);
     variables[kKeyVariable] = ToHex(key);
     // Set in any case: this command may run beneath another recording or a replay.

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <map>
@@ -31,18 +32,26 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::microseconds;
 
-constexpr unsigned kSeed = 20250731;
+long FromEnvironment(const char* name, long usual) {
+    const char* const given = std::getenv(name);
+    return given == nullptr ? usual : std::strtol(given, nullptr, 10);
+}
+
+// KESTA_SEED and KESTA_KILLS: what ./prove kills draws by, and how many kills there are.
+const auto kSeed = static_cast<unsigned>(FromEnvironment("KESTA_SEED", 20250731));
 // A sanitizer makes each process ten times as dear and finds nothing in the state.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr int kKills = 80;
+constexpr int kUsualKills = 80;
 #else
-constexpr int kKills = 300;
+constexpr int kUsualKills = 300;
 #endif
+const int kKills = static_cast<int>(FromEnvironment("KESTA_KILLS", kUsualKills));
 constexpr const char* kOtherPin = "abcdef";
 
 // Everything that an operation may change, but the tries.
 struct State {
     std::set<std::string> keys;
+    std::string label;
     std::int64_t events = 0;
     std::map<std::int64_t, PairRecord> pairs;
     std::map<std::string, std::string> data;
@@ -57,7 +66,10 @@ struct State {
 
 State Look(Store& store) {
     State state;
-    for (const KeyRecord& key : KeyTable(store).All()) state.keys.insert(key.serial);
+    for (const KeyRecord& key : KeyTable(store).All()) {
+        state.keys.insert(key.serial);
+        if (key.serial == kSerial) state.label = key.label;
+    }
     state.events = EventLog(store).LastNumber();
     for (const PairRecord& pair : PairTable(store).Of(kSerial)) state.pairs[pair.id] = pair;
     for (const DataObject& object : ObjectTable(store).Of(kSerial)) {
@@ -73,7 +85,8 @@ bool Same(const PairRecord& a, const PairRecord& b) {
 }
 
 bool Same(const State& a, const State& b) {
-    return a.keys == b.keys && a.events == b.events && a.data == b.data && a.seal == b.seal &&
+    return a.keys == b.keys && a.label == b.label && a.events == b.events && a.data == b.data &&
+           a.seal == b.seal &&
            std::equal(a.pairs.begin(), a.pairs.end(), b.pairs.begin(), b.pairs.end(),
                       [](const auto& x, const auto& y) { return Same(x.second, y.second); });
 }
@@ -170,6 +183,18 @@ protected:
                     return after.data.at("data-object") == value;
                 }};
     }
+    Prepared PrepareLabel() {
+        const std::string label = "label-" + std::to_string(random_());
+        return {[this, label] { return token.SetLabel(kSerial, label.c_str()); },
+                [label](const State&, const State& after) { return after.label == label; }};
+    }
+    Prepared PrepareDeletion(Role role) {
+        const auto type = static_cast<std::uint32_t>(role);
+        return {[this, type] { return token.DelCertAndTempKey(kSerial, type, 0); },
+                [role](const State& before, const State& after) {
+                    return after.Count(role) < before.Count(role) && after.data == before.data;
+                }};
+    }
     Prepared PrepareInitialisation() {
         return {[this] { return token.CustInitCard(kSerial, 1, nullptr, 0); },
                 [](const State&, const State& after) {
@@ -181,7 +206,7 @@ protected:
         const PairRecord* const temporary = Newest(state, Role::kTemporary);
         const PairRecord* const encryption = Newest(state, Role::kEncryption);
         const PairRecord* const signing = Newest(state, Role::kSigning);
-        switch (random_() % 8) {
+        switch (random_() % 10) {
             case 0:
                 return PrepareKeyCreation();
             case 1:
@@ -199,6 +224,11 @@ protected:
                 break;
             case 6:
                 return PrepareData();
+            case 7:
+                return PrepareLabel();
+            case 8:
+                if (signing != nullptr) return PrepareDeletion(Role::kSigning);
+                break;
             default:
                 break;
         }
