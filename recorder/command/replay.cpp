@@ -54,11 +54,18 @@ bool WasLoaded(const Recording& recording, const char* boundary) {
                        [boundary](const Library& library) { return library.boundary == boundary; });
 }
 
-// The first recorded call that nobody made; calls whose number is a matter of time do not count.
+// How often a client polls, stops a wait, or begins one that tells nothing is a matter of time.
+bool IsMatterOfTime(const Script& script, const Call& call) {
+    const Call* const above = script.FindCall(call.parent);
+    return IsIdlePoll(call) || call.function == kStopDetectUKey || IsIdleWait(call) ||
+           (above != nullptr && IsIdleWait(*above));
+}
+
+// The first recorded call that nobody made.
 std::string Missing(const Script& script, const unsigned char* seen) {
     const auto& calls = script.recording().calls;
     for (std::size_t i = 0; i < calls.size(); ++i) {
-        if (seen[i] != 0 || IsIdlePoll(calls[i]) || calls[i].function == kStopDetectUKey) continue;
+        if (seen[i] != 0 || IsMatterOfTime(script, calls[i])) continue;
         return "call " + std::to_string(calls[i].number) + ", " + script.FunctionOf(calls[i]).name +
                " was recorded, and the command ended without it";
     }

@@ -157,20 +157,54 @@ void Replayer::Differ(const Call& call, const Difference& difference) {
 // ---- Calls --------------------------------------------------------------------------------------
 
 void Replayer::Enter(Span& span) {
+    const unsigned stops = stops_;
+    Begin(span);
+    if (span.late) AwaitStop(span, stops);
+}
+
+void Replayer::Begin(Span& span) {
     const Lock lock(mutex_);
     span.live.NoteRoom();
+    if (span.live.function == kStopDetectUKey) ++stops_;
     if (Differs() && !tolerant_) {
         span.refused = true;
         return;
     }
     if (tolerant_ || span.live.function == kWaitForEvent) return;
     Thread& thread = ThisThread(span);
+    span.late = IsLateWait(thread, span);
+    if (span.late) return;
     Expect(thread, span);
     span.refused = span.number == 0 && Differs();
     if (IsExport(span)) {
         thread.inside = span.number;
         thread.stopped = span.live.function == kStopDetectUKey;
     }
+}
+
+// A wait that begins where the recorded thread had ended: time decides whether a client that is
+// about to stop begins another.
+bool Replayer::IsLateWait(const Thread& thread, const Span& span) const {
+    return span.live.function == kWaitForKeyEvent && thread.next > 0 &&
+           Following(thread) == nullptr;
+}
+
+// Nothing comes in it. A client that does not stop it waits for more than was recorded.
+void Replayer::AwaitStop(Span& span, unsigned stops) {
+    constexpr std::uint64_t kPatience = 5000000000;
+    constexpr timespec kMoment = {0, 10000000};
+    const std::uint64_t began = Now();
+    span.refused = true;
+    while (stops_ == stops) {
+        if (Now() - began > kPatience) {
+            Differ("a call of WaitForKeyEvent comes where the recording has no further call");
+        }
+        if (Differs()) return;
+        nanosleep(&kMoment, nullptr);
+    }
+    span.refusal = KESTA_OK;
+    auto* const eventType = reinterpret_cast<unsigned*>(span.live.raw[0]);
+    if (eventType != nullptr) *eventType = KESTA_EVENT_STOPPED;
 }
 
 void Replayer::Expect(Thread& thread, Span& span) {

@@ -2,6 +2,7 @@
 #ifndef KESTA_RECORDER_REPLAYER_H
 #define KESTA_RECORDER_REPLAYER_H
 
+#include <atomic>
 #include <mutex>
 #include <set>
 
@@ -40,7 +41,10 @@ private:
     Thread& ThisThread(const Span& span);
     ProcessScript* ClaimProcess(const Span& span);
     void ClaimThread(Thread& thread, const Span& span);
+    void Begin(Span& span);
     void Expect(Thread& thread, Span& span);
+    bool IsLateWait(const Thread& thread, const Span& span) const;
+    void AwaitStop(Span& span, unsigned stops);
     void CompareEnd(Thread& thread, const Span& span);
     Then Poll(Thread& thread, Span& span);
     Then Perform(const Call& call, Span& span);
@@ -57,6 +61,7 @@ private:
     void Differ(const Call& call, const Difference& difference);
 
     Script script_;
+    std::atomic<unsigned> stops_{0};  // calls of StopDetectUKey
     ReplayState& state_;
     bool tolerant_;
     bool timed_;

@@ -5,6 +5,7 @@
 #include <map>
 #include <vector>
 
+#include "kesta_unified_zrkukey.h"
 #include "match.h"
 
 namespace kesta {
@@ -12,6 +13,8 @@ namespace recorder {
 
 constexpr std::size_t kWaitForEvent = NumberOf(Boundary::kEvents, "ValtoT_WaitForEvent");
 constexpr std::size_t kStopDetectUKey = NumberOf(Boundary::kExports, "StopDetectUKey");
+
+constexpr std::size_t kWaitForKeyEvent = NumberOf(Boundary::kExports, "WaitForKeyEvent");
 
 struct ThreadScript {
     std::vector<const Call*> calls;
@@ -24,6 +27,12 @@ using ProcessScript = std::map<std::uint64_t, ThreadScript>;  // by the thread's
 inline bool IsIdlePoll(const Call& call) {
     return call.function == kWaitForEvent && call.ended() && call.how == kReturned &&
            call.result != 0;
+}
+
+// A wait that told of no event: it was stopped, or its process ended meanwhile.
+inline bool IsIdleWait(const Call& call) {
+    return call.function == kWaitForKeyEvent &&
+           (!call.ended() || (call.how == kReturned && call.outputs[0] == KESTA_EVENT_STOPPED));
 }
 
 class Script {

@@ -21,8 +21,10 @@ struct Span {
     std::uint64_t parent = 0;
     std::uint64_t start = 0;
     bool told = false;     // whether the beginning was recorded
-    bool refused = false;  // set by a replay that found a difference
-    bool nested = false;   // a library's call of itself is its own business
+    bool refused = false;  // set by a replay: the function is not called, and this is returned
+    int refusal = kReplayDiffers;
+    bool late = false;    // a wait that a replay's client began after all that was recorded
+    bool nested = false;  // a library's call of itself is its own business
 };
 
 }  // namespace recorder

@@ -73,12 +73,11 @@ public:
         }
     }
 
-    // Replaying, after a difference: the function is not called.
     bool IsRefused() const { return span_.refused; }
     template <typename Result>
     Result Refusal() {
-        __atomic_store_n(span_.lastError, kReplayDiffers, __ATOMIC_RELAXED);
-        if constexpr (!std::is_void_v<Result>) return static_cast<Result>(kReplayDiffers);
+        __atomic_store_n(span_.lastError, span_.refusal, __ATOMIC_RELAXED);
+        if constexpr (!std::is_void_v<Result>) return static_cast<Result>(span_.refusal);
     }
 
     // References stay what they are.
@@ -120,7 +119,11 @@ struct Stand<Number, Result(Parameters...)> {
             return passage.template Answer<Result>();
         } else {
             if constexpr (BoundaryOf(Number) == Boundary::kExports) {
-                if (passage.IsRefused()) return passage.template Refusal<Result>();
+                if (passage.IsRefused()) {
+                    // Threads that still wait are let go.
+                    if constexpr (Number == NumberOf(Boundary::kExports, "StopDetectUKey")) real();
+                    return passage.template Refusal<Result>();
+                }
             }
             return passage.CarryOut(real, arguments...);
         }

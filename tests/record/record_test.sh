@@ -47,6 +47,72 @@ test_the_exit_status_is_passed_on() {
     ends 126 record -- "$scratch/plain"
 }
 
+test_cancelled_threads_end_as_without_it() {
+    new_key
+    in_sandbox "$KESTA_BIN/cancelled_client" >plain
+    expect_equal "without" "behind the call: cancelled, in the wait: cancelled, behind the call: cancelled, stop: 0" \
+        "$(paste -sd, plain | sed 's/,/, /g')"
+    record -- "$KESTA_BIN/cancelled_client" >recorded
+    expect_same_lines "recorded" plain recorded
+    expect_equal "waits" cancelled "$(shown | jq -r 'select(.function == "WaitForKeyEvent") | .ended')"
+    expect_equal "versions" "returned returned" \
+        "$(shown | jq -r 'select(.function == "GetDllVersion") | .ended' | xargs)"
+    replay case.rec -- "$KESTA_BIN/cancelled_client" >replayed
+    expect_same_lines "replayed" plain replayed
+}
+
+test_timed_events_come_when_they_came() {
+    local began took
+    new_key
+    # shellcheck disable=SC2016
+    record --full -- sh -c '"$0" wait --timeout 60 & waiter=$!
+        until [ -s /tmp/ValtoPinpad_KESTA.log ]; do sleep 0.05; done
+        sleep 1; "$1" remove >/dev/null; wait "$waiter"' "$ukey_command" "$KESTA_BIN/softkey" >recorded
+    took=$(shown | jq 'select(.function == "WaitForKeyEvent" and .ended == "returned") | .duration_ms | floor' | head -n 1)
+    ((took >= 900)) || fail "the event came at once: after $took ms"
+    began=$(date +%s%N)
+    replay --timed case.rec -- "$ukey_command" wait --timeout 60 >replayed
+    (($(date +%s%N) - began >= took * 1000000 - 100000000)) || fail "the event came early"
+    expect_same_lines "timed" recorded replayed
+    replay case.rec -- "$ukey_command" wait --timeout 60 >replayed
+    expect_same_lines "at once" recorded replayed
+}
+
+# Neither does a wait that goes on when the difference is found keep the client.
+test_waits_beyond_the_recording_are_stopped_or_a_difference() {
+    need python3
+    new_key
+    cat >client.py <<'TEXT'
+import ctypes, sys, threading, time
+library = ctypes.CDLL(sys.argv[1])
+waits, label, stops = int(sys.argv[2]), sys.argv[3], sys.argv[4:] == ["stop"]
+length, kind, media = ctypes.c_uint(17), ctypes.c_uint(), ctypes.create_string_buffer(17)
+name, room = ctypes.create_string_buffer(512), ctypes.c_int(512)
+ended = threading.Event()
+def wait():
+    for _ in range(waits):
+        print(library.WaitForKeyEvent(ctypes.byref(kind), media, ctypes.byref(length)), kind.value, flush=True)
+    ended.set()
+library.Initialize()
+threading.Thread(target=wait).start()
+time.sleep(0.5)
+print(library.GetLabel(label.encode(), name, ctypes.byref(room)), flush=True)
+while stops and not ended.is_set():
+    library.StopDetectUKey()
+    time.sleep(0.1)
+ended.wait()
+TEXT
+    record --full -- python3 client.py "$KESTA_CLIENT_LIBRARY" 1 CLI00001 stop >recorded
+    expect_equal "recorded" "0 0 3" "$(xargs <recorded)"
+    ends 0 replay case.rec -- python3 client.py "$KESTA_CLIENT_LIBRARY" 2 CLI00001 stop
+    expect_equal "another wait, stopped" "0 0 3 0 3" "$(xargs <out)"
+    ends 20 replay case.rec -- timeout 60 python3 client.py "$KESTA_CLIENT_LIBRARY" 1 CLI00002 stop
+    expect_matches "difference elsewhere" 'szSN was recorded as "CLI00001"' "$(<err)"
+    record --full -- python3 client.py "$KESTA_CLIENT_LIBRARY" 0 CLI00001 >recorded
+    ends 20 replay case.rec -- timeout 60 python3 client.py "$KESTA_CLIENT_LIBRARY" 1 CLI00001
+    expect_matches "a thread of its own" 'WaitForKeyEvent' "$(<err)"
+}
+
 test_several_processes_make_one_recording() {
     new_key
     record -- sh -c '"$0" info & "$0" info; wait; "$0" label get' "$ukey_command" >/dev/null
