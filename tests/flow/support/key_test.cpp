@@ -90,12 +90,14 @@ bool Eventually(const std::function<bool()>& condition) {
     return condition();
 }
 
-KeyTest::KeyTest() {
+KeyTest::KeyTest(const std::vector<std::string>& options) {
     setenv("KESTA_SOFTKEY_HOME", "/tmp/softkey", 1);
     unsetenv("KESTA_SOFTKEY_NEW_PIN");
     unsetenv("KESTA_SOFTKEY_BUTTON_MS");
     EnterPin(kPin);
-    Softkey({"create", "--serial", kSerial});
+    std::vector<std::string> create = {"create", "--serial", kSerial};
+    create.insert(create.end(), options.begin(), options.end());
+    Softkey(create);
 }
 
 void KeyTest::EnterPin(const char* pin) {

@@ -45,7 +45,8 @@ protected:
     static constexpr char kSerial[] = "FLOW0001";
     static constexpr char kPin[] = "246810";
 
-    KeyTest();
+    // Made with these options of `softkey create` beside the serial number.
+    explicit KeyTest(const std::vector<std::string>& options = {});
 
     static void EnterPin(const char* pin);  // what the person enters from now on
 
