@@ -185,6 +185,25 @@ test_installed_command_finds_the_installed_recorder() {
     grep -q '"function":"CheckDriverIntegrity"' shown || fail "no call was recorded" "$(<said)" "$(<shown)"
 }
 
+# As a client's developer has it: nothing but what is installed, at a place of its own.
+test_installed_sandbox_records_and_the_recording_replays_without_a_key() {
+    local ukey emulator=()
+    need bwrap
+    [[ -z ${KESTA_EMULATOR:-} ]] || emulator=("$KESTA_EMULATOR")
+    install_everything
+    mkdir "a place"
+    mv prefix "a place/moved"
+    ukey=("${emulator[@]}" "$PWD/a place/moved/bin/ukey")
+    # shellcheck disable=SC2016
+    env -u LD_LIBRARY_PATH KESTA_SOFTKEY_PIN=135790 "a place/moved/bin/ukey-sandbox" --log log --fresh \
+        --key SHIPPED1 -- "${ukey[@]}" record --full -o case.rec -- "${ukey[@]}" info >recorded 2>said ||
+        fail "$(<said)"
+    grep -q SHIPPED1 recorded || fail "no key was there" "$(<recorded)" "$(<said)"
+    env -u LD_LIBRARY_PATH KESTA_SOFTKEY_HOME="$PWD/none" "${ukey[@]}" replay case.rec -- "${ukey[@]}" info \
+        >replayed 2>said || fail "it does not replay" "$(<said)"
+    expect_same_lines "replayed" recorded replayed
+}
+
 test_links_of_the_installed_pages_lead_somewhere() {
     local pages=prefix/share/doc/libkesta-unified-zrkukey-dev name
     install_everything
