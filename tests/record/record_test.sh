@@ -101,16 +101,19 @@ while stops and not ended.is_set():
     library.StopDetectUKey()
     time.sleep(0.1)
 ended.wait()
+print("over")
 TEXT
     record --full -- python3 client.py "$KESTA_CLIENT_LIBRARY" 1 CLI00001 stop >recorded
-    expect_equal "recorded" "0 0 3" "$(xargs <recorded)"
+    expect_equal "recorded" "0 0 3 over" "$(xargs <recorded)"
     ends 0 replay case.rec -- python3 client.py "$KESTA_CLIENT_LIBRARY" 2 CLI00001 stop
-    expect_equal "another wait, stopped" "0 0 3 0 3" "$(xargs <out)"
-    ends 20 replay case.rec -- timeout 60 python3 client.py "$KESTA_CLIENT_LIBRARY" 1 CLI00002 stop
+    expect_equal "another wait, stopped" "0 0 3 0 3 over" "$(xargs <out)"
+    ends 20 replay case.rec -- timeout 30 python3 client.py "$KESTA_CLIENT_LIBRARY" 1 CLI00002 stop
     expect_matches "difference elsewhere" 'szSN was recorded as "CLI00001"' "$(<err)"
+    expect_equal "its end" over "$(tail -n 1 out)"
     record --full -- python3 client.py "$KESTA_CLIENT_LIBRARY" 0 CLI00001 >recorded
-    ends 20 replay case.rec -- timeout 60 python3 client.py "$KESTA_CLIENT_LIBRARY" 1 CLI00001
+    ends 20 replay case.rec -- timeout 30 python3 client.py "$KESTA_CLIENT_LIBRARY" 1 CLI00001
     expect_matches "a thread of its own" 'WaitForKeyEvent' "$(<err)"
+    expect_equal "its end" over "$(tail -n 1 out)"
 }
 
 test_several_processes_make_one_recording() {
