@@ -88,6 +88,7 @@ function(kesta_install_command_texts name target component)
             OUTPUT "${folder}/${file}"
             COMMAND "${CMAKE_COMMAND}" -E make_directory "${folder}"
             COMMAND sh -c "exec \"$@\" >\"$0\"" "${folder}/${file}"
+                    "${CMAKE_COMMAND}" -E env --unset=LANGUAGE LC_ALL=C
                     ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:${target}> ${words}
             DEPENDS ${target}
             VERBATIM)
@@ -97,6 +98,16 @@ function(kesta_install_command_texts name target component)
     add_custom_target(${name}_texts ALL DEPENDS ${texts})
     add_dependencies(kesta_tool_files ${name}_texts)
 endfunction()
+
+# The commands' sentences in other languages, once for both: whoever has the one package has the other.
+if(TARGET catalogues)
+    set(catalogue_component softkey)
+    if(TARGET ukey)
+        set(catalogue_component tools)
+    endif()
+    install(DIRECTORY "${PROJECT_BINARY_DIR}/share/locale/" DESTINATION "${CMAKE_INSTALL_LOCALEDIR}"
+            COMPONENT ${catalogue_component})
+endif()
 
 option(KESTA_PACKAGES "Prepare Debian packages for cpack" OFF)
 if(KESTA_BUILD_TOOLS AND TARGET ukey)

@@ -102,14 +102,15 @@ exceptions for each kind of failure and insertion and removal as events.")
 endif()
 if(TARGET softkey_command)
     kesta_package(softkey kesta-softkey devel
-        "libkesta-unified-zrkukey (= ${this_version}), bubblewrap, libassuan0 (>= 2.5), libc6 (>= 2.36), libgcc-s1 (>= 4.2), \
+        "libkesta-unified-zrkukey (= ${this_version}), kesta-ukey (= ${this_version}), bubblewrap, \
+gettext-base, libassuan0 (>= 2.5), libc6 (>= 2.36), libgcc-s1 (>= 4.2), \
 libsqlite3-0 (>= 3.40), libssl3 (>= 3.0), libstdc++6 (>= 12)"
         "software stand-in for an SM2 USB security key"
         "What a client's developer uses instead of hardware: token library and event
 library with real cryptography, the softkey command, and a sandbox that shows
 them to one client at the place of the maker's libraries. That place itself is
 never touched.")
-    set(CPACK_DEBIAN_SOFTKEY_PACKAGE_RECOMMENDS "kesta-ukey, pinentry-curses | pinentry")
+    set(CPACK_DEBIAN_SOFTKEY_PACKAGE_RECOMMENDS "pinentry-curses | pinentry")
     set(CPACK_DEBIAN_SOFTKEY_PACKAGE_SUGGESTS "openssl")
 endif()
 

@@ -25,7 +25,7 @@ constexpr Entry kEntries[] = {
     SOFTKEY_CODES(SOFTKEY_ENTRY)
 #undef SOFTKEY_ENTRY
     // The library's own codes: a client asks for their texts in the same way.
-    {-101, "the token library could not be loaded", "无法加载密钥驱动库"},
+    {-101, "the token library could not be loaded", "无法加载令牌库"},
     {-109, "the library is not initialised", "接口库尚未初始化"},
     {-300, "the selector or operation is not supported", "不支持的选项或操作"},
     {-401, "an argument is missing, out of range or malformed", "参数缺失、超出范围或格式错误"},

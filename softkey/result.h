@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "softkey/codes.h"
+#include "softkey/sentence.h"
 
 namespace softkey {
 
@@ -16,6 +17,7 @@ public:
     // detail is for people: what was wrong with what. It never holds a PIN or key material.
     explicit Failure(Code code, std::string detail = {})
         : code_(code), detail_(std::move(detail)) {}
+    Failure(Code code, const char* sentence) : Failure(code, Sentence(sentence)) {}
 
     Code code() const noexcept { return code_; }
     const std::string& detail() const noexcept { return detail_; }

@@ -1,3 +1,4 @@
+#include "kit/text.h"
 #include "page_template.h"
 #include "show.h"
 
@@ -18,6 +19,21 @@ std::string InScript(const std::string& json) {
     return text;
 }
 
+// The page's sentences stand between "%%" there. They hold nothing that HTML or a string of
+// JavaScript would read otherwise.
+std::string InPersonsLanguage(const std::string& page) {
+    constexpr std::string_view kMark = "%%";
+    std::string text;
+    std::size_t end = 0;
+    for (bool sentence = false; end != std::string::npos; sentence = !sentence) {
+        const std::size_t start = end == 0 ? 0 : end + kMark.size();
+        end = page.find(kMark, start);
+        const std::string piece = page.substr(start, end - start);
+        text += sentence ? kit::_(piece.c_str()) : piece;
+    }
+    return text;
+}
+
 }  // namespace
 
 std::string ShowPage(const Recording& recording) {
@@ -25,7 +41,7 @@ std::string ShowPage(const Recording& recording) {
     ShowJson(recording, [&data](const std::string& line) {
         data += (data.empty() ? "[\n" : ",\n") + InScript(line);
     });
-    std::string page = kPageTemplate;
+    std::string page = InPersonsLanguage(kPageTemplate);
     const std::string place = "%DATA%";
     return page.replace(page.find(place), place.size(), data + "\n]");
 }

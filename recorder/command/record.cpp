@@ -13,14 +13,20 @@
 #include "file/descriptor.h"
 #include "file/reader.h"
 #include "file/writer.h"
+#include "kit/language.h"
+#include "kit/text.h"
 #include "run.h"
 
 namespace kesta {
 namespace recorder {
+
+using kit::_;
+using kit::Fill;
+
 namespace {
 
 [[noreturn]] void Refuse(const std::string& file, int number) {
-    throw CannotRun(file + ": " + std::strerror(number));
+    throw CannotRun(Fill(_("{1}: {2}"), {file, kit::SystemText(number)}));
 }
 
 bool IsRecording(const std::string& file) {
@@ -33,14 +39,14 @@ void RefuseToReplaceOthers(const std::string& file) {
     struct stat status;
     if (lstat(file.c_str(), &status) != 0) return;
     if (!S_ISREG(status.st_mode) || (status.st_size != 0 && !IsRecording(file))) {
-        throw CannotRun(file + " exists and is no recording; it is left as it is");
+        throw CannotRun(Fill(_("{1} exists and is no recording; it is left as it is"), {file}));
     }
 }
 
 std::string NewKey() {
     std::string key(kKeySize, '\0');
     if (getrandom(key.data(), key.size(), 0) != static_cast<ssize_t>(key.size())) {
-        throw CannotRun("there are no random bytes");
+        throw CannotRun(_("there are no random bytes"));
     }
     return key;
 }

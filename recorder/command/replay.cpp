@@ -6,14 +6,19 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <cstring>
 
+#include "kit/language.h"
+#include "kit/text.h"
 #include "replay/script.h"
 #include "replay/state.h"
 #include "run.h"
 
 namespace kesta {
 namespace recorder {
+
+using kit::_;
+using kit::Fill;
+
 namespace {
 
 // The state's file, gone with this object.
@@ -29,7 +34,8 @@ public:
         }
         const int reason = errno;
         if (file >= 0) close(file);
-        if (base == MAP_FAILED) throw CannotRun(path_ + ": " + std::strerror(reason));
+        if (base == MAP_FAILED)
+            throw CannotRun(Fill(_("{1}: {2}"), {path_, kit::SystemText(reason)}));
         state_ = static_cast<ReplayState*>(base);
     }
     ~StateFile() {
@@ -66,8 +72,8 @@ std::string Missing(const Script& script, const unsigned char* seen) {
     const auto& calls = script.recording().calls;
     for (std::size_t i = 0; i < calls.size(); ++i) {
         if (seen[i] != 0 || IsMatterOfTime(script, calls[i])) continue;
-        return "call " + std::to_string(calls[i].number) + ", " + script.FunctionOf(calls[i]).name +
-               " was recorded, and the command ended without it";
+        return Fill(_("call {1}, {2} was recorded, and the command ended without it"),
+                    {std::to_string(calls[i].number), script.FunctionOf(calls[i]).name});
     }
     return {};
 }

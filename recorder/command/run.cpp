@@ -12,8 +12,15 @@
 #include <cstring>
 #include <memory>
 
+#include "kit/language.h"
+#include "kit/text.h"
+
 namespace kesta {
 namespace recorder {
+
+using kit::_;
+using kit::Fill;
+
 namespace {
 
 constexpr const char* kAuditLibrary = "libkesta_audit.so";
@@ -62,7 +69,7 @@ Ended WaitFor(pid_t child) {
     for (;;) {
         const pid_t gone = waitpid(-1, &status, 0);
         if (gone == child) break;
-        if (gone < 0 && errno != EINTR) throw CannotRun("waiting for the command failed");
+        if (gone < 0 && errno != EINTR) throw CannotRun(_("waiting for the command failed"));
     }
     ended.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
     pid_t other = 0;
@@ -96,13 +103,15 @@ std::string RecorderFolder() {
     for (const std::string& place : places) {
         if (access((place + "/" + kAuditLibrary).c_str(), R_OK) == 0) return place;
     }
-    throw CannotRun(std::string("the recorder's libraries are missing: there is no ") +
-                    kAuditLibrary + " in " + places.front() + " nor below " + above + "/lib");
+    throw CannotRun(
+        Fill(_("the recorder's libraries are missing: there is no {1} in {2} nor below {3}"),
+             {kAuditLibrary, places.front(), above + "/lib"}));
 }
 
 std::map<std::string, std::string> LoaderVariables(const std::string& folder) {
     if (folder.find(':') != std::string::npos) {
-        throw CannotRun("the loader cannot be given a folder with a colon in its name: " + folder);
+        throw CannotRun(
+            Fill(_("the loader cannot be given a folder with a colon in its name: {1}"), {folder}));
     }
     std::string audit = folder + "/" + kAuditLibrary;
     const char* const others = std::getenv("LD_AUDIT");
@@ -116,7 +125,8 @@ Ended Run(const std::vector<std::string>& command,
     prctl(PR_SET_CHILD_SUBREAPER, 1);
     const Patience patience;
     const pid_t child = fork();
-    if (child < 0) throw CannotRun(std::string("no process can be started: ") + strerror(errno));
+    if (child < 0)
+        throw CannotRun(Fill(_("no process can be started: {1}"), {kit::SystemText(errno)}));
     if (child == 0) {
         patience.Restore();
         Become(command, variables);

@@ -5,8 +5,15 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "kit/text.h"
+
 namespace kesta {
 namespace recorder {
+
+using kit::_;
+using kit::Fill;
+using kit::N_;
+
 namespace {
 
 std::string TextOf(const Json& bytes) {
@@ -89,7 +96,8 @@ std::string Brief(const OrderedJson& told) {
     if (const auto kept = told.find("hex"); kept != told.end()) {
         return kept->get<std::string>();
     }
-    return told.at("name").get<std::string>() + " (" + told.at("length").dump() + " bytes)";
+    return Fill(_("{1} ({2} bytes)"),
+                {told.at("name").get<std::string>(), told.at("length").dump()});
 }
 
 std::string BriefList(const OrderedJson& values) {
@@ -110,14 +118,14 @@ std::string CallLine(const OrderedJson& call, const std::string& indent) {
     const std::string ended = call.at("ended");
     if (ended != "returned")
         return text + "  " +
-               (ended == "never"   ? "NEVER RETURNED"
-                : ended == "threw" ? "THREW"
-                                   : "CANCELLED");
+               (ended == "never"   ? _("NEVER RETURNED")
+                : ended == "threw" ? _("THREW")
+                                   : _("CANCELLED"));
     if (!call.at("result").is_null()) text += " = " + Brief(call.at("result"));
     if (!call.at("outputs").empty()) text += "  -> " + BriefList(call.at("outputs"));
     std::snprintf(lead, sizeof lead, "  %.3f ms", call.at("duration_ms").get<double>());
     text += lead;
-    return text + (call.at("failed").get<bool>() ? "  FAILED" : "");
+    return text + (call.at("failed").get<bool>() ? std::string("  ") + _("FAILED") : "");
 }
 
 }  // namespace
@@ -215,24 +223,27 @@ OrderedJson Teller::TellCall(const Call& call) {
 void ShowText(const Recording& recording, const Line& line) {
     Teller teller(recording);
     const OrderedJson head = teller.Head().at("recording");
-    line("recorded " + head.at("made").get<std::string>() + " by ukey " +
-         head.at("ukey").get<std::string>() +
-         (recording.full ? ", in full" : ", without identifiers and contents"));
+    line(Fill(recording.full ? _("recorded {1} by ukey {2}, in full")
+                             : _("recorded {1} by ukey {2}, without identifiers and contents"),
+              {head.at("made").get<std::string>(), head.at("ukey").get<std::string>()}));
     for (const Process& process : recording.processes) {
-        line("process " + std::to_string(process.number) + "  " + process.program + " (pid " +
-             std::to_string(process.id) + ", " + process.machine + ")");
+        line(Fill(_("process {1}  {2} (pid {3}, {4})"),
+                  {std::to_string(process.number), process.program, std::to_string(process.id),
+                   process.machine}));
     }
     for (const Library& library : recording.libraries) {
-        line("library " + library.file + " in process " + std::to_string(library.process) + ", " +
-             std::to_string(library.size) + " bytes, build " +
-             (library.build.empty() ? "without an id" : library.build));
+        line(Fill(library.build.empty()
+                      ? _("library {1} in process {2}, {3} bytes, build without an id")
+                      : _("library {1} in process {2}, {3} bytes, build {4}"),
+                  {library.file, std::to_string(library.process), std::to_string(library.size),
+                   library.build}));
     }
     const std::pair<std::uint64_t, const char*> gaps[] = {
-        {recording.lost, " records were lost: there was no room for them"},
-        {recording.unfinished, " records are unfinished: their process ended meanwhile"},
-        {recording.damaged, " records are damaged"}};
+        {recording.lost, N_("{1} records were lost: there was no room for them")},
+        {recording.unfinished, N_("{1} records are unfinished: their process ended meanwhile")},
+        {recording.damaged, N_("{1} records are damaged")}};
     for (const auto& [count, words] : gaps) {
-        if (count != 0) line(std::to_string(count) + words);
+        if (count != 0) line(Fill(_(words), {std::to_string(count)}));
     }
     for (const Call& call : recording.calls) {
         line(CallLine(teller.TellCall(call), call.parent == 0 ? "" : "    "));

@@ -28,7 +28,7 @@ void Sign(X509_REQ* request, EVP_PKEY* pair, const char* digest) {
 
 const char* DigestName(Algorithm algorithm, std::int64_t hash) {
     if (hash < 0 || hash > 3) {
-        throw Failure(kBadArgument, "HashType " + std::to_string(hash));
+        throw Failure(kBadArgument, Sentence("HashType {1}", {std::to_string(hash)}));
     }
     if (algorithm == Algorithm::kSm2) return "SM3";
     switch (static_cast<Hash>(hash)) {

@@ -47,8 +47,9 @@ Bytes ParseDigest(std::string_view text, DigestText writing, Algorithm algorithm
         digest = FromBase64(text);
     }
     if (!digest || digest->size() != size) {
-        throw Failure(kBadArgument, "the digest must be " + std::to_string(size) +
-                                        " bytes, as hexadecimal or Base64");
+        throw Failure(kBadArgument,
+                      Sentence("the digest must be {1} bytes, as hexadecimal or Base64",
+                               {std::to_string(size)}));
     }
     return std::move(*digest);
 }

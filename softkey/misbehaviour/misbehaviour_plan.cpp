@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "softkey/misbehaviour/planned_effects.h"
+#include "softkey/sentence.h"
 
 namespace softkey {
 namespace {
@@ -22,7 +23,8 @@ std::string ParseEntry(const PlanFields& rule) {
     const PlanJson& value = rule.Value("entry");
     if (value == kAllEntries) return kAllEntries;
     if (!value.is_string() || !MisbehaviourEntryIndex(value.get<std::string>())) {
-        RejectField(rule.Name("entry"), "must be the name of an entry point, not " + value.dump());
+        RejectField(rule.Name("entry"),
+                    Sentence("must be the name of an entry point, not {1}", {value.dump()}));
     }
     return value.get<std::string>();
 }
@@ -30,7 +32,7 @@ std::string ParseEntry(const PlanFields& rule) {
 std::optional<std::string> ParseSerial(const PlanFields& fields, const std::string& entry) {
     const auto serial = fields.Text("serial");
     if (serial && entry != kAllEntries && (TraitsOf(entry) & kAboutKey) == 0) {
-        RejectField(fields.Name("serial"), entry + " works with no key");
+        RejectField(fields.Name("serial"), Sentence("{1} works with no key", {entry}));
     }
     return serial;
 }
@@ -39,7 +41,8 @@ double ParseChance(const PlanFields& fields) {
     if (!fields.Has("chance")) return 1;
     const PlanJson& chance = fields.Value("chance");
     if (!chance.is_number() || !(chance.get<double>() >= 0 && chance.get<double>() <= 1)) {
-        RejectField(fields.Name("chance"), "must be a number from 0 to 1, not " + chance.dump());
+        RejectField(fields.Name("chance"),
+                    Sentence("must be a number from 0 to 1, not {1}", {chance.dump()}));
     }
     return chance.get<double>();
 }
@@ -70,7 +73,8 @@ MisbehaviourRule ParseRule(const PlanJson& value, const std::string& path) {
     const bool all = rule.entry == kAllEntries;
     rule.effects = ParseEffects(fields, rule.entry, all ? kOfAnyKey : TraitsOf(rule.entry));
     if (rule.effects.empty()) {
-        RejectField(path, "does nothing; give " + Listed(EffectNames(), " or "));
+        RejectField(path,
+                    Sentence("does nothing; give {1}", {Listed(EffectNames(), translate(" or "))}));
     }
     return rule;
 }

@@ -5,6 +5,7 @@
 
 #include "softkey/codes.h"
 #include "softkey/misbehaviour/misbehaviour_plan.h"
+#include "softkey/sentence.h"
 
 namespace softkey {
 namespace {
@@ -78,7 +79,11 @@ std::optional<std::uint64_t> WholeNumber(const PlanJson& value, std::uint64_t le
 }  // namespace
 
 void RejectField(const std::string& field, const std::string& reason) {
-    throw PlanError(field + ": " + reason);
+    throw PlanError(Sentence("{1}: {2}", {field, reason}));
+}
+
+void RejectField(const std::string& field, const char* reason) {
+    RejectField(field, Sentence(reason));
 }
 
 std::string Listed(const std::vector<std::string>& names, const char* last) {
@@ -98,7 +103,8 @@ PlanJson ReadPlanJson(const std::string& text) {
             return true;
         });
     } catch (const PlanJson::parse_error& error) {
-        throw PlanError("the plan is not JSON, at byte " + std::to_string(error.byte));
+        throw PlanError(
+            Sentence("the plan is not JSON, at byte {1}", {std::to_string(error.byte)}));
     } catch (const PlanJson::exception&) {
         RejectField(place.Name(), "is a number beyond what a number can hold");
     }
@@ -116,7 +122,8 @@ std::string PlanFields::Name(const std::string& field) const {
 void PlanFields::AllowOnly(const std::vector<std::string>& names) const {
     for (const auto& item : object_.items()) {
         if (std::find(names.begin(), names.end(), item.key()) != names.end()) continue;
-        RejectField(Name(item.key()), "no such field; known are " + Listed(names, ", "));
+        RejectField(Name(item.key()),
+                    Sentence("no such field; known are {1}", {Listed(names, ", ")}));
     }
 }
 
@@ -125,8 +132,9 @@ std::optional<std::uint64_t> PlanFields::Number(const char* field, std::uint64_t
     if (!Has(field)) return std::nullopt;
     const auto number = WholeNumber(Value(field), least, most);
     if (!number) {
-        RejectField(Name(field), "must be a whole number from " + std::to_string(least) + " to " +
-                                     std::to_string(most) + ", not " + Value(field).dump());
+        RejectField(Name(field),
+                    Sentence("must be a whole number from {1} to {2}, not {3}",
+                             {std::to_string(least), std::to_string(most), Value(field).dump()}));
     }
     return number;
 }
@@ -139,7 +147,7 @@ std::optional<std::string> PlanFields::Text(const char* field) const {
     if (!Has(field)) return std::nullopt;
     const PlanJson& value = Value(field);
     if (!value.is_string() || value.get<std::string>().empty()) {
-        RejectField(Name(field), "must be a text, not " + value.dump());
+        RejectField(Name(field), Sentence("must be a text, not {1}", {value.dump()}));
     }
     return value.get<std::string>();
 }
@@ -150,7 +158,8 @@ std::size_t PlanFields::Choice(const char* field, const std::vector<std::string>
     if (found != choices.end()) return static_cast<std::size_t>(found - choices.begin());
     std::vector<std::string> quoted;
     for (const std::string& choice : choices) quoted.push_back("\"" + choice + "\"");
-    RejectField(Name(field), "must be " + Listed(quoted, " or ") + ", not " + value.dump());
+    RejectField(Name(field), Sentence("must be {1}, not {2}",
+                                      {Listed(quoted, translate(" or ")), value.dump()}));
 }
 
 std::int32_t PlanFields::Code(const char* field) const {
@@ -164,9 +173,9 @@ std::int32_t PlanFields::Code(const char* field) const {
     }
     if (!code) {
         RejectField(Name(field),
-                    "must be a signed 32-bit number, a text such as \"0x5B12\", or the name of a "
-                    "code such as \"KeyRemoved\", not " +
-                        value.dump());
+                    Sentence("must be a signed 32-bit number, a text such as \"0x5B12\", or the "
+                             "name of a code such as \"KeyRemoved\", not {1}",
+                             {value.dump()}));
     }
     return *code;
 }
@@ -182,7 +191,8 @@ std::vector<std::uint32_t> PlanFields::Numbers(const char* field) const {
         const auto number = WholeNumber(list[i], 0, UINT32_MAX);
         if (!number) {
             RejectField(Name(field) + "[" + std::to_string(i) + "]",
-                        "must be a whole number from 0 to 4294967295, not " + list[i].dump());
+                        Sentence("must be a whole number from {1} to {2}, not {3}",
+                                 {"0", "4294967295", list[i].dump()}));
         }
         numbers.push_back(static_cast<std::uint32_t>(*number));
     }

@@ -17,6 +17,7 @@ using PlanJson = nlohmann::json;
 PlanJson ReadPlanJson(const std::string& text);
 
 [[noreturn]] void RejectField(const std::string& field, const std::string& reason);
+[[noreturn]] void RejectField(const std::string& field, const char* reason);  // to be translated
 
 // "a, b and c"
 std::string Listed(const std::vector<std::string>& names, const char* last);

@@ -1,5 +1,7 @@
 #include "softkey/misbehaviour/planned_effects.h"
 
+#include "softkey/sentence.h"
+
 namespace softkey {
 namespace {
 
@@ -70,12 +72,13 @@ struct Field {
     Read read;
 };
 
-constexpr const char* kNoKey = " works with no key";
-constexpr const char* kNoEvents = " delivers no events";
+constexpr const char* kNoKey = N_("{1} works with no key");
+constexpr const char* kNoEvents = N_("{1} delivers no events");
 
 constexpr Field kFields[] = {
-    {"code", kAnswersCode, " answers a text, not a code", Code<&Misbehaviour::code>},
-    {"code_after", kAnswersCode, " answers a text, not a code", Code<&Misbehaviour::codeAfter>},
+    {"code", kAnswersCode, N_("{1} answers a text, not a code"), Code<&Misbehaviour::code>},
+    {"code_after", kAnswersCode, N_("{1} answers a text, not a code"),
+     Code<&Misbehaviour::codeAfter>},
     {"delay_ms", kAnyEntry, "", Number<&Misbehaviour::delayMs, 1, kLongestDelayMs>},
     {"remove", kUsesKey, kNoKey, Removal},
     {"slot", kUsesKey, kNoKey, Slot},
@@ -83,8 +86,8 @@ constexpr Field kFields[] = {
     {"hang", kAnyEntry, "", Flag<&Misbehaviour::hangs>},
     {"crash", kAnyEntry, "", Crash},
     {"throw", kAnyEntry, "", Flag<&Misbehaviour::throws>},
-    {"output", kOutput, " hands nothing out", Output},
-    {"length", kLength, " writes no length", Number<&Misbehaviour::length, 0, UINT32_MAX>},
+    {"output", kOutput, N_("{1} hands nothing out"), Output},
+    {"length", kLength, N_("{1} writes no length"), Number<&Misbehaviour::length, 0, UINT32_MAX>},
     {"repeat", kDelivers, kNoEvents, Number<&Misbehaviour::repeat, 1, kMostRepetitions>},
     {"bounce", kDelivers, kNoEvents, Number<&Misbehaviour::bounce, 1, kMostRepetitions>},
     {"lose", kDelivers, kNoEvents, Flag<&Misbehaviour::loses>},
@@ -106,12 +109,12 @@ std::vector<PlannedEffect> ParseEffects(const PlanFields& rule, const std::strin
         if (!rule.Has(field.name)) continue;
         PlannedEffect effect{field.traits, {}};
         if ((traits & effect.traits) != effect.traits) {
-            RejectField(rule.Name(field.name), entry + field.lack);
+            RejectField(rule.Name(field.name), Sentence(field.lack, {entry}));
         }
         field.read(rule, field.name, effect);
         if ((traits & effect.traits) != effect.traits) {
             RejectField(rule.Name(field.name),
-                        entry + " cannot have " + rule.Value(field.name).dump());
+                        Sentence("{1} cannot have {2}", {entry, rule.Value(field.name).dump()}));
         }
         effects.push_back(std::move(effect));
     }

@@ -20,10 +20,10 @@ void CheckCertificate(const std::string& name, const Bytes& der, const Bytes& pu
     try {
         const X509Ptr certificate = StoredCertificate(der);
         if (!BelongsTogether(certificate.get(), publicKey)) {
-            damage.push_back(name + ": the certificate belongs to another key");
+            damage.push_back(Sentence("{1}: the certificate belongs to another key", {name}));
         }
     } catch (const Failure&) {
-        damage.push_back(name + ": the certificate cannot be read");
+        damage.push_back(Sentence("{1}: the certificate cannot be read", {name}));
     }
 }
 
@@ -31,15 +31,16 @@ void CheckPairs(Database& db, Lines& damage) {
     Statement row = db.Prepare(
         "SELECT serial, id, algorithm, public_key, certificate, wrapped FROM pairs ORDER BY id");
     while (row.Step()) {
-        const std::string name = "key " + row.Text(0) + ", key pair " + std::to_string(row.Int(1));
+        const std::string name =
+            Sentence("key {1}, key pair {2}", {row.Text(0), std::to_string(row.Int(1))});
         const Bytes publicKey = row.Blob(3);
         const PKeyPtr key = ParsePublicKey(publicKey);
         const bool rsa = row.Int(2) == static_cast<std::int64_t>(Algorithm::kRsa);
         if (!key || EVP_PKEY_is_a(key.get(), rsa ? "RSA" : "SM2") != 1) {
-            damage.push_back(name + ": the public key cannot be read");
+            damage.push_back(Sentence("{1}: the public key cannot be read", {name}));
         }
         if (!IsWrapped(row.Blob(5))) {
-            damage.push_back(name + ": the wrapped private key is cut short");
+            damage.push_back(Sentence("{1}: the wrapped private key is cut short", {name}));
         }
         const Bytes certificate = row.Blob(4);
         if (!certificate.empty()) CheckCertificate(name, certificate, publicKey, damage);
@@ -53,7 +54,7 @@ void CheckSeals(Database& db, Lines& damage) {
                            row.Int(3),  row.Int(4),
                            row.Int(5),  row.Blob(6)};
         if (!IsSound(seal)) {
-            damage.push_back("key " + row.Text(0) + ": the PIN seal is malformed");
+            damage.push_back(Sentence("key {1}: the PIN seal is malformed", {row.Text(0)}));
         }
     }
 }
@@ -62,11 +63,13 @@ void CheckSeals(Database& db, Lines& damage) {
 void CheckStructure(Database& db, Lines& damage) {
     Statement structure = db.Prepare("PRAGMA integrity_check");
     while (structure.Step()) {
-        if (structure.Text(0) != "ok") damage.push_back("database: " + structure.Text(0));
+        if (structure.Text(0) != "ok")
+            damage.push_back(Sentence("database: {1}", {structure.Text(0)}));
     }
     Statement references = db.Prepare("PRAGMA foreign_key_check");
     while (references.Step()) {
-        damage.push_back("database: a row of table " + references.Text(0) + " belongs to no key");
+        damage.push_back(
+            Sentence("database: a row of table {1} belongs to no key", {references.Text(0)}));
     }
 }
 

@@ -136,7 +136,8 @@ void Database::Open(const std::string& name, int flags) {
     sqlite3* const opened = std::exchange(db_, nullptr);
     const int systemError = opened != nullptr ? sqlite3_system_errno(opened) : 0;
     sqlite3_close_v2(opened);
-    throw Failure(CodeOf(result, systemError), name_ + ": " + sqlite3_errstr(result));
+    throw Failure(CodeOf(result, systemError),
+                  Sentence("{1}: {2}", {name_, sqlite3_errstr(result)}));
 }
 
 void Database::Fill(const Bytes& image) {
@@ -154,7 +155,9 @@ Bytes Database::Image() {
     sqlite3_int64 size = 0;
     const std::unique_ptr<unsigned char, decltype(&sqlite3_free)> bytes(
         sqlite3_serialize(db_, "main", &size, 0), sqlite3_free);
-    if (!bytes) throw Failure(size > 0 ? kNoMemory : kStateDamaged, name_ + ": cannot be read");
+    if (!bytes)
+        throw Failure(size > 0 ? kNoMemory : kStateDamaged,
+                      Sentence("{1}: cannot be read", {name_}));
     return {bytes.get(), bytes.get() + size};
 }
 
@@ -178,7 +181,7 @@ void Database::Execute(const char* sql) {
 void Database::Fail(int result, const char* doing) const {
     const int systemError = db_ != nullptr ? sqlite3_system_errno(db_) : 0;
     const char* const message = db_ != nullptr ? sqlite3_errmsg(db_) : sqlite3_errstr(result);
-    throw Failure(CodeOf(result, systemError), name_ + ": " + message + " (" + doing + ")");
+    throw Failure(CodeOf(result, systemError), Sentence("{1}: {2} ({3})", {name_, message, doing}));
 }
 
 }  // namespace softkey

@@ -27,7 +27,8 @@ struct flock OneByte(short type, off_t offset) {
 void FailOnFile(const std::string& path) {
     const int error = errno;
     const bool full = error == ENOSPC || error == EDQUOT || error == EFBIG;
-    throw Failure(full ? kStateFull : kStateUnreachable, path + ": " + std::strerror(error));
+    throw Failure(full ? kStateFull : kStateUnreachable,
+                  Sentence("{1}: {2}", {path, translate(std::strerror(error))}));
 }
 
 File::File(std::string path, int flags)

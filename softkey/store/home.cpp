@@ -38,12 +38,13 @@ bool IsUsableHome(const std::string& home) {
         if (errno == ENOENT || errno == ENOTDIR) return false;
         FailOnFile(home);
     }
-    if (!S_ISDIR(status.st_mode)) throw Failure(kStateUnreachable, home + ": not a folder");
+    if (!S_ISDIR(status.st_mode))
+        throw Failure(kStateUnreachable, Sentence("{1}: not a folder", {home}));
     if ((status.st_mode & (S_IRWXG | S_IRWXO) & ~(S_IXGRP | S_IXOTH)) == 0) return true;
-    throw Failure(kStateUnreachable, home +
-                                         ": others may read or write it, and with it the keys; "
-                                         "close it with: chmod 700 '" +
-                                         home + "'");
+    throw Failure(kStateUnreachable,
+                  Sentence("{1}: others may read or write it, and with it the keys; close it with: "
+                           "chmod 700 '{1}'",
+                           {home}));
 }
 
 bool IsWritable(const std::string& home) {

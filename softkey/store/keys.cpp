@@ -22,12 +22,15 @@ bool IsName(const std::string& text, std::size_t longest) {
 
 void CheckNames(const KeyRecord& key) {
     if (!IsName(key.serial, kMaxSerialLength)) {
-        throw Failure(kBadArgument, "serial number \"" + key.serial +
-                                        "\": 1 to 32 letters, digits, \"-\", \"_\" and \".\"");
+        throw Failure(
+            kBadArgument,
+            Sentence("serial number \"{1}\": 1 to 32 letters, digits, \"-\", \"_\" and \".\"",
+                     {key.serial}));
     }
     if (!IsName(key.mediaId, kMaxMediaIdLength)) {
-        throw Failure(kBadArgument, "media id \"" + key.mediaId +
-                                        "\": 1 to 16 letters, digits, \"-\", \"_\" and \".\"");
+        throw Failure(kBadArgument,
+                      Sentence("media id \"{1}\": 1 to 16 letters, digits, \"-\", \"_\" and \".\"",
+                               {key.mediaId}));
     }
     if (key.label.size() > kMaxLabelLength) throw Failure(kTooLong, "label: at most 511 bytes");
 }
@@ -66,13 +69,13 @@ std::optional<KeyRecord> KeyTable::Find(const std::string& serial) {
 void KeyTable::RequireFree(const KeyRecord& key) {
     for (const KeyRecord& other : All()) {
         if (other.serial == key.serial) {
-            throw Failure(kBadArgument, "serial number " + key.serial + " is taken");
+            throw Failure(kBadArgument, Sentence("serial number {1} is taken", {key.serial}));
         }
         if (other.mediaId == key.mediaId) {
-            throw Failure(kBadArgument, "media id " + key.mediaId + " is taken");
+            throw Failure(kBadArgument, Sentence("media id {1} is taken", {key.mediaId}));
         }
         if (other.slot == key.slot) {
-            throw Failure(kBadArgument, "slot " + std::to_string(key.slot) + " is taken");
+            throw Failure(kBadArgument, Sentence("slot {1} is taken", {std::to_string(key.slot)}));
         }
     }
 }
@@ -136,8 +139,8 @@ bool KeyTable::SetInserted(const std::string& serial, bool inserted,
         for (const KeyRecord& other : All()) {
             if (other.slot != *slot) continue;
             if (other.inserted)
-                throw Failure(kBadArgument,
-                              "slot " + std::to_string(*slot) + " is taken by " + other.serial);
+                throw Failure(kBadArgument, Sentence("slot {1} is taken by {2}",
+                                                     {std::to_string(*slot), other.serial}));
             MoveTo(LowestFreeSlot(), other.serial);
         }
         MoveTo(*slot, serial);

@@ -54,7 +54,7 @@ void Lock::Wait(const std::string& home) const {
         if (text != seen) moved = now;
         seen = text;
         if (now - moved > kPatience || now - start > kLongest) {
-            throw Failure(kStateBusy, home + ": another process holds the state");
+            throw Failure(kStateBusy, Sentence("{1}: another process holds the state", {home}));
         }
         std::this_thread::sleep_for(Pause(now - start));
     }

@@ -8,7 +8,7 @@ namespace softkey {
 
 void ObjectTable::Set(const std::string& serial, const DataObject& object) {
     if (object.value.size() > kMaxDataLength) {
-        throw Failure(kTooLong, "value of " + object.name + ": at most 259 bytes");
+        throw Failure(kTooLong, Sentence("value of {1}: at most 259 bytes", {object.name}));
     }
     Transaction transaction(store_);
     if (!KeyTable(store_).Find(serial)) throw Failure(kKeyAbsent, serial);

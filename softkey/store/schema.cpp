@@ -77,15 +77,16 @@ VACUUM;
 void RequireLog(const std::string& home, const Bytes& file) {
     const bool hasLog = file.size() > kJournalVersions && file[kJournalVersions] == 2;
     if (!hasLog || File(OldLogPath(home), O_RDONLY).IsOpen()) return;
-    throw Failure(kStateDamaged, DatabasePath(home) +
-                                     ": copied without its log, softkey.db-wal, which is missing");
+    throw Failure(kStateDamaged,
+                  Sentence("{1}: copied without its log, softkey.db-wal, which is missing",
+                           {DatabasePath(home)}));
 }
 
 void RequireSound(Database& db, const std::string& home) {
     Statement check = db.Prepare("PRAGMA integrity_check");
     while (check.Step()) {
         if (check.Text(0) == "ok") continue;
-        throw Failure(kStateDamaged, DatabasePath(home) + ": " + check.Text(0));
+        throw Failure(kStateDamaged, Sentence("{1}: {2}", {DatabasePath(home), check.Text(0)}));
     }
 }
 
@@ -95,7 +96,7 @@ Bytes WholeImage(const std::string& home) {
     RequireSound(old, home);
     Bytes image = old.Image();
     if (image.size() < kJournalVersions + 2) {
-        throw Failure(kStateDamaged, DatabasePath(home) + ": empty");
+        throw Failure(kStateDamaged, Sentence("{1}: empty", {DatabasePath(home)}));
     }
     image[kJournalVersions] = image[kJournalVersions + 1] = 1;
     return image;
@@ -119,13 +120,14 @@ Bytes ImageOfOldState(const std::string& home) {
     Database db(WholeImage(home));
     const std::int64_t version = SchemaVersion(db);
     if (version == kSchemaVersion) {
-        throw Failure(kStateDamaged, GuardPath(home) +
-                                         ": missing; softkey.db was copied without it, or is the "
-                                         "copy of another state");
+        throw Failure(kStateDamaged,
+                      Sentence("{1}: missing; softkey.db was copied without it, or is the "
+                               "copy of another state",
+                               {GuardPath(home)}));
     }
     if (version != 1) {
-        throw Failure(kStateDamaged, DatabasePath(home) + ": schema version " +
-                                         std::to_string(version) + " is not known");
+        throw Failure(kStateDamaged, Sentence("{1}: schema version {2} is not known",
+                                              {DatabasePath(home), std::to_string(version)}));
     }
     db.Execute(kFromVersion1);
     return db.Image();

@@ -79,12 +79,13 @@ void Adopt(const std::string& home, const File& folder, const File& guardFile, G
 }
 
 std::string Damage(const std::string& home, bool guardReadable, const std::optional<Bytes>& image) {
-    if (!guardReadable) return GuardPath(home) + ": damaged";
-    if (!image) return DatabasePath(home) + ": missing beside softkey.guard";
-    if (image->empty()) return DatabasePath(home) + ": empty";
-    return DatabasePath(home) +
-           ": not what was stored last; it was changed, cut short, or put back from an earlier "
-           "time";
+    if (!guardReadable) return Sentence("{1}: damaged", {GuardPath(home)});
+    if (!image) return Sentence("{1}: missing beside softkey.guard", {DatabasePath(home)});
+    if (image->empty()) return Sentence("{1}: empty", {DatabasePath(home)});
+    return Sentence(
+        "{1}: not what was stored last; it was changed, cut short, or put back from an earlier "
+        "time",
+        {DatabasePath(home)});
 }
 
 }  // namespace
@@ -94,7 +95,8 @@ StateFile::Found StateFile::Look(const std::string& home) {
     if (guard && !guard->empty() && IsFinished(home, *guard)) return Found::kGuarded;
     if (IsThere(DatabasePath(home))) return Found::kOld;
     if (IsThere(OldLogPath(home))) {
-        throw Failure(kStateDamaged, DatabasePath(home) + ": missing or empty beside its log");
+        throw Failure(kStateDamaged,
+                      Sentence("{1}: missing or empty beside its log", {DatabasePath(home)}));
     }
     return Found::kNothing;
 }

@@ -85,8 +85,8 @@ void Store::Load() {
     auto fresh = std::make_unique<Database>(file_->Load());
     const std::int64_t version = SchemaVersion(*fresh);
     if (version != kSchemaVersion) {
-        throw Failure(kStateDamaged, home_ + "/softkey.db: schema version " +
-                                         std::to_string(version) + " is not known");
+        throw Failure(kStateDamaged, Sentence("{1}: schema version {2} is not known",
+                                              {home_ + "/softkey.db", std::to_string(version)}));
     }
     db_ = std::move(fresh);
 }
@@ -110,12 +110,12 @@ bool Store::StillThere() const {
 }
 
 void Store::Begin() {
-    if (!file_) throw Failure(kStateUnreachable, home_ + ": cannot be written");
+    if (!file_) throw Failure(kStateUnreachable, Sentence("{1}: cannot be written", {home_}));
     file_->BeginChange();
     try {
         if (!Look()) {
             throw Failure(kStateUnreachable,
-                          home_ + ": another state has taken the place of this one");
+                          Sentence("{1}: another state has taken the place of this one", {home_}));
         }
         db_->Execute("BEGIN");
         changesBefore_ = db_->TotalChanges();

@@ -9,6 +9,7 @@
 
 #include "kit/errors.h"
 #include "kit/files.h"
+#include "kit/text.h"
 
 namespace kit {
 namespace {
@@ -90,12 +91,13 @@ kesta::CodeTable ReadCodes(const std::string& path) {
     try {
         return TableOf(Value::parse(ReadInput(path)));
     } catch (const Value::exception& error) {
-        throw FileError(path + ": " + error.what(), 0);
+        throw FileError(Fill(_("{1}: {2}"), {path, error.what()}), 0);
     } catch (const Slip& slip) {
         throw FileError(
-            path + ": " +
-                kesta::Say(kesta::Sentence::kCodesField,
-                           {slip.field.dump(-1, ' ', false, Value::error_handler_t::replace)}),
+            Fill(_("{1}: {2}"),
+                 {path,
+                  kesta::Say(kesta::Sentence::kCodesField,
+                             {slip.field.dump(-1, ' ', false, Value::error_handler_t::replace)})}),
             0);
     }
 }

@@ -14,7 +14,7 @@ void Show(const std::string& text, bool exact) {
     if (::isatty(STDOUT_FILENO) != 1) return WriteOutput("-", text);
     std::string shown = Printable(text, "\n\t");
     if (exact && !shown.empty() && shown.back() != '\n') shown += '\n';
-    WriteOutput("-", shown);
+    Say(shown);
 }
 
 }  // namespace
@@ -24,7 +24,7 @@ void Console::Confirm(const std::string& question) const {
     if (::isatty(STDIN_FILENO) != 1) {
         throw UsageError(Fill(_("{1} Nobody can be asked here: confirm with --yes."), {question}));
     }
-    std::cerr << Printable(question) << " [y/N] " << std::flush;
+    SayAside(Printable(question) + " [y/N] ");
     std::string answer;
     std::getline(std::cin, answer);
     if (answer != "y" && answer != "Y" && answer != "yes") throw Refused(_("nothing was done"));

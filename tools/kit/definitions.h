@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include "kit/text.h"
+
 namespace CLI {
 class App;
 class Option;
@@ -14,7 +16,7 @@ class Option;
 
 namespace kit {
 
-inline constexpr std::string_view kExamplesHead = "Examples:\n";
+inline constexpr const char* kExamplesHead = N_("Examples:\n");
 
 struct OptionFacts {
     std::vector<std::string> names;  // "-o", "--output"; empty for a positional

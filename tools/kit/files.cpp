@@ -10,8 +10,8 @@
 #include <cstring>
 #include <utility>
 
+#include "kit/language.h"
 #include "kit/output.h"
-#include "kit/program.h"
 #include "kit/text.h"
 
 namespace kit {
@@ -66,14 +66,13 @@ void WriteInPlace(const std::string& path, std::string_view content) {
 }  // namespace
 
 FileError::FileError(const std::string& what, int number)
-    : std::runtime_error(number == 0 ? what : what + ": " + std::strerror(number)) {}
+    : std::runtime_error(number == 0 ? what : Fill(_("{1}: {2}"), {what, SystemText(number)})) {}
 
 std::string ReadInput(const std::string& path) {
     const bool standard = path == "-";
     const std::string name = standard ? _("standard input") : path;
     if (standard && ::isatty(STDIN_FILENO) == 1) {
-        std::fprintf(stderr, "%s: %s\n", ProgramName(),
-                     _("reading standard input; end it with Ctrl-D"));
+        TellAside(_("reading standard input; end it with Ctrl-D"));
     }
     const Descriptor file(standard ? STDIN_FILENO : ::open(path.c_str(), O_RDONLY | O_CLOEXEC));
     if (file.number() < 0) throw CannotRead(name, errno);

@@ -2,6 +2,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "kit/language.h"
+
 namespace kit {
 
 using Form = nlohmann::ordered_json;
@@ -51,6 +53,7 @@ private:
         for (const auto& [name, value] : members) object[name] = To(value);
         return object;
     }
+    static Form Made(const std::string& text) { return ToUtf8(text); }
     template <class T>
     static Form Made(const T& value) {
         return value;

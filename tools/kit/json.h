@@ -51,7 +51,8 @@ public:
     std::size_t size() const;  // of an array or an object
     const Json* Find(std::string_view name) const;
 
-    // On one line. Bytes that are not UTF-8 are replaced, control characters escaped.
+    // On one line, in UTF-8 whatever the person's charset. Bytes that are neither are replaced,
+    // control characters escaped.
     std::string Text() const;
 
 private:

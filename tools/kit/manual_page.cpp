@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <cctype>
 
+#include "kit/language.h"
+
 namespace kit {
 namespace {
 
@@ -24,10 +26,16 @@ std::string Roff(const std::string& text) {
     return safe;
 }
 
+// Chinese has no blanks at which a line could be broken; groff breaks between its characters once
+// it is told to.
+const char* Breaking() {
+    return SpeaksChinese() ? ".mso zh.tmac\n.ad l\n.nh\n" : "";
+}
+
 std::string Synopsis(const std::string& name, const CommandFacts& command) {
     std::string line = ".B " + name + " " + Roff(command.path) + "\n";
-    if (!command.subcommands.empty()) return line + "COMMAND ...\n";
-    line += "[OPTION]...";
+    if (!command.subcommands.empty()) return line + _("COMMAND ...") + "\n";
+    line += _("[OPTION]...");
     for (const OptionFacts& option : command.options) {
         if (!option.Positional()) continue;
         std::string value = option.shown + (option.repeated ? "..." : "");
@@ -45,16 +53,17 @@ std::string OptionEntry(const OptionFacts& option) {
     if (!option.Positional() && !option.value.empty()) {
         names += " \\fI" + Roff(option.shown) + "\\fR";
     }
-    return ".TP\n" + names + "\n" + Roff(option.description) + ".\n";
+    return ".TP\n" + names + "\n" + Roff(Fill(_("{1}."), {option.description})) + "\n";
 }
 
 std::string Footer(const std::string& footer) {
-    if (footer.compare(0, kExamplesHead.size(), kExamplesHead) != 0) {
+    const std::string_view head = _(kExamplesHead);
+    if (footer.compare(0, head.size(), head) != 0) {
         return footer.empty() ? "" : ".PP\n" + Roff(footer) + "\n";
     }
-    std::string text = ".PP\nExamples:\n.PP\n.nf\n";
+    std::string text = ".PP\n" + std::string(head) + ".PP\n.nf\n";
     std::string line;
-    for (const char c : footer.substr(kExamplesHead.size()) + "\n") {
+    for (const char c : footer.substr(head.size()) + "\n") {
         if (c != '\n') {
             line += c;
             continue;
@@ -67,7 +76,8 @@ std::string Footer(const std::string& footer) {
 
 std::string Section(const std::string& name, const CommandFacts& command) {
     std::string text = ".SS \"" + name + " " + Roff(command.path) + "\"\n" +
-                       Roff(command.description) + ".\n.PP\n" + Synopsis(name, command);
+                       Roff(Fill(_("{1}."), {command.description})) + "\n.PP\n" +
+                       Synopsis(name, command);
     for (const OptionFacts& option : command.options) text += OptionEntry(option);
     return text + Footer(command.footer);
 }
@@ -80,26 +90,28 @@ std::string ManualPage(const About& about, const ProgramFacts& program) {
     std::transform(heading.begin(), heading.end(), heading.begin(),
                    [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
     const auto& commands = program.commands;
-    std::string text = ".TH " + heading + " 1 \"\" \"" + name + " " + about.version +
-                       "\" \"User Commands\"\n.SH NAME\n" + name + " \\- " + Roff(about.purpose) +
-                       "\n.SH SYNOPSIS\n.B " + name + "\nCOMMAND [OPTION]... [ARGUMENT]...\n";
-    text += about.description;
-    text += ".SH OPTIONS\n";
+    std::string text = ".TH " + heading + " 1 \"\" \"" + name + " " + about.version + "\" \"" +
+                       _("User Commands") + "\"\n" + Breaking() + ".SH " + _("NAME") + "\n" + name +
+                       " \\- " + Roff(_(about.purpose)) + "\n.SH " + _("SYNOPSIS") + "\n.B " +
+                       name + "\n" + _("COMMAND [OPTION]... [ARGUMENT]...") + "\n";
+    text += _(about.description);
+    text += std::string(".SH ") + _("OPTIONS") + "\n";
     for (const OptionFacts& option : commands.front().options) text += OptionEntry(option);
     std::string group;
     for (std::size_t i = 1; i < commands.size(); ++i) {
         const bool first = commands[i].path.find(' ') == std::string::npos;
         if (first && commands[i].group != group) {
             group = commands[i].group;
-            text += ".SH \"COMMANDS: " + Roff(group) + "\"\n";
+            text += ".SH \"" + Fill(_("COMMANDS: {1}"), {Roff(group)}) + "\"\n";
         }
         text += Section(name, commands[i]);
     }
-    text += ".SH \"EXIT STATUS\"\n";
+    text += ".SH \"" + std::string(_("EXIT STATUS")) + "\"\n";
     for (const Status& status : about.statuses) {
-        text += ".TP\n.B " + std::to_string(status.number) + "\n" + Roff(status.words) + ".\n";
+        text += ".TP\n.B " + std::to_string(status.number) + "\n" +
+                Roff(Fill(_("{1}."), {_(status.words)})) + "\n";
     }
-    return text + about.closing;
+    return text + about.closing();
 }
 
 }  // namespace kit

@@ -61,7 +61,7 @@ bool Option::Given() const {
 }
 
 void Options::Examples(const char* lines) const {
-    command_->footer(std::string(kExamplesHead) + lines);
+    command_->footer(std::string(_(kExamplesHead)) + _(lines));
 }
 
 void Options::Remark(const char* text) const {

@@ -7,6 +7,9 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "kit/language.h"
+#include "kit/program.h"
+
 namespace kit {
 namespace {
 
@@ -51,12 +54,25 @@ std::string Paint(int stream, Colour colour, std::string_view text) {
     return Escape(colour) + std::string(text) + "\033[0m";
 }
 
-void Put(std::string_view text) {
-    if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size()) Unwritable(errno);
+void Put(std::string_view bytes) {
+    if (std::fwrite(bytes.data(), 1, bytes.size(), stdout) != bytes.size()) Unwritable(errno);
+}
+
+void Say(std::string_view text) {
+    Put(FromUtf8(text));
+}
+
+void SayAside(std::string_view text) {
+    std::fputs(FromUtf8(text).c_str(), stderr);
+}
+
+void TellAside(std::string_view line) {
+    std::fflush(stdout);
+    SayAside(std::string(ProgramName()) + ": " + Printable(line) + "\n");
 }
 
 void PrintLine(std::string_view line) {
-    Put(line);
+    Say(line);
     Put("\n");
 }
 
@@ -98,7 +114,7 @@ Json Success(const Json& fields) {
 }
 
 void PrintJson(const Json& object) {
-    PrintLine(object.Text());
+    Put(object.Text() + "\n");  // UTF-8 in every locale
 }
 
 void FinishOutput() {
@@ -110,7 +126,7 @@ Hint::Hint(std::string_view sentence) : shown_(::isatty(STDERR_FILENO) == 1) {
     std::fflush(stdout);
     std::string line = Paint(STDERR_FILENO, Colour::kDim, sentence);
     if (!Steerable(STDERR_FILENO)) line += '\n';
-    std::fputs(line.c_str(), stderr);
+    SayAside(line);
 }
 
 Hint::~Hint() {

@@ -41,9 +41,14 @@ private:
 Json Success(const Json& fields = Json::object());
 void PrintJson(const Json& object);
 
-// To standard output. Everything that is printed passes here: a full disk must not pass for
+// Bytes to standard output. Everything that is printed passes here: a full disk must not pass for
 // success, and where nobody reads any longer the command ends. Throws FileError, ReaderGone.
-void Put(std::string_view text);
+void Put(std::string_view bytes);
+// A text for a person, in the charset of the terminal: on standard output, and aside.
+void Say(std::string_view text);
+void SayAside(std::string_view text);
+// As in "ukey: line", aside.
+void TellAside(std::string_view line);
 void FinishOutput();
 
 // A line on the terminal, for a person, while the program waits for something; it is wiped off

@@ -4,11 +4,13 @@
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
+#include <regex>
 #include <sstream>
 
 #include "kesta/ukey/failure.hpp"
 #include "kit/definitions.h"
 #include "kit/files.h"
+#include "kit/language.h"
 #include "kit/manual_page.h"
 
 namespace kit {
@@ -19,7 +21,29 @@ const char* programName = "";
 // As CLI11 does it, without the remarks about options that exclude each other.
 class HelpFormatter : public CLI::Formatter {
 public:
-    HelpFormatter() { column_width(29); }
+    HelpFormatter() {
+        column_width(29);
+        label("Usage", _("Usage"));
+        label("OPTIONS", _("OPTIONS"));
+        label("SUBCOMMAND", _("SUBCOMMAND"));
+    }
+
+    // Groups of options are the parser's own; those of subcommands are translated already.
+    std::string make_group(std::string group, bool positional,
+                           std::vector<const CLI::Option*> options) const override {
+        const char* const name = positional ? _("Positionals") : _("Options");
+        return Headed(
+            CLI::Formatter::make_group(group.empty() ? group : name, positional, options));
+    }
+
+    std::string make_subcommands(const CLI::App* app, CLI::AppFormatMode mode) const override {
+        return Headed(CLI::Formatter::make_subcommands(app, mode));
+    }
+
+    std::string make_usage(const CLI::App* app, std::string name) const override {
+        std::string text = CLI::Formatter::make_usage(app, name);
+        return text.replace(text.find(':'), 1, _(":"));
+    }
 
     std::string make_option_opts(const CLI::Option* option) const override {
         if (option->get_type_size() == 0) return {};
@@ -39,7 +63,12 @@ public:
 
     // The text of a footer stands as it was written.
     std::string make_description(const CLI::App* app) const override {
-        return app->get_description() + ".\n";
+        return Fill(_("{1}."), {app->get_description()}) + "\n";
+    }
+
+private:
+    static std::string Headed(const std::string& text) {
+        return std::regex_replace(text, std::regex(":\n"), std::string(_(":")) + "\n");
     }
 };
 
@@ -53,6 +82,22 @@ std::string StatusText(const About& about) {
         "\n" + Fill(_("`{1} help COMMAND` shows a command's options and examples."), {about.name});
     return *about.footer == '\0' ? text : text + "\n\n" + _(about.footer);
 }
+
+// What the parser complains of, in English.
+const std::vector<const char*> kParserSentences = {
+    N_("A subcommand is required"),
+    N_("{1} is required"),
+    N_("{1} requires {2}"),
+    N_("{1} excludes {2}"),
+    N_("{1}: {2} required {3} missing"),
+    N_("{1}: At least {2} required but received {3}"),
+    N_("{1}: At Most {2} required but received {3}"),
+    N_("The following argument was not expected: {1}"),
+    N_("The following arguments were not expected: {1}"),
+    N_("Could not convert: {1} = {2}"),
+    N_("{1}: Should be true/false or a number"),
+    N_("{1}: {2}"),
+};
 
 // Behind "--" stand other programs' options.
 bool WantsJson(int count, char** arguments) {
@@ -151,7 +196,7 @@ Complaint Program::Parts::Misuse(const std::exception& error) const {
     const bool missing = dynamic_cast<const CLI::RequiredError*>(&error) != nullptr;
     Complaint complaint;
     complaint.status = about.usage;
-    complaint.message = error.what();
+    complaint.message = Recognised(error.what(), kParserSentences);
     if (missing && !word.empty() && word.front() != '-') {
         complaint.message = Fill(_("there is no command \"{1}\""), {word});
     }
@@ -196,7 +241,7 @@ int Program::Parts::Fail(const Complaint& complaint, bool json) const {
     if (!complaint.operation.empty() && complaint.code) text += " (" + codeText + ")";
     text += '\n';
     if (!complaint.advice.empty()) text += "  " + Printable(complaint.advice) + "\n";
-    std::fputs(text.c_str(), stderr);
+    SayAside(text);
     return complaint.status;
 }
 
@@ -229,7 +274,7 @@ int Program::Parts::Help(const std::vector<std::string>& words) {
         path += (path.empty() ? "" : " ") + word;
     }
     const std::string name = std::string(about.name) + (path.empty() ? "" : " ") + path;
-    Put(found->get_formatter()->make_help(found, name, CLI::AppFormatMode::Normal));
+    Say(found->get_formatter()->make_help(found, name, CLI::AppFormatMode::Normal));
     return 0;
 }
 
@@ -244,10 +289,10 @@ void Program::Parts::AddHelp(Program& program) {
 void Program::Parts::AddCompletion(Program& program, const char* shell, const char* examples,
                                    std::string (*maker)(const ProgramFacts&)) {
     const std::string path = std::string("completion ") + shell;
-    const Options options = program.Add(path, N_("Print the script for this shell"), "Subcommands");
+    const Options options = program.Add(path, N_("Print the script for this shell"), "");
     options.Examples(Fill(examples, {about.name}).c_str());
     program.Does(path, [this, maker] {
-        WriteOutput("-", maker(WalkDefinitions(app)));
+        Say(maker(WalkDefinitions(app)));
         return 0;
     });
 }
@@ -265,7 +310,7 @@ void Program::Parts::AddOwnCommands(Program& program) {
                   FishCompletion);
     program.Add("manual", N_("Print the manual page"), "");
     program.Does("manual", [this] {
-        WriteOutput("-", ManualPage(about, WalkDefinitions(app)));
+        Put(ManualPage(about, WalkDefinitions(app)));  // UTF-8, as pages are
         return 0;
     });
 }
@@ -289,7 +334,7 @@ Options Program::Add(const std::string& path, const char* sentence, const char* 
     CLI::App& parent = space == std::string::npos ? parts_->app : parts_->At(path.substr(0, space));
     CLI::App* const command = parent.add_subcommand(path.substr(space + 1), _(sentence));
     if (&parent != &parts_->app) parent.require_subcommand(1);
-    command->group(&parent == &parts_->app ? _(group) : "Subcommands");
+    command->group(&parent == &parts_->app ? _(group) : _("Subcommands"));
     return Options(command);
 }
 
@@ -307,7 +352,7 @@ int Program::Run(int count, char** arguments) {
         std::ostringstream text;
         static_cast<void>(parts_->app.exit(help, text, text));
         parts_->action = [said = text.str()] {
-            Put(said);
+            Say(said);
             return 0;
         };
     } catch (const std::exception& error) {

@@ -21,10 +21,10 @@ struct About {
     int usage;
     int refused;
     int file;
-    const char* footer;       // of the help, behind the exit statuses; may be empty
-    const char* purpose;      // for the manual page, behind the name
-    const char* description;  // roff: the section DESCRIPTION
-    const char* closing;      // roff: what stands behind EXIT STATUS
+    const char* footer;        // of the help, behind the exit statuses; may be empty
+    const char* purpose;       // for the manual page, behind the name
+    const char* description;   // roff: the section DESCRIPTION
+    std::string (*closing)();  // roff: what stands behind EXIT STATUS, translated
 };
 
 // As in "ukey: message".

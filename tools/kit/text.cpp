@@ -1,7 +1,11 @@
 #include "kit/text.h"
 
+#include <wchar.h>
+
 #include <algorithm>
 #include <cstddef>
+
+#include "kit/language.h"
 
 namespace kit {
 namespace {
@@ -45,10 +49,28 @@ bool Wide(unsigned point) {
            (point >= 0xFFE0 && point <= 0xFFE6) || (point >= 0x20000 && point <= 0x3FFFD);
 }
 
+// The locale knows its terminals: some show quotation marks and dashes as wide as ideographs. What
+// it does not know is left to the table, or becomes a question mark.
+std::size_t ColumnsOf(unsigned point) {
+    if (point < 0x80) return 1;
+    const int known = ::wcwidth(static_cast<wchar_t>(point));
+    if (known >= 0) return static_cast<std::size_t>(known);
+    return CharsetName() == "UTF-8" && Wide(point) ? 2 : 1;
+}
+
 }  // namespace
 
-const char* _(const char* sentence) {
-    return sentence;
+bool IsUtf8(std::string_view text) {
+    while (!text.empty()) {
+        const Character next = Decode(text);
+        if (!next.good) return false;
+        text.remove_prefix(next.length);
+    }
+    return true;
+}
+
+std::size_t CharacterSize(std::string_view text) {
+    return Decode(text).length;
 }
 
 std::string Fill(std::string_view sentence, std::initializer_list<std::string_view> parts) {
@@ -57,7 +79,7 @@ std::string Fill(std::string_view sentence, std::initializer_list<std::string_vi
         const bool hole = sentence[i] == '{' && i + 2 < sentence.size() && sentence[i + 2] == '}';
         const auto number = hole ? static_cast<std::size_t>(sentence[i + 1] - '0') : 0;
         if (number >= 1 && number <= parts.size()) {
-            text += parts.begin()[number - 1];
+            text += ToUtf8(parts.begin()[number - 1]);
             i += 2;
         } else {
             text += sentence[i];
@@ -66,7 +88,9 @@ std::string Fill(std::string_view sentence, std::initializer_list<std::string_vi
     return text;
 }
 
-std::string Printable(std::string_view text, std::string_view kept) {
+std::string Printable(std::string_view given, std::string_view kept) {
+    const std::string whole = ToUtf8(given);
+    std::string_view text = whole;
     std::string clean;
     while (!text.empty()) {
         const Character next = Decode(text);
@@ -85,7 +109,7 @@ std::size_t Columns(std::string_view text) {
     std::size_t columns = 0;
     while (!text.empty()) {
         const Character next = Decode(text);
-        columns += Wide(next.point) ? 2 : 1;
+        columns += next.good ? ColumnsOf(next.point) : 1;
         text.remove_prefix(next.length);
     }
     return columns;

@@ -16,7 +16,7 @@ const std::vector<Status> kStatuses = {
     {kExitState, "state", N_("the stored state is out of reach or busy, or no output is possible")},
 };
 
-constexpr const char* kDescription = R"roff(.SH DESCRIPTION
+constexpr const char* kDescription = N_(R"roff(.SH DESCRIPTION
 The software key stands in for a USB security key: a token library and an event library with real
 cryptography, whose state is kept in a folder.
 .B softkey
@@ -40,9 +40,10 @@ and where a code of the software key says what happened
 What would destroy a key is asked for on a terminal, unless
 .B \-\-yes
 is given; a script is not asked.
-)roff";
+)roff");
 
-constexpr const char* kClosing = R"roff(.SH ENVIRONMENT
+std::string Closing() {
+    return _(R"roff(.SH ENVIRONMENT
 .TP
 .B KESTA_SOFTKEY_HOME
 The folder that holds the state. Default:
@@ -61,6 +62,10 @@ The new PIN when a client changes it, and for
 .B KESTA_SOFTKEY_BUTTON_MS
 How many milliseconds a question waits for the button. Default: 30000.
 .TP
+.BR LC_ALL ", " LC_MESSAGES ", " LC_CTYPE ", " LANG ", " LANGUAGE
+Language and charset of what a person reads: English or simplified Chinese. JSON is UTF-8 always; of
+it the sentences alone follow the language.
+.TP
 .B NO_COLOR
 If set, nothing is coloured. Nothing is coloured outside a terminal either.
 .SH FILES
@@ -75,7 +80,8 @@ The plan in force.
 .BR ukey\-sandbox (1),
 .BR pinentry (1),
 .BR openssl (1)
-)roff";
+)roff");
+}
 
 }  // namespace
 
@@ -90,8 +96,8 @@ const kit::About kAbout = {
     kExitFile,
     N_("The state is kept below $KESTA_SOFTKEY_HOME, else $XDG_DATA_HOME/kesta-softkey,\n"
        "else ~/.local/share/kesta-softkey."),
-    "make software keys, insert and pull them, look at them",
+    N_("make software keys, insert and pull them, look at them"),
     kDescription,
-    kClosing};
+    Closing};
 
 }  // namespace softkey::command

@@ -30,7 +30,7 @@ Exit Push(Console& console, const Wish& wish) {
         answered == 0   ? _("every question from now on: {1}")
         : answered == 1 ? _("answered {2} waiting question; every question from now on: {1}")
                         : _("answered {2} waiting questions; every question from now on: {1}");
-    console.GiveDone(Fill(sentence, {standing, std::to_string(answered)}),
+    console.GiveDone(Fill(sentence, {_(standing.c_str()), std::to_string(answered)}),
                      {{"serial", serial}, {"answered", answered}, {"button", standing}});
     return kExitDone;
 }

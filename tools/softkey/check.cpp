@@ -19,7 +19,7 @@ void CheckMode(const std::string& path, std::vector<std::string>& damage) {
     if (stat(path.c_str(), &status) != 0 || (status.st_mode & 077U) == 0) return;
     char mode[8];
     std::snprintf(mode, sizeof mode, "%03o", status.st_mode & 0777U);
-    damage.push_back(path + ": open to others than its owner, mode " + mode);
+    damage.push_back(Fill(_("{1}: open to others than its owner, mode {2}"), {path, mode}));
 }
 
 void CheckPlan(const std::string& home, std::vector<std::string>& damage) {
@@ -28,7 +28,7 @@ void CheckPlan(const std::string& home, std::vector<std::string>& damage) {
     try {
         ParseMisbehaviourPlan(plan);
     } catch (const PlanError& error) {
-        damage.push_back(home + "/misbehaviour.json: " + error.what());
+        damage.push_back(Fill(_("{1}: {2}"), {home + "/misbehaviour.json", error.what()}));
     }
 }
 

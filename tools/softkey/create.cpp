@@ -71,7 +71,7 @@ Exit Make(Console& console, const Wish& wish) {
     PinContext context;
     context.serial = wanted.serial;
     context.label = wanted.label;
-    context.language = Language::kEnglish;
+    context.language = PersonsLanguage();
     SecretText pin;
     ChooseNewPin(wish.pin, context, NewPinKind::kFirst, pin);
     const std::unique_ptr<Store> store = Store::Open(StateHome());

@@ -16,7 +16,7 @@ PairRecord PairWithCertificate(Store& store, const KeyRecord& key, Role role) {
     for (const PairRecord& pair : PairTable(store).Of(key.serial)) {
         if (pair.role == role && !pair.certificate.empty()) return pair;
     }
-    throw Failure(kNoCertificate, std::string(NameOf(role)) + " certificate on " + key.serial);
+    throw Failure(kNoCertificate, Fill(_("{1} certificate on {2}"), {_(NameOf(role)), key.serial}));
 }
 
 Exit Export(Console& console, const Wish& wish) {

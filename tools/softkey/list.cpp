@@ -31,7 +31,7 @@ Exit List(Console& console) {
     if (console.json) {
         PrintJson(Success({{"keys", keys}}));
     } else {
-        Put(keys.empty() ? std::string(_("no keys")) + "\n" : table.Text());
+        Say(keys.empty() ? std::string(_("no keys")) + "\n" : table.Text());
     }
     return kExitDone;
 }

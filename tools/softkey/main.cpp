@@ -2,6 +2,7 @@
 #include <system_error>
 
 #include "commands.h"
+#include "kit/language.h"
 #include "softkey/messages.h"
 #include "state.h"
 
@@ -12,8 +13,12 @@ using namespace softkey;
 // The kit knows its own errors; here are the software key's, and what belongs to its state.
 bool Translate(const std::exception& error, kit::Complaint& complaint) {
     if (const auto* const failure = dynamic_cast<const Failure*>(&error)) {
-        complaint.message = MessageText(failure->code(), Language::kEnglish, Charset::kUtf8);
-        if (!failure->detail().empty()) complaint.message += ": " + failure->detail();
+        complaint.message =
+            MessageText(failure->code(), command::PersonsLanguage(), Charset::kUtf8);
+        if (!failure->detail().empty()) {
+            complaint.message =
+                kit::Fill(kit::_("{1}: {2}"), {complaint.message, failure->detail()});
+        }
         complaint.status = command::ExitFor(failure->code());
         complaint.code = failure->code();
         return true;
@@ -28,6 +33,8 @@ bool Translate(const std::exception& error, kit::Complaint& complaint) {
 }  // namespace
 
 int main(int count, char** arguments) {
+    kit::UsePersonsLocale();
+    translate = kit::_;
     kit::Console console;
     kit::Program program(command::kAbout, console, Translate);
     command::AddCommands(program, console);

@@ -21,7 +21,7 @@ Exit Set(Console& console, const std::string& path) {
     try {
         SetMisbehaviour(home, text);
     } catch (const PlanError& error) {
-        throw FileError((path == "-" ? _("the plan") : path) + ": " + error.what(), 0);
+        throw FileError(Fill(_("{1}: {2}"), {path == "-" ? _("the plan") : path, error.what()}), 0);
     }
     const auto plan = Json::Parse(text);
     const Json* const rules = plan ? plan->Find("rules") : nullptr;
@@ -43,7 +43,7 @@ Exit List(Console& console) {
     if (console.json) {
         PrintJson(Success({{"plans", plans}}));
     } else {
-        Put(table.Text());
+        Say(table.Text());
     }
     return kExitDone;
 }
@@ -58,7 +58,8 @@ Exit Show(Console& console) {
     const std::string home = StateHome();
     const std::string plan = MisbehaviourPlan(home);
     const auto parsed = plan.empty() ? Json() : Json::Parse(plan);
-    if (!parsed) throw Failure(kStateDamaged, home + "/misbehaviour.json is not JSON");
+    if (!parsed)
+        throw Failure(kStateDamaged, Fill(_("{1} is not JSON"), {home + "/misbehaviour.json"}));
     Json calls = Json::object();
     kit::Table table;
     for (const auto& [entry, count] :
@@ -73,7 +74,7 @@ Exit Show(Console& console) {
     } else {
         PrintLine(Trimmed(Printable(plan, "\n\t")));
         PrintLine(calls.empty() ? _("no calls yet") : _("calls"));
-        Put(table.Text("  "));
+        Say(table.Text("  "));
     }
     return kExitDone;
 }

@@ -10,7 +10,7 @@ Exit Show(Console& console, const std::string& serial) {
     if (console.json) {
         PrintJson(Success(KeyWithContentsJson(*store, key)));
     } else {
-        Put(KeyWithContentsText(*store, key));
+        Say(KeyWithContentsText(*store, key));
     }
     return kExitDone;
 }

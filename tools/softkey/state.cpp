@@ -4,6 +4,7 @@
 
 #include <vector>
 
+#include "kit/language.h"
 #include "softkey/store/home.h"
 #include "softkey/store/keys.h"
 
@@ -43,6 +44,10 @@ Exit ExitFor(Code code) {
     }
 }
 
+Language PersonsLanguage() {
+    return SpeaksChinese() ? Language::kChinese : Language::kEnglish;
+}
+
 void AddSerial(const Options& options, std::string& serial) {
     options.Text("SERIAL", serial, "SERIAL",
                  N_("Serial number of the key; may be left out when there is only one"));
@@ -51,7 +56,7 @@ void AddSerial(const Options& options, std::string& serial) {
 std::unique_ptr<Store> OpenState() {
     const std::string home = StateHome();
     std::unique_ptr<Store> store = Store::OpenExisting(home);
-    if (!store) throw Failure(kKeyAbsent, "no key was created yet in " + home);
+    if (!store) throw Failure(kKeyAbsent, Fill(_("no key was created yet in {1}"), {home}));
     return store;
 }
 
@@ -62,7 +67,8 @@ KeyRecord ChooseKey(Store& store, const std::string& serial) {
         return *found;
     }
     const std::vector<KeyRecord> keys = KeyTable(store).All();
-    if (keys.empty()) throw Failure(kKeyAbsent, "no key was created yet in " + store.home());
+    if (keys.empty())
+        throw Failure(kKeyAbsent, Fill(_("no key was created yet in {1}"), {store.home()}));
     if (keys.size() == 1) return keys[0];
     std::string names;
     for (const KeyRecord& key : keys) names += (names.empty() ? "" : ", ") + key.serial;

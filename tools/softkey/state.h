@@ -9,6 +9,7 @@
 #include "kit/console.h"
 #include "kit/files.h"
 #include "kit/options.h"
+#include "softkey/messages.h"
 #include "softkey/result.h"
 #include "softkey/store/records.h"
 #include "softkey/store/store.h"
@@ -30,6 +31,9 @@ enum Exit : int {
 };
 
 Exit ExitFor(Code code);
+
+// The language of the software key's own texts, for the person at the command.
+Language PersonsLanguage();
 
 using Action = std::function<Exit()>;
 

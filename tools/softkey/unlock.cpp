@@ -19,7 +19,7 @@ void EraseWithNewPin(const Wish& wish, const KeyRecord& key, Store& store) {
     PinContext context;
     context.serial = key.serial;
     context.label = key.label;
-    context.language = Language::kEnglish;
+    context.language = PersonsLanguage();
     SecretText pin;
     ChooseNewPin(wish.pin, context, NewPinKind::kChange, pin);
     CheckPinLength(pin.View());

@@ -31,7 +31,7 @@ Json PairJson(const PairRecord& pair) {
 }
 
 void AddPairRows(const PairRecord& pair, kit::Table& table) {
-    const std::string kind = std::string(NameOf(pair.role)) + " " + NameOf(pair.algorithm);
+    const std::string kind = std::string(_(NameOf(pair.role))) + " " + NameOf(pair.algorithm);
     const auto facts = FactsOf(pair.certificate);
     if (!facts) {
         table.Row({kind, pair.certificate.empty() ? _("no certificate")
@@ -54,7 +54,7 @@ std::string Heading(const KeyRecord& key) {
                              ? _("locked")
                              : Fill(_("{1} of {2} tries left"), {std::to_string(key.triesLeft),
                                                                  std::to_string(key.maxTries)})});
-    table.Row({_("button"), NameOf(key.button)});
+    table.Row({_("button"), _(NameOf(key.button))});
     return table.Text();
 }
 
@@ -63,11 +63,11 @@ std::string Heading(const KeyRecord& key) {
 const char* NameOf(Role role) {
     switch (role) {
         case Role::kSigning:
-            return "signing";
+            return N_("signing");
         case Role::kEncryption:
-            return "encryption";
+            return N_("encryption");
         case Role::kTemporary:
-            return "temporary";
+            return N_("temporary");
     }
     return "unknown";
 }
@@ -85,11 +85,11 @@ const char* NameOf(Algorithm algorithm) {
 const char* NameOf(Button button) {
     switch (button) {
         case Button::kPress:
-            return "press";
+            return N_("press");
         case Button::kRefuse:
-            return "refuse";
+            return N_("refuse");
         case Button::kAsk:
-            return "ask";
+            return N_("ask");
     }
     return "unknown";
 }

@@ -5,9 +5,14 @@
 #include "version.h"
 
 namespace ukey {
+
+using kit::_;
+using kit::Fill;
+using kit::N_;
+
 namespace {
 
-constexpr const char* kDescription = R"roff(.SH DESCRIPTION
+constexpr const char* kDescription = N_(R"roff(.SH DESCRIPTION
 Each command loads the library
 .BR libkesta_unified_zrkukey.so ,
 which loads the token library of the key's maker.
@@ -42,22 +47,29 @@ else that of
 .IR /etc/kesta/codes.json ,
 else the software key's. A code in no table ends with 1, and the token library's own text and code
 say what happened.
-)roff";
+)roff");
 
-constexpr const char* kClosing = R"roff(.SH FILES
+std::string Closing() {
+    return Fill(_(R"roff(.SH FILES
 .TP
-.I )roff" KESTA_INSTALL_DIRECTORY R"roff(/
-The install directory of the key's maker, with the token library )roff" KESTA_TOKEN_LIBRARY R"roff(.
+.I {1}/
+The install directory of the key's maker, with the token library {2}.
 .TP
-.I )roff" KESTA_LOG_FILE R"roff(
+.I {3}
 The library's diagnostic log.
 .SH ENVIRONMENT
+.TP
+.BR LC_ALL ", " LC_MESSAGES ", " LC_CTYPE ", " LANG ", " LANGUAGE
+Language and charset of what a person reads: English or simplified Chinese. JSON is UTF-8 always; of
+it the sentences alone follow the language.
 .TP
 .B NO_COLOR
 If set, nothing is coloured. Nothing is coloured outside a terminal either.
 .SH SEE ALSO
 .BR ukey\-sandbox (1)
-)roff";
+)roff"),
+                {KESTA_INSTALL_DIRECTORY, KESTA_TOKEN_LIBRARY, KESTA_LOG_FILE});
+}
 
 }  // namespace
 
@@ -72,8 +84,8 @@ const kit::About kAbout = {
     static_cast<int>(Exit::kFile),
     kit::N_("With hardware, what would end with 3, 4, 5 or 8 ends with 1: these are known by the\n"
             "codes of the software key alone."),
-    "read, enrol and use a USB security key",
+    N_("read, enrol and use a USB security key"),
     kDescription,
-    kClosing};
+    Closing};
 
 }  // namespace ukey

@@ -71,7 +71,7 @@ Exit ListKeys(Session& session) {
         PrintJson(Success({{"keys", keys}}));
         return Exit::kOk;
     }
-    Put(slots.empty() ? std::string(_("no keys")) + "\n" : table.Text());
+    Say(slots.empty() ? std::string(_("no keys")) + "\n" : table.Text());
     if (slots.size() > 1) {
         PrintLine(
             _("Of several keys the interface tells no serial numbers; they stand on the keys."));

@@ -1,6 +1,7 @@
 // The ukey command: what a developer or a support engineer asks of a key, from a shell.
 #include "about.h"
 #include "commands.h"
+#include "kit/language.h"
 #include "kit/program.h"
 
 namespace {
@@ -17,6 +18,8 @@ bool Translate(const std::exception& error, kit::Complaint& complaint) {
 }  // namespace
 
 int main(int count, char** arguments) {
+    kit::UsePersonsLocale();
+    if (kit::SpeaksChinese()) kesta::Speak(kesta::Language::kChinese);
     ukey::Session session;
     kit::Program program(ukey::kAbout, session, Translate);
     ukey::AddCommands(program, session);

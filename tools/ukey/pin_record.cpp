@@ -2,6 +2,7 @@
 
 #include "exit_codes.h"
 #include "kit/errors.h"
+#include "kit/language.h"
 #include "kit/text.h"
 
 namespace ukey {
@@ -12,7 +13,9 @@ using kit::Fill;
 bool IsSoftwareKey(const kesta::Library& library) {
     constexpr int kPinWrong = 0x5B21;
     const auto text = library.Try().GetErrorMsg(kPinWrong);
-    return text.ok() && (text.value() == "the PIN is wrong" || text.value() == "PIN 码错误");
+    if (!text.ok()) return false;
+    const std::string told = kit::ToUtf8(text.value());
+    return told == "the PIN is wrong" || told == "PIN 码错误";
 }
 
 std::optional<PinState> ReadPinState(const kesta::Library& library, const kesta::Bytes& record) {

@@ -13,8 +13,8 @@ namespace ukey {
 // The recorder's own errors, as this command's. file: the recording, for the messages.
 Exit OnRecording(const std::string& file, const std::function<Exit()>& work);
 
-// A line on standard error: standard output is the command's.
-void TellAside(const std::string& line);
+// What the recorder's libraries said, in the person's language.
+std::string RecorderText(const std::string& english);
 
 // The words behind "--".
 void TakeCommand(const Options& options, std::vector<std::string>& words);

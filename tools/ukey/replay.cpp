@@ -16,7 +16,7 @@ Exit Run(const Wish& wish) {
     const auto replayed =
         kesta::recorder::Replay(wish.file, wish.tolerant, wish.timed, wish.command);
     if (replayed.difference.empty()) return static_cast<Exit>(replayed.status);
-    TellAside(Fill(_("the replay differs: {1}"), {replayed.difference}));
+    TellAside(Fill(_("the replay differs: {1}"), {RecorderText(replayed.difference)}));
     return Exit::kDiffers;
 }
 

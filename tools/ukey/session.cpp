@@ -1,20 +1,16 @@
 #include "session.h"
 
-#include <cstdlib>
-#include <cstring>
-
+#include "kit/language.h"
 #include "pin_record.h"
 
 namespace ukey {
 
 void UsePersonsLanguage(const kesta::Library& library) {
-    for (const char* const name : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
-        const char* const value = std::getenv(name);
-        if (value == nullptr || *value == '\0') continue;
-        if (std::strncmp(value, "zh", 2) == 0) return;
-        break;
-    }
-    static_cast<void>(library.Try().SetLanguage("en_US", "").ok());
+    const auto& ask = library.Try();
+    static_cast<void>(ask.SetLanguage(LanguageName(), "").ok());
+    // What is UTF-8 is shown in any charset.
+    if (!ask.SetCharset(CharsetName(), "").ok())
+        static_cast<void>(ask.SetCharset("UTF-8", "").ok());
 }
 
 const kesta::Result<kesta::Library>& Session::TryLibrary() {

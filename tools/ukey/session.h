@@ -17,8 +17,8 @@
 
 namespace ukey {
 
-// Messages in English, unless the person's locale is Chinese. A token library that does not know
-// the name, or cannot be bound, stays as it is: the command itself will tell.
+// Messages in the language and the charset of the person's locale. A token library that does not
+// know the names, or cannot be bound, stays as it is: the command itself will tell.
 void UsePersonsLanguage(const kesta::Library& library);
 
 class Session : public kit::Console {

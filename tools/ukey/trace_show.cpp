@@ -16,7 +16,7 @@ Exit Show(const Session& session, const std::string& file, const std::string& pa
     } else if (session.json) {
         recorder::ShowJson(recording, print);
     } else {
-        recorder::ShowText(recording, print);
+        recorder::ShowText(recording, [](const std::string& line) { kit::PrintLine(line); });
     }
     return Exit::kOk;
 }

@@ -43,15 +43,16 @@ void CheckCompanions(Report& report) {
         if (!Holds(entries, name)) missing += (missing.empty() ? "" : ", ") + std::string(name);
     }
     if (missing.empty()) {
-        report.Fine("companions", "companion files",
-                    "all " + std::to_string(std::size(places::kCompanionFiles)) +
-                        " are in the install directory");
+        report.Fine("companions", _("companion files"),
+                    Fill(_("all {1} are in the install directory"),
+                         {std::to_string(std::size(places::kCompanionFiles))}));
         return;
     }
-    report.Warn("companions", "companion files", "not in the install directory: " + missing,
+    report.Warn("companions", _("companion files"),
+                Fill(_("not in the install directory: {1}"), {missing}),
                 BringBack(report.root, places::kTokenLibrary,
-                          "install the maker's package again; the library itself needs "
-                          "libR7Token_KESTA"));
+                          _("install the maker's package again; the library itself needs "
+                            "libR7Token_KESTA")));
 }
 
 }  // namespace ukey

@@ -3,12 +3,12 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
 #include <fstream>
 #include <iterator>
 
 #include "doctor/checks.h"
 #include "doctor/remedy.h"
+#include "kit/language.h"
 
 namespace ukey {
 namespace {
@@ -16,8 +16,7 @@ namespace {
 namespace places = kesta::places;
 using Paths = std::vector<std::string>;
 
-constexpr const char* kSubject = "install directory";
-constexpr const char* kForAll = " is closed to ordinary users";
+constexpr const char* kSubject = N_("install directory");
 
 // The folders on the way, with the root in front: /opt, /opt/apps and so on.
 Paths WayTo(const Report& report) {
@@ -42,34 +41,36 @@ bool Enter(Report& report, const Paths& way) {
     for (std::size_t i = 0; i < way.size(); ++i) {
         struct stat status {};
         if (::stat(way[i].c_str(), &status) != 0 && errno != EACCES) {
-            report.Problem("install-directory", kSubject, way[i] + ": " + std::strerror(errno),
+            report.Problem("install-directory", _(kSubject),
+                           Fill(_("{1}: {2}"), {way[i], SystemText(errno)}),
                            BringBack(report.root, places::kInstallDirectory,
-                                     std::string("install the maker's package; it brings ") +
-                                         places::kInstallDirectory));
+                                     Fill(_("install the maker's package; it brings {1}"),
+                                          {places::kInstallDirectory})));
             return false;
         }
         if (!S_ISDIR(status.st_mode)) {
-            report.Problem("install-directory", kSubject, way[i] + " is no folder",
-                           "move it away: " + AsRoot("mv " + Words({way[i], way[i] + ".aside"})) +
-                               "; then install the maker's package");
+            report.Problem("install-directory", _(kSubject), Fill(_("{1} is no folder"), {way[i]}),
+                           Fill(_("move it away: {1}; then install the maker's package"),
+                                {AsRoot("mv " + Words({way[i], way[i] + ".aside"}))}));
             return false;
         }
         const bool last = i + 1 == way.size();
         if (::access(way[i].c_str(), last ? R_OK | X_OK : X_OK) != 0) {
-            report.Problem("install-directory", kSubject,
-                           way[i] + " is closed to this user: " + std::strerror(errno),
-                           "open it: " + Opening(way, i));
+            report.Problem("install-directory", _(kSubject),
+                           Fill(_("{1} is closed to this user: {2}"), {way[i], SystemText(errno)}),
+                           Fill(_("open it: {1}"), {Opening(way, i)}));
             return false;
         }
         // The superuser gets in everywhere.
         const mode_t wanted = last ? S_IROTH | S_IXOTH : S_IXOTH;
         if (::geteuid() == 0 && !report.softwareKey && (status.st_mode & wanted) != wanted) {
-            report.Warn("install-directory", kSubject, way[i] + kForAll,
-                        "open it: " + Opening(way, i));
+            report.Warn("install-directory", _(kSubject),
+                        Fill(_("{1} is closed to ordinary users"), {way[i]}),
+                        Fill(_("open it: {1}"), {Opening(way, i)}));
             return true;
         }
     }
-    report.Fine("install-directory", kSubject, way.back());
+    report.Fine("install-directory", _(kSubject), way.back());
     return true;
 }
 
@@ -94,21 +95,21 @@ void CheckWriters(Report& report, const Paths& way) {
         if ((status.st_mode & S_IWGRP) != 0 && status.st_gid != 0) grouped.push_back(path);
     }
     if (!open.empty()) {
-        report.Problem("install-directory.writable", kSubject,
-                       "everybody may change what clients run: " + Listed(open),
-                       AsRoot("chmod o-w " + Words(open)) +
-                           "; then install the maker's package again, since what lies there may "
-                           "have been changed");
+        report.Problem("install-directory.writable", _(kSubject),
+                       Fill(_("everybody may change what clients run: {1}"), {Listed(open)}),
+                       Fill(_("{1}; then install the maker's package again, since what lies there "
+                              "may have been changed"),
+                            {AsRoot("chmod o-w " + Words(open))}));
     }
     if (!foreign.empty()) {
-        report.Warn(
-            "install-directory.owner", kSubject,
-            "not the superuser's, whose owner may change what clients run: " + Listed(foreign),
-            AsRoot("chown root: " + Words(foreign)));
+        report.Warn("install-directory.owner", _(kSubject),
+                    Fill(_("not the superuser's, whose owner may change what clients run: {1}"),
+                         {Listed(foreign)}),
+                    AsRoot("chown root: " + Words(foreign)));
     }
     if (!grouped.empty()) {
-        report.Warn("install-directory.group", kSubject,
-                    "a group may change what clients run: " + Listed(grouped),
+        report.Warn("install-directory.group", _(kSubject),
+                    Fill(_("a group may change what clients run: {1}"), {Listed(grouped)}),
                     AsRoot("chmod g-w " + Words(grouped)));
     }
 }
@@ -131,8 +132,8 @@ void CheckInstallDirectory(Report& report) {
     if (!report.installed) return;
     if (report.softwareKey) {
         report.Fine(
-            "software-key", "software key",
-            "it stands in for the maker's libraries; USB and companion files do not matter");
+            "software-key", _("software key"),
+            _("it stands in for the maker's libraries; USB and companion files do not matter"));
     }
     CheckWriters(report, way);
 }

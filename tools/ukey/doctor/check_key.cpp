@@ -1,9 +1,9 @@
 // The key as the token library sees it: there, not locked, its certificates valid.
-#include <cstring>
 #include <ctime>
 #include <iterator>
 
 #include "doctor/key_answers.h"
+#include "kit/language.h"
 
 namespace ukey {
 namespace {
@@ -11,9 +11,11 @@ namespace {
 using kesta::Kind;
 
 constexpr long kSoon = 30;  // days
+constexpr const char* kKey = N_("key");
+constexpr const char* kCannotBeAsked = N_("cannot be asked for: {1}");
 
 std::string Why(const KeyAnswer& answer) {
-    return answer.text + " (" + kesta::CodeText(answer.code) + ")";
+    return Fill("{1} ({2})", {answer.text, kesta::CodeText(answer.code)});
 }
 
 void ReportFailure(Report& report, const KeyQuestion& question, const KeyAnswer& answer) {
@@ -21,22 +23,21 @@ void ReportFailure(Report& report, const KeyQuestion& question, const KeyAnswer&
         question.serial.empty() ? "ukey doctor" : "ukey doctor --serial " + question.serial;
     switch (answer.kind) {
         case Kind::kNotLoaded:
-            report.Problem("key", "key", "cannot be asked for: " + Why(answer),
-                           "mend what is said above; then ask again: " + again);
+            report.Problem("key", _(kKey), Fill(_(kCannotBeAsked), {Why(answer)}),
+                           Fill(_("mend what is said above; then ask again: {1}"), {again}));
             return;
         case Kind::kSeveralKeys:
-            report.Problem("key", "key", Why(answer),
-                           "pull out all but one, or name one: ukey doctor --serial SN");
+            report.Problem("key", _(kKey), Why(answer), _(kNameOne));
             return;
         case Kind::kBusy:
-            report.Problem("key", "key", "it is busy: " + Why(answer),
-                           "end the other program that uses the key, or wait for it; then ask "
-                           "again: " +
-                               again);
+            report.Problem("key", _(kKey), Fill(_("it is busy: {1}"), {Why(answer)}),
+                           Fill(_("end the other program that uses the key, or wait for it; then "
+                                  "ask again: {1}"),
+                                {again}));
             return;
         default:
-            report.Problem("key", "key", Why(answer),
-                           "insert the key, or another one; then ask again: " + again);
+            report.Problem("key", _(kKey), Why(answer),
+                           Fill(_("insert the key, or another one; then ask again: {1}"), {again}));
     }
 }
 
@@ -45,19 +46,20 @@ void ReportTries(Report& report, const KeyAnswer& answer) {
     const auto tries = kesta::TriesOf(record, kesta::CodeTable::InUse()->pinRecord);
     report.key->tries = tries;
     if (!tries) return;
-    const std::string left =
-        std::to_string(tries->left) + " of " + std::to_string(tries->most) + " tries are left";
+    const std::string left = Fill(_("{1} of {2} tries are left"),
+                                  {std::to_string(tries->left), std::to_string(tries->most)});
     if (tries->locked) {
-        report.Problem("key.pin", "PIN", "the PIN is locked",
-                       report.softwareKey
-                           ? "give the tries back: softkey unlock " + report.key->serial
-                           : "bring the key to whoever issued it; nothing here unlocks it");
+        report.Problem(
+            "key.pin", _("PIN"), _("the PIN is locked"),
+            report.softwareKey
+                ? Fill(_("give the tries back: {1}"), {"softkey unlock " + report.key->serial})
+                : _("bring the key to whoever issued it; nothing here unlocks it"));
     } else if (tries->left == 1 && tries->most > 1) {
-        report.Warn("key.pin", "PIN", left + "; another wrong PIN locks the key",
-                    "enter the right PIN, which gives the tries back: ukey pin verify --serial " +
-                        report.key->serial);
+        report.Warn("key.pin", _("PIN"), Fill(_("{1}; another wrong PIN locks the key"), {left}),
+                    Fill(_("enter the right PIN, which gives the tries back: {1}"),
+                         {"ukey pin verify --serial " + report.key->serial}));
     } else {
-        report.Fine("key.pin", "PIN", left);
+        report.Fine("key.pin", _("PIN"), left);
     }
 }
 
@@ -76,32 +78,32 @@ bool InFuture(const std::string& time) {
 }
 
 void ReportCertificate(Report& report, const KeyPair& pair, const KeyAnswer& answer) {
-    const std::string subject = std::string("certificate ") + pair.words;
+    const std::string subject = Fill(_("certificate {1}"), {_(pair.words)});
     const auto facts = ReadFacts(answer.text);
     report.key->certificates.push_back({pair.words, facts});
-    const std::string renew = std::string(
-                                  "enrol again; it begins with a new request: ukey request "
-                                  "-g ") +
-                              (pair.certType == 1 ? "sign:" : "enc:") +
-                              (pair.keyType == 2 ? "sm2:sm3" : "rsa:sha256") + " --pem -o new.csr";
+    const std::string request =
+        std::string("ukey request -g ") + (pair.certType == 1 ? "sign:" : "enc:") +
+        (pair.keyType == 2 ? "sm2:sm3" : "rsa:sha256") + " --pem -o new.csr";
+    const std::string renew = Fill(_("enrol again; it begins with a new request: {1}"), {request});
     if (!facts) {
-        report.Warn("key.certificate-form", subject, "cannot be read", renew);
+        report.Warn("key.certificate-form", subject, _("cannot be read"), renew);
         return;
     }
     const std::string until = facts->notAfter.substr(0, 10);
     if (facts->daysLeft < 0) {
-        report.Problem("key.certificate", subject, "ended on " + until, renew);
+        report.Problem("key.certificate", subject, Fill(_("ended on {1}"), {until}), renew);
     } else if (InFuture(facts->notBefore)) {
         report.Problem("key.certificate-begin", subject,
-                       "is not valid before " + Comparable(facts->notBefore) + " UTC",
-                       "is the clock right? `date -u` shows it; otherwise wait");
+                       Fill(_("is not valid before {1} UTC"), {Comparable(facts->notBefore)}),
+                       _("is the clock right? `date -u` shows it; otherwise wait"));
     } else if (facts->daysLeft <= kSoon) {
         report.Warn("key.certificate", subject,
-                    "ends on " + until + ", in " + std::to_string(facts->daysLeft) +
-                        (facts->daysLeft == 1 ? " day" : " days"),
+                    Fill(facts->daysLeft == 1 ? _("ends on {1}, in {2} day")
+                                              : _("ends on {1}, in {2} days"),
+                         {until, std::to_string(facts->daysLeft)}),
                     renew);
     } else {
-        report.Fine("key.certificate", subject, "until " + until);
+        report.Fine("key.certificate", subject, Fill(_("until {1}"), {until}));
     }
 }
 
@@ -116,7 +118,7 @@ void ReportKey(Report& report, const KeyQuestion& question, const KeyAnswers& he
     if (answers.front().code != KESTA_OK) return ReportFailure(report, question, answers.front());
     report.key.emplace();
     report.key->serial = answers.front().text;
-    report.Fine("key", "key", report.key->serial);
+    report.Fine("key", _(kKey), report.key->serial);
     if (answers.size() > 1 && answers[1].code == KESTA_OK) ReportTries(report, answers[1]);
     for (std::size_t i = 2; i < answers.size(); ++i) {
         const KeyAnswer& answer = answers[i];
@@ -127,7 +129,7 @@ void ReportKey(Report& report, const KeyQuestion& question, const KeyAnswers& he
         }
     }
     if (report.key->certificates.empty() && heard.ending.empty()) {
-        report.Fine("key.certificate", "certificates", "none on the key");
+        report.Fine("key.certificate", _("certificates"), _("none on the key"));
     }
 }
 
@@ -137,18 +139,17 @@ void CheckKey(Report& report, const KeyQuestion& question) {
     const KeyAnswers heard = AskKey(question);
     report.version = heard.version;
     if (heard.startError != 0) {
-        report.Problem("key", "key",
-                       std::string("cannot be asked for: ") + std::strerror(heard.startError),
-                       "end some programs: memory, processes or file descriptors ran out");
+        report.Problem("key", _(kKey), Fill(_(kCannotBeAsked), {SystemText(heard.startError)}),
+                       _("end some programs: memory, processes or file descriptors ran out"));
         return;
     }
     if (!heard.answers.empty()) ReportKey(report, question, heard);
     if (heard.ending.empty()) return;
     report.Problem(
-        "key", "key",
-        "the token library " + heard.ending + ", asked by " + AskedFunction(heard.answers.size()),
-        "pull the key out and insert it again; if that does not help, ask the maker for "
-        "a version of the package without this fault");
+        "key", _(kKey),
+        Fill(_("{1}, asked by {2}"), {heard.ending, AskedFunction(heard.answers.size())}),
+        _("pull the key out and insert it again; if that does not help, ask the maker for "
+          "a version of the package without this fault"));
 }
 
 }  // namespace ukey

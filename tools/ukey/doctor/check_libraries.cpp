@@ -1,7 +1,6 @@
 // The client library and the maker's two: present, readable, of this machine, complete, loadable.
 #include <unistd.h>
 
-#include <cstring>
 #include <deque>
 #include <map>
 #include <set>
@@ -12,6 +11,7 @@
 #include "kesta/event_library.h"
 #include "kesta/token_library.h"
 #include "kesta/ukey.hpp"
+#include "kit/language.h"
 
 namespace ukey {
 namespace {
@@ -35,36 +35,41 @@ const Names& EventEntryPoints() {
 
 struct Suspect {
     std::string id;      // in front of its findings' ids
-    std::string name;    // for a person
+    const char* name;    // for a person, to be translated
     std::string path;    // without the root
     std::string remedy;  // for a file that is missing or of no use
 };
+
+std::string Faulty(const ElfFile& file, const std::string& path) {
+    return Fill(_(("{1} " + file.fault).c_str()), {path});
+}
 
 // Reads the file and reports what makes it useless. True when it is worth looking further.
 bool Usable(Report& report, const Suspect& suspect, ElfFile& file) {
     const std::string path = report.root + suspect.path;
     if (::access(path.c_str(), F_OK) != 0) {
-        report.Problem(suspect.id + ".present", suspect.name, path + ": " + std::strerror(errno),
-                       suspect.remedy);
+        report.Problem(suspect.id + ".present", _(suspect.name),
+                       Fill(_("{1}: {2}"), {path, SystemText(errno)}), suspect.remedy);
         return false;
     }
     report.libraries.push_back({suspect.id, suspect.name, path});
     if (::access(path.c_str(), R_OK) != 0) {
-        report.Problem(suspect.id + ".readable", suspect.name, path + " cannot be read",
-                       "make it readable for all: " + AsRoot("chmod a+r " + Words({path})));
+        report.Problem(
+            suspect.id + ".readable", _(suspect.name), Fill(_("{1} cannot be read"), {path}),
+            Fill(_("make it readable for all: {1}"), {AsRoot("chmod a+r " + Words({path}))}));
         return false;
     }
     file = ReadElf(path);
     if (!file.fault.empty()) {
-        report.Problem(suspect.id + ".readable", suspect.name, path + " " + file.fault,
+        report.Problem(suspect.id + ".readable", _(suspect.name), Faulty(file, path),
                        suspect.remedy);
         return false;
     }
     if (!file.sixtyFourBit || file.machine != OwnMachine()) {
-        report.Problem(suspect.id + ".machine", suspect.name,
-                       path + " is for " + MachineName(file.machine) + ", programs here are for " +
-                           MachineName(OwnMachine()),
-                       "install the package for " + MachineName(OwnMachine()));
+        report.Problem(suspect.id + ".machine", _(suspect.name),
+                       Fill(_("{1} is for {2}, programs here are for {3}"),
+                            {path, MachineName(file.machine), MachineName(OwnMachine())}),
+                       Fill(_("install the package for {1}"), {MachineName(OwnMachine())}));
         return false;
     }
     return true;
@@ -76,8 +81,14 @@ public:
     Closure(const LibraryPath& path, std::string root) : path_(path), root_(std::move(root)) {}
 
     struct Gaps {
+        Names names;                     // "libfoo.so.1"
         Names missing;                   // "libfoo.so.1 (for /usr/lib/libbar.so)"
         std::set<std::string> versions;  // "GLIBC_2.40 of libc.so.6"
+
+        void Add(const std::string& name, const std::string& words) {
+            names.push_back(name);
+            missing.push_back(words);
+        }
     };
 
     Gaps Of(const ElfFile& file, const std::string& path) {
@@ -91,7 +102,7 @@ public:
             for (const std::string& name : asker.file.needed) {
                 const std::string found = Find(name, asker);
                 if (found.empty()) {
-                    if (seen.insert(name).second) gaps.missing.push_back(Blame(name, asker, path));
+                    if (seen.insert(name).second) gaps.Add(name, Blame(name, asker, path));
                     continue;
                 }
                 const ElfFile& provider = providers[name] = ReadElf(root_ + found);
@@ -99,7 +110,8 @@ public:
                 if (provider.fault.empty()) {
                     open.push_back({provider, found});
                 } else {
-                    gaps.missing.push_back(Blame(name, asker, path) + ", which " + provider.fault);
+                    const std::string blamed = Fill(_("{1}, which"), {Blame(name, asker, path)});
+                    gaps.Add(name, Faulty(provider, blamed));
                 }
             }
             AddVersions(asker.file, providers, gaps);
@@ -119,7 +131,7 @@ private:
     }
 
     static std::string Blame(const std::string& name, const Asker& asker, const std::string& path) {
-        return asker.path == path ? name : name + " (for " + asker.path + ")";
+        return asker.path == path ? name : Fill(_("{1} (for {2})"), {name, asker.path});
     }
 
     static void AddVersions(const ElfFile& file, const std::map<std::string, ElfFile>& providers,
@@ -128,7 +140,7 @@ private:
             const auto provider = providers.find(need.library);
             if (provider == providers.end() || !provider->second.fault.empty()) continue;
             if (provider->second.versions.count(need.version) == 0) {
-                gaps.versions.insert(need.version + " of " + need.library);
+                gaps.versions.insert(Fill(_("{1} of {2}"), {need.version, need.library}));
             }
         }
     }
@@ -141,22 +153,22 @@ private:
 std::string RemedyFor(const std::string& root, const Names& missing) {
     Names packages;
     Names unknown;
-    for (const std::string& text : missing) {
-        const std::string name = text.substr(0, text.find_first_of(" ,"));
+    for (const std::string& name : missing) {
         if (name == KESTA_EVENT_LIBRARY) continue;
         const std::string package = PackageOf(root, name);
         (package.empty() ? unknown : packages).push_back(package.empty() ? name : package);
     }
     if (packages.empty() && unknown.empty()) {
-        return "it is the maker's; see what is said of the event library";
+        return _("it is the maker's; see what is said of the event library");
     }
     std::string text;
     if (!packages.empty()) {
-        text = "install again: " + AsRoot("apt-get install --reinstall " + Words(packages));
+        text = Fill(_("install again: {1}"),
+                    {AsRoot("apt-get install --reinstall " + Words(packages))});
     }
     for (const std::string& name : unknown) {
         text += (text.empty() ? "" : "; ") +
-                std::string("install the package that `apt-file search ") + name + "` names";
+                Fill(_("install the package that `apt-file search {1}` names"), {name});
     }
     return text;
 }
@@ -165,19 +177,20 @@ void CheckDependencies(Report& report, const LibraryPath& path, const Suspect& s
                        const ElfFile& file) {
     const auto gaps = Closure(path, report.root).Of(file, suspect.path);
     if (!gaps.missing.empty()) {
-        report.Problem(suspect.id + ".dependencies", suspect.name,
-                       "needs libraries that are missing or damaged: " + Listed(gaps.missing),
-                       RemedyFor(report.root, gaps.missing));
+        report.Problem(
+            suspect.id + ".dependencies", _(suspect.name),
+            Fill(_("needs libraries that are missing or damaged: {1}"), {Listed(gaps.missing)}),
+            RemedyFor(report.root, gaps.names));
     }
     if (!gaps.versions.empty()) {
-        report.Problem(suspect.id + ".versions", suspect.name,
-                       "needs newer libraries than are there: " +
-                           Listed(Names(gaps.versions.begin(), gaps.versions.end())),
-                       "use a newer system, or a package that was built for this one");
+        report.Problem(suspect.id + ".versions", _(suspect.name),
+                       Fill(_("needs newer libraries than are there: {1}"),
+                            {Listed(Names(gaps.versions.begin(), gaps.versions.end()))}),
+                       _("use a newer system, or a package that was built for this one"));
     }
     if (gaps.missing.empty() && gaps.versions.empty()) {
-        report.Fine(suspect.id + ".dependencies", suspect.name,
-                    "all libraries that it needs are there");
+        report.Fine(suspect.id + ".dependencies", _(suspect.name),
+                    _("all libraries that it needs are there"));
     }
 }
 
@@ -192,13 +205,13 @@ void CheckEntryPoints(Report& report, const Suspect& suspect, const ElfFile& fil
     }
     const std::string all = std::to_string(wanted.size());
     if (missing.empty()) {
-        report.Fine(suspect.id + ".entry-points", suspect.name,
-                    "all " + all + " entry points found");
+        report.Fine(suspect.id + ".entry-points", _(suspect.name),
+                    Fill(_("all {1} entry points found"), {all}));
     } else {
-        report.Problem(suspect.id + ".entry-points", suspect.name,
-                       std::to_string(missing.size()) + " of " + all +
-                           " entry points missing: " + Listed(missing),
-                       "install a version of the maker's package that has them");
+        report.Problem(suspect.id + ".entry-points", _(suspect.name),
+                       Fill(_("{1} of {2} entry points missing: {3}"),
+                            {std::to_string(missing.size()), all, Listed(missing)}),
+                       _("install a version of the maker's package that has them"));
     }
 }
 
@@ -213,8 +226,8 @@ void CheckMakersLibrary(Report& report, const LibraryPath& path, const Suspect& 
         }
         return;
     }
-    report.Fine(suspect.id + ".present", suspect.name,
-                report.root + suspect.path + ", " + MachineName(file.machine));
+    report.Fine(suspect.id + ".present", _(suspect.name),
+                Fill(_("{1}, {2}"), {report.root + suspect.path, MachineName(file.machine)}));
     CheckEntryPoints(report, suspect, file, entryPoints);
     CheckDependencies(report, path, suspect, file);
 }
@@ -247,38 +260,39 @@ void CheckClientLibrary(Report& report, const LibraryPath& path, const std::stri
         // Passed over, since it is for another machine: that is worth telling.
         if (found.empty() && ::access(tried.c_str(), F_OK) == 0) found = tried;
     }
-    const Suspect suspect = {"client-library", "client library",
+    const Suspect suspect = {"client-library", N_("client library"),
                              byPath ? name : Without(report.root, found),
                              BringBack(report.root, kesta::Library::kFileName,
-                                       "install the package libkesta-unified-zrkukey, or name the "
-                                       "file with --library")};
+                                       _("install the package libkesta-unified-zrkukey, or name "
+                                         "the file with --library"))};
     if (found.empty() && !byPath) {
-        report.Problem("client-library.present", suspect.name,
-                       name + " is in none of the folders for libraries (--verbose lists them)",
-                       suspect.remedy);
+        report.Problem(
+            "client-library.present", _(suspect.name),
+            Fill(_("{1} is in none of the folders for libraries (--verbose lists them)"), {name}),
+            suspect.remedy);
         return;
     }
     ElfFile file;
     if (!Usable(report, suspect, file)) return;
-    report.Fine("client-library.present", suspect.name,
-                report.root + suspect.path + ", " + MachineName(file.machine));
+    report.Fine("client-library.present", _(suspect.name),
+                Fill(_("{1}, {2}"), {report.root + suspect.path, MachineName(file.machine)}));
     CheckDependencies(report, path, suspect, file);
 }
 
 void CheckMakersLibraries(Report& report, const LibraryPath& path) {
     const auto remedy = [&](const char* file) {
-        if (!report.installed) return std::string("comes with the install directory, see above");
+        if (!report.installed) return std::string(_("comes with the install directory, see above"));
         return BringBack(report.root, file,
-                         "install the maker's package; it brings " + Words({file}));
+                         Fill(_("install the maker's package; it brings {1}"), {Words({file})}));
     };
-    CheckMakersLibrary(
-        report, path,
-        {"token-library", "token library", places::kTokenLibrary, remedy(places::kTokenLibrary)},
-        TokenEntryPoints());
-    CheckMakersLibrary(
-        report, path,
-        {"event-library", "event library", places::kEventLibrary, remedy(places::kEventLibrary)},
-        EventEntryPoints());
+    CheckMakersLibrary(report, path,
+                       {"token-library", N_("token library"), places::kTokenLibrary,
+                        remedy(places::kTokenLibrary)},
+                       TokenEntryPoints());
+    CheckMakersLibrary(report, path,
+                       {"event-library", N_("event library"), places::kEventLibrary,
+                        remedy(places::kEventLibrary)},
+                       EventEntryPoints());
 }
 
 }  // namespace ukey

@@ -5,20 +5,20 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
 
 #include "doctor/checks.h"
 #include "doctor/remedy.h"
+#include "kit/language.h"
 
 namespace ukey {
 namespace {
 
 namespace places = kesta::places;
 
-constexpr const char* kLogName = "log";
+constexpr const char* kLogName = N_("log");
 
 std::string Megabytes(off_t size) {
-    if (size < 1024) return std::to_string(size) + " bytes";
+    if (size < 1024) return Fill(_("{1} bytes"), {std::to_string(size)});
     if (size < 1024 * 1024) return std::to_string(size / 1024) + " KiB";
     return std::to_string(size / (1024 * 1024)) + " MiB";
 }
@@ -39,36 +39,39 @@ std::string Remounted(const std::string& folder) {
 
 // The log holds sealed private keys: it is put where its owner alone reads it, never opened up.
 std::string PutAside(const std::string& path) {
-    return "put it aside, where nobody else reads it; the next record begins a new one: " +
-           AsRoot("install -m 600 " + Words({path}) + " /root/") + " && " +
-           AsRoot("rm " + Words({path}));
+    return Fill(
+        _("put it aside, where nobody else reads it; the next record begins a new one: {1}"),
+        {AsRoot("install -m 600 " + Words({path}) + " /root/") + " && " +
+         AsRoot("rm " + Words({path}))});
 }
 
 void CheckFolder(Report& report, const std::string& path) {
     const std::string folder = FolderOf(path);
     if (::access(folder.c_str(), W_OK | X_OK) == 0) {
-        report.Fine("log.writable", kLogName, path + " does not exist yet and can be written");
+        report.Fine("log.writable", _(kLogName),
+                    Fill(_("{1} does not exist yet and can be written"), {path}));
         return;
     }
     const int why = errno;
-    report.Warn(
-        "log.writable", kLogName,
-        path + " cannot be created: " + std::strerror(why) + "; the library then writes no log",
-        why == EROFS    ? Remounted(folder)
-        : why == ENOENT ? AsRoot("install -d -m 1777 " + Words({folder}))
-                        : AsRoot("chmod 1777 " + Words({folder})));
+    report.Warn("log.writable", _(kLogName),
+                Fill(_("{1} cannot be created: {2}; the library then writes no log"),
+                     {path, SystemText(why)}),
+                why == EROFS    ? Remounted(folder)
+                : why == ENOENT ? AsRoot("install -d -m 1777 " + Words({folder}))
+                                : AsRoot("chmod 1777 " + Words({folder})));
 }
 
 void CheckSize(Report& report, const std::string& path, off_t size) {
-    const std::string aside = "put it aside if it is needed, for your eyes alone: install -m 600 " +
-                              Words({path}) + " ~/";
+    const std::string aside = Fill(_("put it aside if it is needed, for your eyes alone: {1}"),
+                                   {"install -m 600 " + Words({path}) + " ~/"});
     if (size > places::kLogLimit) {
-        report.Warn("log.size", "log size",
-                    Megabytes(size) + ": the next record deletes the whole file", aside);
+        report.Warn("log.size", _("log size"),
+                    Fill(_("{1}: the next record deletes the whole file"), {Megabytes(size)}),
+                    aside);
     } else if (size > places::kLogLimit / 10 * 9) {
-        report.Warn("log.size", "log size",
-                    Megabytes(size) + " of " + Megabytes(places::kLogLimit) +
-                        ", where the whole file is deleted",
+        report.Warn("log.size", _("log size"),
+                    Fill(_("{1} of {2}, where the whole file is deleted"),
+                         {Megabytes(size), Megabytes(places::kLogLimit)}),
                     aside);
     }
 }
@@ -77,9 +80,10 @@ void CheckRoom(Report& report, const std::string& path) {
     struct statvfs room {};
     const std::string folder = FolderOf(path);
     if (::statvfs(folder.c_str(), &room) != 0 || room.f_blocks == 0 || room.f_bavail != 0) return;
-    report.Warn(
-        "log.room", "log", "no room is left in " + folder + "; records are dropped",
-        "make room; what takes it: " + AsRoot("du -xh " + Words({folder}) + " | sort -h | tail"));
+    report.Warn("log.room", _(kLogName),
+                Fill(_("no room is left in {1}; records are dropped"), {folder}),
+                Fill(_("make room; what takes it: {1}"),
+                     {AsRoot("du -xh " + Words({folder}) + " | sort -h | tail")}));
 }
 
 }  // namespace
@@ -91,25 +95,29 @@ void CheckLog(Report& report) {
     if (::stat(path.c_str(), &status) != 0) {
         struct stat link {};
         if (::lstat(path.c_str(), &link) != 0) return CheckFolder(report, path);
-        report.Warn("log.writable", kLogName, path + " is a link that leads nowhere",
+        report.Warn("log.writable", _(kLogName),
+                    Fill(_("{1} is a link that leads nowhere"), {path}),
                     AsRoot("rm " + Words({path})));
         return;
     }
     if (!S_ISREG(status.st_mode)) {
-        report.Warn("log.writable", kLogName,
-                    path + " is no plain file; records are dropped, or calls wait for ever",
-                    AsRoot("mv " + Words({path, path + ".aside"})));
+        report.Warn(
+            "log.writable", _(kLogName),
+            Fill(_("{1} is no plain file; records are dropped, or calls wait for ever"), {path}),
+            AsRoot("mv " + Words({path, path + ".aside"})));
         return;
     }
     if (!CanOpen(path)) {
         const bool readOnly = errno == EROFS;
-        report.Warn("log.writable", kLogName,
-                    path + " cannot be written, it belongs to " + OwnerName(status.st_uid) +
-                        "; records are dropped in silence",
+        report.Warn("log.writable", _(kLogName),
+                    Fill(_("{1} cannot be written, it belongs to {2}; records are dropped in "
+                           "silence"),
+                         {path, OwnerName(status.st_uid)}),
                     readOnly ? Remounted(FolderOf(path)) : PutAside(path));
         return;
     }
-    report.Fine("log.writable", kLogName, path + ", " + Megabytes(status.st_size));
+    report.Fine("log.writable", _(kLogName),
+                Fill(_("{1}, {2}"), {path, Megabytes(status.st_size)}));
     CheckSize(report, path, status.st_size);
 }
 

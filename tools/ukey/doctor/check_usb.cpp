@@ -6,12 +6,12 @@
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
-#include <cstring>
 #include <fstream>
 #include <iterator>
 
 #include "doctor/checks.h"
 #include "doctor/remedy.h"
+#include "kit/language.h"
 
 namespace ukey {
 namespace {
@@ -94,19 +94,21 @@ bool CheckNode(Report& report, const std::string& device, const std::string& rul
     struct stat status {};
     if (::stat(node.c_str(), &status) != 0) {
         report.Problem(
-            "usb.node", "USB node", node + ": " + std::strerror(errno),
-            "pull the key out and insert it again; in a container, pass /dev/bus/usb on");
+            "usb.node", _("USB node"), Fill(_("{1}: {2}"), {node, SystemText(errno)}),
+            _("pull the key out and insert it again; in a container, pass /dev/bus/usb on"));
         return true;  // a rule would not help
     }
     if (::access(node.c_str(), R_OK | W_OK) != 0) {
-        report.Problem("usb.node", "USB node", node + " may not be opened by this user",
-                       rule.empty() ? AddRule(report.root)
-                                    : "there is a rule in " + rule +
-                                          ": pull the key out and insert it again, and sit at the "
-                                          "machine: a rule with uaccess does not count over ssh");
+        report.Problem(
+            "usb.node", _("USB node"), Fill(_("{1} may not be opened by this user"), {node}),
+            rule.empty() ? AddRule(report.root)
+                         : Fill(_("there is a rule in {1}: pull the key out and insert it again, "
+                                  "and sit at the machine: a rule with uaccess does not count "
+                                  "over ssh"),
+                                {rule}));
         return true;
     }
-    report.Fine("usb.node", "USB node", node);
+    report.Fine("usb.node", _("USB node"), node);
     constexpr mode_t kEverybody = S_IROTH | S_IWOTH;
     return ::geteuid() != 0 || (status.st_mode & kEverybody) == kEverybody;
 }
@@ -119,25 +121,26 @@ void CheckUsbDevice(Report& report, bool named) {
     bool open = !devices.empty();
     if (devices.empty()) {
         // Told as a warning: a key may also be somewhere else than on this machine's bus.
-        report.Warn("usb.device", "USB device", "no device 2E5A:0301 on the USB bus",
-                    "insert the key; try another port; look at `dmesg | tail`");
+        report.Warn("usb.device", _("USB device"), _("no device 2E5A:0301 on the USB bus"),
+                    _("insert the key; try another port; look at `dmesg | tail`"));
     }
     for (const std::string& device : devices) {
-        report.Fine("usb.device", "USB device",
-                    "2E5A:0301 at " + device.substr(device.rfind('/') + 1));
+        report.Fine("usb.device", _("USB device"),
+                    Fill(_("2E5A:0301 at {1}"), {device.substr(device.rfind('/') + 1)}));
         open = CheckNode(report, device, rule) && open;
     }
     if (devices.size() > 1 && !named) {
-        report.Warn("usb.several", "USB device",
-                    std::to_string(devices.size()) +
-                        " keys are on the bus; clients that name none get whichever comes first",
-                    "pull out all but one, or name one: ukey doctor --serial SN");
+        report.Warn("usb.several", _("USB device"),
+                    Fill(_("{1} keys are on the bus; clients that name none get whichever comes "
+                           "first"),
+                         {std::to_string(devices.size())}),
+                    _(kNameOne));
     }
     if (!rule.empty()) {
-        report.Fine("usb.rule", "udev rule", rule);
+        report.Fine("usb.rule", _("udev rule"), rule);
     } else if (!open) {
-        report.Warn("usb.rule", "udev rule",
-                    "no rule names 2E5A:0301, ordinary users may find the key closed",
+        report.Warn("usb.rule", _("udev rule"),
+                    _("no rule names 2E5A:0301, ordinary users may find the key closed"),
                     AddRule(report.root));
     }
 }

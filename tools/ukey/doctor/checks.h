@@ -10,6 +10,8 @@
 
 namespace ukey {
 
+constexpr const char* kNameOne = N_("pull out all but one, or name one: ukey doctor --serial SN");
+
 // The folder that a path stands in.
 inline std::string FolderOf(const std::string& path) {
     return path.substr(0, path.rfind('/'));

@@ -23,7 +23,7 @@ std::string CheckedRoot(std::string root) {
     while (!root.empty() && root.back() == '/') root.pop_back();
     struct stat status {};
     if (!root.empty() && (::stat(root.c_str(), &status) != 0 || !S_ISDIR(status.st_mode))) {
-        throw UsageError("--root is \"" + root + "\", which is no folder");
+        throw UsageError(Fill(_("--root is \"{1}\", which is no folder"), {root}));
     }
     return root;
 }

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <stdexcept>
 
+#include "kit/text.h"
 #include "names.h"
 
 namespace ukey {
@@ -14,6 +15,11 @@ namespace {
 struct Malformed : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
+
+// What the file's name is said of.
+constexpr const char* Predicate(const char* sentence) {
+    return sentence + std::string_view("{1} ").size();
+}
 
 // Reads at file offsets and at load addresses; nothing is read beyond the file.
 class Image {
@@ -24,16 +30,16 @@ public:
     T At(std::uint64_t offset) const {
         T value;
         if (offset > bytes_.size() || bytes_.size() - offset < sizeof value) {
-            throw Malformed("is cut short");
+            throw Malformed(Predicate(N_("{1} is cut short")));
         }
         std::memcpy(&value, bytes_.data() + offset, sizeof value);
         return value;
     }
 
     std::string TextAt(std::uint64_t offset) const {
-        if (offset >= bytes_.size()) throw Malformed("is cut short");
+        if (offset >= bytes_.size()) throw Malformed(Predicate(N_("{1} is cut short")));
         const std::size_t end = bytes_.find('\0', offset);
-        if (end == std::string::npos) throw Malformed("is cut short");
+        if (end == std::string::npos) throw Malformed(Predicate(N_("{1} is cut short")));
         return bytes_.substr(offset, end - offset);
     }
 
@@ -45,7 +51,7 @@ public:
                 return address - segment.p_vaddr + segment.p_offset;
             }
         }
-        throw Malformed("points outside itself");
+        throw Malformed(Predicate(N_("{1} points outside itself")));
     }
 
 private:
@@ -203,17 +209,18 @@ Dynamic ReadDynamic(Image& image, const Elf64_Ehdr& header) {
 }
 
 void Fill(const std::string& bytes, ElfFile& file) {
-    if (bytes.empty()) throw Malformed("is empty");
-    if (bytes.compare(0, SELFMAG, ELFMAG) != 0) throw Malformed("is no shared library");
+    if (bytes.empty()) throw Malformed(Predicate(N_("{1} is empty")));
+    if (bytes.compare(0, SELFMAG, ELFMAG) != 0)
+        throw Malformed(Predicate(N_("{1} is no shared library")));
     Image image(bytes);
     const auto header = image.At<Elf64_Ehdr>(0);
     file.elf = true;
     file.machine = header.e_machine;
     file.sixtyFourBit = header.e_ident[EI_CLASS] == ELFCLASS64;
     if (!file.sixtyFourBit || header.e_ident[EI_DATA] != ELFDATA2LSB) return;
-    if (header.e_type != ET_DYN) throw Malformed("is no shared library");
+    if (header.e_type != ET_DYN) throw Malformed(Predicate(N_("{1} is no shared library")));
     const Dynamic dynamic = ReadDynamic(image, header);
-    if (dynamic.strings == 0) throw Malformed("is no shared library");
+    if (dynamic.strings == 0) throw Malformed(Predicate(N_("{1} is no shared library")));
     const std::uint64_t strings = image.OffsetOf(dynamic.strings);
     for (const std::uint64_t name : dynamic.needed) {
         file.needed.push_back(image.TextAt(strings + name));
@@ -258,7 +265,7 @@ std::string MachineName(std::uint16_t machine) {
         case EM_ARM:
             return "ARM";
         default:
-            return "machine " + std::to_string(machine);
+            return kit::Fill(_("machine {1}"), {std::to_string(machine)});
     }
 }
 

@@ -19,27 +19,38 @@ const char* Word(Severity severity) {
     return "fine";
 }
 
-std::string Mark(Severity severity) {
-    switch (severity) {
-        case Severity::kProblem:
-            return Paint(STDOUT_FILENO, Colour::kRed, "problem");
-        case Severity::kWarning:
-            return Paint(STDOUT_FILENO, Colour::kYellow, "warning");
-        case Severity::kFine:
-            break;
-    }
-    return Paint(STDOUT_FILENO, Colour::kGreen, "ok     ");
+// Of all severities as wide as the widest.
+std::string Padded(const std::string& text, std::size_t width) {
+    return text + std::string(width - std::min(width, Columns(text)), ' ');
+}
+
+struct Mark {
+    Colour colour;
+    const char* word;
+};
+constexpr Mark kMarks[] = {
+    {Colour::kRed, N_("problem")}, {Colour::kYellow, N_("warning")}, {Colour::kGreen, N_("ok")}};
+
+std::size_t MarkWidth() {
+    std::size_t width = 0;
+    for (const Mark& mark : kMarks) width = std::max(width, Columns(_(mark.word)));
+    return width;
 }
 
 void PrintFinding(const Finding& finding, std::size_t width) {
-    std::string line = Mark(finding.severity) + "  " + finding.subject;
-    line.append(width - Columns(finding.subject) + 2, ' ');
-    PrintLine(line + Printable(finding.detail));
-    if (!finding.remedy.empty()) PrintLine(std::string(9, ' ') + "-> " + finding.remedy);
+    const Mark& mark = kMarks[static_cast<int>(finding.severity)];
+    PrintLine(Paint(STDOUT_FILENO, mark.colour, Padded(_(mark.word), MarkWidth())) + "  " +
+              Padded(finding.subject, width) + "  " + Printable(finding.detail));
+    if (finding.remedy.empty()) return;
+    PrintLine(std::string(MarkWidth() + 2, ' ') + "-> " + Printable(finding.remedy));
 }
 
-std::string Counted(std::size_t count, const std::string& what) {
-    return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+std::string Problems(std::size_t count) {
+    return Fill(count == 1 ? _("{1} problem") : _("{1} problems"), {std::to_string(count)});
+}
+
+std::string Warnings(std::size_t count) {
+    return Fill(count == 1 ? _("{1} warning") : _("{1} warnings"), {std::to_string(count)});
 }
 
 }  // namespace
@@ -73,19 +84,21 @@ void Report::Rank() {
 std::string Report::Verdict() const {
     const std::size_t problems = Count(Severity::kProblem);
     const std::size_t warnings = Count(Severity::kWarning);
-    const std::string also = warnings == 0 ? "" : " and " + Counted(warnings, "warning");
     if (problems != 0) {
         const auto first = std::find_if(
             findings.begin(), findings.end(),
             [](const Finding& finding) { return finding.severity == Severity::kProblem; });
-        return Counted(problems, "problem") + also + ": begin with the remedy for the " +
-               first->subject + ".";
+        const std::string found =
+            warnings == 0 ? Problems(problems)
+                          : Fill(_("{1} and {2}"), {Problems(problems), Warnings(warnings)});
+        return Fill(_("{1}: begin with the remedy for the {2}."), {found, first->subject});
     }
-    const std::string seen = key ? "the key " + key->serial + " answers"
-                                 : "the files are as they should be, the key was not asked";
-    if (warnings == 0) return "All is well: " + seen + ".";
-    return "No problem: " + seen + "; " + Counted(warnings, "warning") +
-           (warnings == 1 ? " is" : " are") + " worth a look.";
+    const std::string seen = key ? Fill(_("the key {1} answers"), {key->serial})
+                                 : _("the files are as they should be, the key was not asked");
+    if (warnings == 0) return Fill(_("All is well: {1}."), {seen});
+    return Fill(warnings == 1 ? _("No problem: {1}; {2} is worth a look.")
+                              : _("No problem: {1}; {2} are worth a look."),
+                {seen, Warnings(warnings)});
 }
 
 Json ToJson(const Report& report) {
@@ -121,12 +134,13 @@ void Print(const Report& report, bool everything) {
     for (const Finding& finding : report.findings) PrintFinding(finding, width);
     if (everything) {
         PrintLine();
-        PrintLine("Paths tried:");
+        PrintLine(_("Paths tried:"));
         for (const std::string& path : report.paths) PrintLine("  " + Printable(path));
-        PrintLine("Entry points:");
+        PrintLine(_("Entry points:"));
+        const std::size_t wide = std::max(Columns(_("found")), Columns(_("missing")));
         for (const EntryPoint& entry : report.entryPoints) {
-            PrintLine("  " + std::string(entry.found ? "found    " : "missing  ") + entry.library +
-                      "  " + entry.name);
+            PrintLine("  " + Padded(entry.found ? _("found") : _("missing"), wide) + "  " +
+                      entry.library + "  " + entry.name);
         }
     }
     PrintLine();

@@ -144,11 +144,12 @@ bool All(const std::vector<KeyAnswer>& answers) {
 
 std::string Ending(int status, bool late, int seconds) {
     if (late) {
-        return "gave no answer in " + std::to_string(seconds) +
-               (seconds == 1 ? " second" : " seconds");
+        return Fill(seconds == 1 ? _("the token library gave no answer in {1} second")
+                                 : _("the token library gave no answer in {1} seconds"),
+                    {std::to_string(seconds)});
     }
-    if (!WIFSIGNALED(status)) return "ended without an answer";
-    return "crashed with " + std::string(::strsignal(WTERMSIG(status)));
+    if (!WIFSIGNALED(status)) return _("the token library ended without an answer");
+    return Fill(_("the token library crashed with {1}"), {_(::strsignal(WTERMSIG(status)))});
 }
 
 }  // namespace
@@ -191,7 +192,9 @@ KeyAnswers AskKey(const KeyQuestion& question) {
 }
 
 const char* AskedFunction(std::size_t number) {
-    return number == 0 ? "Initialize and GetPrintNumber" : number == 1 ? "GetPinInfo" : "GetCert";
+    return number == 0   ? _("Initialize and GetPrintNumber")
+           : number == 1 ? "GetPinInfo"
+                         : "GetCert";
 }
 
 }  // namespace ukey

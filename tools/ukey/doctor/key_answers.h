@@ -16,10 +16,10 @@ struct KeyPair {
     unsigned keyType;
     const char* words;
 };
-constexpr KeyPair kKeyPairs[] = {{1, 2, "signing SM2"},
-                                 {3, 2, "encryption SM2"},
-                                 {1, 1, "signing RSA"},
-                                 {3, 1, "encryption RSA"}};
+constexpr KeyPair kKeyPairs[] = {{1, 2, N_("signing SM2")},
+                                 {3, 2, N_("encryption SM2")},
+                                 {1, 1, N_("signing RSA")},
+                                 {3, 1, N_("encryption RSA")}};
 
 struct KeyAnswer {
     int code = 0;

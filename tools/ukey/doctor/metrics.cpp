@@ -137,7 +137,7 @@ void WriteMetrics(const std::string& path, const std::string& metrics) {
     if (file >= 0) ::close(file);
     if (written) return;
     if (file >= 0) ::unlink(temporary.c_str());
-    throw FileError(path + " cannot be written", why);
+    throw FileError(Fill(_("{1} cannot be written"), {path}), why);
 }
 
 }  // namespace ukey

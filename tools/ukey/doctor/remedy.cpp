@@ -7,7 +7,13 @@
 #include <cstdint>
 #include <fstream>
 
+#include "kit/text.h"
+
 namespace ukey {
+
+using kit::_;
+using kit::Fill;
+
 namespace {
 
 std::string Quoted(const std::string& path) {
@@ -81,8 +87,9 @@ std::string BringBack(const std::string& root, const std::string& path,
     const std::string package = PackageOf(root, path);
     if (package.empty()) return otherwise;
     const std::string command = "apt-get install --reinstall " + package;
-    return "its package is installed; install it again: " +
-           (root.empty() ? AsRoot(command) : AsRoot("chroot " + Words({root}) + " " + command));
+    return Fill(
+        _("its package is installed; install it again: {1}"),
+        {root.empty() ? AsRoot(command) : AsRoot("chroot " + Words({root}) + " " + command)});
 }
 
 bool OutsideOfNamespace(uid_t owner) {
@@ -92,9 +99,9 @@ bool OutsideOfNamespace(uid_t owner) {
 }
 
 std::string OwnerName(uid_t owner) {
-    if (OutsideOfNamespace(owner)) return "somebody outside of this user namespace";
+    if (OutsideOfNamespace(owner)) return _("somebody outside of this user namespace");
     const passwd* const entry = ::getpwuid(owner);
-    return entry != nullptr ? entry->pw_name : "user " + std::to_string(owner);
+    return entry != nullptr ? entry->pw_name : Fill(_("user {1}"), {std::to_string(owner)});
 }
 
 }  // namespace ukey

@@ -76,21 +76,23 @@ void TellMore(const Asked& wish, const LogOrder& order, std::size_t shown) {
     const std::size_t strange = order.strangeBytes();
     std::string text;
     if (order.calls() == 0 && strange != 0) {
-        text = name + " holds no record of the library; a compressed one is read by `zcat " + name +
-               " | ukey log -`, one in UTF-16 by `iconv -f UTF-16 -t UTF-8 " + name +
-               " | ukey log -`";
+        text = Fill(_("{1} holds no record of the library; a compressed one is read by `zcat {1} | "
+                      "ukey log -`, one in UTF-16 by `iconv -f UTF-16 -t UTF-8 {1} | ukey log -`"),
+                    {name});
     } else if (order.calls() == 0) {
-        text = name + " is empty";
+        text = Fill(_("{1} is empty"), {name});
     } else if (shown == 0) {
-        text = "none of the log's " + std::to_string(order.calls()) + " calls is asked for";
-        if (!wish.operation.empty()) {
-            text += "; these functions write to it: " + LoggedFunctions();
-        }
+        const std::string calls = std::to_string(order.calls());
+        text = wish.operation.empty()
+                   ? Fill(_("none of the log's {1} calls is asked for"), {calls})
+                   : Fill(_("none of the log's {1} calls is asked for; these functions write to "
+                            "it: {2}"),
+                          {calls, LoggedFunctions()});
     }
-    if (!text.empty()) std::fprintf(stderr, "ukey: %s\n", Printable(text).c_str());
+    if (!text.empty()) TellAside(text);
     if (strange == 0 || order.calls() == 0) return;
-    std::fprintf(stderr, "ukey: %zu bytes of the log belong to no record and are left out\n",
-                 strange);
+    TellAside(Fill(_("{1} bytes of the log belong to no record and are left out"),
+                   {std::to_string(strange)}));
 }
 
 // One object, written as the log is read: what it says of success comes last.
@@ -104,11 +106,11 @@ public:
         empty_ = false;
     }
     void End(const LogOrder& order) {
-        PrintLine("],\"strangeBytes\":" + std::to_string(order.strangeBytes()) + ",\"ok\":true}");
+        Put("],\"strangeBytes\":" + std::to_string(order.strangeBytes()) + ",\"ok\":true}\n");
     }
     void Fail(const std::string& message) {
         const Json error = {{"kind", Name(Exit::kFile)}, {"message", message}};
-        PrintLine("],\"ok\":false,\"error\":" + error.Text() + "}");
+        Put("],\"ok\":false,\"error\":" + error.Text() + "}\n");
     }
 
 private:
@@ -164,8 +166,9 @@ Exit SendAll(Session& session, const Asked& wish, const LogSource& source) {
     if (session.json) {
         PrintJson(Success({{"sent", sent}}));
     } else {
-        PrintLine(std::to_string(sent) + " failed " + (sent == 1 ? "call" : "calls") +
-                  " sent to the journal");
+        PrintLine(Fill(sent == 1 ? _("{1} failed call sent to the journal")
+                                 : _("{1} failed calls sent to the journal"),
+                       {std::to_string(sent)}));
     }
     return Exit::kOk;
 }
@@ -218,7 +221,7 @@ Exit ReadOn(GrowingLog& file, LogPairing& pairing) {
 // Calls are shown twice, when they begin and when they are over: one that hangs is to be seen.
 Exit Follow(Session& session, const Asked& wish) {
     if (wish.last && wish.file == "-") {
-        throw UsageError("--last with --follow takes a file, not standard input");
+        throw UsageError(_("--last with --follow takes a file, not standard input"));
     }
     const Interrupt interrupt;
     std::optional<Journal> journal;
@@ -227,7 +230,7 @@ Exit Follow(Session& session, const Asked& wish) {
     LogShow show = MakeShow(session, wish);
     GrowingLog file(wish.file);
     if (!file.present()) {
-        std::fprintf(stderr, "ukey: %s is not there yet\n", Printable(wish.file).c_str());
+        TellAside(Fill(_("{1} is not there yet"), {wish.file}));
     }
     if (ForPerson(session) && !journal) LogShow::PrintHead();
     const auto tell = [&](const LogCall& call, const char* state) {

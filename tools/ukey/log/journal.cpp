@@ -42,11 +42,11 @@ std::vector<std::string> Fields(const LogCall& call, const std::string& message)
 
 Journal::Journal() {
     // libsystemd takes an absent journal for success.
-    if (::access(kSocket, W_OK) != 0) throw FileError("the journal cannot be reached", errno);
+    if (::access(kSocket, W_OK) != 0) throw FileError(_("the journal cannot be reached"), errno);
     void* const library = ::dlopen(kLibrary, RTLD_NOW | RTLD_LOCAL);
     void* const found = library == nullptr ? nullptr : ::dlsym(library, "sd_journal_sendv");
     if (found == nullptr) {
-        throw FileError(std::string("the journal cannot be written: ") + ::dlerror(), 0);
+        throw FileError(Fill(_("the journal cannot be written: {1}"), {::dlerror()}), 0);
     }
     send_ = reinterpret_cast<int (*)(const iovec*, int)>(found);
 }
@@ -56,7 +56,7 @@ void Journal::Send(const LogCall& call, const std::string& message) const {
     std::vector<iovec> parts;
     for (std::string& field : fields) parts.push_back({field.data(), field.size()});
     const int result = send_(parts.data(), static_cast<int>(parts.size()));
-    if (result < 0) throw FileError("the journal cannot be written", -result);
+    if (result < 0) throw FileError(_("the journal cannot be written"), -result);
 }
 
 }  // namespace ukey

@@ -41,8 +41,8 @@ std::optional<int> EndCode(const std::string& body) {
     return std::nullopt;
 }
 
-std::string Hidden(std::size_t length) {
-    return "<" + std::to_string(length) + " characters hidden>";
+std::string Hidden(const char* words, std::size_t length) {
+    return kit::Fill(words, {std::to_string(length)});
 }
 
 bool IsCertificateSection(std::string_view name) {
@@ -54,7 +54,7 @@ bool IsCertificateSection(std::string_view name) {
 }
 
 // Whatever a section holds is hidden unless it is known to be a certificate.
-std::string MaskedBundle(std::string_view bundle) {
+std::string MaskedBundle(std::string_view bundle, const char* words) {
     std::string text;
     while (!bundle.empty()) {
         const std::size_t open = bundle.find('(');
@@ -65,7 +65,7 @@ std::string MaskedBundle(std::string_view bundle) {
         text += bundle.substr(0, open + 1);
         const std::string_view content = bundle.substr(open + 1, end - open - 1);
         const bool shown = IsCertificateSection(bundle.substr(start, open - start));
-        text += shown ? std::string(content) : Hidden(content.size());
+        text += shown ? std::string(content) : Hidden(words, content.size());
         bundle.remove_prefix(end);
     }
     return text + std::string(bundle);
@@ -92,16 +92,16 @@ RecordRole RoleOf(const LogRecord& record) {
     return role;
 }
 
-std::string Masked(const LogRecord& record) {
+std::string Masked(const LogRecord& record, const char* words) {
     constexpr std::string_view kKey = "strPriKeyTemp:";
     constexpr std::string_view kBundle = "begin, strP7: ";
     const std::string_view body = record.body;
     if (StartsWith(body, kKey)) {
-        return std::string(kKey) + Hidden(body.size() - kKey.size());
+        return std::string(kKey) + Hidden(words, body.size() - kKey.size());
     }
-    if (record.tag.find("strPriKey") != std::string::npos) return Hidden(body.size());
+    if (record.tag.find("strPriKey") != std::string::npos) return Hidden(words, body.size());
     if (!StartsWith(body, kBundle)) return record.body;
-    return std::string(kBundle) + MaskedBundle(body.substr(kBundle.size()));
+    return std::string(kBundle) + MaskedBundle(body.substr(kBundle.size()), words);
 }
 
 LogPairing::Calls::iterator LogPairing::Open(const Thread& thread, std::string_view operation,

@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "kit/text.h"
 #include "log/reader.h"
 
 namespace ukey {
@@ -39,7 +40,8 @@ struct RecordRole {
 RecordRole RoleOf(const LogRecord& record);
 
 // Key material in a record's body replaced by its length.
-std::string Masked(const LogRecord& record);
+inline constexpr const char* kHidden = kit::N_("<{1} characters hidden>");
+std::string Masked(const LogRecord& record, const char* words = kHidden);
 
 // Calls follow each other on a thread, and threads of a process run side by side. Some functions
 // log no end, or not in every case: their calls are over when the thread does something else. A

@@ -6,6 +6,7 @@
 #include <cstdio>
 
 #include "kesta/ukey/failure.hpp"
+#include "kit/language.h"
 
 namespace ukey {
 namespace {
@@ -32,7 +33,7 @@ std::string Padded(std::string text, std::size_t width) {
 }
 
 // How many bytes the character at the start takes; 0 where the bytes are no UTF-8.
-std::size_t CharacterSize(std::string_view text) {
+std::size_t SizeOf(std::string_view text) {
     const auto lead = static_cast<unsigned char>(text.front());
     const std::size_t size = lead < 0x80   ? 1
                              : lead < 0xC2 ? 0
@@ -50,11 +51,12 @@ std::size_t CharacterSize(std::string_view text) {
 // no character of UTF-8 is shown as its bytes, and a long text is cut, never within a character.
 std::string Legible(std::string_view text, std::size_t most, std::size_t whole) {
     std::string shown;
-    for (std::string_view rest = text; !rest.empty();) {
+    const std::string utf8 = ToUtf8(text);
+    for (std::string_view rest = utf8; !rest.empty();) {
         if (shown.size() >= most && whole > kLongestBody) {
-            return shown + "... (" + std::to_string(whole) + " characters)";
+            return Fill(_("{1}... ({2} characters)"), {shown, std::to_string(whole)});
         }
-        const std::size_t size = CharacterSize(rest);
+        const std::size_t size = SizeOf(rest);
         if (size == 0) {
             char escaped[8];
             std::snprintf(escaped, sizeof escaped, "\\x%02X",
@@ -66,6 +68,13 @@ std::string Legible(std::string_view text, std::size_t most, std::size_t whole) 
         rest.remove_prefix(std::max<std::size_t>(size, 1));
     }
     return shown;
+}
+
+// The columns, in the head and in each line.
+std::string Line(const std::string& time, const std::string& thread, const std::string& call,
+                 const std::string& took, const std::string& result) {
+    return Padded(time, 15) + "  " + Padded(thread, 14) + "  " + Padded(call, 20) + "  " +
+           Padded(took, 8) + "  " + result;
 }
 
 std::string Legible(std::string_view text) {
@@ -86,15 +95,15 @@ std::string TimeText(const LogTime& time) {
 std::string DurationText(std::int64_t micros) {
     const double millis = static_cast<double>(micros) / 1000;
     char text[48];
-    if (micros < 1000) return "<1 ms";  // the log has no more than milliseconds
+    if (micros < 1000) return _("<1 ms");  // the log has no more than milliseconds
     if (micros < 1000000) {
         std::snprintf(text, sizeof text, "%.0f ms", millis);
     } else if (micros < std::int64_t{120} * 1000000) {
         std::snprintf(text, sizeof text, "%.1f s", millis / 1000);
     } else {
         const std::int64_t seconds = micros / 1000000;
-        std::snprintf(text, sizeof text, "%d min %d s", static_cast<int>(seconds / 60),
-                      static_cast<int>(seconds % 60));
+        return Fill(_("{1} min {2} s"),
+                    {std::to_string(seconds / 60), std::to_string(seconds % 60)});
     }
     return text;
 }
@@ -106,12 +115,12 @@ std::string LogShow::Message(int code) {
     return messages_[code] = message_(code);
 }
 
-std::string LogShow::Body(const LogRecord& record) const {
+std::string LogShow::Body(const LogRecord& record, const char* hidden) const {
     if (record.tag == "szSN:") {
         const std::string serial = FromHex(record.body);
         if (!serial.empty()) return record.body + " = " + serial;
     }
-    return showKeys_ ? record.body : Masked(record);
+    return showKeys_ ? record.body : Masked(record, hidden);
 }
 
 std::string LogShow::ThreadName(const LogCall& call) {
@@ -126,28 +135,28 @@ std::string LogShow::ThreadName(const LogCall& call) {
 }
 
 std::string LogShow::Result(const LogCall& call, const std::string& state) {
-    if (state == "begun") return Paint(STDOUT_FILENO, Colour::kDim, "begins");
-    if (!call.code) return Paint(STDOUT_FILENO, Colour::kDim, "no end logged");
-    if (*call.code == 0) return Paint(STDOUT_FILENO, Colour::kGreen, "ok");
+    if (state == "begun") return Paint(STDOUT_FILENO, Colour::kDim, _("begins"));
+    if (!call.code) return Paint(STDOUT_FILENO, Colour::kDim, _("no end logged"));
+    if (*call.code == 0) return Paint(STDOUT_FILENO, Colour::kGreen, _("ok"));
     const std::string message = Message(*call.code);
     return Paint(STDOUT_FILENO, Colour::kRed, kesta::CodeText(*call.code)) +
            (message.empty() ? "" : "  " + Printable(message));
 }
 
 void LogShow::PrintHead() {
-    PrintLine(Paint(STDOUT_FILENO, Colour::kDim,
-                    "Day and time     Process/thread  Call                  Took      Result"));
+    PrintLine(
+        Paint(STDOUT_FILENO, Colour::kDim,
+              Line(_("Day and time"), _("Process/thread"), _("Call"), _("Took"), _("Result"))));
 }
 
 void LogShow::Print(const LogCall& call, const std::string& state) {
     const LogTime time = call.begin ? *call.begin : *call.end;
     const auto micros = call.Micros();
-    PrintLine(TimeText(time) + "  " + Padded(ThreadName(call), 14) + "  " +
-              Padded(Legible(call.operation), 20) + "  " +
-              Padded(micros ? DurationText(*micros) : "-", 8) + "  " + Result(call, state));
+    PrintLine(Line(TimeText(time), ThreadName(call), Legible(call.operation),
+                   micros ? DurationText(*micros) : "-", Result(call, state)));
     if (!withRecords_) return;
     for (const LogRecord& record : call.records) {
-        const std::string body = Body(record);
+        const std::string body = Body(record, _(kHidden));
         PrintLine("    " + TimeText(record.time).substr(3) + "  " +
                   Padded(Legible(record.tag), 20) + "  " +
                   Legible(body, kLongestBody - 40, body.size() + record.cut));
@@ -170,8 +179,9 @@ Json LogShow::ToJson(const LogCall& call, const std::string& state) {
     if (withRecords_) {
         object["records"] = Json::array();
         for (const LogRecord& record : call.records) {
-            Json entry = {
-                {"time", TimeText(record.time)}, {"tag", record.tag}, {"body", Body(record)}};
+            Json entry = {{"time", TimeText(record.time)},
+                          {"tag", record.tag},
+                          {"body", Body(record, kHidden)}};
             if (record.cut != 0) entry["cut"] = record.cut;
             object["records"].push_back(std::move(entry));
         }

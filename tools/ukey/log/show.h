@@ -33,7 +33,7 @@ public:
 private:
     std::string Result(const LogCall& call, const std::string& state);
     std::string Message(int code);
-    std::string Body(const LogRecord& record) const;
+    std::string Body(const LogRecord& record, const char* hidden) const;
     std::string ThreadName(const LogCall& call);
 
     const bool showKeys_;

@@ -38,7 +38,7 @@ int OpenUnnamed() {
 void WriteAll(int file, const char* bytes, std::size_t size) {
     while (size != 0) {
         const ssize_t done = Patiently([&] { return ::write(file, bytes, size); });
-        if (done < 0) throw FileError("a temporary file cannot be written", errno);
+        if (done < 0) throw FileError(_("a temporary file cannot be written"), errno);
         bytes += done;
         size -= static_cast<std::size_t>(done);
     }
@@ -47,7 +47,7 @@ void WriteAll(int file, const char* bytes, std::size_t size) {
 }  // namespace
 
 std::string LogName(const std::string& path) {
-    return path == "-" ? "standard input" : path;
+    return path == "-" ? _("standard input") : path;
 }
 
 bool LogFile::Open(const std::string& path) {
@@ -70,7 +70,7 @@ void LogFile::Close() {
 LogSource::LogSource(const std::string& path) : name_(LogName(path)) {
     struct stat status {};
     if (!file_.Open(path) || ::fstat(file_.descriptor(), &status) != 0) {
-        throw FileError(name_ + " cannot be read", errno);
+        throw FileError(Fill(_("{1} cannot be read"), {name_}), errno);
     }
     // The kernel's own files have no size either.
     if (!S_ISREG(status.st_mode) || status.st_size == 0) {
@@ -85,12 +85,12 @@ LogSource::LogSource(const std::string& path) : name_(LogName(path)) {
 void LogSource::CopyAside() {
     LogFile copy;
     copy.Take(OpenUnnamed());
-    if (!copy.isOpen()) throw FileError("there is no place for a temporary file", errno);
+    if (!copy.isOpen()) throw FileError(_("there is no place for a temporary file"), errno);
     std::string piece(kPiece, '\0');
     for (;;) {
         const ssize_t got =
             Patiently([&] { return ::read(file_.descriptor(), piece.data(), piece.size()); });
-        if (got < 0) throw FileError(name_ + " cannot be read", errno);
+        if (got < 0) throw FileError(Fill(_("{1} cannot be read"), {name_}), errno);
         if (got == 0) break;
         WriteAll(copy.descriptor(), piece.data(), static_cast<std::size_t>(got));
         size_ += static_cast<std::uint64_t>(got);
@@ -106,7 +106,7 @@ bool LogSource::ReadAt(std::uint64_t offset, std::string& piece) const {
         return ::pread(file_.descriptor(), piece.data(), piece.size(),
                        start_ + static_cast<off_t>(offset));
     });
-    if (got < 0) throw FileError(name_ + " cannot be read", errno);
+    if (got < 0) throw FileError(Fill(_("{1} cannot be read"), {name_}), errno);
     piece.resize(static_cast<std::size_t>(got));
     return got > 0;
 }
@@ -118,7 +118,8 @@ GrowingLog::GrowingLog(std::string path) : path_(std::move(path)) {
 void GrowingLog::Open() {
     offset_ = 0;
     if (!file_.Open(path_)) {
-        if (errno != ENOENT) throw FileError(LogName(path_) + " cannot be read", errno);
+        if (errno != ENOENT)
+            throw FileError(Fill(_("{1} cannot be read"), {LogName(path_)}), errno);
         return;
     }
     struct stat status {};
@@ -130,7 +131,7 @@ std::string GrowingLog::Read() {
     std::string piece(kPiece, '\0');
     const ssize_t got =
         Patiently([&] { return ::read(file_.descriptor(), piece.data(), piece.size()); });
-    if (got < 0) throw FileError(LogName(path_) + " cannot be read", errno);
+    if (got < 0) throw FileError(Fill(_("{1} cannot be read"), {LogName(path_)}), errno);
     ended_ = got == 0 && !plain_;
     offset_ += got;
     piece.resize(static_cast<std::size_t>(got));

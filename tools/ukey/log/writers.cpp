@@ -53,8 +53,8 @@ LogWriter WriterOf(std::string_view tag) {
 std::string LoggedFunction(const std::string& name) {
     if (const char* const logged = Find(kLogged, name)) return logged;
     if (const char* const function = Find(kFunctions, name)) {
-        throw UsageError(std::string(function) +
-                         " writes nothing to the log; these do: " + LoggedFunctions());
+        throw UsageError(
+            Fill(_("{1} writes nothing to the log; these do: {2}"), {function, LoggedFunctions()}));
     }
     return std::string(WriterOf(name).operation);
 }

@@ -1,0 +1,39 @@
+// The software key's own sentences for a person. Inside a client they are English; the command
+// softkey, which knows its person, has them translated.
+#ifndef SOFTKEY_SENTENCE_H
+#define SOFTKEY_SENTENCE_H
+
+#include <initializer_list>
+#include <string>
+
+namespace softkey {
+
+inline const char* (*translate)(const char* sentence) = [](const char* sentence) {
+    return sentence;
+};
+
+// Marks a sentence where it stands in a table.
+constexpr const char* N_(const char* sentence) {
+    return sentence;
+}
+
+// The sentence with {1}, {2} ... replaced by the parts.
+inline std::string Sentence(const char* english, std::initializer_list<std::string> parts = {}) {
+    const std::string sentence = translate(english);
+    std::string text;
+    for (std::size_t i = 0; i < sentence.size(); ++i) {
+        const bool hole = i + 2 < sentence.size() && sentence[i] == '{' && sentence[i + 2] == '}';
+        const auto number = hole ? static_cast<std::size_t>(sentence[i + 1] - '0') : 0;
+        if (number >= 1 && number <= parts.size()) {
+            text += parts.begin()[number - 1];
+            i += 2;
+        } else {
+            text += sentence[i];
+        }
+    }
+    return text;
+}
+
+}  // namespace softkey
+
+#endif
