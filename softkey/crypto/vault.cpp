@@ -4,6 +4,7 @@
 #include <openssl/rand.h>
 
 #include <algorithm>
+#include <cstdlib>
 
 #include "softkey/crypto/openssl_types.h"
 
@@ -104,6 +105,20 @@ MasterKey MasterKey::Random() {
 void CheckPinLength(std::string_view pin) {
     const std::size_t characters = CharactersOf(pin);
     if (characters < kMinPinLength || characters > kMaxPinLength) throw Failure(kPinLength);
+}
+
+PinCost CostOfNewKeys() {
+    constexpr long kLeast = 1024, kMost = 1L << 19;  // half of kMostMemory
+    PinCost cost;
+    const char* const text = std::getenv("KESTA_SOFTKEY_PIN_COST");
+    if (text == nullptr || *text == '\0') return cost;
+    char* end = nullptr;
+    cost.n = std::strtol(text, &end, 10);
+    const bool power = (cost.n & (cost.n - 1)) == 0;
+    if (*end != '\0' || cost.n < kLeast || cost.n > kMost || !power) {
+        throw Failure(kBadArgument, std::string("KESTA_SOFTKEY_PIN_COST=") + text);
+    }
+    return cost;
 }
 
 PinSeal SealMaster(const MasterKey& master, std::string_view pin, std::string_view context,

@@ -247,6 +247,20 @@ TEST_F(SecretsTest, a_new_seal_costs_what_its_parameters_say) {
     EXPECT_FALSE(OpenMaster(seal, "000000", kSerial));
 }
 
+TEST_F(SecretsTest, new_keys_cost_what_the_environment_says) {
+    const char* const name = "KESTA_SOFTKEY_PIN_COST";
+    unsetenv(name);
+    EXPECT_EQ(CostOfNewKeys().n, 32768);
+    for (const char* good : {"1024", "524288"}) {
+        setenv(name, good, 1);
+        EXPECT_EQ(CostOfNewKeys().n, std::atol(good));
+    }
+    for (const char* bad : {"512", "1025", "1048576", "-1024", "2048x", "many"}) {
+        setenv(name, bad, 1);
+        EXPECT_THROW(CostOfNewKeys(), Failure) << bad;
+    }
+}
+
 // A seal of an earlier version opens, and is made anew with the first right PIN.
 TEST_F(SecretsTest, a_seal_of_an_earlier_version_is_moved_on) {
     PinSeal old = PinTable(*OpenStore()).Seal(kSerial);

@@ -62,6 +62,10 @@ The new PIN when a client changes it, and for
 .B KESTA_SOFTKEY_BUTTON_MS
 How many milliseconds a question waits for the button. Default: 30000.
 .TP
+.B KESTA_SOFTKEY_PIN_COST
+What a guess at the PIN of a new key costs: scrypt's N, a power of two from 1024 to 524288. Default:
+32768, an eighth of a second. Less is for keys of tests.
+.TP
 .BR LC_ALL ", " LC_MESSAGES ", " LC_CTYPE ", " LANG ", " LANGUAGE
 Language and charset of what a person reads: English or simplified Chinese. JSON is UTF-8 always; of
 it the sentences alone follow the language.
