@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <functional>
 #include <thread>
 
 #include "softkey/store/damage.h"
@@ -79,6 +80,48 @@ TEST_F(ConcurrencyTest, a_key_that_comes_and_goes_ends_signatures_cleanly) {
     EXPECT_GE(well, 20);
     EXPECT_GE(refused, 10);
     EXPECT_EQ(KeyTable(*OpenStore()).Find(kSerial)->insertions % 2, 1);
+}
+
+// Runs the work in so many processes at once; how many of them it went well in.
+int WentWell(int processes, const std::function<bool(int)>& work) {
+    int start[2];
+    if (pipe(start) != 0) return -1;
+    std::vector<pid_t> children;
+    for (int i = 0; i < processes; ++i) {
+        const pid_t child = fork();
+        if (child == 0) {
+            char byte = 0;
+            close(start[1]);
+            static_cast<void>(!read(start[0], &byte, 1));  // its end says that all are there
+            _exit(work(i) ? 0 : 1);
+        }
+        children.push_back(child);
+    }
+    close(start[0]);
+    close(start[1]);
+    int well = 0;
+    for (const pid_t child : children) {
+        int status = -1;
+        waitpid(child, &status, 0);
+        well += status == 0 ? 1 : 0;
+    }
+    return well;
+}
+
+TEST_F(ConcurrencyTest, of_fifty_processes_that_write_at_once_none_is_told_that_the_key_is_busy) {
+    EXPECT_EQ(WentWell(50,
+                       [&](int i) {
+                           const auto number = static_cast<std::uint32_t>(i);
+                           return token.SetData("0123456789", number, "v") == kOk;
+                       }),
+              50);
+    EXPECT_EQ(ObjectTable(*OpenStore()).Of(kSerial).size(), 50U);
+}
+
+// More than there are tries: a try that is under way takes none from the right PIN.
+TEST_F(ConcurrencyTest, processes_that_verify_the_right_pin_at_once_are_all_right) {
+    EXPECT_EQ(WentWell(8, [&](int) { return token.VerifyPIN(kSerial) == kOk; }), 8);
+    EXPECT_EQ(TriesLeft(), kMaxTries);
 }
 
 // Two clients and the command at once: nothing is lost, nothing deadlocks.

@@ -288,6 +288,45 @@ TEST_F(DamageTest, a_full_disk_is_told_and_changes_nothing) {
     EXPECT_EQ(status, 0) << (status == 77 ? "a file system of its own cannot be had here" : "");
 }
 
+// In a process of its own, for which the state folder can only be read, whoever it runs as.
+TEST_F(DamageTest, a_medium_that_can_only_be_read_is_read_and_not_written) {
+    Enrol(1, 2, 3);
+    const pid_t child = fork();
+    if (child == 0) {
+        constexpr unsigned long kAgain = MS_REMOUNT | MS_BIND | MS_RDONLY;
+        if (!LeaveNamespace()) _exit(77);
+        mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr);
+        if (mount(Home().c_str(), Home().c_str(), nullptr, MS_BIND, nullptr) != 0 ||
+            mount(nullptr, Home().c_str(), nullptr, kAgain, nullptr) != 0) {
+            _exit(77);
+        }
+        EXPECT_EQ(Describe(), kOk);
+        EXPECT_EQ(Certificate(1, 2).code, kOk);
+        EXPECT_EQ(Damage(), std::vector<std::string>());
+        EXPECT_EQ(TriesLeft(), kMaxTries);
+        EXPECT_EQ(token.SetLabel(kSerial, "new"), kStateUnreachable);
+        EXPECT_EQ(token.VerifyPIN(kSerial), kStateUnreachable) << "a try could not be counted";
+        _exit(HasFailure() ? 1 : 0);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 0)
+        << (WEXITSTATUS(status) == 77 ? "a mount of its own cannot be had here" : "");
+}
+
+TEST_F(DamageTest, a_guard_of_another_state_is_told) {
+    const std::string own = Read("home/softkey.guard");
+    Store::Open(Path("other"));
+    Write("home/softkey.guard", Read("other/softkey.guard"));
+    EXPECT_EQ(Describe(), kStateDamaged);
+    EXPECT_TRUE(DamageNames("not what was stored last"));
+    std::filesystem::remove(Path("home/softkey.guard"));
+    EXPECT_TRUE(DamageNames("copied without it"));
+    Write("home/softkey.guard", own);
+    EXPECT_EQ(Describe(), kOk);
+}
+
 TEST_F(DamageTest, a_folder_that_cannot_be_opened_is_told) {
     std::filesystem::remove_all(Home());
     std::filesystem::create_directories(Database());

@@ -38,6 +38,27 @@ test_a_failure_ends_with_the_status_of_the_table() {
         ukey pin verify --codes "${KESTA_SOURCE:?}/bindings/softkey-codes.json"
 }
 
+# The software key's record, read as if a maker kept the tries at its end.
+test_pin_tries_stand_where_the_makers_file_says() {
+    echo '{"codes": [], "pinRecord": {"length": 8, "triesLeft": 5, "triesMost": 6, "locked": 7}}' >codes.json
+    ends 0 ukey pin info --codes codes.json
+    expect_matches "tries" 'Tries +6 of 16 tries are left' "$(<out)"
+    ends 0 ukey pin info --json --codes codes.json
+    expect_equal "the most" 16 "$(value_at /maxTries)"
+    echo '{"codes": []}' >codes.json
+    ends 0 ukey pin info --codes codes.json
+    expect_equal "nothing is known" "" "$(grep Tries out || true)"
+}
+
+# A failure whose kind is known ends `info`; one in no table is shown beside what the key answers.
+test_info_ends_with_a_failure_that_the_makers_file_knows() {
+    echo '{"rules": [{"entry": "GetCertInfo", "code": "0x1234"}]}' >plan.json
+    softkey misbehave plan.json >printed
+    ends 0 ukey info
+    echo '{"codes": [{"code": "0x1234", "kind": "failed"}]}' >codes.json
+    fails 1 failed ukey info --codes codes.json
+}
+
 test_what_is_no_such_table_is_refused_with_a_reason() {
     local wrong
     while read -r wrong; do

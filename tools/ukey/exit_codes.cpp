@@ -46,10 +46,6 @@ Exit KindOfCode(int code) {
     return static_cast<Exit>(kesta::FactsOf(kesta::CodeTable::InUse()->KindOf(code)).exitStatus);
 }
 
-bool IsSoftwareKeyCode(int code) {
-    return code > 0x5B00 && code < 0x5B80;
-}
-
 Exit KindOf(const kesta::Failure& failure) {
     return static_cast<Exit>(kesta::FactsOf(failure.kind()).exitStatus);
 }

@@ -33,11 +33,8 @@ extern const std::vector<kit::Status> kExitKinds;
 
 const char* Name(Exit code);
 
-// The kind of a result code. The library's own codes are known; of the token libraries', those of
-// the software key are, and every other one is kFailed.
+// The kind of a result code, by the table in use; kFailed for one that is in none.
 Exit KindOfCode(int code);
-// True for a code that the software key gives.
-bool IsSoftwareKeyCode(int code);
 Exit KindOf(const kesta::Failure& failure);
 
 // What to do about a failure, in one sentence; empty where there is nothing to add.

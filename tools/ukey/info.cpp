@@ -30,10 +30,10 @@ void ReadInstallation(const kesta::Library& library, Found& found) {
     found.Add(_("USB id"), "usbId", library.GetVidAndPid());
 }
 
-// Of a token library of hardware the code for "no such certificate" is not known. Where the key
-// answers otherwise, a failure with a code of its own is shown, but is none of `info`.
+// The code for "no such certificate" may be in no table. Where the key answers otherwise, a failure
+// with such a code is shown, but is none of `info`.
 bool Matters(const kesta::Failure& failure, bool answers) {
-    return !answers || KindOf(failure) != Exit::kFailed || IsSoftwareKeyCode(failure.code);
+    return !answers || KindOf(failure) != Exit::kFailed || failure.kind() != kesta::Kind::kUnknown;
 }
 
 void ReadCertificates(const kesta::Library& library, const std::string& serial, Found& found) {

@@ -16,18 +16,22 @@ std::string Hex(const kesta::Bytes& bytes) {
     return text;
 }
 
-void AddWords(const PinState& state, Rows& rows, Json& object) {
-    rows.emplace_back(_("Tries"), TriesText(state));
-    rows.emplace_back(_("Cached"), state.caching ? _("yes") : _("no"));
-    rows.emplace_back(_("Length"),
-                      Fill(_("{1} to {2} characters"),
-                           {std::to_string(state.shortest), std::to_string(state.longest)}));
-    object["triesLeft"] = state.triesLeft;
-    object["maxTries"] = state.maxTries;
-    object["locked"] = state.locked;
-    object["caching"] = state.caching;
-    object["minLength"] = state.shortest;
-    object["maxLength"] = state.longest;
+void AddTries(const kesta::Tries& tries, Rows& rows, Json& object) {
+    rows.emplace_back(_("Tries"), TriesText(tries));
+    object["triesLeft"] = tries.left;
+    object["maxTries"] = tries.most;
+    object["locked"] = tries.locked;
+}
+
+// What the software key tells beside the tries: caching at 4, shortest and longest PIN behind it.
+void AddRest(const kesta::Bytes& record, Rows& rows, Json& object) {
+    const bool caching = record[4] != 0;
+    rows.emplace_back(_("Cached"), caching ? _("yes") : _("no"));
+    rows.emplace_back(_("Length"), Fill(_("{1} to {2} characters"),
+                                        {std::to_string(record[5]), std::to_string(record[6])}));
+    object["caching"] = caching;
+    object["minLength"] = record[5];
+    object["maxLength"] = record[6];
 }
 
 Exit Show(Session& session) {
@@ -35,10 +39,12 @@ Exit Show(Session& session) {
     const kesta::Bytes bytes = session.library().GetPinInfo(serial);
     Json object = {{"serial", serial}, {"record", Hex(bytes)}};
     Rows rows = {{_("Key"), Printable(serial)}};
-    const auto state = ReadPinState(session.library(), bytes);
-    if (state) AddWords(*state, rows, object);
+    const auto tries = ReadTries(session.library(), bytes);
+    const bool whole = tries && bytes.size() == 8 && IsSoftwareKey(session.library());
+    if (tries) AddTries(*tries, rows, object);
+    if (whole) AddRest(bytes, rows, object);
     rows.emplace_back(_("PIN record"), Hex(bytes));
-    if (!state) rows.emplace_back("", _("its meaning is the token library's"));
+    if (!tries) rows.emplace_back("", _("its meaning is the token library's"));
     session.GiveRows(rows, object);
     return Exit::kOk;
 }

@@ -1,4 +1,4 @@
-// The PIN information record. Its layout is the token library's; that of the software key is known.
+// The PIN information record. Its layout is the token library's; a table of codes may know it.
 #ifndef UKEY_PIN_RECORD_H
 #define UKEY_PIN_RECORD_H
 
@@ -10,21 +10,12 @@
 
 namespace ukey {
 
-struct PinState {
-    int triesLeft = 0;
-    int maxTries = 0;
-    bool locked = false;
-    bool verified = false;  // in this process
-    bool caching = false;
-    int shortest = 0;
-    int longest = 0;
-};
-
 // True when the token library in use is the software key's: it knows the text of a code of its own.
 bool IsSoftwareKey(const kesta::Library& library);
 
-// Nothing where the token library is not the software key's.
-std::optional<PinState> ReadPinState(const kesta::Library& library, const kesta::Bytes& record);
+// Where the table in use says that they are. Nothing where it is the software key's table, there
+// for want of another, and the token library is not.
+std::optional<kesta::Tries> ReadTries(const kesta::Library& library, const kesta::Bytes& record);
 
 // Does something that asks for the PIN. Where that fails over the PIN, what is thrown also says how
 // many tries are left, if that can be known.
@@ -32,7 +23,7 @@ void TellTries(const kesta::Library& library, const std::string& serial,
                const std::function<void()>& step);
 
 // "3 of 6 tries are left"
-std::string TriesText(const PinState& state);
+std::string TriesText(const kesta::Tries& tries);
 
 }  // namespace ukey
 
