@@ -33,12 +33,12 @@ on_the_machine() {
 
 # With a name of its own, which only a request can bring in Chinese.
 issue() {
-    local key=${3:-$1.pub}
-    [[ -n ${3:-} ]] || openssl req -in "$1.csr" -noout -pubkey >"$key"
+    local public=${3:-$1.pub}
+    [[ -n ${3:-} ]] || openssl req -in "$1.csr" -noout -pubkey >"$public"
     openssl req -new -utf8 -key ca.key -sm3 -sigopt "$identity" \
         -subj "/O=$subject/OU=$subject_zh/CN=$1" -out named.csr
     openssl x509 -req -in named.csr -CA ca.pem -CAkey ca.key -CAcreateserial -sm3 \
-        -sigopt "$identity" -vfyopt "$identity" -days 20 -force_pubkey "$key" -out "$1.pem" 2>/dev/null
+        -sigopt "$identity" -vfyopt "$identity" -days 20 -force_pubkey "$public" -out "$1.pem" 2>/dev/null
 }
 
 # plant [OPTION]: records a client that uses everything that is planted.
