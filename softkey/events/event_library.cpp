@@ -149,8 +149,8 @@ int ListSlots(bool presentOnly, const Misbehaviour& plan, std::uint32_t* slotIds
     if (slotIds != nullptr && slots.size() > count) slots.resize(count);
     if (plan.output == Misbehaviour::Output::kCut) slots.resize(slots.size() / 2);
     if (plan.output == Misbehaviour::Output::kGarbage) {
-        const std::string noise = Noise(slots.size() * sizeof slots[0]);
-        std::memcpy(slots.data(), noise.data(), noise.size());
+        for (std::uint32_t& slot : slots)
+            std::memcpy(&slot, Noise(sizeof slot).data(), sizeof slot);
     }
     if (slotIds != nullptr) std::copy(slots.begin(), slots.end(), slotIds);
     count = plan.length.value_or(static_cast<std::uint32_t>(slots.size()));

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <cstdlib>
 #include <cstring>
 #include <system_error>
 
@@ -240,6 +241,37 @@ TEST_F(Events, Threads_that_wait_at_once_share_the_events) {
     done = true;
     for (std::thread& thread : threads) thread.join();
     EXPECT_EQ(20, seen);
+}
+
+// KESTA_FORKS says how often; a child that finds a lock held by nobody never ends.
+TEST_F(Events, A_child_of_a_polling_process_can_use_the_library) {
+    std::atomic<bool> done{false};
+    std::thread poller([&done, context = OpenContext()]() mutable {
+        VALTO_EVENT_INFO event = {};
+        while (!done) ValtoT_WaitForEvent(1, 0, &event, &context);
+    });
+    const char* const wanted = std::getenv("KESTA_FORKS");
+    const int forks = wanted != nullptr ? std::atoi(wanted) : 100;
+    int good = 0;
+    for (int i = 0; i < forks && good == i; ++i) {
+        const pid_t child = fork();
+        if (child == 0) {
+            alarm(20);
+            std::uint32_t context = 0;
+            std::uint32_t count = 10;
+            VALTO_EVENT_INFO event = {};
+            const bool works = ValtoT_ContextInit(&context) == 0 &&
+                               ValtoT_WaitForEvent(1, 0, &event, &context) == softkey::kNoEvent &&
+                               ValtoT_GetSlotList(1, nullptr, &count) == 0 && count == 2;
+            _exit(works ? 0 : 1);
+        }
+        int status = -1;
+        waitpid(child, &status, 0);
+        good += status == 0 ? 1 : 0;
+    }
+    done = true;
+    poller.join();
+    EXPECT_EQ(forks, good);
 }
 
 TEST_F(Events, Leaving_the_process_while_a_thread_polls_does_not_crash) {
