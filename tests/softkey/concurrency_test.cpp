@@ -1,11 +1,8 @@
 // Several threads and several processes at once.
-#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <atomic>
-#include <cstdio>
 #include <functional>
 #include <thread>
 
@@ -163,43 +160,6 @@ TEST_F(ConcurrencyTest, processes_work_side_by_side) {
     EXPECT_EQ(ObjectTable(*store).Get(kSerial, "0123456789", 2), std::to_string(kRounds - 1));
     EXPECT_EQ(KeyTable(*store).All().size(), 1U);
     EXPECT_EQ(FindDamage(Home()), std::vector<std::string>());
-}
-
-// What fifty writers at once wait, the longest of them, is printed; that each gets its turn is
-// what holds on a machine of any speed.
-TEST_F(ConcurrencyTest, none_of_fifty_writers_at_once_is_turned_away) {
-    constexpr std::uint32_t kWriters = 50;
-    const auto waited = static_cast<std::chrono::nanoseconds*>(
-        mmap(nullptr, kWriters * sizeof(std::chrono::nanoseconds), PROT_READ | PROT_WRITE,
-             MAP_SHARED | MAP_ANONYMOUS, -1, 0));
-    int gate[2];
-    ASSERT_EQ(pipe(gate), 0);
-    std::vector<pid_t> children;
-    for (std::uint32_t writer = 0; writer < kWriters; ++writer) {
-        const pid_t child = fork();
-        if (child == 0) {
-            close(gate[1]);
-            char opened = 0;
-            while (read(gate[0], &opened, 1) > 0) continue;
-            const auto start = std::chrono::steady_clock::now();
-            const int code = token.SetData("0123456789", writer, "value");
-            waited[writer] = std::chrono::steady_clock::now() - start;
-            _exit(code == kOk ? 0 : code == kStateBusy ? 2 : 1);
-        }
-        children.push_back(child);
-    }
-    close(gate[0]);
-    close(gate[1]);
-    for (const pid_t child : children) {
-        int status = -1;
-        waitpid(child, &status, 0);
-        EXPECT_EQ(status, 0);
-    }
-    EXPECT_EQ(ObjectTable(*OpenStore()).Of(kSerial).size(), kWriters);
-    const auto longest = *std::max_element(waited, waited + kWriters);
-    std::printf("longest of %u: %.3f s\n", kWriters,
-                std::chrono::duration<double>(longest).count());
-    munmap(waited, kWriters * sizeof(std::chrono::nanoseconds));
 }
 
 }  // namespace
