@@ -33,6 +33,14 @@ def build(source, folder, *settings, only=()):
                 raise SystemExit(f"{command[0]} failed; see {folder / 'proof.log'}")
 
 
+def plain_build(*only):
+    """The build that parts without settings of their own share."""
+    folder = TOP / "build" / "proof"
+    build(TOP, folder, "-DCMAKE_BUILD_TYPE=RelWithDebInfo", "-DKESTA_BUILD_SOFTKEY=ON",
+          "-DKESTA_BUILD_TOOLS=ON", only=only)
+    return folder
+
+
 class Test:
     """One test of ctest, run without ctest: that takes half a second to find out what there is."""
 
