@@ -95,6 +95,8 @@ function(kesta_install_command_texts name target component)
         list(APPEND texts "${folder}/${file}")
         install(FILES "${folder}/${file}" DESTINATION "${destination}" COMPONENT ${component})
     endforeach()
+    install(FILES "${PROJECT_SOURCE_DIR}/docs/man/zh_CN/${name}.1"
+            DESTINATION "${CMAKE_INSTALL_MANDIR}/zh_CN/man1" COMPONENT ${component})
     add_custom_target(${name}_texts ALL DEPENDS ${texts})
     add_dependencies(kesta_tool_files ${name}_texts)
 endfunction()

@@ -211,7 +211,9 @@ test_links_of_the_installed_pages_lead_somewhere() {
         [[ -s $pages/docs/$name.md ]] || fail "the page $name is missing"
         [[ -s $pages/docs/zh/$name.md ]] || fail "the Chinese page $name is missing"
     done
-    [[ -s prefix/share/man/zh_CN/man1/ukey-sandbox.1 ]] || fail "the Chinese man page is missing"
+    for name in ukey softkey ukey-sandbox; do
+        [[ -s prefix/share/man/zh_CN/man1/$name.1 ]] || fail "the Chinese man page of $name is missing"
+    done
     "$source_tree/tests/docs/check-links" "$pages" || fail "links are broken"
     "$source_tree/tests/docs/check-links" prefix/share/doc/kesta-softkey || fail "links are broken"
 }

@@ -252,6 +252,15 @@ test_manual_page_is_the_one_that_the_command_makes() {
         fail "docs/man/ukey.1 is old; make it with: ukey manual >docs/man/ukey.1"
 }
 
+test_Chinese_manual_pages_are_those_that_the_commands_make() {
+    local name
+    for name in ukey softkey; do
+        env -u LANGUAGE LC_ALL=zh_CN.UTF-8 "$KESTA_BIN/$name" manual |
+            diff "$KESTA_SOURCE/docs/man/zh_CN/$name.1" - >&2 ||
+            fail "make it with: LC_ALL=zh_CN.UTF-8 $name manual >docs/man/zh_CN/$name.1"
+    done
+}
+
 test_manual_page_has_every_option_of_every_help() {
     need man
     MANWIDTH=200 man -l "$KESTA_SOURCE/docs/man/ukey.1" 2>warnings | col -b >page
