@@ -198,7 +198,11 @@ TEST_F(Plans, unterminated_fills_the_librarys_buffers) {
     EXPECT_EQ(GetLabel(kSerial, text, &length), 0);
     EXPECT_EQ(std::string(text), kSerial + std::string(512 - sizeof kSerial + 1, 'x'));
     EXPECT_EQ(length, 512);
-    EXPECT_EQ(ReadCertificate(kSerial, kSigning, kSm2).code, 0);
+    std::string buffer(1100, '\xEE');
+    unsigned room = 1000;
+    EXPECT_EQ(GetCert(kSerial, kSigning, kSm2, buffer.data(), &room), 0);
+    EXPECT_EQ(buffer.find('\0'), 1000U);
+    EXPECT_EQ(buffer.substr(1001), std::string(99, '\xEE'));
     EXPECT_EQ(PrintNumber().text.size(), 1024U);
 }
 
