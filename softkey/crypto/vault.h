@@ -37,8 +37,8 @@ struct PinCost {
     std::int64_t parallel = 2;
 };
 
-// What $KESTA_SOFTKEY_PIN_COST says in place of n, or the usual cost. For keys that are thrown away:
-// a test that makes many keys need not wait for each. kBadArgument.
+// What $KESTA_SOFTKEY_PIN_COST says in place of n, or the usual cost. For keys that are thrown
+// away: a test that makes many keys need not wait for each. kBadArgument.
 PinCost CostOfNewKeys();
 
 // kPinLength unless the PIN has 6 to 16 characters of UTF-8; a byte that is none counts as one.

@@ -42,8 +42,7 @@ What would destroy a key is asked for on a terminal, unless
 is given; a script is not asked.
 )roff");
 
-std::string Closing() {
-    return _(R"roff(.SH ENVIRONMENT
+const char kClosing[] = N_(R"roff(.SH ENVIRONMENT
 .TP
 .B KESTA_SOFTKEY_HOME
 The folder that holds the state. Default:
@@ -85,6 +84,9 @@ The plan in force.
 .BR pinentry (1),
 .BR openssl (1)
 )roff");
+
+std::string Closing() {
+    return _(kClosing);
 }
 
 }  // namespace
