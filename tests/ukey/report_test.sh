@@ -180,7 +180,7 @@ test_recording_goes_along_unless_it_is_full() {
 
 # Ninety-nine megabytes of calls, with key texts among them that do not pack.
 test_large_log_makes_a_small_report_in_time() {
-    local started
+    local TIMEFORMAT='%U %S' spent
     new_key
     ukey list >/dev/null
     for _ in {1..40}; do
@@ -196,9 +196,10 @@ test_large_log_makes_a_small_report_in_time() {
         tail -n 2 piece
     } >>library.log
     (($(stat -c %s library.log) > 99000000)) || fail "the log is small"
-    started=$(date +%s%N)
-    ukey report -o report.zip >/dev/null
-    (($(date +%s%N) - started < 5000000000)) || fail "it took more than five seconds"
+    # Of the processor's time: how long it takes beside other programs is their doing.
+    { time ukey report -o report.zip >/dev/null 2>said; } 2>spent
+    spent=$(tail -n 1 spent | awk '{ print int(($1 + $2) * 1000) }')
+    ((spent > 0 && spent < 5000)) || fail "it took $spent ms" "$(<said)"
     (($(stat -c %s report.zip) < most)) || fail "it is too large" "$(zipinfo report.zip)"
     unpacked
     expect_equal "failures" 50 "$(of_report '.failures | length')"
