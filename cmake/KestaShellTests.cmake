@@ -9,7 +9,7 @@ function(kesta_add_shell_tests prefix script)
         message(FATAL_ERROR "${script} holds no function test_CLAIM")
     endif()
     if(NOT arg_TIMEOUT)
-        set(arg_TIMEOUT 60)
+        set(arg_TIMEOUT 300)  # a test that hangs
     endif()
     foreach(function IN LISTS functions)
         string(REGEX REPLACE "^test_([A-Za-z0-9_]+).*" "\\1" claim "${function}")
