@@ -9,6 +9,7 @@
 
 #include "kesta/places.h"
 #include "kit/interrupt.h"
+#include "kit/language.h"
 #include "log/journal.h"
 #include "log/order.h"
 #include "log/show.h"
@@ -43,7 +44,7 @@ std::string MessageOf(Session& session, int code) {
     const auto& library = session.TryLibrary();
     if (!library) return {};
     const auto text = library.value().Try().GetErrorMsg(code);
-    return text ? text.value() : std::string();
+    return text ? ToUtf8(text.value()) : std::string();
 }
 
 LogShow MakeShow(Session& session, const Asked& wish) {

@@ -20,16 +20,17 @@ constexpr const char* kMessageId = "MESSAGE_ID=5c1e9f0f7b0a4c0e8d53b6a1f24c7e90"
 
 std::vector<std::string> Fields(const LogCall& call, const std::string& message) {
     const std::string code = kesta::CodeText(*call.code);
-    std::vector<std::string> fields = {"MESSAGE=" + call.operation + " failed: " + message +
-                                           (message.empty() ? "" : " ") + "(" + code + ")",
-                                       kMessageId,
-                                       "PRIORITY=4",
-                                       "SYSLOG_IDENTIFIER=ukey",
-                                       "KESTA_OPERATION=" + call.operation,
-                                       "KESTA_CODE=" + code,
-                                       "KESTA_CODE_NUMBER=" + std::to_string(*call.code),
-                                       "KESTA_PROCESS=" + std::to_string(call.process),
-                                       "KESTA_THREAD=" + std::to_string(call.thread)};
+    const std::string why = message + (message.empty() ? "" : " ") + "(" + code + ")";
+    std::vector<std::string> fields = {
+        "MESSAGE=" + Fill(_("{1} failed: {2}"), {call.operation, why}),
+        kMessageId,
+        "PRIORITY=4",
+        "SYSLOG_IDENTIFIER=ukey",
+        "KESTA_OPERATION=" + call.operation,
+        "KESTA_CODE=" + code,
+        "KESTA_CODE_NUMBER=" + std::to_string(*call.code),
+        "KESTA_PROCESS=" + std::to_string(call.process),
+        "KESTA_THREAD=" + std::to_string(call.thread)};
     if (call.begin) fields.push_back("KESTA_BEGIN=" + TimeText(*call.begin));
     if (call.end) fields.push_back("KESTA_END=" + TimeText(*call.end));
     if (const auto micros = call.Micros()) {
