@@ -42,7 +42,7 @@ What would destroy a key is asked for on a terminal, unless
 is given; a script is not asked.
 )roff");
 
-const char kClosing[] = N_(R"roff(.SH ENVIRONMENT
+constexpr const char* kClosing = N_(R"roff(.SH ENVIRONMENT
 .TP
 .B KESTA_SOFTKEY_HOME
 The folder that holds the state. Default:
