@@ -25,26 +25,26 @@ std::string charset = kUtf8;
 bool english = true;  // until the locale is asked for
 
 // Where a system has no translations of its own these are in the catalogue.
-constexpr const char* kSystemTexts[] = {N_("No such file or directory"),
-                                        N_("Permission denied"),
-                                        N_("Is a directory"),
-                                        N_("Not a directory"),
-                                        N_("Operation not permitted"),
-                                        N_("No space left on device"),
-                                        N_("Read-only file system"),
-                                        N_("Input/output error"),
-                                        N_("File exists"),
-                                        N_("Connection refused"),
-                                        N_("Invalid argument"),
-                                        N_("Bad file descriptor"),
-                                        N_("Disk quota exceeded"),
-                                        N_("File too large"),
-                                        N_("Too many open files"),
-                                        N_("Killed"),
-                                        N_("Segmentation fault"),
-                                        N_("Aborted"),
-                                        N_("Terminated"),
-                                        N_("Bus error")};
+[[maybe_unused]] constexpr const char* kSystemTexts[] = {N_("No such file or directory"),
+                                                         N_("Permission denied"),
+                                                         N_("Is a directory"),
+                                                         N_("Not a directory"),
+                                                         N_("Operation not permitted"),
+                                                         N_("No space left on device"),
+                                                         N_("Read-only file system"),
+                                                         N_("Input/output error"),
+                                                         N_("File exists"),
+                                                         N_("Connection refused"),
+                                                         N_("Invalid argument"),
+                                                         N_("Bad file descriptor"),
+                                                         N_("Disk quota exceeded"),
+                                                         N_("File too large"),
+                                                         N_("Too many open files"),
+                                                         N_("Killed"),
+                                                         N_("Segmentation fault"),
+                                                         N_("Aborted"),
+                                                         N_("Terminated"),
+                                                         N_("Bus error")};
 
 std::string Variable(const char* name) {
     const char* const value = std::getenv(name);
@@ -172,20 +172,20 @@ std::string FromUtf8(std::string_view text) {
                : std::string(text);
 }
 
-std::string Recognised(const std::string& english, const std::vector<const char*>& sentences) {
+std::string Recognised(const std::string& said, const std::vector<const char*>& sentences) {
     for (const char* const sentence : sentences) {
         std::string pattern =
             std::regex_replace(sentence, std::regex(R"([.*+?()\[\]|^$])"), R"(\$&)");
         pattern = std::regex_replace(pattern, std::regex(R"(\{\d\})"), "([\\s\\S]+)");
         std::smatch match;
-        if (!std::regex_match(english, match, std::regex(pattern))) continue;
+        if (!std::regex_match(said, match, std::regex(pattern))) continue;
         std::string parts[4];
         for (std::size_t i = 1; i < match.size() && i <= std::size(parts); ++i) {
             parts[i - 1] = Recognised(match.str(i), sentences);
         }
         return Fill(_(sentence), {parts[0], parts[1], parts[2], parts[3]});
     }
-    return english;
+    return said;
 }
 
 std::string SystemText(int number) {
