@@ -246,7 +246,7 @@ TEST_F(Pinentry, The_program_inherits_no_descriptor) {
 }
 
 TEST_F(Pinentry, The_program_does_not_see_the_pins_of_the_environment) {
-    Install("#!/bin/bash\nenv | grep -c KESTA_SOFTKEY >\"$NOTES\"\nexit 1\n");
+    Install("#!/bin/bash\nenv | grep -c PIN= >\"$NOTES\"\nexit 1\n");
     const ScopedVariable present("KESTA_SOFTKEY_PIN", "123456");
     EXPECT_EQ(softkey::kPinCancelled, AskNewPin(context_, pin_));
     EXPECT_EQ("0\n", Notes());
