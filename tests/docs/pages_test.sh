@@ -205,7 +205,7 @@ test_log_pages_record_is_one_for_ukey_log() {
 make_tree() {
     mkdir -p tree/tools tree/build/try/bin programs
     ln -s "$source_tree"/{include,examples} tree/
-    ln -s "$build"/{lib,import} tree/build/
+    cp -a "$build"/{lib,import} tree/build/
     ln -s "$build"/bin/{ukey,softkey} tree/build/try/bin/
     ln -s "$build"/{lib,import} tree/build/try/
     program tree/build/try/bin/ukey-sandbox "exec '$KESTA_BIN/ukey-sandbox' --log '$scratch/library.log' \"\$@\""

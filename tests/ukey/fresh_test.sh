@@ -64,14 +64,17 @@ test_several_at_once_see_their_own_key_alone() {
 
 # The empty file that a log is put over belongs to all of them: none takes it from under the others.
 test_several_at_once_keep_their_logs_apart_and_leave_none() {
+    local build=${KESTA_BIN%/*} rest=here
     mkdir tmp
+    # A build folder below /tmp shows its place there.
+    [[ $build != /tmp/* ]] || rest=$(printf '%s\n' here "$(cut -d/ -f3 <<<"$build")" | sort)
     # shellcheck disable=SC2016,SC2086
-    bwrap --dev-bind / / --bind tmp /tmp --bind "$PWD" /tmp/here --chdir /tmp/here \
+    bwrap --dev-bind / / --bind tmp /tmp --ro-bind "$build" "$build" --bind "$PWD" /tmp/here --chdir /tmp/here \
         bash -c 'for i in 1 2 3 4 5 6 7 8; do
             "$0" --softkey "$1" --log "$i.log" sh -c "sleep 0.$i; echo record $i >>'$log_file'" &
         done; wait' "$launcher" "$KESTA_KEY_BIN"
     expect_equal "records" "$(printf 'record %s\n' 1 2 3 4 5 6 7 8)" "$(cat ./[1-8].log)"
-    expect_equal "what is left in /tmp" here "$(ls -A tmp)"
+    expect_equal "what is left in /tmp" "$rest" "$(ls -A tmp)"
 }
 
 test_makers_files_are_left_alone() {

@@ -121,7 +121,7 @@ test_dry_run_lists_what_goes_in_and_writes_nothing() {
 test_machine_without_anything_gets_a_report() {
     need bwrap
     ends 0 bwrap --dev-bind / / --tmpfs /opt --tmpfs /tmp --bind "$scratch" "$scratch" \
-        --chdir "$scratch" "$ukey_command" report -o report.zip
+        --ro-bind "${KESTA_BIN%/*}" "${KESTA_BIN%/*}" --chdir "$scratch" "$ukey_command" report -o report.zip
     unpacked
     has_shape "$report_shape" ukey-report/report.json
     expect_matches "finding" 'No such file' \
@@ -232,7 +232,7 @@ test_what_the_library_did_not_write_stays_out_of_the_report() {
     rm library.log
     mkfifo pipe
     ends 0 timeout 20 bwrap --dev-bind / / --tmpfs /tmp --bind "$scratch" "$scratch" \
-        --bind "$scratch/pipe" /tmp/ValtoPinpad_KESTA.log "$ukey_command" report --no-key -o "$scratch/report.zip"
+        --ro-bind "${KESTA_BIN%/*}" "${KESTA_BIN%/*}" --bind "$scratch/pipe" /tmp/ValtoPinpad_KESTA.log "$ukey_command" report --no-key -o "$scratch/report.zip"
     unpacked
     expect_equal "log" "the log is no plain file" "$(of_report .log.fault)"
 }
