@@ -33,6 +33,49 @@ void CheckHead(const std::string& bytes) {
     if (bytes.size() < kHeadSize) throw BadRecording("this recording is cut within its head");
 }
 
+// A record has five levels at most.
+constexpr int kMostLevels = 16;
+
+// Builds a record's value. The parser would follow a value that is nested more deeply until its
+// stack ends.
+class Builder : public nlohmann::detail::json_sax_dom_parser<Json> {
+    using Base = nlohmann::detail::json_sax_dom_parser<Json>;
+
+public:
+    explicit Builder(Json& value) : Base(value, false) {}
+
+    bool start_array(std::size_t size) { return Deeper() && Base::start_array(size); }
+    bool start_object(std::size_t size) { return Deeper() && Base::start_object(size); }
+    bool end_array() { return --levels_, Base::end_array(); }
+    bool end_object() { return --levels_, Base::end_object(); }
+
+private:
+    bool Deeper() { return ++levels_ <= kMostLevels; }
+
+    int levels_ = 0;
+};
+
+void Require(bool sensible) {
+    if (!sensible) throw BadRecording("a record of an unknown kind");
+}
+
+std::uint64_t NumberAt(const Json& record, std::size_t place) {
+    const Json& number = record.at(place);
+    Require(number.is_number_unsigned());
+    return number;
+}
+
+// One of those that docs/recording-format.md lists.
+bool IsValue(const Json& kept) {
+    if (kept.is_array()) return std::all_of(kept.begin(), kept.end(), IsValue);
+    return kept.is_null() || kept.is_boolean() || kept.is_number_integer() || kept.is_binary();
+}
+
+Json ValueAt(const Json& record, std::size_t place) {
+    Require(IsValue(record.at(place)));
+    return record.at(place);
+}
+
 // Puts records together to calls.
 class Assembly {
 public:
@@ -40,7 +83,7 @@ public:
 
     // Throws Json's exceptions where a record is not what its kind says.
     void Take(const Json& record) {
-        switch (record.at(0).get<int>()) {
+        switch (NumberAt(record, 0)) {
             case kDescription:
                 return Describe(record.at(1));
             case kEnter:
@@ -48,12 +91,13 @@ public:
             case kLeave:
                 return Leave(record);
             case kProcess:
-                recording_.processes.push_back({record.at(1), record.at(2), record.at(3),
-                                                record.at(4), record.at(5), record.at(6)});
+                recording_.processes.push_back({NumberAt(record, 1), NumberAt(record, 2),
+                                                NumberAt(record, 3), NumberAt(record, 4),
+                                                record.at(5), record.at(6)});
                 return;
             case kLibrary:
-                recording_.libraries.push_back(
-                    {record.at(1), record.at(2), record.at(3), record.at(4), record.at(5)});
+                recording_.libraries.push_back({NumberAt(record, 1), record.at(2), record.at(3),
+                                                NumberAt(record, 4), record.at(5)});
                 return;
             default:
                 throw BadRecording("a record of an unknown kind");
@@ -67,7 +111,13 @@ public:
     }
 
 private:
+    // The first that is sensible counts: calls go by its functions.
     void Describe(const Json& description) {
+        Require(recording_.functions.empty());
+        for (const char* const number : {"format", "wall", "time"}) {
+            Require(description.value(number, Json(0U)).is_number_unsigned());
+        }
+        Require(description.value("ukey", Json("")).is_string());
         Recording read;
         read.full = description.at("full");
         for (const Json& function : description.at("functions")) {
@@ -84,13 +134,13 @@ private:
 
     void Enter(const Json& record) {
         Call call;
-        call.number = record.at(1);
-        call.parent = record.at(2);
-        call.process = record.at(3);
-        call.thread = record.at(4);
-        call.start = record.at(5);
-        call.function = record.at(6);
-        call.arguments = record.at(7);
+        call.number = NumberAt(record, 1);
+        call.parent = NumberAt(record, 2);
+        call.process = NumberAt(record, 3);
+        call.thread = NumberAt(record, 4);
+        call.start = NumberAt(record, 5);
+        call.function = NumberAt(record, 6);
+        call.arguments = ValueAt(record, 7);
         if (call.function >= recording_.functions.size() || !call.arguments.is_array() ||
             call.arguments.size() != recording_.functions[call.function].parameters.size()) {
             throw BadRecording("a call of no function");
@@ -100,16 +150,19 @@ private:
     }
 
     void Leave(const Json& record) {
-        Call& call = recording_.calls.at(places_.at(record.at(1)));
+        Call& call = recording_.calls.at(places_.at(NumberAt(record, 1)));
         if (!record.at(6).is_array() || record.at(6).size() != call.arguments.size()) {
             throw BadRecording("outputs of another function");
         }
-        const int how = record.at(3);
-        call.end = record.at(2);
-        call.how = how;
-        call.result = record.at(4);
+        const std::uint64_t how = NumberAt(record, 3);
+        Require(how <= kCancelled);
+        Require(record.at(5).is_null() || record.at(5).is_number_integer());
+        Json result = ValueAt(record, 4), outputs = ValueAt(record, 6);
+        call.end = NumberAt(record, 2);
+        call.how = static_cast<int>(how);
+        call.result = std::move(result);
         call.lastError = record.at(5);
-        call.outputs = record.at(6);
+        call.outputs = std::move(outputs);
     }
 
     Recording& recording_;
@@ -129,9 +182,12 @@ std::size_t SkipZeros(const std::string& bytes, std::size_t at) {
 
 void TakeRecord(const unsigned char* content, std::uint64_t length, Assembly& assembly,
                 Recording& recording) {
-    const Json record = Json::from_msgpack(content, content + length, true, false);
+    Json record;
+    Builder builder(record);
     try {
-        if (!record.is_array()) throw BadRecording("no array");
+        const bool read =
+            Json::sax_parse(content, content + length, &builder, Json::input_format_t::msgpack);
+        if (!read || !record.is_array()) throw BadRecording("no array");
         assembly.Take(record);
     } catch (const std::exception&) {
         ++recording.damaged;
@@ -142,7 +198,7 @@ void TakeRecord(const unsigned char* content, std::uint64_t length, Assembly& as
 
 std::string Recording::KeyBytes() const {
     const auto key = description.find("key");
-    if (key == description.end() || !key->is_binary()) return {};
+    if (!full || key == description.end() || !key->is_binary()) return {};
     return {key->get_binary().begin(), key->get_binary().end()};
 }
 

@@ -29,10 +29,14 @@ std::string StandIn(std::size_t length, const Json::binary_t& tag) {
     return text;
 }
 
-std::string BytesOf(const Json& kept) {
+// Longer than any request.
+constexpr std::size_t kLongestText = 1 << 20;
+
+// A stand-in is no longer than there is room for, whatever length was recorded.
+std::string BytesOf(const Json& kept, std::size_t room) {
     if (kept.is_binary()) return {kept.get_binary().begin(), kept.get_binary().end()};
     if (!kept.is_array() || kept.size() != 2) return {};
-    return StandIn(kept[0].get<std::size_t>(), kept[1].get_binary());
+    return StandIn(std::min(kept[0].get<std::size_t>(), room), kept[1].get_binary());
 }
 
 class Answer {
@@ -53,11 +57,11 @@ private:
         const std::uint64_t raw = live_.raw[i];
         switch (parameter.shape) {
             case Shape::kTextOut:
-                return Text(Address<char>(raw), RoomOf(parameter), BytesOf(kept));
+                return Text(Address<char>(raw), RoomOf(parameter), kept);
             case Shape::kBytesOut:
-                return Bytes(Address<char>(raw), BytesOf(kept));
+                return Bytes(Address<char>(raw), BytesOf(kept, live_.room));
             case Shape::kNewText:
-                return NewText(*Address<char*>(raw), BytesOf(kept));
+                return NewText(*Address<char*>(raw), BytesOf(kept, kLongestText));
             case Shape::kNumbersOut:
                 for (std::size_t n = 0; n < kept.size() && n < live_.room; ++n) {
                     Address<std::uint32_t>(raw)[n] = kept[n];
@@ -78,7 +82,8 @@ private:
         return parameter.bound == Bound::kSize ? parameter.size : live_.room;
     }
 
-    static void Text(char* to, std::size_t room, const std::string& characters) {
+    static void Text(char* to, std::size_t room, const Json& kept) {
+        const std::string characters = BytesOf(kept, room);
         const std::size_t count = std::min(room, characters.size());
         std::memcpy(to, characters.data(), count);
         if (count < room) to[count] = '\0';
@@ -95,7 +100,7 @@ private:
 
     static void Device(_S_DEV_CONFIG& record, const Json& kept) {
         std::memset(&record, 0, sizeof record);
-        const std::string media = BytesOf(kept.at(0));
+        const std::string media = BytesOf(kept.at(0), sizeof record.szMediaId);
         std::memcpy(record.szMediaId, media.data(),
                     std::min(media.size(), sizeof record.szMediaId));
     }
@@ -110,7 +115,7 @@ private:
         if (live_.kind == ResultKind::kNumber) {
             live_.result = static_cast<std::uint64_t>(recorded_.result.get<std::int64_t>());
         } else if (recorded_.result.is_binary()) {
-            live_.result = reinterpret_cast<std::uint64_t>(Owned(BytesOf(recorded_.result)));
+            live_.result = reinterpret_cast<std::uint64_t>(Owned(BytesOf(recorded_.result, 0)));
         }
     }
 
@@ -129,7 +134,11 @@ private:
 }  // namespace
 
 void AnswerFrom(const Call& recorded, LiveCall& live) {
-    Answer(recorded, live).Give();
+    try {
+        Answer(recorded, live).Give();
+    } catch (const Json::exception&) {
+        throw BadRecording("outputs of another function");
+    }
 }
 
 }  // namespace recorder

@@ -9,7 +9,8 @@ namespace kesta {
 namespace recorder {
 
 // Writes the recorded outputs and sets the result. What the recording does not keep is replaced by
-// stand-ins of the same length, equal ones for equal values.
+// stand-ins of the same length, equal ones for equal values. Throws BadRecording where the recorded
+// outputs are not this function's.
 void AnswerFrom(const Call& recorded, LiveCall& live);
 
 }  // namespace recorder

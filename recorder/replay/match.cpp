@@ -12,7 +12,7 @@ Json Parsed(const Packer& packer) {
 }
 
 bool IsHidden(const Json& value) {
-    return value.is_array() && value.size() == 2 && value[1].is_binary();
+    return value.is_array() && value.size() == 2 && value[0].is_number() && value[1].is_binary();
 }
 
 // A hidden value may stand for one that is shown in the other recording.

@@ -291,7 +291,12 @@ Then Replayer::Perform(const Call& call, Span& span) {
     }
     if (call.how == kThrew) return Then::kThrow;
     if (call.how == kCancelled) return Then::kWaitForCancellation;
-    AnswerFrom(call, span.live);
+    try {
+        AnswerFrom(call, span.live);
+    } catch (const BadRecording&) {
+        Differ(Named(call, script_.FunctionOf(call).name.c_str()) +
+               " was recorded with the outputs of another function");
+    }
     return Then::kReturn;
 }
 

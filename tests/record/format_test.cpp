@@ -55,6 +55,8 @@ protected:
         return all.str();
     }
 
+    static constexpr std::size_t kVerifyPin = NumberOf(Boundary::kExports, "VerifyPIN");
+
     // Calls of process n have the numbers behind n times this.
     static constexpr std::uint64_t kRoom = 1000000;
 
@@ -168,6 +170,43 @@ TEST_F(Format, damage_ends_in_an_answer) {
         } catch (const BadRecording&) {
         }
     }
+}
+
+TEST_F(Format, calls_keep_the_functions_that_they_were_recorded_with) {
+    append(Enter(1));
+    append(DescriptionRecord({{"full", false}, {"functions", {{"One", "token", Json::array()}}}}));
+    const Recording recording = ReadRecording(mPath);
+    EXPECT_EQ(recording.FunctionOf(recording.calls.at(0)).name, "Initialize");
+    EXPECT_EQ(recording.functions.size(), kFunctionCount);
+    EXPECT_EQ(recording.damaged, 1U);
+}
+
+// Followed to its end it would take all of the stack.
+TEST_F(Format, a_record_of_a_million_levels_is_damaged) {
+    append(std::string(1 << 20, '\x91'));
+    append(Enter(1));
+    const Recording recording = ReadRecording(mPath);
+    EXPECT_EQ(recording.damaged, 1U);
+    EXPECT_EQ(recording.calls.size(), 1U);
+}
+
+TEST_F(Format, values_that_no_recorder_writes_are_damaged) {
+    const Json values[] = {"a text", 0.5, {{"text", "a map"}}, Json::array({{{"in", "a list"}}})};
+    for (const Json& value : values) {
+        append(Packed(Json::array({1, 1, 0, 1, 1, 5, kVerifyPin, Json::array({value})})));
+    }
+    append(Packed(Json::array({1, -1, 0, 1, 1, 5, 0, Json::array()})));
+    const Recording recording = ReadRecording(mPath);
+    EXPECT_EQ(recording.calls.size(), 0U);
+    EXPECT_EQ(recording.damaged, std::size(values) + 1);
+}
+
+TEST_F(Format, a_key_counts_in_a_full_recording_alone) {
+    Recording recording;
+    recording.description = {{"key", Json::binary(std::vector<std::uint8_t>(1000, 7))}};
+    EXPECT_EQ(recording.KeyBytes(), "");
+    recording.full = true;
+    EXPECT_EQ(recording.KeyBytes().size(), 1000U);
 }
 
 TEST_F(Format, what_is_no_recording_of_this_version_is_told_apart) {

@@ -146,6 +146,34 @@ TEST_F(DeviceTest, messages_follow_language_and_charset) {
     EXPECT_EQ(token.UOS_SetCharset(nullptr, "UTF-8"), kOk);
 }
 
+TEST_F(DeviceTest, every_name_of_a_language_or_a_charset_is_taken_in_any_case) {
+    struct Name {
+        int (*set)(const char*, const char*);
+        const char* before;
+        const char* name;
+        const char* message;
+    };
+    const char* const inGb18030 = "PIN \xC2\xEB\xB4\xED\xCE\xF3";
+    std::vector<Name> names;
+    for (const char* name : {"zh_CN", "zh-cn", "ZH", "0", "1", "zh_CN.GB18030"})
+        names.push_back({token.UOS_SetLanguage, "en", name, "PIN 码错误"});
+    for (const char* name : {"en_US", "EN-us", "en_GB", "en", "2", "en_US.UTF-8"})
+        names.push_back({token.UOS_SetLanguage, "zh", name, "the PIN is wrong"});
+    for (const char* name : {"UTF-8", "utf8", "0"})
+        names.push_back({token.UOS_SetCharset, "GBK", name, "PIN 码错误"});
+    for (const char* name : {"GB18030", "gb-18030", "gbk", "GB2312", "1"})
+        names.push_back({token.UOS_SetCharset, "UTF-8", name, inGb18030});
+    for (const Name& one : names) {
+        ASSERT_EQ(token.UOS_SetLanguage("", "zh"), kOk);
+        ASSERT_EQ(token.UOS_SetCharset("", "UTF-8"), kOk);
+        ASSERT_EQ(one.set("", one.before), kOk);
+        EXPECT_EQ(one.set("", one.name), kOk) << one.name;
+        EXPECT_STREQ(token.X_ErrorConvert_UOS(kPinWrong), one.message) << one.name;
+    }
+    EXPECT_EQ(token.UOS_SetLanguage("", "zh"), kOk);
+    EXPECT_EQ(token.UOS_SetCharset("", "UTF-8"), kOk);
+}
+
 TEST_F(DeviceTest, unknown_locales_are_refused_and_change_nothing) {
     EXPECT_EQ(token.UOS_SetLanguage("", "en"), kOk);
     EXPECT_EQ(token.UOS_SetLanguage("", "klingon"), kUnknownLocale);

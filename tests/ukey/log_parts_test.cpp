@@ -218,6 +218,15 @@ TEST(Masking, hides_keys_of_a_bundle_and_shows_its_certificates) {
     EXPECT_THAT(shown, Not(HasSubstr("SEC")));
 }
 
+// The library imports the key of each of these.
+TEST(Masking, hides_a_key_within_a_section_that_is_not_closed) {
+    for (const char* const bundle : {"SignCert(AAA|EncPriKey(SECRET)", "SignCert(EncPriKey(SECRET)",
+                                     "EncCert(|EncPriKey(SECRET)|SignCert(BBB)"}) {
+        const std::string shown = Masked(Record("T", std::string("begin, strP7: ") + bundle));
+        EXPECT_THAT(shown, Not(HasSubstr("SECRET"))) << bundle;
+    }
+}
+
 TEST(Masking, hides_sections_that_it_does_not_know) {
     EXPECT_THAT(Masked(Record("T", "begin, strP7: encprikey(SECRET)|EncKey(SECRET)")),
                 Not(HasSubstr("SECRET")));

@@ -29,6 +29,7 @@ const std::vector<const char*> kRecorderSentences = {
     N_("call {1}, {2} was recorded, now {3} ends without it"),
     N_("call {1}, {2} ends in another way: by returning, an exception or a cancellation"),
     N_("call {1}, {2} had not ended when its process did"),
+    N_("call {1}, {2} was recorded with the outputs of another function"),
     N_("the recording has no call of {1} with these arguments: {2}"),
     N_("{1}, now it is {2} of other content"),
     N_("{1}, now it is {2}"),

@@ -40,6 +40,10 @@ public:
         if (offset >= bytes_.size()) throw Malformed(Predicate(N_("{1} is cut short")));
         const std::size_t end = bytes_.find('\0', offset);
         if (end == std::string::npos) throw Malformed(Predicate(N_("{1} is cut short")));
+        // Names share their ends at most. In a file where all of them are the same long text, what
+        // they take together would know no bound.
+        told_ += end - offset + 1;
+        if (told_ / 4 > bytes_.size()) throw Malformed(Predicate(N_("{1} is no shared library")));
         return bytes_.substr(offset, end - offset);
     }
 
@@ -56,6 +60,7 @@ public:
 
 private:
     const std::string& bytes_;
+    mutable std::uint64_t told_ = 0;  // bytes of all names
     std::vector<Elf64_Phdr> segments_;
 };
 
@@ -162,14 +167,15 @@ void ReadVersionNeeds(const Image& image, const Dynamic& dynamic, ElfFile& file)
     std::uint64_t at = image.OffsetOf(dynamic.versionNeed);
     for (std::uint64_t i = 0; i < dynamic.versionNeedCount; ++i) {
         const auto need = image.At<Elf64_Verneed>(at);
-        const std::string library = image.TextAt(strings + need.vn_file);
         std::uint64_t part = at + need.vn_aux;
         for (unsigned j = 0; j < need.vn_cnt; ++j) {
             const auto version = image.At<Elf64_Vernaux>(part);
             const bool weak = (version.vna_flags & VER_FLG_WEAK) != 0;
             if (!weak) {
-                file.versionNeeds.push_back({library, image.TextAt(strings + version.vna_name)});
+                file.versionNeeds.push_back({image.TextAt(strings + need.vn_file),
+                                             image.TextAt(strings + version.vna_name)});
             }
+            if (version.vna_next == 0) break;
             part += version.vna_next;
         }
         if (need.vn_next == 0) break;

@@ -53,7 +53,8 @@ bool IsCertificateSection(std::string_view name) {
     return lower == "signcert" || lower == "enccert";
 }
 
-// Whatever a section holds is hidden unless it is known to be a certificate.
+// Whatever a section holds is hidden unless it is known to be a certificate. A parenthesis within
+// one may open a section where another was not closed: the library finds a key there.
 std::string MaskedBundle(std::string_view bundle, const char* words) {
     std::string text;
     while (!bundle.empty()) {
@@ -64,7 +65,8 @@ std::string MaskedBundle(std::string_view bundle, const char* words) {
         const std::size_t end = std::min(bundle.find(')', open), bundle.size());
         text += bundle.substr(0, open + 1);
         const std::string_view content = bundle.substr(open + 1, end - open - 1);
-        const bool shown = IsCertificateSection(bundle.substr(start, open - start));
+        const bool shown = IsCertificateSection(bundle.substr(start, open - start)) &&
+                           content.find('(') == std::string_view::npos;
         text += shown ? std::string(content) : Hidden(words, content.size());
         bundle.remove_prefix(end);
     }

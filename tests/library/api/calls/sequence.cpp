@@ -128,6 +128,21 @@ Sequence::Sequence(std::uint64_t seed) : seed_(seed) {
     for (std::size_t i = 0; i < buffer_size; ++i) client_buffer[i] = untouched_byte(i);
 }
 
+// An import drops what was kept, a binding that fails leaves nothing bound.
+Sequence::Sequence() : Sequence(0) {
+    TheRecorder().AnswerWith(nullptr);
+    TheRecorder().Hide("");
+    Initialize();
+    ImportX509Cert("", "");
+    StopDetectUKey();
+    slot_map.clear();
+    TheRecorder().Hide(token_entries().front());
+    Initialize();
+    Finalize();
+    TheRecorder().Forget();
+    ForgetLog();
+}
+
 void Sequence::prepare(Draw& draw, Obstacle& obstacle) {
     // A client may write to the variable, and what it wrote is what stands there.
     if (draw.once_in(8)) {
@@ -160,6 +175,10 @@ const Row& any_row(Draw& draw) {
 
 void Sequence::call(std::uint64_t index) {
     Draw draw(seed_, index * 2), lies(seed_, index * 2 + 1);
+    call(draw, lies);
+}
+
+void Sequence::call(Draw& draw, Draw& lies) {
     Obstacle obstacle;
     Seen seen;
     prepare(draw, obstacle);

@@ -25,9 +25,14 @@ private:
 class Sequence {
 public:
     explicit Sequence(std::uint64_t seed);
+    // One whose calls are drawn elsewhere, with the library as it was loaded, whatever was called
+    // before.
+    Sequence();
     // Makes call number index. Each depends on its number and on the state that those before it
     // left, so that any of them can be left out. Throws Disagreement.
     void call(std::uint64_t index);
+    // Makes one call; lies decides what the token answers. Throws Disagreement.
+    void call(Draw& draw, Draw& lies);
     // The latest call as it was made.
     const std::string& shown() const { return shown_; }
 

@@ -1,0 +1,59 @@
+// Base64 and PEM as authorities and clients send them.
+#include "softkey/crypto/base64.h"
+
+#include <gtest/gtest.h>
+
+using namespace softkey;
+
+namespace {
+
+Bytes Of(std::string_view text) {
+    return {text.begin(), text.end()};
+}
+
+TEST(Base64, is_written_with_padding_and_on_one_line) {
+    EXPECT_EQ(ToBase64(Of("")), "");
+    EXPECT_EQ(ToBase64(Of("A")), "QQ==");
+    EXPECT_EQ(ToBase64(Of("AB")), "QUI=");
+    EXPECT_EQ(ToBase64(Of("ABC")), "QUJD");
+    EXPECT_EQ(ToBase64(Of(std::string(60, 'A'))).size(), 80U);
+}
+
+TEST(Base64, is_read_with_blanks_anywhere) {
+    EXPECT_EQ(FromBase64(""), Of(""));
+    EXPECT_EQ(FromBase64("QQ=="), Of("A"));
+    EXPECT_EQ(FromBase64("QUI="), Of("AB"));
+    EXPECT_EQ(FromBase64("QUJD"), Of("ABC"));
+    EXPECT_EQ(FromBase64(" Q\tU\rI\n= \r\n"), Of("AB"));
+}
+
+TEST(Base64, of_another_form_is_refused) {
+    for (const char* const text :
+         {"Q", "QQ", "QUI", "QQ=", "Q===", "QQ===", "====", "=", "QR==", "QUJ=", "QUI=QUI=", "QUJ-",
+          "QUJ_", "-QUJ", "QU,JD", "QUJD\v", "\xC3\xA4QU"}) {
+        EXPECT_EQ(FromBase64(text), std::nullopt) << text;
+    }
+}
+
+TEST(Armour, holds_blocks_with_and_without_line_ends) {
+    const std::vector<Bytes> two{Of("A"), Of("AB")};
+    EXPECT_EQ(FromText("-----BEGIN X-----\nQQ==\n-----END X-----\n-----BEGIN X-----\r\nQUI=\r\n"
+                       "-----END X-----"),
+              two);
+    EXPECT_EQ(
+        FromText("-----BEGIN X-----QQ==-----END X----------BEGIN X----- QUI= -----END X-----"),
+        two);
+    EXPECT_EQ(FromText("words -----BEGIN X-----QQ==-----END X-----"), std::vector<Bytes>{Of("A")});
+    EXPECT_EQ(FromText("QQ=="), std::vector<Bytes>{Of("A")});
+}
+
+TEST(Armour, that_is_not_closed_is_refused) {
+    for (const char* const text :
+         {"-----BEGIN X-----QQ==", "-----BEGIN X-----QQ==-----END Y-----",
+          "-----BEGIN X-----\nQ!==\n-----END X-----",
+          "-----BEGIN X-----QQ==-----END X-----\n-----BEGIN X-----\nQQ=="}) {
+        EXPECT_EQ(FromText(text), std::nullopt) << text;
+    }
+}
+
+}  // namespace
