@@ -25,15 +25,15 @@ needs_tools() {
     done
 }
 
-# make_root FOLDER [MMDEBSTRAP-OPTION...]: a minimal Debian 12 of this machine's architecture.
-# Who removes such a folder stays on one file system: a run that was cut short may have left mounts in it.
+# make_root FOLDER [MMDEBSTRAP-OPTION...]: a minimal Debian 12 of this machine's architecture. What is
+# mounted there meanwhile is seen by mmdebstrap alone, so that a run that is cut short leaves no mounts.
 make_root() {
     local root=$1 mirror
     shift
-    needs_tools mmdebstrap bwrap:bubblewrap
+    needs_tools mmdebstrap bwrap:bubblewrap unshare:util-linux
     ((EUID == 0)) || fail "a clean system can only be made by root"
     mirror=$(debian_mirror)
-    mmdebstrap --quiet --variant=minbase --mode=root "$@" bookworm "$root" "deb $mirror bookworm main"
+    unshare --mount mmdebstrap --quiet --variant=minbase --mode=root "$@" bookworm "$root" "deb $mirror bookworm main"
     cp -L /etc/resolv.conf "$root/etc/resolv.conf" 2>/dev/null || true
 }
 
