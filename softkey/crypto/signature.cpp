@@ -67,6 +67,8 @@ MdCtxPtr Signer::BegunText(std::int64_t hash) const {
     MdCtxPtr ctx(EVP_MD_CTX_new());
     if (text_) {
         Require(ctx && EVP_MD_CTX_copy_ex(ctx.get(), text_.get()) == 1);
+        // It ends with its first signature: OpenSSL need not copy it once more.
+        EVP_MD_CTX_set_flags(ctx.get(), EVP_MD_CTX_FLAG_FINALISE);
         return ctx;
     }
     EVP_PKEY_CTX* keyCtx = nullptr;
@@ -103,10 +105,13 @@ Bytes Signer::OverText(std::int64_t hash, std::string_view text) const {
 }
 
 Bytes Signer::OverDigest(std::int64_t hash, const Bytes& digest) const {
-    const PKeyCtxPtr ctx = BegunDigest(hash);
+    const std::unique_lock<std::mutex> alone(digestInUse_, std::try_to_lock);
+    const bool ready = alone.owns_lock() && digest_;
+    const PKeyCtxPtr own = ready ? nullptr : BegunDigest(hash);
     Bytes signature(static_cast<std::size_t>(EVP_PKEY_get_size(pair_)));
     std::size_t length = signature.size();
-    Require(EVP_PKEY_sign(ctx.get(), signature.data(), &length, digest.data(), digest.size()) == 1);
+    Require(EVP_PKEY_sign(ready ? digest_.get() : own.get(), signature.data(), &length,
+                          digest.data(), digest.size()) == 1);
     signature.resize(length);
     return signature;
 }

@@ -2,6 +2,7 @@
 #ifndef SOFTKEY_CRYPTO_SIGNATURE_H
 #define SOFTKEY_CRYPTO_SIGNATURE_H
 
+#include <mutex>
 #include <string_view>
 
 #include "softkey/crypto/openssl_types.h"
@@ -33,7 +34,8 @@ private:
     EVP_PKEY* pair_;
     Algorithm algorithm_;
     MdCtxPtr text_;      // for SM2
-    PKeyCtxPtr digest_;  // for SM2
+    PKeyCtxPtr digest_;  // for SM2; who comes while it is in use takes a copy
+    mutable std::mutex digestInUse_;
 };
 
 // A signature over the text: DER for SM2, with SM3 and the identity hashed in front; PKCS#1 v1.5

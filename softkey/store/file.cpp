@@ -31,8 +31,13 @@ void FailOnFile(const std::string& path) {
                   Sentence("{1}: {2}", {path, translate(std::strerror(error))}));
 }
 
+// A pipe in a file's place keeps nobody waiting, and nothing is written through a link.
 File::File(std::string path, int flags)
-    : path_(std::move(path)), descriptor_(open(path_.c_str(), flags | O_CLOEXEC, kOwnerOnly)) {}
+    : path_(std::move(path)),
+      descriptor_(open(
+          path_.c_str(),
+          flags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK | ((flags & O_CREAT) != 0 ? O_NOFOLLOW : 0),
+          kOwnerOnly)) {}
 
 File::~File() {
     if (descriptor_ >= 0) close(descriptor_);
@@ -43,8 +48,11 @@ const File& File::Required() const {
     return *this;
 }
 
-Bytes File::ReadAll() const {
-    Bytes bytes(static_cast<std::size_t>(Status().st_size));
+Bytes File::ReadAll(const struct stat& status, off_t most) const {
+    if (status.st_size > most) {
+        throw Failure(kStateDamaged, Sentence("{1}: larger than it can be", {path_}));
+    }
+    Bytes bytes(static_cast<std::size_t>(status.st_size));
     bytes.resize(ReadAt(0, bytes.data(), bytes.size()));
     return bytes;
 }
@@ -80,8 +88,14 @@ void File::WriteAt(off_t offset, const void* bytes, std::size_t size) const {
     }
 }
 
+void File::Clear() const {
+    if (ftruncate(descriptor_, 0) != 0) FailOnFile(path_);
+}
+
 void File::Sync() const {
-    if (fdatasync(descriptor_) != 0) FailOnFile(path_);
+    while (fdatasync(descriptor_) != 0) {
+        if (errno != EINTR) FailOnFile(path_);
+    }
 }
 
 struct stat File::Status() const {

@@ -18,6 +18,8 @@ namespace softkey {
 
 class File {
 public:
+    static constexpr off_t kLargest = 64 << 20;
+
     // Files that are made are for their owner alone.
     File(std::string path, int flags);
     ~File();
@@ -28,12 +30,15 @@ public:
     int Descriptor() const { return descriptor_; }
     const File& Required() const;  // fails unless it is open
 
-    Bytes ReadAll() const;
+    // kStateDamaged when there is more than so much: it must not take all memory.
+    Bytes ReadAll(off_t most = kLargest) const { return ReadAll(Status(), most); }
+    Bytes ReadAll(const struct stat& status, off_t most = kLargest) const;
     // As many bytes as there are, up to size.
     std::size_t ReadAt(off_t offset, void* bytes, std::size_t size) const;
     // The same in one call, which may bring less.
     std::size_t ReadSome(off_t offset, void* bytes, std::size_t size) const;
     void WriteAt(off_t offset, const void* bytes, std::size_t size) const;
+    void Clear() const;
     void Sync() const;
     struct stat Status() const;
     // Sets the time of its last change, so that any change after this one is told from it.

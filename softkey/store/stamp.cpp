@@ -33,8 +33,12 @@ void Stamp::Expect(std::size_t size, const struct timespec& changed) {
 
 bool Stamp::Holds(int folder, const char* path) {
     struct stat now {};
-    if (kind_ == Kind::kNever || fstatat(folder, path, &now, 0) != 0 ||
-        now.st_size != seen_.st_size || !IsSame(now.st_mtim, seen_.st_mtim)) {
+    return kind_ != Kind::kNever && fstatat(folder, path, &now, 0) == 0 && Holds(now);
+}
+
+bool Stamp::Holds(const struct stat& now) {
+    if (kind_ == Kind::kNever || now.st_size != seen_.st_size ||
+        !IsSame(now.st_mtim, seen_.st_mtim)) {
         return false;
     }
     if (kind_ == Kind::kExpected) {

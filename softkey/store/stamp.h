@@ -19,6 +19,7 @@ public:
 
     // path is seen from an open folder, or from AT_FDCWD.
     bool Holds(int folder, const char* path);
+    bool Holds(const struct stat& now);
 
 private:
     struct stat seen_ {};

@@ -19,9 +19,7 @@ std::optional<Bytes> ReadIfThere(const std::string& path, Stamp* stamp = nullptr
     if (!file.IsOpen() && errno == ENOENT) return std::nullopt;
     const struct stat status = file.Required().Status();
     if (stamp != nullptr) stamp->Take(status);
-    Bytes bytes(static_cast<std::size_t>(status.st_size));
-    bytes.resize(file.ReadAt(0, bytes.data(), bytes.size()));
-    return bytes;
+    return file.ReadAll(status);
 }
 
 bool IsThere(const std::string& path) {
@@ -49,6 +47,9 @@ struct timespec Now() {
 // Marked as changed at that time, to the nanosecond: times that the system sets come from a clock
 // of a few milliseconds' steps.
 void WriteNew(const std::string& home, const Bytes& image, const struct timespec& changed) {
+    if (image.size() > File::kLargest) {
+        throw Failure(kStateFull, Sentence("{1}: larger than it can be", {DatabasePath(home)}));
+    }
     try {
         const File file(NewDatabasePath(home), O_WRONLY | O_CREAT | O_TRUNC);
         file.Required().WriteAt(0, image.data(), image.size());
@@ -142,6 +143,13 @@ Guard::Text StateFile::ReadGuard() const {
 bool StateFile::IsCurrent() {
     return number_ != 0 && guardStamp_.Holds(AT_FDCWD, guardPath_.c_str()) &&
            databaseStamp_.Holds(folder_.Descriptor(), kDatabaseName);
+}
+
+bool StateFile::IsFolderUnchanged() {
+    const struct stat now = folder_.Status();
+    const bool unchanged = folderStamp_.Holds(now);
+    if (!unchanged) folderStamp_.Take(now);
+    return unchanged;
 }
 
 bool StateFile::IsUnchanged() const {

@@ -37,6 +37,9 @@ public:
     // Both files are still what Load returned or Replace wrote last. Costs one look at each: a
     // change puts another file into the database's place, and damage leaves its mark on the times.
     bool IsCurrent();
+    // Since this was asked last no file has come to the folder, gone from it, or taken the place of
+    // another. False when in doubt. Costs one look at an open file.
+    bool IsFolderUnchanged();
     // Nobody has changed the state since then: each change writes the guard. Damage it does not
     // tell, nor that another state has taken the place of this one.
     bool IsUnchanged() const;
@@ -63,6 +66,7 @@ private:
     std::shared_ptr<const File> guardFile_;
     pid_t changer_ = 0;        // the process that opened the guard for changes
     struct stat identity_ {};  // the guard's
+    Stamp folderStamp_;
     Stamp guardStamp_;
     Stamp databaseStamp_;
     std::optional<Guard> guard_;

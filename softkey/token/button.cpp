@@ -1,5 +1,6 @@
 #include "softkey/token/button.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <thread>
 
@@ -15,10 +16,10 @@ using std::chrono::milliseconds;
 constexpr milliseconds kPoll{20};
 
 milliseconds Patience() {
-    constexpr long kDefault = 30000;
+    constexpr long kDefault = 30000, kLongest = 24 * 3600 * 1000;
     const char* const text = std::getenv("KESTA_SOFTKEY_BUTTON_MS");
     const long given = text != nullptr ? std::strtol(text, nullptr, 10) : 0;
-    return milliseconds(given > 0 ? given : kDefault);
+    return milliseconds(given > 0 ? std::min(given, kLongest) : kDefault);
 }
 
 void Obey(Button decision, const KeyRecord& key) {

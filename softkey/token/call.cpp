@@ -26,13 +26,28 @@ namespace {
 
 using Removal = Misbehaviour::Removal;
 
+using Clock = std::chrono::steady_clock;
+
+thread_local Clock::time_point lastLook;  // of this thread, a moment ago
+
+bool GoesOn(const EntryPoint& entry) {
+    constexpr std::chrono::microseconds kAtOnce{50};
+    return entry.goesOn && Clock::now() - lastLook < kAtOnce && !IsNewChild();
+}
+
 // What every call begins with. It also drops the secrets of keys that are gone. A state that cannot
-// be looked at is for those to tell who need it, and they look again.
-void Look() noexcept {
+// be looked at is for those to tell who need it, and they look again. False when no plan of
+// misbehaviour is in force.
+bool Look(const EntryPoint& entry) noexcept {
     try {
-        const LockedDevice device(LockedDevice::Look::kFresh);
+        if (GoesOn(entry)) return LockedDevice().IsKnownToMisbehave();
+        LockedDevice device(LockedDevice::Look::kFresh);
+        const bool misbehaving = device.IsMisbehaving();
+        lastLook = Clock::now();
+        return misbehaving;
     } catch (...) {
         ERR_clear_error();
+        return true;
     }
 }
 
@@ -51,19 +66,27 @@ std::string Meant(const char* serial) {
     return serial != nullptr ? serial : "";
 }
 
-// The slot that the plan names, unless another key is in it.
+// The slot that the plan names, unless another key is in it, or a device that is none.
 std::optional<std::uint32_t> FreeSlot(KeyTable& keys, const Misbehaviour& plan) {
     for (const KeyRecord& key : keys.All()) {
         if (key.inserted && plan.slot == key.slot) return std::nullopt;
+    }
+    for (const std::uint32_t foreign : ForeignSlots(StateHome())) {
+        if (plan.slot == foreign) return std::nullopt;
     }
     return plan.slot;
 }
 
 void PullOut(const std::string& serial, const Misbehaviour& plan) {
     LockedDevice device;
-    KeyTable keys(device.store());
-    keys.SetInserted(serial, false);
-    if (plan.removal == Removal::kMoment) keys.SetInserted(serial, true, FreeSlot(keys, plan));
+    {
+        // One change: nobody takes the slot before the key is back.
+        Transaction change(device.store());
+        KeyTable keys(device.store());
+        keys.SetInserted(serial, false);
+        if (plan.removal == Removal::kMoment) keys.SetInserted(serial, true, FreeSlot(keys, plan));
+        change.Commit();
+    }
     device.Refresh();
 }
 
@@ -141,6 +164,7 @@ KeyRecord Call::LookAt(const char* serial) {
 }
 
 void Call::PassMidway() {
+    if (!plan_.HasInterlude()) return;
     const bool usesKey = (TraitsOf(entry_.name) & kUsesKey) != 0;
     const auto key = usesKey && !passed_ ? KeyIfThere(entry_.serial) : std::nullopt;
     Pass(key ? &*key : nullptr);
@@ -164,9 +188,9 @@ void Call::Pass(const KeyRecord* key) {
 
 int Enter(const EntryPoint& entry, const std::function<void(Call&)>& body) {
     const AtWork atWork;
-    Look();
+    const bool misbehaving = Look(entry);
     if (IsLookRequest(entry.serial)) return kOk;
-    const Misbehaviour plan = PlanFor(entry);
+    const Misbehaviour plan = misbehaving ? PlanFor(entry) : Misbehaviour();
     Call call(entry, plan);
     const int result = Run(
         [&plan, &entry, &body](Call& now) {

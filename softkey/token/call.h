@@ -17,6 +17,9 @@ struct EntryPoint {
     const char* name;
     const char* serial = nullptr;
     std::uint32_t* length = nullptr;
+    // The library makes one operation of this entry point and of one that comes before it: where it
+    // follows at once, what the other saw of the state serves both.
+    bool goesOn = false;
 };
 
 // One call of one entry point, as far as its body needs to know. Whatever is handed out goes

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "softkey/crypto/key_pair.h"
+#include "softkey/misbehaviour/misbehaviour.h"
 #include "softkey/store/home.h"
 #include "softkey/store/keys.h"
 #include "softkey/store/pairs.h"
@@ -42,6 +43,13 @@ void LockedDevice::Refresh() {
     if (!device_.store) return;
     device_.store->VersionSinceLook();
     TakeOver();
+}
+
+bool LockedDevice::IsMisbehaving() {
+    if (!device_.store || !device_.store->IsFolderUnchanged()) {
+        device_.planned = softkey::IsMisbehaving(StateHome());
+    }
+    return device_.planned;
 }
 
 // What the last look at the store found.

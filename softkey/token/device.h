@@ -51,6 +51,7 @@ struct Device {
     std::mutex mutex;
     std::unique_ptr<Store> store;
     bool current = false;  // the last look at the state succeeded
+    bool planned = true;   // a plan of misbehaviour is in force
     std::int64_t version = 0;
     std::vector<KeyRecord> keys;
     std::map<std::string, std::vector<PairRecord>> pairs;
@@ -71,6 +72,9 @@ public:
 
     Store& store();  // kKeyAbsent when no key was ever made
     void Refresh();
+    // Asks the folder, and for the plan's file only when the folder has changed.
+    bool IsMisbehaving();
+    bool IsKnownToMisbehave() const { return device_.planned; }  // asked last
 
     // The key that a serial number names; null and the empty text name the only key that is
     // present. kKeyAbsent, kSeveralKeys.

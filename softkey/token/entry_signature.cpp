@@ -140,7 +140,7 @@ int SetWarningMsg(const char* serial, const char* warning) {
 // option1: KeyType, 0 is either; option2: HashType.
 int GMUsbKeyCriticalSign(const char* serial, std::int64_t option1, std::int64_t option2,
                          const char* data, char* signature, std::uint32_t* length) {
-    return Enter({"GMUsbKeyCriticalSign", serial, length}, [=](Call& call) {
+    return Enter({"GMUsbKeyCriticalSign", serial, length, true}, [=](Call& call) {
         if (data == nullptr) throw Failure(kBadArgument, "no data");
         const Ready ready = Prepare(serial, Selection(1, option1));
         DigestName(ready.record.algorithm, option2);

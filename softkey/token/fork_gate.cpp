@@ -61,7 +61,11 @@ Pausing::~Pausing() {
 }
 
 bool WasForked() {
-    return wasForked.load(std::memory_order_relaxed) && wasForked.exchange(false);
+    return IsNewChild() && wasForked.exchange(false);
+}
+
+bool IsNewChild() {
+    return wasForked.load(std::memory_order_relaxed);
 }
 
 }  // namespace softkey

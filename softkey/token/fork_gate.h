@@ -26,6 +26,8 @@ public:
 
 // True, once, in a process that was forked since it was asked last.
 bool WasForked();
+// Whether that will be true when it is asked next.
+bool IsNewChild();
 
 }  // namespace softkey
 
