@@ -20,8 +20,9 @@ namespace softkey {
 bool IsMisbehaving(const std::string& home);  // a plan is in force
 
 // Counts one call of the entry point and says what the plan wants of it. home is the state folder;
-// serial is asked for the key that is meant when a rule is for one key alone. A plan that cannot be
-// read answers the code kStateDamaged.
+// serial is asked for the key that is meant when a rule is for one key alone. What keeps the plan
+// from being read or the call from being counted is the code that is answered: kStateDamaged,
+// kStateFull, kStateBusy, kStateUnreachable.
 Misbehaviour NextMisbehaviour(
     const std::string& home, const char* entryPoint,
     const std::function<std::string()>& serial = [] { return std::string(); }) noexcept;
@@ -30,8 +31,8 @@ Misbehaviour NextMisbehaviour(
 std::vector<std::uint32_t> ForeignSlots(const std::string& home);
 
 // Checks a plan, puts it in force and sets all counts to zero. Throws PlanError for a bad plan,
-// std::system_error when the files cannot be written; the plan in force then stays. What the plan
-// does at once to keys and slots is done last: Failure.
+// Failure when the files cannot be written; the plan in force then stays. What the plan does at
+// once to keys and slots is done last.
 void SetMisbehaviour(const std::string& home, const std::string& planText);
 // True when there was a plan.
 bool ClearMisbehaviour(const std::string& home);

@@ -147,6 +147,7 @@ Misbehaviour MisbehaviourPlanText::EffectOn(const std::string& entry, std::uint6
 }
 
 MisbehaviourPlanText ParseMisbehaviourPlan(const std::string& text) {
+    if (text.size() > kLongestPlan) RejectField("plan", "is longer than 1 MiB");
     const PlanJson json = ReadPlanJson(text);
     const PlanFields fields(json, "");
     fields.AllowOnly({"seed", "rules", "limits", "foreign", "tries_left"});

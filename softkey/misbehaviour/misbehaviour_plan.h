@@ -15,6 +15,8 @@
 
 namespace softkey {
 
+constexpr std::int64_t kLongestPlan = 1 << 20;  // bytes
+
 // A plan that is not accepted; the text names the field, as in "rules[2].code: …".
 struct PlanError : std::runtime_error {
     using std::runtime_error::runtime_error;

@@ -30,6 +30,11 @@ public:
         return Append(text.data(), text.size());
     }
 
+    // Takes the last byte away when it is this one.
+    void DropLast(char byte) {
+        if (!Empty() && View().back() == byte) text_.data()[--length_] = 0;
+    }
+
     void Clear() {
         explicit_bzero(text_.data(), text_.size());
         length_ = 0;

@@ -99,16 +99,15 @@ std::vector<std::string> FindDamage(const std::string& home) {
     });
     if (damage.empty()) return damage;
     // The whole file is known to be wrong; what is wrong within helps whoever must save the rest.
-    const File file(DatabasePath(home), O_RDONLY);
-    Bytes image = file.IsOpen() ? file.ReadAll() : Bytes();
-    if (image.size() > kJournalVersions + 1) {
+    Note(damage, [&] {
+        const File file(DatabasePath(home), O_RDONLY);
+        Bytes image = file.IsOpen() ? file.ReadAll() : Bytes();
+        if (image.size() <= kJournalVersions + 1) return;
         // In memory there is no log, whatever the file says.
         image[kJournalVersions] = image[kJournalVersions + 1] = 1;
-        Note(damage, [&] {
-            Database db(image);
-            CheckRows(db, damage);
-        });
-    }
+        Database db(image);
+        CheckRows(db, damage);
+    });
     return damage;
 }
 

@@ -87,12 +87,14 @@ void KeyTable::Add(const KeyRecord& key, const PinSeal& seal) {
     Statement insert = db().Prepare(
         "INSERT INTO keys(serial, label, media_id, slot, inserted, insertions, pin_version,"
         " tries_left, max_tries, button, salt, kdf, cost, block, parallel, sealed)"
-        " VALUES(?, ?, ?, ?, ?, 1, 1, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
+        " VALUES(?, ?, ?, ?, ?, ?, 1, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
     insert.Bind(key.serial)
         .Bind(key.label)
         .Bind(key.mediaId)
         .Bind(static_cast<std::int64_t>(key.slot))
         .Bind(static_cast<std::int64_t>(key.inserted ? 1 : 0))
+        // Each insertion and removal of an earlier key of this name was an event.
+        .Bind(2 * EventLog(store_).LastNumber() + 1)
         .Bind(static_cast<std::int64_t>(key.triesLeft))
         .Bind(static_cast<std::int64_t>(key.maxTries))
         .Bind(static_cast<std::int64_t>(key.button));

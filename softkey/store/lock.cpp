@@ -3,10 +3,10 @@
 #include <fcntl.h>
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <thread>
 
-#include "softkey/store/guard.h"
 #include "softkey/store/places.h"
 
 namespace softkey {
@@ -25,8 +25,11 @@ microseconds Pause(Clock::duration waited) {
     return milliseconds(8) / (std::int64_t{1} << age);
 }
 
-Guard::Text Look(const File& file) {
-    Guard::Text text{};
+// Enough to see a change: a guard, or the first counts of calls.
+using Beginning = std::array<char, 512>;
+
+Beginning Look(const File& file) {
+    Beginning text{};
     file.ReadAt(0, text.data(), text.size());
     return text;
 }
@@ -47,10 +50,10 @@ Lock::Lock(const std::string& home, off_t place, std::shared_ptr<const File> fil
 void Lock::Wait(const std::string& home) const {
     const Clock::time_point start = Clock::now();
     Clock::time_point moved = start;
-    Guard::Text seen{};
+    Beginning seen{};
     while (!file_->TryLock(place_)) {
         const Clock::time_point now = Clock::now();
-        const Guard::Text text = Look(*file_);
+        const Beginning text = Look(*file_);
         if (text != seen) moved = now;
         seen = text;
         if (now - moved > kPatience || now - start > kLongest) {

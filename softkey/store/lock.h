@@ -1,4 +1,4 @@
-// A lock that processes and threads take in turns: one byte of the guard's file.
+// A lock that processes and threads take in turns: one byte of a file, mostly the guard.
 #ifndef SOFTKEY_STORE_LOCK_H
 #define SOFTKEY_STORE_LOCK_H
 
@@ -18,7 +18,8 @@ public:
     // Waits for its turn. kStateBusy when nothing moved for five seconds: whoever holds the lock
     // was stopped. A queue that moves is waited for up to a minute.
     Lock(const std::string& home, off_t place, GuardFile guard = GuardFile::kThere);
-    // The same by an opening of the guard that nobody else uses for this place meanwhile.
+    // The same by an opening of a file that nobody else uses for this place meanwhile. Whoever has
+    // the lock changes the beginning of that file.
     Lock(const std::string& home, off_t place, std::shared_ptr<const File> file);
     ~Lock() { file_->Unlock(place_); }
     Lock(const Lock&) = delete;

@@ -42,7 +42,9 @@ struct KeyRecord {
     std::string mediaId;  // letters, digits, "-", "_" and "."
     std::uint32_t slot = 0;
     bool inserted = true;
-    std::int64_t insertions = 0;  // grows with every insertion and removal
+    // Grows with every insertion and removal, and differs from that of any earlier key of this
+    // serial number.
+    std::int64_t insertions = 0;
     std::int64_t pinVersion = 0;  // grows whenever an earlier PIN check stops counting
     int triesLeft = kMaxTries;
     int maxTries = kMaxTries;

@@ -54,6 +54,19 @@ TEST_F(ButtonTest, the_warning_is_shown_with_the_signature_it_was_set_for) {
     EXPECT_EQ(Screen(*OpenStore()).Text(kSerial), "");
 }
 
+// The warning's look at the state serves the signature that follows at once, but not its end.
+TEST_F(ButtonTest, a_key_that_is_pulled_out_behind_its_warning_signs_nothing) {
+    for (const auto& wait : {std::chrono::microseconds(0), std::chrono::microseconds(1000)}) {
+        ASSERT_EQ(CriticalSign("text").code, kOk);
+        ASSERT_EQ(token.SetWarningMsg(kSerial, "pay 100?"), kOk);
+        KeyTable(*OpenStore()).SetInserted(kSerial, false);
+        std::this_thread::sleep_for(wait);
+        const int code = CriticalSign("text").code;
+        EXPECT_TRUE(code == kKeyAbsent || (wait.count() == 0 && code == kKeyRemoved)) << code;
+        KeyTable(*OpenStore()).SetInserted(kSerial, true);
+    }
+}
+
 TEST_F(ButtonTest, a_warning_of_1024_bytes_fits_the_screen_and_a_longer_one_does_not) {
     EXPECT_EQ(token.SetWarningMsg(kSerial, std::string(1025, 'w').c_str()), kTooLong);
     EXPECT_EQ(token.SetWarningMsg(kSerial, nullptr), kBadArgument);
@@ -102,6 +115,12 @@ TEST_F(ButtonTest, a_question_ends_when_nobody_answers) {
     QuestionTable(*OpenStore()).Decide(kSerial, Button::kAsk);
     EXPECT_EQ(CriticalSign("text").code, kButtonTimeout);
     EXPECT_TRUE(QuestionTable(*OpenStore()).Waiting(kSerial).empty());
+}
+
+TEST_F(ButtonTest, the_longest_patience_that_can_be_written_is_none_that_is_over_at_once) {
+    setenv("KESTA_SOFTKEY_BUTTON_MS", "9223372036854775807", 1);
+    EXPECT_EQ(SignWhile([](Store& store) { QuestionTable(store).Decide(kSerial, Button::kPress); }),
+              kOk);
 }
 
 TEST_F(ButtonTest, other_calls_go_on_while_a_question_waits) {

@@ -6,6 +6,7 @@
 #include <sqlite3.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -180,6 +181,38 @@ TEST_F(DamageTest, a_thousand_damaged_states_are_all_told) {
         ASSERT_EQ(Describe(), kOk);
     }
     EXPECT_EQ(TriesLeft(), kMaxTries - 1);
+}
+
+TEST_F(DamageTest, what_is_no_file_of_a_state_is_told_and_read_by_nobody) {
+    for (const char* const name : {"softkey.db", "softkey.guard"}) {
+        const std::string file = std::string("home/") + name;
+        const std::string sound = Read(file);
+        std::filesystem::resize_file(Path(file), std::uintmax_t{1} << 40);
+        EXPECT_EQ(Describe(), kStateDamaged) << name << " is larger than memory";
+        EXPECT_NE(Damage(), std::vector<std::string>()) << name;
+        std::filesystem::remove(Path(file));
+        ASSERT_EQ(mkfifo(Path(file).c_str(), 0600), 0);
+        const int pipe = Describe();
+        EXPECT_TRUE(pipe == kStateDamaged || pipe == kStateUnreachable) << name << " is a pipe";
+        std::filesystem::remove(Path(file));
+        Write(file, sound);
+        ASSERT_EQ(Describe(), kOk);
+    }
+}
+
+TEST_F(DamageTest, nothing_is_written_through_a_link) {
+    ASSERT_EQ(Request(1, 2, 3).code, kOk);
+    Write("another", "of somebody's");
+    for (const std::string& name :
+         {std::string("softkey.db.new"), std::string("screen-") + kSerial}) {
+        std::filesystem::create_symlink("../another", Path("home/" + name));
+        EXPECT_EQ(name[1] == 'c' ? CriticalSign("text").code : token.SetLabel(kSerial, "new"),
+                  kStateUnreachable);
+        std::filesystem::remove(Path("home/" + name));
+        EXPECT_EQ(Read("another"), "of somebody's");
+    }
+    EXPECT_EQ(CriticalSign("text").code, kOk);
+    EXPECT_EQ(token.SetLabel(kSerial, "new"), kOk);
 }
 
 TEST_F(DamageTest, a_missing_file_is_told_and_not_made_again) {

@@ -1,6 +1,7 @@
 // Which key is there, its small texts, and the language of the messages.
 #include <sys/stat.h>
 
+#include <array>
 #include <cstring>
 
 #include "softkey/store/keys.h"
@@ -58,6 +59,24 @@ TEST_F(DeviceTest, a_key_that_was_pulled_out_is_absent) {
     EXPECT_EQ(token.GetLabel(serial, label), kKeyAbsent);
     KeyTable(*OpenStore()).SetInserted(kSerial, true);
     EXPECT_EQ(Serial().code, kOk);
+}
+
+// Also when nobody looked in between.
+TEST_F(DeviceTest, a_key_that_was_deleted_and_made_again_is_another_key) {
+    CreateKey();
+    for (const bool in : {true, false}) {
+        ASSERT_EQ(token.VerifyPIN(kSerial), kOk);
+        ASSERT_EQ(Request(1, 2, 3).code, kOk);
+        const std::int64_t before = KeyTable(*OpenStore()).Find(kSerial)->insertions;
+        if (!in) KeyTable(*OpenStore()).SetInserted(kSerial, false);
+        KeyTable(*OpenStore()).Delete(kSerial);
+        CreateKey();
+        EXPECT_GT(KeyTable(*OpenStore()).Find(kSerial)->insertions, before);
+        std::array<std::uint8_t, 8> info{};
+        std::uint32_t length = info.size();
+        ASSERT_EQ(token.GetPinInfo(kSerial, info.data(), &length), kOk);
+        EXPECT_EQ(info[3], 0) << "the PIN of the earlier key counts";
+    }
 }
 
 TEST_F(DeviceTest, several_keys_must_be_named) {

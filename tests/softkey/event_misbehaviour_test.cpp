@@ -1,5 +1,6 @@
 // The plan's effects on the event library, and the folder that comes into being late.
 #include <array>
+#include <future>
 #include <stdexcept>
 
 #include "event_client.h"
@@ -145,6 +146,22 @@ TEST_F(EventMisbehaviour, Any_entry_point_may_throw) {
     std::uint32_t value = 0;
     EXPECT_THROW(ValtoT_ContextInit(&value), std::runtime_error);
     EXPECT_EQ(0, ValtoT_ContextInit(&value));
+}
+
+TEST_F(EventMisbehaviour, A_hang_ends_with_the_plan) {
+    Plan(R"(ValtoT_GetSlotList", "hang": true)");
+    // Left behind when it does not end.
+    const auto ended = std::make_shared<std::promise<int>>();
+    std::future<int> end = ended->get_future();
+    std::thread([ended] {
+        std::uint32_t count = 0;
+        ended->set_value(ValtoT_GetSlotList(1, nullptr, &count));
+    }).detach();
+    while (softkey::MisbehaviourCounts(home_).empty()) std::this_thread::yield();
+    EXPECT_EQ(std::future_status::timeout, end.wait_for(std::chrono::milliseconds(100)));
+    softkey::ClearMisbehaviour(home_);
+    ASSERT_EQ(std::future_status::ready, end.wait_for(std::chrono::seconds(60)));
+    EXPECT_EQ(0, end.get());
 }
 
 TEST_F(EventMisbehaviour, A_device_that_is_no_key_comes_with_the_plan_and_goes_with_it) {

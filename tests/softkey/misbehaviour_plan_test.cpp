@@ -321,6 +321,13 @@ TEST(MisbehaviourPlan, What_is_nested_too_deeply_is_refused_by_its_name) {
               RuleErrorOf(R"("entry": "VerifyPIN", "code": )" + deep));
 }
 
+TEST(MisbehaviourPlan, A_text_of_more_than_a_megabyte_is_refused) {
+    const std::string plan = WithRule(R"("entry": "SetData", "code": 1)");
+    EXPECT_EQ("accepted", ErrorOf(plan + std::string((1 << 20) - plan.size(), ' ')));
+    EXPECT_EQ("plan: is longer than 1 MiB",
+              ErrorOf(plan + std::string((1 << 20) - plan.size() + 1, ' ')));
+}
+
 TEST(MisbehaviourPlan, A_number_beyond_all_bounds_is_refused_by_its_name) {
     EXPECT_EQ("rules[0].chance: is a number beyond what a number can hold",
               RuleErrorOf(R"("entry": "VerifyPIN", "chance": 1e400)"));

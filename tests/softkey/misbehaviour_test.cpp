@@ -1,15 +1,20 @@
 #include "softkey/misbehaviour/misbehaviour.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <system_error>
+#include <csignal>
+#include <memory>
 #include <thread>
 #include <vector>
 
 #include "softkey/codes.h"
+#include "softkey/result.h"
+#include "softkey/store/lock.h"
 #include "temporary_folder.h"
 
 namespace {
@@ -123,6 +128,56 @@ TEST_F(Misbehaviours, A_damaged_plan_answers_the_code_of_damaged_state) {
     EXPECT_EQ(softkey::kStateDamaged, NextMisbehaviour(home_, "SetData").code);
 }
 
+TEST_F(Misbehaviours, What_is_no_plan_but_stands_in_its_place_is_told_and_read_by_nobody) {
+    const std::string plan = folder_.File("misbehaviour.json");
+    const auto answer = [this] { return NextMisbehaviour(home_, "SetData").code; };
+    ASSERT_EQ(0, mkfifo(plan.c_str(), 0600));
+    EXPECT_EQ(softkey::kStateDamaged, answer()) << "a pipe";
+    std::filesystem::remove(plan);
+    folder_.Write("misbehaviour.json", kThirdFails);
+    std::filesystem::resize_file(plan, std::uintmax_t{1} << 40);
+    EXPECT_EQ(softkey::kStateDamaged, answer()) << "larger than memory";
+    std::filesystem::remove(plan);
+    std::filesystem::create_directory(plan);
+    EXPECT_EQ(softkey::kStateUnreachable, answer()) << "a folder";
+    std::filesystem::remove(plan);
+    std::filesystem::create_symlink("misbehaviour.json", plan);
+    EXPECT_FALSE(answer()) << "a link that leads nowhere is no plan";
+}
+
+TEST_F(Misbehaviours, A_count_is_not_written_through_a_link) {
+    softkey::SetMisbehaviour(home_, kThirdFails);
+    std::filesystem::rename(folder_.File("misbehaviour.counts"), folder_.File("elsewhere"));
+    std::filesystem::create_symlink("elsewhere", folder_.File("misbehaviour.counts"));
+    EXPECT_EQ(softkey::kStateUnreachable, NextMisbehaviour(home_, "SetData").code);
+    EXPECT_EQ("", folder_.Read("elsewhere"));
+}
+
+TEST_F(Misbehaviours, A_call_that_cannot_be_counted_for_lack_of_room_says_so) {
+    softkey::SetMisbehaviour(home_, kThirdFails);
+    const pid_t child = fork();
+    if (child == 0) {
+        const struct rlimit none {};
+        std::signal(SIGXFSZ, SIG_IGN);
+        setrlimit(RLIMIT_FSIZE, &none);
+        _exit(NextMisbehaviour(home_, "SetData").code == softkey::kStateFull ? 0 : 1);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(0, status);
+}
+
+TEST_F(Misbehaviours, A_process_that_was_stopped_while_it_counts_makes_the_key_busy) {
+    softkey::SetMisbehaviour(home_, kThirdFails);
+    {
+        const softkey::Lock stopped(
+            home_, 0, std::make_shared<softkey::File>(folder_.File("misbehaviour.counts"), O_RDWR));
+        EXPECT_EQ(softkey::kStateBusy, NextMisbehaviour(home_, "SetData").code);
+    }
+    EXPECT_FALSE(NextMisbehaviour(home_, "SetData").code);
+    EXPECT_EQ(1U, softkey::MisbehaviourCounts(home_)["SetData"]);
+}
+
 TEST_F(Misbehaviours, The_files_are_the_owners_alone) {
     const mode_t old = umask(0);
     softkey::SetMisbehaviour(home_, kThirdFails);
@@ -138,8 +193,9 @@ TEST_F(Misbehaviours, A_folder_that_is_not_there_is_an_error_that_names_the_file
     try {
         softkey::SetMisbehaviour(home_ + "/absent", kThirdFails);
         FAIL() << "accepted";
-    } catch (const std::system_error& error) {
-        EXPECT_NE(std::string::npos, std::string(error.what()).find("/absent/misbehaviour.counts"));
+    } catch (const softkey::Failure& failure) {
+        EXPECT_EQ(softkey::kStateUnreachable, failure.code());
+        EXPECT_NE(std::string::npos, failure.detail().find("/absent/misbehaviour.counts"));
     }
 }
 

@@ -6,9 +6,12 @@
 #include <array>
 #include <atomic>
 #include <csignal>
+#include <filesystem>
+#include <future>
 #include <stdexcept>
 #include <thread>
 
+#include "softkey/crypto/base64.h"
 #include "softkey/misbehaviour/misbehaviour.h"
 #include "softkey/store/keys.h"
 #include "softkey/store/objects.h"
@@ -143,6 +146,20 @@ TEST_F(PlannedCalls, a_key_comes_back_in_the_slot_that_the_plan_names_unless_ano
     EXPECT_EQ(Label(), kOk);
 }
 
+TEST_F(PlannedCalls, the_slot_of_a_key_that_is_out_is_free_and_that_of_a_foreign_device_is_not) {
+    CreateKey("KS2", "MEDIA2");
+    KeyTable(*OpenStore()).SetInserted("KS2", false);
+    SetMisbehaviour(Home(), R"({"foreign": [9], "rules": [
+        {"entry": "GetLabel", "call": 1, "remove": "moment", "slot": 2},
+        {"entry": "GetLabel", "call": 2, "remove": "moment", "slot": 9}]})");
+    EXPECT_EQ(Label(), kKeyRemoved);
+    EXPECT_EQ(KeyTable(*OpenStore()).Find(kSerial)->slot, 2U);
+    EXPECT_EQ(KeyTable(*OpenStore()).Find("KS2")->slot, 3U) << "the lowest slot that was free";
+    EXPECT_EQ(Label(), kKeyRemoved);
+    EXPECT_EQ(KeyTable(*OpenStore()).Find(kSerial)->slot, 2U);
+    EXPECT_EQ(Label(), kOk);
+}
+
 TEST_F(PlannedCalls, a_call_whose_answer_is_lost_has_done_its_work) {
     Plan(R"({"entry": "SetData", "code_after": "StateBusy"},
             {"entry": "GetLabel", "code_after": 7},
@@ -269,12 +286,18 @@ TEST_F(PlannedCalls, a_hang_ends_when_the_key_is_pulled_out) {
 
 TEST_F(PlannedCalls, a_hang_ends_with_the_plan_and_keeps_nobody_from_forking) {
     Plan(R"({"entry": "UOS_SetCharset", "hang": true})");
-    std::thread client([&] { EXPECT_EQ(token.UOS_SetCharset("", "UTF-8"), kOk); });
+    // Left behind when it does not end.
+    const auto ended = std::make_shared<std::promise<int>>();
+    std::future<int> end = ended->get_future();
+    std::thread([ended, &library = token] {
+        ended->set_value(library.UOS_SetCharset("", "UTF-8"));
+    }).detach();
     while (Counted("UOS_SetCharset") == 0) std::this_thread::sleep_for(1ms);
-    std::this_thread::sleep_for(50ms);
+    EXPECT_EQ(end.wait_for(100ms), std::future_status::timeout) << "it does not hang";
     EXPECT_EQ(SignalOf([] {}), 0);
     ClearMisbehaviour(Home());
-    client.join();
+    ASSERT_EQ(end.wait_for(60s), std::future_status::ready);
+    EXPECT_EQ(end.get(), kOk);
 }
 
 TEST_F(PlannedCalls, the_first_process_may_keep_the_key_to_itself_until_it_ends) {
@@ -326,7 +349,10 @@ TEST_F(PlannedCalls, a_key_without_room_says_so_and_keeps_what_it_has) {
     EXPECT_EQ(Store("", 3), kStateFull) << "objects";
     EXPECT_EQ(Store("9876543210", 1), kOk) << "in the place of another";
     SetMisbehaviour(Home(), R"({"limits": {"pairs": 1, "objects": 1, "bytes": 1}})");
-    EXPECT_EQ(Store("a", 1), kOk) << "less than before, though still too much";
+    EXPECT_EQ(Store("987654", 1), kOk) << "less than before, though still too much";
+    EXPECT_EQ(Store("654321", 1), kOk) << "as much as before";
+    EXPECT_EQ(Store("9876543", 1), kStateFull) << "more, and too much before";
+    EXPECT_EQ(Store("", 1), kOk);
     EXPECT_EQ(token.DelCertAndTempKey(kSerial, 0, 0), kOk);
     EXPECT_EQ(Request(1, 2, 3).code, kOk);
 }
@@ -335,8 +361,20 @@ TEST_F(PlannedCalls, a_certificate_takes_room_too) {
     const std::string certificate = Issue(Request(1, 2, 3).text);
     SetMisbehaviour(Home(), R"({"limits": {"bytes": 100}})");
     EXPECT_EQ(WriteCertificate(certificate), kStateFull);
-    ClearMisbehaviour(Home());
+    const std::string size = std::to_string(FromBase64(certificate)->size());
+    SetMisbehaviour(Home(), R"({"limits": {"bytes": )" + size + "}}");
     EXPECT_EQ(WriteCertificate(certificate), kOk);
+    EXPECT_EQ(Store("v"), kStateFull) << "the certificate has all the room";
+}
+
+TEST_F(PlannedCalls, an_escrowed_key_takes_the_room_of_a_pair) {
+    const std::string envelope = Escrow(Request(3, 2, 3).text);
+    SetMisbehaviour(Home(), R"({"limits": {"pairs": 1}})");
+    EXPECT_EQ(ImportKey(envelope), kStateFull);
+    EXPECT_EQ(Pairs(), 1U);
+    SetMisbehaviour(Home(), R"({"limits": {"pairs": 2}})");
+    EXPECT_EQ(ImportKey(envelope), kOk);
+    EXPECT_EQ(ImportKey(envelope), kOk) << "in the place of the other";
 }
 
 TEST_F(PlannedCalls, a_plan_may_take_tries_away_and_gives_none) {
@@ -346,6 +384,23 @@ TEST_F(PlannedCalls, a_plan_may_take_tries_away_and_gives_none) {
     EXPECT_EQ(TriesLeft(), 1);
     SetPin("654321");
     EXPECT_EQ(token.VerifyPIN(kSerial), kPinLocked);
+}
+
+// Once the folder has been still for a while its content is not looked for in each call.
+TEST_F(PlannedCalls, a_plan_that_comes_and_goes_by_hand_is_followed_by_the_next_call) {
+    const auto rest = [&] {
+        for (int i = 0; i < 3; ++i) {
+            std::this_thread::sleep_for(20ms);
+            EXPECT_EQ(Label(), kOk);
+        }
+    };
+    rest();
+    Write("home/misbehaviour.json", R"({"rules": [{"entry": "GetLabel", "code": 5}]})");
+    EXPECT_EQ(Label(), 5);
+    std::this_thread::sleep_for(20ms);
+    EXPECT_EQ(Label(), 5);
+    std::filesystem::remove(Path("home/misbehaviour.json"));
+    rest();
 }
 
 TEST_F(PlannedCalls, a_damaged_plan_is_told_whatever_is_called) {

@@ -286,6 +286,7 @@ TEST_F(SecretsTest, new_keys_cost_what_the_environment_says) {
         setenv(name, bad, 1);
         EXPECT_THROW(CostOfNewKeys(), Failure) << bad;
     }
+    unsetenv(name);
 }
 
 // A seal of an earlier version opens, and is made anew with the first right PIN.

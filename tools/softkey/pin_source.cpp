@@ -13,8 +13,8 @@ struct Closer {
     }
 };
 
-// The first line. It is read byte by byte, without a buffer, and not beyond the capacity of a PIN,
-// so that nothing of it stays behind in memory.
+// The first line, also of a file from Windows. It is read byte by byte, without a buffer, and not
+// beyond the capacity of a PIN, so that nothing of it stays behind in memory.
 void ReadLine(const std::string& path, SecretText& pin) {
     const std::unique_ptr<std::FILE, Closer> file(path == "-" ? stdin
                                                               : std::fopen(path.c_str(), "re"));
@@ -25,7 +25,7 @@ void ReadLine(const std::string& path, SecretText& pin) {
         if (next == EOF && std::ferror(file.get()) != 0) {
             throw FileError(path, errno);
         }
-        if (next == EOF || next == '\n') return;
+        if (next == EOF || next == '\n') return pin.DropLast('\r');
         const char character = static_cast<char>(next);
         if (!pin.Append(&character, 1)) throw Failure(kPinLength);
     }

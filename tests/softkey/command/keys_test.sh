@@ -44,6 +44,13 @@ test_create_takes_the_pin_from_the_standard_input() {
     printf '123456' | "$softkey" create --pin-stdin >out 2>err || fail "refused"
 }
 
+test_create_takes_no_line_end_of_windows_for_a_part_of_the_pin() {
+    printf '12345\r\n' >pin
+    run 4 create --pin-file pin
+    printf '1234567890123456\r\n' >pin
+    run 0 create --pin-file pin
+}
+
 test_create_names_a_pin_file_that_is_not_there() {
     run 5 create --pin-file none
     err_is 'softkey: none: No such file or directory'
