@@ -42,6 +42,9 @@ elseif(KESTA_SANITIZE STREQUAL "thread")
 elseif(KESTA_SANITIZE)
     message(FATAL_ERROR "KESTA_SANITIZE is '${KESTA_SANITIZE}'; it takes 'address' or 'thread'")
 endif()
+if(KESTA_SANITIZE)
+    add_compile_definitions(KESTA_SANITIZED KESTA_$<UPPER_CASE:${KESTA_SANITIZE}>_SANITIZED)
+endif()
 
 # Warnings for everything that is written here.
 add_library(kesta_warnings INTERFACE)

@@ -2,7 +2,7 @@
 
 #include <openssl/crypto.h>
 
-#ifdef __SANITIZE_ADDRESS__
+#ifdef KESTA_ADDRESS_SANITIZED
 #include <sanitizer/lsan_interface.h>
 #endif
 
@@ -21,7 +21,7 @@ constexpr std::size_t kSmallestBlock = 32;
 // OpenSSL keeps there what leads to the rest of its random generators; the leak checker does not
 // look into memory that did not come from malloc.
 void TellLeakChecker() {
-#ifdef __SANITIZE_ADDRESS__
+#ifdef KESTA_ADDRESS_SANITIZED
     // The heap is somewhere around its first block.
     void* const first = OPENSSL_secure_malloc(kSmallestBlock);
     __lsan_register_root_region(static_cast<char*>(first) - kHeapSize, 2 * kHeapSize);

@@ -40,7 +40,8 @@ bool IsUsableHome(const std::string& home) {
     }
     if (!S_ISDIR(status.st_mode))
         throw Failure(kStateUnreachable, Sentence("{1}: not a folder", {home}));
-    if ((status.st_mode & (S_IRWXG | S_IRWXO) & ~(S_IXGRP | S_IXOTH)) == 0) return true;
+    constexpr mode_t kReadOrWrittenByOthers = S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;
+    if ((status.st_mode & kReadOrWrittenByOthers) == 0) return true;
     throw Failure(kStateUnreachable,
                   Sentence("{1}: others may read or write it, and with it the keys; close it with: "
                            "chmod 700 '{1}'",

@@ -17,6 +17,7 @@
 #include "boundary/table.h"
 #include "file/reader.h"
 #include "file/writer.h"
+#include "rounds.h"
 
 namespace {
 
@@ -162,7 +163,7 @@ TEST_F(Format, damage_ends_in_an_answer) {
     std::string whole = Bytes();
     whole.resize(whole.find_last_not_of('\0') + 1);
     std::mt19937 random(7);
-    for (int n = 0; n < 3000; ++n) {
+    for (int n = 0; n < Rounds(3000); ++n) {
         std::string changed = whole;
         changed[random() % changed.size()] = static_cast<char>(random());
         try {

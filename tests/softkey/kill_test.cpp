@@ -39,13 +39,7 @@ long FromEnvironment(const char* name, long usual) {
 
 // KESTA_SEED and KESTA_KILLS: what ./prove kills draws by, and how many kills there are.
 const auto kSeed = static_cast<unsigned>(FromEnvironment("KESTA_SEED", 20250731));
-// A sanitizer makes each process ten times as dear and finds nothing in the state.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr int kUsualKills = 80;
-#else
-constexpr int kUsualKills = 300;
-#endif
-const int kKills = static_cast<int>(FromEnvironment("KESTA_KILLS", kUsualKills));
+const int kKills = static_cast<int>(FromEnvironment("KESTA_KILLS", 300));
 constexpr const char* kOtherPin = "abcdef";
 
 // Everything that an operation may change, but the tries.

@@ -4,7 +4,6 @@
 
 #include "api_test.h"
 #include "lgn_exception.h"
-#include "sanitized.h"
 
 namespace {
 
@@ -153,7 +152,7 @@ TEST(GetErrorMsg, lets_the_tokens_exception_pass) {
     EXPECT_TRUE(buffer.Untouched());
 }
 
-#if !KESTA_SANITIZED
+#ifndef KESTA_SANITIZED
 // A sanitizer's malloc does not fail.
 TEST(GetErrorMsg, without_memory_throws_and_leaves_the_outputs) {
     Initialize();

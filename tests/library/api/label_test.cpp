@@ -1,7 +1,6 @@
 // GetLabel: the key's label out of an internal buffer of 512 bytes.
 #include "api_test.h"
 #include "lgn_exception.h"
-#include "sanitized.h"
 
 TEST(GetLabel, hands_a_copy_of_the_serial_number_on_with_a_zeroed_buffer) {
     const char* const serial = "A1";
@@ -55,7 +54,7 @@ TEST(GetLabel, leaks_nothing) {
     });
 }
 
-#if !KESTA_SANITIZED
+#ifndef KESTA_SANITIZED
 TEST(GetLabel, lets_the_exception_of_an_exhausted_memory_pass) {
     Initialize();
     int length = 77;

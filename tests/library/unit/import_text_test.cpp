@@ -8,6 +8,7 @@
 #include "commonfunction.h"
 #include "cpu_ratio.h"
 #include "oracles/bundle_steps.h"
+#include "rounds.h"
 
 namespace {
 
@@ -211,17 +212,17 @@ std::string RandomBundle(std::mt19937& random) {
 TEST(ClassifyBundle, agrees_with_the_plain_steps_on_random_texts) {
     std::mt19937 random(62);
     int kinds[4] = {};
-    for (int round = 0; round < 300000; ++round) {
+    for (int round = 0; round < Rounds(300000); ++round) {
         const std::string text = RandomBundle(random);
         ASSERT_EQ(KindOf(text), steps::Classify(text)) << text;
         ++kinds[steps::Classify(text)];
     }
-    for (const int kind : {1, 2, 3}) EXPECT_GT(kinds[kind], 1000) << "the texts reach every kind";
+    for (const int kind : {1, 2, 3}) EXPECT_GT(kinds[kind], Rounds(1000)) << "the texts reach every kind";
 }
 
 TEST(SectionScanner, agrees_with_the_plain_steps_on_random_texts) {
     std::mt19937 random(63);
-    for (int round = 0; round < 100000; ++round) {
+    for (int round = 0; round < Rounds(100000); ++round) {
         const std::string text = RandomBundle(random);
         for (const char* opener : {"SignCert(", "EncPriKey(", "EncCert("}) {
             ASSERT_EQ(ContentsOf(text, opener), steps::Contents(text, opener)) << text;

@@ -9,6 +9,7 @@
 
 #include "lgn/lgn.h"
 #include "oracles/request_steps.h"
+#include "rounds.h"
 
 namespace {
 
@@ -182,7 +183,7 @@ std::string RandomText(std::mt19937& random) {
 TEST(RequestInformation, is_read_as_by_the_plain_steps_on_random_texts) {
     std::mt19937 random(51);
     int outcomes[3] = {};
-    for (int round = 0; round < 300000; ++round) {
+    for (int round = 0; round < Rounds(300000); ++round) {
         const std::string text = RandomText(random);
         const steps::Reading expected = steps::Read(text);
         const steps::Reading actual = Read(text);
@@ -190,7 +191,7 @@ TEST(RequestInformation, is_read_as_by_the_plain_steps_on_random_texts) {
         ASSERT_EQ(actual.groups, expected.groups) << text;
         ++outcomes[static_cast<int>(expected.outcome)];
     }
-    for (const int n : outcomes) EXPECT_GT(n, 1000) << "the texts reach every outcome";
+    for (const int n : outcomes) EXPECT_GT(n, Rounds(1000)) << "the texts reach every outcome";
 }
 
 }  // namespace

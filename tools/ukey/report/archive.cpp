@@ -51,12 +51,9 @@ bool Add(zipFile archive, const std::string& name, const std::string& bytes, std
     std::tm parts{};
     ::localtime_r(&time, &parts);
     zip_fileinfo facts{};
-    facts.tmz_date.tm_sec = parts.tm_sec;
-    facts.tmz_date.tm_min = parts.tm_min;
-    facts.tmz_date.tm_hour = parts.tm_hour;
-    facts.tmz_date.tm_mday = parts.tm_mday;
-    facts.tmz_date.tm_mon = parts.tm_mon;
-    facts.tmz_date.tm_year = parts.tm_year + 1900;
+    const auto part = [](int value) { return static_cast<unsigned>(value); };
+    facts.tmz_date = {part(parts.tm_sec),  part(parts.tm_min), part(parts.tm_hour),
+                      part(parts.tm_mday), part(parts.tm_mon), part(parts.tm_year + 1900)};
     facts.external_fa = kPlainFileOfOwner;
     const int opened =
         zipOpenNewFileInZip4(archive, name.c_str(), &facts, nullptr, 0, nullptr, 0, nullptr,

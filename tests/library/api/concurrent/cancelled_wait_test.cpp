@@ -3,9 +3,8 @@
 //
 // Not in a build with AddressSanitizer: it does not see the unwinding of a cancelled thread, keeps
 // the frames poisoned, and then stumbles over them itself.
-#include "sanitized.h"
 
-#if !KESTA_ADDRESS_SANITIZED
+#ifndef KESTA_ADDRESS_SANITIZED
 
 #include <pthread.h>
 #include <unistd.h>

@@ -9,7 +9,6 @@
 #include <new>
 
 #include "recording.h"
-#include "sanitized.h"
 
 // The program's own operator new[], new and delete[] take the place of the runtime's in the whole
 // process, the library under test included.
@@ -67,7 +66,7 @@ HEAP_EXPORT void* operator new[](std::size_t size) {
     return std::memset(original(size), fresh_byte, size);
 }
 
-#if !KESTA_SANITIZED
+#ifndef KESTA_SANITIZED
 // The library's strings take their memory from malloc. A sanitizer has its own in place of it.
 extern "C" void* __libc_malloc(std::size_t size);
 extern "C" void* __libc_realloc(void* block, std::size_t size);

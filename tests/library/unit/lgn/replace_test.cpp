@@ -3,6 +3,7 @@
 #include "cpu_ratio.h"
 #include "lgn/lgn_test.h"
 #include "oracles/replace_steps.h"
+#include "rounds.h"
 
 namespace {
 
@@ -120,7 +121,7 @@ void ExpectAsBySteps(const std::string& text, const std::string& pattern,
 TEST_F(Replace, agrees_with_the_plain_steps_on_random_texts) {
     RandomTexts random(20250731);
     const std::string_view alphabet("ab|\0", 4);
-    for (int round = 0; round < 200000; ++round) {
+    for (int round = 0; round < Rounds(200000); ++round) {
         const std::string text = random.Over(alphabet, 40);
         const std::string pattern = random.Over("ab|", 3);
         const std::string replacement = random.Over("ab|", 6);
@@ -135,7 +136,7 @@ TEST_F(Replace, agrees_with_the_plain_steps_on_random_texts) {
 TEST_F(Replace, agrees_with_the_plain_steps_on_long_texts) {
     RandomTexts random(7);
     const std::string_view alphabet("aab||xyz\0", 9);
-    for (int round = 0; round < 60; ++round) {
+    for (int round = 0; round < Rounds(60); ++round) {
         const std::string text = random.Over(alphabet, 20000);
         // Patterns may be longer than the window that a search looks at.
         const std::string pattern = random.Below(4) == 0 && text.size() > 6000
