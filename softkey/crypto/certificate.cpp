@@ -105,7 +105,7 @@ X509Ptr StoredCertificate(const Bytes& der) {
 Bytes CertificateDer(X509* certificate) {
     unsigned char* der = nullptr;
     const int size = i2d_X509(certificate, &der);
-    if (size <= 0) throw Failure(kCertificateMalformed, "writing it back");
+    if (size <= 0) throw Failure(kCryptoFailed, "writing a certificate back");
     Bytes bytes(der, der + size);
     OPENSSL_free(der);
     return bytes;

@@ -33,12 +33,14 @@ const std::uint8_t* FindNumber(const SecretBytes& plain) {
 
 PKeyPtr OpenSm2(const SecretBytes& plain, const Bytes& publicKey) {
     const std::uint8_t* const bytes = FindNumber(plain);
-    const BignumPtr number(BN_secure_new());
-    if (bytes == nullptr || publicKey.size() < kSm2PointSize || !number ||
-        BN_bin2bn(bytes, kNumberSize, number.get()) == nullptr ||
-        !IsSm2PrivateNumber(number.get())) {
+    if (bytes == nullptr || publicKey.size() < kSm2PointSize) {
         throw Failure(kStateDamaged, "a private key");
     }
+    const BignumPtr number(BN_secure_new());
+    if (!number || BN_bin2bn(bytes, kNumberSize, number.get()) == nullptr) {
+        throw Failure(kNoMemory, "a private key");
+    }
+    if (!IsSm2PrivateNumber(number.get())) throw Failure(kStateDamaged, "a private key");
     return MakeSm2Pair(number.get(), {publicKey.end() - kSm2PointSize, publicKey.end()});
 }
 

@@ -32,20 +32,29 @@ void TellLeakChecker() {
 }  // namespace
 
 void KeepOpenssl() {
-    static const int kept = OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
-    if (kept != 1) throw Failure(kCryptoFailed, "OpenSSL does not start");
+    static const bool kept = [] {
+        const int started = OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
+        // Without its context, for which there was no memory, it would crash.
+        if (started != 1 || OSSL_LIB_CTX_set0_default(nullptr) == nullptr) {
+            throw Failure(kCryptoFailed, "OpenSSL does not start");
+        }
+        return true;
+    }();
+    static_cast<void>(kept);
 }
 
 void PrepareSecureHeap() {
     KeepOpenssl();
+    // What fails is tried again by the next call: memory may be there by then.
     static const bool ready = [] {
         if (CRYPTO_secure_malloc_initialized() == 0) {
             CRYPTO_secure_malloc_init(kHeapSize, kSmallestBlock);
             TellLeakChecker();
         }
-        return CRYPTO_secure_malloc_initialized() != 0;
+        if (CRYPTO_secure_malloc_initialized() == 0) throw Failure(kNoMemory, "no secure heap");
+        return true;
     }();
-    if (!ready) throw Failure(kNoMemory, "no secure heap");
+    static_cast<void>(ready);
 }
 
 SecretBytes::SecretBytes(std::size_t size) : size_(size), room_(std::max<std::size_t>(size, 1)) {

@@ -21,7 +21,8 @@ bool IsFor(const MisbehaviourRule& rule, const std::string& entry) {
 std::string ParseEntry(const PlanFields& rule) {
     if (!rule.Has("entry")) RejectField(rule.Name("entry"), "is missing");
     const PlanJson& value = rule.Value("entry");
-    if (value == kAllEntries) return kAllEntries;
+    // Not by the operator of PlanJson, which needs memory and may not throw.
+    if (value.is_string() && value.get_ref<const std::string&>() == kAllEntries) return kAllEntries;
     if (!value.is_string() || !MisbehaviourEntryIndex(value.get<std::string>())) {
         RejectField(rule.Name("entry"),
                     Sentence("must be the name of an entry point, not {1}", {value.dump()}));
@@ -148,7 +149,8 @@ Misbehaviour MisbehaviourPlanText::EffectOn(const std::string& entry, std::uint6
 
 MisbehaviourPlanText ParseMisbehaviourPlan(const std::string& text) {
     if (text.size() > kLongestPlan) RejectField("plan", "is longer than 1 MiB");
-    const PlanJson json = ReadPlanJson(text);
+    PlanJson json = ReadPlanJson(text);
+    const Emptied emptied(json);
     const PlanFields fields(json, "");
     fields.AllowOnly({"seed", "rules", "limits", "foreign", "tries_left"});
     MisbehaviourPlanText plan;

@@ -16,6 +16,24 @@ using PlanJson = nlohmann::json;
 // Throws PlanError, as all that follows does.
 PlanJson ReadPlanJson(const std::string& text);
 
+// Empties a document from within, leaf by leaf, when this ends: nlohmann-json takes memory to
+// destroy what is not empty, and ends the process when there is none.
+class Emptied {
+public:
+    explicit Emptied(PlanJson& json) : json_(json) {}
+    ~Emptied() { Empty(json_); }
+    Emptied(const Emptied&) = delete;
+    Emptied& operator=(const Emptied&) = delete;
+
+private:
+    static void Empty(PlanJson& json) {
+        if (!json.is_structured()) return;
+        for (PlanJson& child : json) Empty(child);
+        json.clear();
+    }
+    PlanJson& json_;
+};
+
 [[noreturn]] void RejectField(const std::string& field, const std::string& reason);
 [[noreturn]] void RejectField(const std::string& field, const char* reason);  // to be translated
 

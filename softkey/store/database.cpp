@@ -85,15 +85,18 @@ std::int64_t Statement::Int(int column) const {
 }
 
 std::string Statement::Text(int column) const {
+    const bool isNull = sqlite3_column_type(stmt_, column) == SQLITE_NULL;
     const auto* const text = reinterpret_cast<const char*>(sqlite3_column_text(stmt_, column));
+    if (text == nullptr && !isNull) throw Failure(kNoMemory);
     if (text == nullptr) return {};
     return {text, static_cast<std::size_t>(sqlite3_column_bytes(stmt_, column))};
 }
 
 Bytes Statement::Blob(int column) const {
     const auto* const data = static_cast<const std::uint8_t*>(sqlite3_column_blob(stmt_, column));
-    if (data == nullptr) return {};
-    return {data, data + sqlite3_column_bytes(stmt_, column)};
+    const int size = sqlite3_column_bytes(stmt_, column);
+    if (data == nullptr && size > 0) throw Failure(kNoMemory);
+    return {data, data + size};
 }
 
 Database::Database(const Bytes& image) {

@@ -24,7 +24,10 @@ std::optional<Bytes> ReadIfThere(const std::string& path, Stamp* stamp = nullptr
 
 bool IsThere(const std::string& path) {
     struct stat status {};
-    return stat(path.c_str(), &status) == 0 && status.st_size > 0;
+    if (stat(path.c_str(), &status) == 0) return status.st_size > 0;
+    if (errno != ENOENT)
+        FailOnFile(path);  // a state that cannot be seen is not one that is not there
+    return false;
 }
 
 // A guard that names no earlier state belongs to a first state that may not have been finished.
@@ -46,20 +49,44 @@ struct timespec Now() {
 
 // Marked as changed at that time, to the nanosecond: times that the system sets come from a clock
 // of a few milliseconds' steps.
-void WriteNew(const std::string& home, const Bytes& image, const struct timespec& changed) {
-    if (image.size() > File::kLargest) {
-        throw Failure(kStateFull, Sentence("{1}: larger than it can be", {DatabasePath(home)}));
-    }
-    try {
-        const File file(NewDatabasePath(home), O_WRONLY | O_CREAT | O_TRUNC);
-        file.Required().WriteAt(0, image.data(), image.size());
-        file.SetChanged(changed);
-        file.Sync();
-    } catch (const Failure&) {
-        unlink(NewDatabasePath(home).c_str());
-        throw;
-    }
+void WriteNew(const std::string& path, const Bytes& image, const struct timespec& changed) {
+    const File file(path, O_WRONLY | O_CREAT | O_TRUNC);
+    file.Required().WriteAt(0, image.data(), image.size());
+    file.SetChanged(changed);
+    file.Sync();
 }
+
+// The file that is to be the database. It is gone with this unless it has taken the other's place.
+class Successor {
+public:
+    Successor(const std::string& home, const Bytes& image, const struct timespec& changed)
+        : path_(NewDatabasePath(home)), placeToTake_(DatabasePath(home)) {
+        if (image.size() > File::kLargest) {
+            throw Failure(kStateFull, Sentence("{1}: larger than it can be", {placeToTake_}));
+        }
+        try {
+            WriteNew(path_, image, changed);
+        } catch (...) {
+            unlink(path_.c_str());
+            throw;
+        }
+    }
+    ~Successor() {
+        if (waits_) unlink(path_.c_str());
+    }
+    Successor(const Successor&) = delete;
+    Successor& operator=(const Successor&) = delete;
+
+    void TakePlace() {
+        if (std::rename(path_.c_str(), placeToTake_.c_str()) != 0) FailOnFile(placeToTake_);
+        waits_ = false;
+    }
+
+private:
+    std::string path_;
+    std::string placeToTake_;
+    bool waits_ = true;
+};
 
 void WriteGuard(const File& file, const Guard& guard) {
     const Guard::Text text = guard.Write();
@@ -68,12 +95,10 @@ void WriteGuard(const File& file, const Guard& guard) {
 
 // The two steps that make an image the state. A crash of the machine between them is as harmless
 // as a kill: the guard is on the disk before the file takes its place.
-void Adopt(const std::string& home, const File& folder, const File& guardFile, Guard& guard) {
+void Adopt(Successor& successor, const File& folder, const File& guardFile, Guard& guard) {
     WriteGuard(guardFile, guard);
     guardFile.Sync();
-    if (std::rename(NewDatabasePath(home).c_str(), DatabasePath(home).c_str()) != 0) {
-        FailOnFile(DatabasePath(home));
-    }
+    successor.TakePlace();
     folder.Sync();
     guard.before = guard.after;
     WriteGuard(guardFile, guard);
@@ -105,8 +130,8 @@ StateFile::Found StateFile::Look(const std::string& home) {
 void StateFile::Establish(const std::string& home, const Lock& lock, const Bytes& image) {
     Guard guard = Guard::Make();
     guard.after = {1, guard.DigestOf(image)};
-    WriteNew(home, image, Now());
-    Adopt(home, File(home, O_RDONLY | O_DIRECTORY).Required(), lock.file(), guard);
+    Successor successor(home, image, Now());
+    Adopt(successor, File(home, O_RDONLY | O_DIRECTORY).Required(), lock.file(), guard);
     unlink(OldLogPath(home).c_str());
     unlink(OldIndexPath(home).c_str());
 }
@@ -204,8 +229,8 @@ void StateFile::Replace(const Bytes& image) {
     const std::uint64_t written = guard.after.number;
     const struct timespec now = Now();
     number_ = 0;  // until it is done, nobody can say which state the file holds
-    WriteNew(home_, image, now);
-    Adopt(home_, folder_, *guardFile_, guard);
+    Successor successor(home_, image, now);
+    Adopt(successor, folder_, *guardFile_, guard);
     guardFile_->SetChanged(now);
     guardStamp_.Expect(Guard::kSize, now);
     databaseStamp_.Expect(image.size(), now);

@@ -140,7 +140,7 @@ void Store::Commit() {
 void Store::End() {
     try {
         if (db_ && db_->InTransaction()) db_->Execute("ROLLBACK");
-    } catch (const Failure&) {
+    } catch (...) {  // memory may have run out
         db_.reset();
     }
     file_->EndChange();

@@ -95,6 +95,15 @@ void RequireStillThere(const KeyRecord& key) {
     device.RequireStillThere(key);
 }
 
+// Whether OpenSSL had no memory, and answered what it answers for a text that is malformed.
+bool OpensslLackedMemory() {
+    bool lacked = false;
+    while (const unsigned long error = ERR_get_error()) {
+        lacked |= ERR_GET_REASON(error) == ERR_R_MALLOC_FAILURE;
+    }
+    return lacked;
+}
+
 int Run(const std::function<void(Call&)>& body, Call& call) {
     try {
         body(call);
@@ -103,8 +112,7 @@ int Run(const std::function<void(Call&)>& body, Call& call) {
     } catch (const PlannedException&) {
         throw;
     } catch (const Failure& failure) {
-        ERR_clear_error();
-        return failure.code();
+        return OpensslLackedMemory() ? kNoMemory : failure.code();
     } catch (const std::bad_alloc&) {
         return kNoMemory;
     } catch (...) {
@@ -186,20 +194,19 @@ void Call::Pass(const KeyRecord* key) {
     if (key != nullptr) RequireStillThere(*key);
 }
 
-int Enter(const EntryPoint& entry, const std::function<void(Call&)>& body) {
+int EnterWith(const EntryPoint& entry, const std::function<void(Call&)>& body) {
     const AtWork atWork;
     const bool misbehaving = Look(entry);
     if (IsLookRequest(entry.serial)) return kOk;
     const Misbehaviour plan = misbehaving ? PlanFor(entry) : Misbehaviour();
     Call call(entry, plan);
-    const int result = Run(
-        [&plan, &entry, &body](Call& now) {
-            Prepare(plan, entry.serial);
-            if (!plan.code) return body(now);
-            now.PassMidway();
-            throw Failure(static_cast<Code>(*plan.code), "as planned");
-        },
-        call);
+    const auto planned = [&plan, &entry, &body](Call& now) {
+        Prepare(plan, entry.serial);
+        if (!plan.code) return body(now);
+        now.PassMidway();
+        throw Failure(static_cast<Code>(*plan.code), "as planned");
+    };
+    const int result = Run(std::cref(planned), call);
     if (plan.length && !plan.code && entry.length != nullptr) *entry.length = *plan.length;
     return result == kOk && plan.codeAfter ? *plan.codeAfter : result;
 }

@@ -61,7 +61,13 @@ private:
 
 // Runs the body and answers its result. The body throws Failure for everything but success. An
 // exception leaves only when the misbehaviour plan says so.
-int Enter(const EntryPoint& entry, const std::function<void(Call&)>& body);
+int EnterWith(const EntryPoint& entry, const std::function<void(Call&)>& body);
+
+// The function refers to the body: a copy of it could need memory before anything is caught.
+template <typename Body>
+int Enter(const EntryPoint& entry, const Body& body) {
+    return EnterWith(entry, std::cref(body));
+}
 
 // Answers whether a buffer of that size was asked for or is missing: a probe. Writes the size that
 // is needed then, and when the buffer is too small, which is kBufferTooSmall.

@@ -18,14 +18,13 @@ void Prepare(pthread_rwlock_t* gate) {
     pthread_rwlockattr_destroy(&attributes);
 }
 
-// Never destroyed: a thread may be inside when the process ends.
+// Never destroyed, as it has no destructor: a thread may be inside when the process ends. It needs
+// no memory either: nobody catches what is thrown here.
 pthread_rwlock_t* Made() {
-    static pthread_rwlock_t* const gate = [] {
-        auto* const made = new pthread_rwlock_t;
-        Prepare(made);
-        return made;
-    }();
-    return gate;
+    static pthread_rwlock_t gate;
+    static const bool prepared = (Prepare(&gate), true);
+    static_cast<void>(prepared);
+    return &gate;
 }
 
 // The lock knows its writer by a thread's number, which is another in the child: it is made anew.

@@ -11,6 +11,10 @@ MAP = FOLDER / "reach.json"
 SETTINGS = ["-DCMAKE_BUILD_TYPE=Debug", "-DKESTA_BUILD_EXAMPLES=ON",
             *(f"-DCMAKE_{language}_FLAGS_DEBUG=-O0 -g1 --coverage -fprofile-update=atomic"
               for language in ("C", "CXX"))]
+# What a sample is built of: the library and its tests.
+SAMPLE = ["-DKESTA_BUILD_SOFTKEY=OFF", "-DKESTA_BUILD_TOOLS=OFF", "-DKESTA_BUILD_EXAMPLES=OFF"]
+SAMPLE_TARGETS = ["src/all", "tests/library/unit/all", "tests/library/api/all"]
+TARGETS = []  # everything
 MEASURED = ("src/", "softkey/", "include/", "tools/")
 # They judge files as they ship, or the tree, or run the whole build once more.
 ELSEWHERE = ("abi", "install", "docs", "reference", "demo", "check", "style", "prove", "bench")
@@ -18,6 +22,15 @@ ELSEWHERE = ("abi", "install", "docs", "reference", "demo", "check", "style", "p
 
 # Whose objects hold lines that are measured; the tests' own do not, but for those of the headers.
 OBJECTS = ("src", "softkey", "tools", "recorder", "tests/face", "tests/flow", "examples")
+
+
+def take_a_sample():
+    """From now on the library alone, in a build of its own."""
+    global FOLDER, MAP
+    FOLDER = proof.TOP / "build" / "coverage-sample"
+    MAP = FOLDER / "reach.json"
+    SETTINGS.extend(SAMPLE)
+    TARGETS.extend(SAMPLE_TARGETS)
 
 
 def lines_of(report):
@@ -59,7 +72,7 @@ class Counts:
 def measure(wanted=lambda group: True, mapped=True):
     """Builds, runs, and returns the names of the tests that failed. The map is left in MAP, unless only
     the counts are of interest: it takes as long again."""
-    proof.build(proof.TOP, FOLDER, *SETTINGS)
+    proof.build(proof.TOP, FOLDER, *SETTINGS, only=TARGETS)
     for data in FOLDER.rglob("*.gcda"):
         data.unlink()
     groups = {name: tests for name, tests in proof.tests_of(FOLDER).items()

@@ -8,6 +8,24 @@ namespace kit {
 
 using Form = nlohmann::ordered_json;
 
+// nlohmann-json takes memory to destroy what is not empty, and ends the process when there is none:
+// this empties it from within, leaf by leaf.
+class Emptied {
+public:
+    explicit Emptied(Form& form) : form_(form) {}
+    ~Emptied() { Empty(form_); }
+    Emptied(const Emptied&) = delete;
+    Emptied& operator=(const Emptied&) = delete;
+
+private:
+    static void Empty(Form& form) {
+        if (!form.is_structured()) return;
+        for (Form& child : form) Empty(child);
+        form.clear();
+    }
+    Form& form_;
+};
+
 // Between our values and those of nlohmann-json.
 struct JsonForms {
     static Form To(const Json& json) {
@@ -42,7 +60,7 @@ struct JsonForms {
     }
 
 private:
-    static Form Made(std::monostate) { return nullptr; }
+    static Form Made(Json::Null) { return nullptr; }
     static Form Made(const Json::Items& items) {
         Form array = Form::array();
         for (const Json& item : items) array.push_back(To(item));
@@ -95,7 +113,7 @@ std::optional<Json> Json::Parse(std::string_view text) {
 }
 
 Json& Json::operator[](std::string_view name) {
-    if (std::holds_alternative<std::monostate>(value_)) value_ = Members();
+    if (std::holds_alternative<Null>(value_)) value_ = Members();
     auto& members = std::get<Members>(value_);
     for (auto& [known, value] : members) {
         if (known == name) return value;
@@ -104,7 +122,7 @@ Json& Json::operator[](std::string_view name) {
 }
 
 void Json::push_back(Json item) {
-    if (std::holds_alternative<std::monostate>(value_)) value_ = Items();
+    if (std::holds_alternative<Null>(value_)) value_ = Items();
     std::get<Items>(value_).push_back(std::move(item));
 }
 
@@ -128,7 +146,9 @@ const Json* Json::Find(std::string_view name) const {
 }
 
 std::string Json::Text() const {
-    return Escaped(JsonForms::To(*this).dump(-1, ' ', false, Form::error_handler_t::replace));
+    Form form = JsonForms::To(*this);
+    const Emptied emptied(form);
+    return Escaped(form.dump(-1, ' ', false, Form::error_handler_t::replace));
 }
 
 }  // namespace kit

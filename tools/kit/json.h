@@ -58,8 +58,16 @@ public:
 private:
     using Items = std::vector<Json>;
     using Members = std::vector<Member>;
-    using Kind = std::variant<std::monostate, bool, std::int64_t, std::uint64_t, double,
-                              std::string, Items, Members>;
+    // Not std::monostate: of a variant whose alternatives are all trivial, texts or lists the
+    // runtime thinks that it always holds one, and destroys what a copy that ran out of memory
+    // never made.
+    struct Null {
+        Null() noexcept {}
+        Null(const Null&) noexcept {}
+        Null& operator=(const Null&) noexcept { return *this; }
+    };
+    using Kind =
+        std::variant<Null, bool, std::int64_t, std::uint64_t, double, std::string, Items, Members>;
 
     friend struct JsonForms;
     explicit Json(Kind value) : value_(std::move(value)) {}

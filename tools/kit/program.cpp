@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
+#include <new>
 #include <regex>
 #include <sstream>
 
@@ -126,6 +127,15 @@ std::string PathOf(const CLI::App& app) {
     return path;
 }
 
+// In the person's words if that can still be done.
+void TellThatMemoryRanOut(const char* name) noexcept {
+    try {
+        SayAside(std::string(name) + ": " + _("out of memory") + "\n");
+    } catch (...) {
+        std::fprintf(stderr, "%s: out of memory\n", name);
+    }
+}
+
 }  // namespace
 
 const char* ProgramName() {
@@ -209,6 +219,9 @@ Complaint Program::Parts::Misuse(const std::exception& error) const {
 
 Complaint Program::Parts::Explain(const std::exception& error) const {
     Complaint complaint{about.failed, error.what(), "", "", {}};
+    if (dynamic_cast<const std::bad_alloc*>(&error) != nullptr) {
+        complaint.message = _("out of memory");
+    }
     if (translator(error, complaint)) return complaint;
     if (const auto* failed = dynamic_cast<const Failed*>(&error)) return failed->complaint;
     if (dynamic_cast<const UsageError*>(&error) != nullptr) complaint.status = about.usage;
@@ -355,10 +368,24 @@ int Program::Run(int count, char** arguments) {
             Say(said);
             return 0;
         };
+    } catch (const std::bad_alloc& error) {
+        return parts_->Fail(parts_->Explain(error), WantsJson(count, arguments));
     } catch (const std::exception& error) {
         return parts_->Fail(parts_->Misuse(error), WantsJson(count, arguments));
     }
     return parts_->Act();
+}
+
+int Guarded(const About& about, int (*body)(int count, char** arguments), int count,
+            char** arguments) noexcept {
+    try {
+        return body(count, arguments);
+    } catch (const std::bad_alloc&) {
+        TellThatMemoryRanOut(about.name);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "%s: %s\n", about.name, error.what());
+    }
+    return about.failed;
 }
 
 }  // namespace kit

@@ -30,6 +30,11 @@ struct About {
 // As in "ukey: message".
 const char* ProgramName();
 
+// What main does: a status and a word for whatever ends the command, before it has a parser and
+// after, and even when there is no memory to say it nicely.
+int Guarded(const About& about, int (*body)(int count, char** arguments), int count,
+            char** arguments) noexcept;
+
 class Program {
 public:
     using Action = std::function<int()>;

@@ -30,13 +30,17 @@ bool Translate(const std::exception& error, kit::Complaint& complaint) {
     return true;
 }
 
-}  // namespace
-
-int main(int count, char** arguments) {
+int Run(int count, char** arguments) {
     kit::UsePersonsLocale();
     translate = kit::_;
     kit::Console console;
     kit::Program program(command::kAbout, console, Translate);
     command::AddCommands(program, console);
     return program.Run(count, arguments);
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+    return kit::Guarded(command::kAbout, Run, count, arguments);
 }

@@ -15,13 +15,17 @@ bool Translate(const std::exception& error, kit::Complaint& complaint) {
     return true;
 }
 
-}  // namespace
-
-int main(int count, char** arguments) {
+int Run(int count, char** arguments) {
     kit::UsePersonsLocale();
     if (kit::SpeaksChinese()) kesta::Speak(kesta::Language::kChinese);
     ukey::Session session;
     kit::Program program(ukey::kAbout, session, Translate);
     ukey::AddCommands(program, session);
     return program.Run(count, arguments);
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+    return kit::Guarded(ukey::kAbout, Run, count, arguments);
 }
