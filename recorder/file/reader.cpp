@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <fstream>
+#include <new>
 #include <sstream>
 #include <unordered_map>
 
@@ -189,6 +190,8 @@ void TakeRecord(const unsigned char* content, std::uint64_t length, Assembly& as
             Json::sax_parse(content, content + length, &builder, Json::input_format_t::msgpack);
         if (!read || !record.is_array()) throw BadRecording("no array");
         assembly.Take(record);
+    } catch (const std::bad_alloc&) {
+        throw;  // that is no damage
     } catch (const std::exception&) {
         ++recording.damaged;
     }

@@ -32,7 +32,8 @@ std::vector<X509Ptr> ReadPkcs7(const Bytes& der) {
     for (int i = 0; stack != nullptr && i < sk_X509_num(stack); ++i) {
         X509* const certificate = sk_X509_value(stack, i);
         if (X509_up_ref(certificate) != 1) throw Failure(kCryptoFailed, "a certificate");
-        certificates.emplace_back(certificate);
+        X509Ptr owned(certificate);  // before there may be no memory for its place
+        certificates.push_back(std::move(owned));
         if (!IsDer(CertificateDer(certificate))) return {};
     }
     return certificates;

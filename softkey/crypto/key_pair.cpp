@@ -60,8 +60,8 @@ SecretBytes Sm2NumberOf(const EVP_PKEY* pair) {
     OSSL_PARAM* raw = nullptr;
     const int exported = EVP_PKEY_todata(pair, EVP_PKEY_KEYPAIR, &raw);
     const ParamsPtr params(raw);
-    const OSSL_PARAM* const number =
-        exported == 1 ? OSSL_PARAM_locate_const(raw, OSSL_PKEY_PARAM_PRIV_KEY) : nullptr;
+    if (exported != 1) throw Failure(kCryptoFailed, "taking a pair apart");
+    const OSSL_PARAM* const number = OSSL_PARAM_locate_const(raw, OSSL_PKEY_PARAM_PRIV_KEY);
     if (number == nullptr || number->data_size > kNumberSize) {
         throw Failure(kBadArgument, "a pair without a private half");
     }

@@ -151,7 +151,8 @@ void Database::Fill(const Bytes& image) {
     const int result =
         sqlite3_deserialize(db_, "main", copy, size, size,
                             SQLITE_DESERIALIZE_FREEONCLOSE | SQLITE_DESERIALIZE_RESIZEABLE);
-    if (result != SQLITE_OK) Fail(result, "reading the state");
+    // What the image holds is looked at later; SQLite calls it an error of whoever asked.
+    if (result != SQLITE_OK) throw Failure(kNoMemory);
 }
 
 Bytes Database::Image() {

@@ -298,11 +298,12 @@ void* faults_decide(std::uint64_t slot, const std::uintptr_t* stack, std::uintpt
     void* const real = slots[slot].real;
     if (slot == startsAt) __atomic_store_n(&armed, true, __ATOMIC_RELAXED);
     if (!__atomic_load_n(&armed, __ATOMIC_RELAXED)) return real;
+    std::uint32_t place = PlaceOf(from);
+    if (place == 0) place = PlaceOnStack(stack);
+    if (place == 0) return real;  // nobody's who is watched
     const std::uint32_t nth = __atomic_add_fetch(&record->calls, 1, __ATOMIC_RELAXED);
     if (nth <= kFaultCalls) {
-        const std::uint32_t place = PlaceOf(from);
-        record->log[nth - 1] = {static_cast<std::uint32_t>(slot),
-                                place != 0 ? place : PlaceOnStack(stack)};
+        record->log[nth - 1] = {static_cast<std::uint32_t>(slot), place};
     }
     if (nth != record->target) return real;
     record->failed = 1;

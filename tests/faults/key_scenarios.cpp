@@ -76,6 +76,12 @@ void KeyBench::MakeTemplate() {
     }
 }
 
+void KeyBench::ReadTexts() {
+    for (const char* const name : {"certificate", "chain", "envelope", "cipher"}) {
+        texts_[name] = Read(name);
+    }
+}
+
 void KeyBench::PutTemplateInPlace() const {
     CopyFolder(Path("template"), Home());
 }
@@ -138,9 +144,9 @@ void KeyBench::AddTokenScenarios(std::vector<Scenario>& all) {
         [this] { return token.SetLabel(kSerial, "another label that is long enough"); });
     add("GMCreatePKCS10", [this] { return Request(1, 2, 3).code; });
     add("GMCreatePKCS10Ex", [this] { return PairedRequest().code; });
-    add("GMWritePKCS7", [this] { return WriteCertificate(Read("certificate")); });
-    add("GMWritePKCS7, a chain", [this] { return WriteCertificate(Read("chain")); });
-    add("GMImportPriKey", [this] { return ImportKey(Read("envelope")); });
+    add("GMWritePKCS7", [this] { return WriteCertificate(texts_.at("certificate")); });
+    add("GMWritePKCS7, a chain", [this] { return WriteCertificate(texts_.at("chain")); });
+    add("GMImportPriKey", [this] { return ImportKey(texts_.at("envelope")); });
     add("GetCertInfo", [this] { return Certificate(1, 2).code; });
     add("GM_GetCertDN", [this] {
         std::array<char, 1024> name{};
@@ -163,7 +169,7 @@ void KeyBench::AddTokenScenarios(std::vector<Scenario>& all) {
     add("GMUsbKeyCriticalSign", [this] { return CriticalSign("text").code; });
     add("GMUsbKeyCommonSign", [this] { return SignHash(kHash, 2).code; });
     add("GMUsbKeyCommonSign, RSA", [this] { return SignHash(kHash, 1, 2).code; });
-    add("GMUSBKeyAsymDec2", [this] { return DecryptText(Read("cipher")).code; });
+    add("GMUSBKeyAsymDec2", [this] { return DecryptText(texts_.at("cipher")).code; });
     add("Batch_Sign", [this] {
         std::string serial = kSerial, warning = "sign?";
         std::array<char, 1024> text{};

@@ -4,6 +4,7 @@
 #define TESTS_FAULTS_KEY_SCENARIOS_H
 
 #include <functional>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -32,6 +33,7 @@ public:
     KeyBench();
 
     void MakeTemplate();  // in a process of its own
+    void ReadTexts();
     void PutTemplateInPlace() const;
     std::vector<Scenario> Scenarios();
     // All that is stored but the tries, as a text to compare.
@@ -51,6 +53,7 @@ private:
     void AddEventScenarios(std::vector<Scenario>& all);
 
     EventLibrary events_;
+    std::map<std::string, std::string> texts_;  // read before anything fails
 };
 
 #endif
