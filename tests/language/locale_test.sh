@@ -79,6 +79,13 @@ test_locale_that_is_not_installed_counts_by_its_name() {
     ends 0 in_locale "$gb18030" "$KESTA_BIN/ukey" --help
     iconv -f GB18030 -t UTF-8 out >converted
     expect_same_lines "the same in GB18030" utf8 converted
+    # The launcher too, whether or not LANGUAGE says it again, and in a charset that nobody knows.
+    local setting
+    for setting in "LC_ALL=$utf8" "LC_ALL=$utf8 LANGUAGE=zh_CN" "LC_ALL=zh_CN.NONSENSE"; do
+        # shellcheck disable=SC2086
+        ends 0 env $setting "$KESTA_BIN/ukey-sandbox" --help
+        grep -q '用法' out || fail "$setting: the launcher does not speak Chinese" "$(head -n 2 out)"
+    done
 }
 
 test_text_is_in_the_charset_of_the_locale() {
