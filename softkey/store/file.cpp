@@ -31,13 +31,21 @@ void FailOnFile(const std::string& path) {
                   Sentence("{1}: {2}", {path, translate(std::strerror(error))}));
 }
 
-// A pipe in a file's place keeps nobody waiting, and nothing is written through a link.
+// A pipe in a file's place keeps nobody waiting, and nothing is written through a link. Where a
+// program has closed its standard streams no file of ours takes their place: it would be printed
+// to.
 File::File(std::string path, int flags)
     : path_(std::move(path)),
       descriptor_(open(
           path_.c_str(),
           flags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK | ((flags & O_CREAT) != 0 ? O_NOFOLLOW : 0),
-          kOwnerOnly)) {}
+          kOwnerOnly)) {
+    if (descriptor_ < 0 || descriptor_ > STDERR_FILENO) return;
+    const int higher = fcntl(descriptor_, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    const int error = errno;
+    close(std::exchange(descriptor_, higher));
+    errno = error;
+}
 
 File::~File() {
     if (descriptor_ >= 0) close(descriptor_);

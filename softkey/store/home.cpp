@@ -43,8 +43,8 @@ bool IsUsableHome(const std::string& home) {
     constexpr mode_t kReadOrWrittenByOthers = S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;
     if ((status.st_mode & kReadOrWrittenByOthers) == 0) return true;
     throw Failure(kStateUnreachable,
-                  Sentence("{1}: others may read or write it, and with it the keys; close it with: "
-                           "chmod 700 '{1}'",
+                  Sentence("{1}: others may read or write it, and with it the keys; if it is there "
+                           "for the keys alone, close it with: chmod 700 '{1}'",
                            {home}));
 }
 

@@ -35,7 +35,8 @@ KeyRecord CreateKey(Store& store, const NewKey& wanted, std::string_view pin) {
     key.inserted = wanted.inserted;
     key.triesLeft = wanted.triesLeft;
     const MasterKey master = MasterKey::Random();
-    const PinSeal seal = SealMaster(master, pin, key.serial, wanted.pinCost);
+    const PinSeal seal =
+        SealMaster(master, pin, key.serial, wanted.pinCost ? *wanted.pinCost : CostOfNewKeys());
     std::vector<PairRecord> pairs;
     if (wanted.certificates) pairs = CertifiedPairs(key.serial, master, *wanted.certificates);
     Transaction transaction(store);

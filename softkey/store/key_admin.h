@@ -22,7 +22,7 @@ struct NewKey {
     bool inserted = true;
     int triesLeft = kMaxTries;             // 0: locked
     std::optional<Validity> certificates;  // set: with both pairs and their certificates
-    PinCost pinCost = CostOfNewKeys();
+    std::optional<PinCost> pinCost;        // unset: as the environment says
 };
 
 // Makes a key with a PIN. kPinLength; kBadArgument for what is malformed or

@@ -215,6 +215,22 @@ TEST_F(DamageTest, nothing_is_written_through_a_link) {
     EXPECT_EQ(token.SetLabel(kSerial, "new"), kOk);
 }
 
+// What a service that has closed its standard streams prints must not go into the state.
+TEST_F(DamageTest, no_file_of_a_state_takes_the_place_of_a_closed_stream) {
+    const pid_t child = fork();
+    if (child == 0) {
+        for (const int stream : {0, 1, 2}) close(stream);
+        const int described = Describe();
+        int printed = 0;
+        for (const int stream : {0, 1, 2}) printed += write(stream, "junk", 4) == 4 ? 1 : 0;
+        _exit(described == kOk && printed == 0 ? 0 : 1);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(Describe(), kOk);
+}
+
 TEST_F(DamageTest, a_missing_file_is_told_and_not_made_again) {
     for (const char* const name : {"softkey.db", "softkey.guard"}) {
         const std::string file = std::string("home/") + name;

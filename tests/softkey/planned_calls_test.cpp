@@ -334,6 +334,8 @@ TEST_F(PlannedCalls, a_rule_for_one_serial_number_leaves_the_other_key_alone) {
     EXPECT_EQ(Label(), kOk);
     KeyTable(*OpenStore()).SetInserted(kSerial, false);
     EXPECT_EQ(Label(""), kStateBusy) << "the only key that is present";
+    KeyTable(*OpenStore()).SetInserted("KS2", false);
+    EXPECT_EQ(Label("KS2"), kStateBusy) << "though it is out";
 }
 
 TEST_F(PlannedCalls, a_key_without_room_says_so_and_keeps_what_it_has) {

@@ -47,6 +47,8 @@ TEST(Json, keeps_members_in_order_and_reads_what_it_writes) {
     ASSERT_TRUE(Json::Parse(text));
     EXPECT_EQ(Json::Parse(text)->Text(), text);
     EXPECT_FALSE(Json::Parse("{"));
+    EXPECT_TRUE(Json::Parse(std::string(100, '[') + std::string(100, ']')));
+    EXPECT_FALSE(Json::Parse(std::string(100000, '[') + std::string(100000, ']')));
 }
 
 TEST(Fill, puts_the_parts_where_the_sentence_wants_them) {

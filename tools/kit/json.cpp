@@ -107,8 +107,14 @@ std::string Escaped(const std::string& text) {
 Json::Json(const std::vector<std::string>& texts) : value_(Items(texts.begin(), texts.end())) {}
 
 std::optional<Json> Json::Parse(std::string_view text) {
-    const Form form = Form::parse(text, nullptr, false);
-    if (form.is_discarded()) return std::nullopt;
+    constexpr int kDeepest = 100;  // what follows a value goes as deep as the value
+    bool tooDeep = false;
+    const auto follow = [&tooDeep](int depth, Form::parse_event_t, const Form&) {
+        tooDeep = tooDeep || depth > kDeepest;
+        return !tooDeep;
+    };
+    const Form form = Form::parse(text, follow, false);
+    if (tooDeep || form.is_discarded()) return std::nullopt;
     return JsonForms::From(form);
 }
 

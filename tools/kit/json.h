@@ -40,7 +40,7 @@ public:
 
     static Json array() { return Json(Kind(Items())); }
     static Json object() { return Json(Kind(Members())); }
-    // Nothing where the text is not JSON.
+    // Nothing where the text is not JSON, or nested more than a hundred deep.
     static std::optional<Json> Parse(std::string_view text);
 
     // The member of that name, which is added when it is not there; null becomes an object.

@@ -31,6 +31,19 @@ void ReadLine(const std::string& path, SecretText& pin) {
     }
 }
 
+void RequireEnterable(const SecretText& pin) {
+    for (const char byte : pin.View()) {
+        const auto value = static_cast<unsigned char>(byte);
+        if (value < 0x20 || value == 0x7F)
+            throw Failure(kBadArgument, _("a PIN holds no control characters"));
+    }
+}
+
+void ReadPin(const std::string& path, SecretText& pin) {
+    ReadLine(path, pin);
+    RequireEnterable(pin);
+}
+
 }  // namespace
 
 std::pair<Option, Option> AddPinOptions(const Options& options, PinSource& source) {
@@ -45,8 +58,8 @@ std::pair<Option, Option> AddPinOptions(const Options& options, PinSource& sourc
 
 void ChooseNewPin(const PinSource& source, const PinContext& context, NewPinKind kind,
                   SecretText& pin) {
-    if (source.standardInput) return ReadLine("-", pin);
-    if (!source.file.empty()) return ReadLine(source.file, pin);
+    if (source.standardInput) return ReadPin("-", pin);
+    if (!source.file.empty()) return ReadPin(source.file, pin);
     const Code code = AskNewPin(context, pin, kind);
     if (code == kPinCancelled) {
         const std::string variable =

@@ -58,6 +58,23 @@ test_create_names_a_pin_file_that_is_not_there() {
     err_is 'softkey: .: Is a directory'
 }
 
+test_create_refuses_a_cost_of_the_pin_that_is_none() {
+    for cost in 1e400 -1024 99999999999999999999 '1024 '; do
+        KESTA_SOFTKEY_PIN=123456 KESTA_SOFTKEY_PIN_COST=$cost run 2 create
+        err_is "softkey: an argument is missing or malformed: KESTA_SOFTKEY_PIN_COST=$cost"
+        KESTA_SOFTKEY_PIN_COST=$cost run 0 create --help
+    done
+}
+
+test_create_refuses_a_pin_that_nobody_can_enter() {
+    for pin in '123456\0007' '\0331234567' '1234\t5678' '123456\177'; do
+        # shellcheck disable=SC2059
+        printf "$pin" >pin
+        run 2 create --pin-file pin
+        err_is 'softkey: an argument is missing or malformed: a PIN holds no control characters'
+    done
+}
+
 test_create_refuses_pins_of_wrong_length() {
     for pin in 12345 12345678901234567 "$(printf '%0300d' 0)"; do
         KESTA_SOFTKEY_PIN=$pin run 4 create
