@@ -91,13 +91,21 @@ int MakeRecording(const std::string& file, bool full, const std::string& version
     std::string fresh = file + ".XXXXXX";
     const int made = mkostemp(fresh.data(), O_CLOEXEC);
     if (made < 0) Refuse(file, errno);
-    if (Writer::Create(made) && Describe(fresh, full, version, key) &&
-        rename(fresh.c_str(), file.c_str()) == 0) {
-        return made;
+    const auto discard = [&] {
+        close(made);
+        unlink(fresh.c_str());
+    };
+    try {
+        if (Writer::Create(made) && Describe(fresh, full, version, key) &&
+            rename(fresh.c_str(), file.c_str()) == 0) {
+            return made;
+        }
+    } catch (...) {  // no memory for the description
+        discard();
+        throw;
     }
     const int reason = errno;
-    close(made);
-    unlink(fresh.c_str());
+    discard();
     Refuse(file, reason);
 }
 
