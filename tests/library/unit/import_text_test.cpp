@@ -217,7 +217,8 @@ TEST(ClassifyBundle, agrees_with_the_plain_steps_on_random_texts) {
         ASSERT_EQ(KindOf(text), steps::Classify(text)) << text;
         ++kinds[steps::Classify(text)];
     }
-    for (const int kind : {1, 2, 3}) EXPECT_GT(kinds[kind], Rounds(1000)) << "the texts reach every kind";
+    for (const int kind : {1, 2, 3})
+        EXPECT_GT(kinds[kind], Rounds(1000)) << "the texts reach every kind";
 }
 
 TEST(SectionScanner, agrees_with_the_plain_steps_on_random_texts) {
