@@ -2,9 +2,9 @@
 #ifndef KESTA_ROUNDS_H
 #define KESTA_ROUNDS_H
 
-// A sanitizer makes a round ten times as dear.
+// A sanitizer or an emulator makes a round ten times as dear.
 constexpr int Rounds(int usual) {
-#ifdef KESTA_SANITIZED
+#if defined(KESTA_SANITIZED) || defined(KESTA_EMULATED)
     return usual / 10;
 #else
     return usual;
