@@ -10,6 +10,6 @@ EXPORT int Forwarded() {
 EXPORT bool initialised = true;
 }
 
-#define NULL_FUNCTION(name) __asm__(".globl " #name "\n.set " #name ", forwarded\n");
+#define NULL_FUNCTION(name) __asm__(".globl " #name "\n.set " #name ", Forwarded\n");
 KESTA_UKEY_FUNCTIONS(NULL_FUNCTION)
 __asm__(".globl g_initFlag\n.set g_initFlag, initialised\n");
