@@ -2,7 +2,6 @@
 // and SQLite, and each allocation within these, in scenarios that cover every entry point; and sees
 // what becomes of it: no crash, a code that tells the truth, a state as before or after, no try of
 // the PIN given back, nothing left behind, and a next call as if nothing had been. See --help.
-#include <dirent.h>
 #include <malloc.h>
 #include <openssl/crypto.h>
 #include <openssl/err.h>
@@ -15,6 +14,7 @@
 #include <map>
 #include <set>
 
+#include "descriptors.h"
 #include "failing_calls.h"
 #include "key_scenarios.h"
 
@@ -57,14 +57,6 @@ bool TellsTheTruth(const std::string& symbol, int code) {
                                                           "d2i_PUBKEY", "d2i_PKCS8_PRIV_KEY_INFO",
                                                           "d2i_RSAPrivateKey"};
     return (code == kStateDamaged || code == kPinWrong) && kOfWhatIsStored.count(symbol) != 0;
-}
-
-int Descriptors() {
-    int count = 0;
-    DIR* const folder = opendir("/proc/self/fd");
-    while (readdir(folder) != nullptr) ++count;
-    closedir(folder);
-    return count;
 }
 
 void Prepare(const Scenario& scenario) {

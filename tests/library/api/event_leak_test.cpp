@@ -1,17 +1,8 @@
 // Nothing piles up over many waits: no memory, no descriptor, no entry of the slot map.
-#include <dirent.h>
-
+#include "descriptors.h"
 #include "event_test.h"
 
 namespace {
-
-int OpenDescriptors() {
-    int count = 0;
-    DIR* const directory = opendir("/proc/self/fd");
-    while (readdir(directory)) ++count;
-    closedir(directory);
-    return count;
-}
 
 // Each wait ends by an arrival, a removal, another event, a stop or a failure to begin.
 void WaitOnce(int round) {
@@ -38,9 +29,9 @@ TEST(TenThousandWaits, leak_neither_memory_nor_descriptors) {
     TheRecorder().On("ValtoT_GetDeviceInfo").Writes(2, DeviceRecord("0123456789ABCDEF"));
     WaitOften(500);
     const std::size_t heap = HeapInUse();
-    const int descriptors = OpenDescriptors();
+    const int descriptors = Descriptors();
     WaitOften(10000);
     EXPECT_LT(HeapInUse(), heap + 10000);
-    EXPECT_EQ(OpenDescriptors(), descriptors);
+    EXPECT_EQ(Descriptors(), descriptors);
     EXPECT_LE(g_WaitEventSlotMap.size(), 4U);
 }

@@ -1,7 +1,6 @@
 // Fails each call that the library makes into the runtime and the kernel once, the nth for every n,
 // in scenarios that cover every export, and sees what becomes of it: no crash, a code that is
 // documented for it, nothing left behind, and a next call as if nothing had been. See --help.
-#include <dirent.h>
 #include <link.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -14,6 +13,7 @@
 #include <new>
 #include <set>
 
+#include "descriptors.h"
 #include "every_export.h"
 #include "exports_cpp.h"
 #include "failing_call.h"
@@ -248,14 +248,6 @@ int Run(const Scenario& scenario) {
     } catch (const LGN::CLgnException& exception) {
         return exception.code == kOutOfMemory ? kThrown : kThrown + 1;
     }
-}
-
-int Descriptors() {
-    int count = 0;
-    DIR* const folder = opendir("/proc/self/fd");
-    while (readdir(folder) != nullptr) ++count;
-    closedir(folder);
-    return count;
 }
 
 bool Allowed(const Scenario& scenario, Then then, int usual, int code) {
