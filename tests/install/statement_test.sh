@@ -66,6 +66,15 @@ test_missing_and_added_files_are_refused() {
     refuses '-.*first.deb'
 }
 
+# A link may lead anywhere, and elsewhere tomorrow.
+test_links_are_refused() {
+    make_release
+    ln -s /etc/hostname release/third.deb
+    refuses 'third.deb is neither'
+    if tree/packaging/make-statement --commit HEAD --version 1.2-3 release 2>said; then fail "it is stated"; fi
+    grep -q 'third.deb is neither' said || fail "it fails otherwise" "$(<said)"
+}
+
 test_changed_statement_is_refused() {
     make_release
     sed -i 's/1.2-3/1.2-4/' release/statement.json
@@ -84,6 +93,7 @@ test_signature_of_another_is_refused() {
 test_another_commit_is_refused() {
     make_release
     refuses "made from commit $commit, not 1234" --commit 1234
+    refuses 'usage:' --commit ''
 }
 
 run_claims "$@"
