@@ -64,6 +64,7 @@ packages_of_last_release() {
     if [[ ! -e $folder/done-$1 ]]; then
         git -C "$top" cat-file -e "$source" 2>/dev/null ||
             fail "the source of the release $last, tree $source, is not in this clone; fetch its whole history"
+        echo "$self: building the packages of $last for $1 from its source, which takes minutes" >&2
         mkdir -p "$folder/tree"
         git -C "$top" archive "$source" | tar -C "$folder/tree" -xf -
         SOURCE_DATE_EPOCH=$(git -C "$top" log -1 --format=%ct) "$folder/tree/packaging/make-packages" "$1" \
