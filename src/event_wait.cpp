@@ -3,11 +3,13 @@
 #include <cxxabi.h>
 #include <dlfcn.h>
 #include <string.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstring>
 #include <ctime>
 #include <iterator>
+#include <new>
 
 #include "commonfunction.h"
 #include "hand_out.h"
@@ -78,6 +80,19 @@ int AnswerRemoval(std::uint32_t slot, SlotMap& slots, unsigned int* eventType,
     return SetLastError(KESTA_OK);
 }
 
+// A process that forked while another thread filled its slots inherits them half changed: they are
+// left as they lie, not destroyed.
+void Empty(SlotMap& slots) {
+    static pid_t filledBy = 0;
+    const bool inherited = filledBy != 0 && filledBy != getpid();
+    filledBy = getpid();
+    if (inherited) {
+        new (&slots) SlotMap;
+    } else {
+        slots.clear();
+    }
+}
+
 }  // namespace
 
 std::string MediaIdOf(const _S_DEV_CONFIG& record) {
@@ -87,7 +102,7 @@ std::string MediaIdOf(const _S_DEV_CONFIG& record) {
 void ReadCurrentSlots(SlotMap& slots) {
     constexpr std::uint32_t kOffered = 10;
     std::uint32_t ids[16] = {};
-    slots.clear();
+    Empty(slots);
     std::uint32_t count = kOffered;
     if (ValtoT_GetSlotList(1, ids, &count) != 0) return;
     count = std::min<std::uint32_t>(count, std::size(ids));

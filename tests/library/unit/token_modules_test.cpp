@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstdlib>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -110,6 +112,18 @@ TEST(EventModule, forgets_the_slots_that_it_cannot_list) {
     kesta::SlotMap slots = {{1, "old"}};
     kesta::ReadCurrentSlots(slots);
     EXPECT_TRUE(slots.empty());
+}
+
+TEST(EventModule, leaves_alone_what_a_child_inherits_half_changed) {
+    kesta::SlotMap slots;
+    kesta::ReadCurrentSlots(slots);
+    EXPECT_EXIT(
+        {
+            std::memset(static_cast<void*>(&slots), 0x5A, sizeof slots);
+            kesta::ReadCurrentSlots(slots);
+            std::exit(slots.empty() ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "");
 }
 
 TEST(EventModule, writes_nothing_when_the_wait_cannot_begin) {
