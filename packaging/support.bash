@@ -74,6 +74,32 @@ packages_of_last_release() {
     echo "$folder/tree/build/packages/$1"
 }
 
+# made_packages ARCHITECTURE: sets packages to those that make-packages has left, all five of them.
+made_packages() {
+    packages=("${top:?}/build/packages/$1"/*.deb)
+    ((${#packages[@]} == 5)) ||
+        fail "there are not five packages in build/packages/$1; packaging/make-packages makes them"
+}
+
+# unpack ARTEFACT FOLDER: a Debian package, a wheel or an npm tarball into FOLDER, which is made anew.
+unpack() {
+    rm -rf "$2"
+    mkdir "$2"
+    case $1 in
+        *.deb) dpkg-deb --extract "$1" "$2" ;;
+        *.whl) python3 -m zipfile -e "$1" "$2" ;;
+        *.tgz) tar -C "$2" -xzf "$1" ;;
+        *) fail "$1: neither a Debian package nor a wheel nor an npm tarball" ;;
+    esac
+}
+
+# elf_files FOLDER: programs and libraries in it, each ended by NUL.
+elf_files() {
+    find "$1" -type f -print0 | while IFS= read -r -d '' file; do
+        [[ $(head -c 4 "$file" | od -An -tx1 | tr -d ' ') != 7f454c46 ]] || printf '%s\0' "$file"
+    done
+}
+
 # copy_tree FOLDER: what git knows of the tree, and what is new and not ignored.
 copy_tree() {
     (cd "${top:?}" && git ls-files -z --cached --others --exclude-standard |
