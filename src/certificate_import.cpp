@@ -132,19 +132,15 @@ int ImportBundle(const Token& token, const char* szSN, const char* strP7) {
     RemoveCommas(bundle);
     RemoveLineBreaks(bundle);
     LogEntry("CZRKUSBKey::Batch_ImportX509Cert", "begin, strP7: %s", bundle.GetString());
-    switch (ClassifyBundle(bundle.View())) {
-        case BundleKind::kMalformed:
-            return SetLastError(KESTA_BAD_ARGUMENT);
-        case BundleKind::kSingleCertificate: {
-            const int result = WriteCertificate(token, serial.GetString(), bundle);
-            // Written on success too: readers of the log look for it.
-            LogEntry(kBundleTag, kCertificateEnd, result);
-            return result;
-        }
-        case BundleKind::kSections:
-            break;
+    const BundleKind kind = ClassifyBundle(bundle.View());
+    if (kind == BundleKind::kMalformed) return SetLastError(KESTA_BAD_ARGUMENT);
+    if (kind == BundleKind::kSections) {
+        return BundleImport(token, serial.GetString(), bundle.View()).Run();
     }
-    return BundleImport(token, serial.GetString(), bundle.View()).Run();
+    const int result = WriteCertificate(token, serial.GetString(), bundle);
+    // Written on success too: readers of the log look for it.
+    LogEntry(kBundleTag, kCertificateEnd, result);
+    return result;
 }
 
 }  // namespace kesta

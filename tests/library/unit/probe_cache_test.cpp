@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 
 #include "last_error.h"
 
@@ -93,4 +94,17 @@ TEST_F(ProbeCache, keeps_nothing_of_a_call_with_a_buffer) {
     EXPECT_EQ(Serve(Call(buffer)), KESTA_OK);
     EXPECT_EQ(made, 2);
     EXPECT_TRUE(IsEmpty());
+}
+
+// A client may hold the texts too, and take one away.
+TEST_F(ProbeCache, serves_nothing_when_one_of_the_three_is_missing) {
+    for (char** const one : {&p10, &info, &serial}) {
+        Serve(Call(nullptr));
+        delete[] std::exchange(*one, nullptr);
+        made = 0;
+        length = 16;
+        EXPECT_EQ(Serve(Call(buffer)), KESTA_OK);
+        EXPECT_EQ(made, 1);
+        cache.ReleaseP10Buffer();
+    }
 }

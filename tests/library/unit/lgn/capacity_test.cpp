@@ -125,6 +125,24 @@ TEST_F(CapacityLimits, a_negative_count_is_no_memory) {
     EXPECT_EQ(TextOf(string), "abc");
 }
 
+TEST_F(CapacityLimits, a_negative_size_is_no_memory) {
+    EXPECT_EQ(_lgnBufferManager->Allocate(5, -1), nullptr);
+}
+
+TEST_F(CapacityLimits, a_growth_near_the_longest_text_asks_for_what_is_needed) {
+    constexpr int kMost = 0x7fffffff;
+    constexpr int kLast = kMost - 1024;
+    Buffer string("abc", 3, Mgr());
+    const int capacity = CapacityOf(string);
+    raw.reallocation = peer::RawManager::Fault::kNoMemory;
+    for (const int old : {kLast, kLast + 1}) {
+        peer::SetCapacity(&string, old);
+        EXPECT_EQ(ThrownBy([&] { string.GetBuffer(old + 1); }), kNoMemoryCode);
+    }
+    EXPECT_EQ(raw.reallocated, (std::vector<int>{kMost, kLast + 2}));
+    peer::SetCapacity(&string, capacity);
+}
+
 TEST_F(CapacityLimits, a_growth_that_overflows_is_no_memory_and_leaves_the_text) {
     LgnString string("abc");
     EXPECT_EQ(ThrownBy([&] { string.GetBuffer(0x7fffffff); }), kNoMemoryCode);
