@@ -43,7 +43,7 @@ std::string UnknownText(std::int32_t code, Language language) {
     char text[64];
     std::snprintf(
         text, sizeof text,
-        language == Language::kEnglish ? "unknown result code 0x%08X" : "未知错误码 0x%08X",
+        language == Language::kEnglish ? "unknown result code 0x%08X" : "未知返回码 0x%08X",
         static_cast<unsigned>(code));
     return text;
 }

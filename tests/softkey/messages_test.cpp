@@ -66,7 +66,7 @@ TEST(Messages, An_unknown_code_is_named_in_hexadecimal) {
                  MessageText(0x5BFF, Language::kEnglish, Charset::kUtf8));
     EXPECT_STREQ("unknown result code 0xFFFFFFFF",
                  MessageText(-1, Language::kEnglish, Charset::kGb18030));
-    EXPECT_STREQ("未知错误码 0x00005BFF", MessageText(0x5BFF, Language::kChinese, Charset::kUtf8));
+    EXPECT_STREQ("未知返回码 0x00005BFF", MessageText(0x5BFF, Language::kChinese, Charset::kUtf8));
 }
 
 TEST(Messages, The_pointer_stays_the_same_and_stays_valid) {

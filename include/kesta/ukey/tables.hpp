@@ -30,7 +30,7 @@
     X(kBuffer, "buffer", 6, "a buffer is too small, or a reported length cannot be true", "缓冲区过小，或返回的长度不可信")             \
     X(kNotLoaded, "not-loaded", 7, "the library or the token library cannot be loaded", "无法加载接口库或令牌库")                   \
     X(kFailed, "failed", 1, "the key or its library could not do it", "UKey 或令牌库执行失败")                                   \
-    X(kUnknown, "unknown", 1, "the code is in no table", "错误码不在任何对照表中")
+    X(kUnknown, "unknown", 1, "the code is in no table", "返回码不在任何对照表中")
 
 // the library's own codes: code, kind, sentence in English and in Chinese
 #define KESTA_UKEY_OWN_CODES(X)                                                                                \
@@ -100,7 +100,7 @@
     X(kBusy, "another operation is in progress", "另一项操作正在进行")                                                                     \
     X(kNoFunction, "{0} has no function {1}", "{0} 中没有函数 {1}")                                                                    \
     X(kNoVariable, "{0} has no variable {1}", "{0} 中没有变量 {1}")                                                                    \
-    X(kCodesField, "{0} is not what a file of codes holds", "{0} 不符合错误码文件的格式")
+    X(kCodesField, "{0} is not what a file of codes holds", "{0} 不符合返回码文件的格式")
 
 // clang-format on
 
