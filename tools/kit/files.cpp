@@ -89,7 +89,7 @@ std::string ReadInput(const std::string& path) {
     }
 }
 
-void WriteOutput(const std::string& path, std::string_view content) {
+void WriteOutput(const std::string& path, std::string_view content, mode_t mode) {
     if (path.empty() || path == "-") return Put(content);
     if (!ReplacedInOneStep(path)) return WriteInPlace(path, content);
     std::string temporary = path + ".XXXXXX";
@@ -98,9 +98,10 @@ void WriteOutput(const std::string& path, std::string_view content) {
     try {
         WriteAll(file.number(), content, path);
         // On the disk before it takes the name: a power failure leaves the old file or the new one.
-        if (::fsync(file.number()) != 0 || ::rename(temporary.c_str(), path.c_str()) != 0) {
-            throw CannotWrite(path, errno);
-        }
+        const bool replaced = (mode == kOwnerAlone || ::fchmod(file.number(), mode) == 0) &&
+                              ::fsync(file.number()) == 0 &&
+                              ::rename(temporary.c_str(), path.c_str()) == 0;
+        if (!replaced) throw CannotWrite(path, errno);
     } catch (...) {
         ::unlink(temporary.c_str());
         throw;

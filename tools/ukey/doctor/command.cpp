@@ -38,12 +38,8 @@ std::optional<LogFailures> FailuresOf(const Report& report) {
 }
 
 void GiveMetrics(const Report& report, const DoctorWish& wish) {
-    const std::string metrics = Metrics(report, FailuresOf(report), wish.withSerial);
-    if (wish.output.empty() || wish.output == "-") {
-        WriteOutput("-", metrics);
-    } else {
-        WriteMetrics(wish.output, metrics);
-    }
+    // An exporter, which is another user, must be able to read the file.
+    WriteOutput(wish.output, Metrics(report, FailuresOf(report), wish.withSerial), 0644);
 }
 
 Exit Look(Session& session, const DoctorWish& wish) {

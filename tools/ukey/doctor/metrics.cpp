@@ -1,12 +1,4 @@
 #include "doctor/metrics.h"
-
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <cstdio>
-#include <cstdlib>
 #include <ctime>
 #include <utility>
 #include <vector>
@@ -124,20 +116,6 @@ std::string Metrics(const Report& report, const std::optional<LogFailures>& fail
     writer.Head("doctor_run_timestamp_seconds", "When this was found.");
     writer.Sample(std::time(nullptr));
     return writer.Text();
-}
-
-void WriteMetrics(const std::string& path, const std::string& metrics) {
-    std::string temporary = path + ".XXXXXX";
-    const int file = ::mkostemp(temporary.data(), O_CLOEXEC);
-    const auto size = static_cast<ssize_t>(metrics.size());
-    const bool written = file >= 0 && ::write(file, metrics.data(), metrics.size()) == size &&
-                         ::fchmod(file, 0644) == 0 &&
-                         ::rename(temporary.c_str(), path.c_str()) == 0;
-    const int why = errno;
-    if (file >= 0) ::close(file);
-    if (written) return;
-    if (file >= 0) ::unlink(temporary.c_str());
-    throw FileError(Fill(_("{1} cannot be written"), {path}), why);
 }
 
 }  // namespace ukey

@@ -16,9 +16,6 @@ namespace ukey {
 std::string Metrics(const Report& report, const std::optional<LogFailures>& failures,
                     bool withSerial);
 
-// Writes the file in one step and lets everybody read it, as an exporter must. Throws FileError.
-void WriteMetrics(const std::string& path, const std::string& metrics);
-
 }  // namespace ukey
 
 #endif
