@@ -1,4 +1,5 @@
 #include "doctor/metrics.h"
+
 #include <ctime>
 #include <utility>
 #include <vector>
