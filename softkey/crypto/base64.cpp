@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <limits>
 
+#include "softkey/crypto/openssl_errors.h"
 #include "softkey/crypto/openssl_types.h"
 #include "softkey/result.h"
 
@@ -97,7 +98,7 @@ std::optional<std::vector<Bytes>> FromText(std::string_view text) {
         OPENSSL_free(data);
     }
     const bool ended = ERR_GET_REASON(ERR_peek_last_error()) == PEM_R_NO_START_LINE;
-    ERR_clear_error();
+    ForgetErrors();
     if (!ended || blocks.empty()) return std::nullopt;
     return blocks;
 }

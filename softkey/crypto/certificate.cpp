@@ -1,7 +1,5 @@
 #include "softkey/crypto/certificate.h"
 
-#include <openssl/err.h>
-
 #include <array>
 #include <cstdio>
 #include <ctime>
@@ -9,6 +7,7 @@
 #include "softkey/crypto/base64.h"
 #include "softkey/crypto/der.h"
 #include "softkey/crypto/key_pair.h"
+#include "softkey/crypto/openssl_errors.h"
 #include "softkey/result.h"
 
 namespace softkey {
@@ -90,7 +89,7 @@ std::vector<X509Ptr> ParseCertificates(std::string_view text) {
             continue;
         }
         std::vector<X509Ptr> several = ReadPkcs7(der);
-        ERR_clear_error();
+        ForgetErrors();
         if (several.empty()) throw Failure(kCertificateMalformed, "neither X.509 nor PKCS#7");
         for (X509Ptr& certificate : several) all.push_back(std::move(certificate));
     }
@@ -99,8 +98,9 @@ std::vector<X509Ptr> ParseCertificates(std::string_view text) {
 
 X509Ptr StoredCertificate(const Bytes& der) {
     X509Ptr certificate = ReadX509(der);
-    if (!certificate) throw Failure(kStateDamaged, "a stored certificate");
-    return certificate;
+    if (certificate) return certificate;
+    ForgetErrors();
+    throw Failure(kStateDamaged, "a stored certificate");
 }
 
 Bytes CertificateDer(X509* certificate) {
@@ -116,7 +116,7 @@ bool BelongsTogether(const X509* certificate, const Bytes& publicKey) {
     const PKeyPtr stored = ParsePublicKey(publicKey);
     const EVP_PKEY* const certified = X509_get0_pubkey(certificate);
     const bool same = stored && certified != nullptr && EVP_PKEY_eq(certified, stored.get()) == 1;
-    ERR_clear_error();
+    ForgetErrors();
     return same;
 }
 

@@ -1,11 +1,11 @@
 #include "softkey/crypto/decryption.h"
 
-#include <openssl/err.h>
 #include <openssl/rsa.h>
 
 #include <algorithm>
 
 #include "softkey/crypto/key_pair.h"
+#include "softkey/crypto/openssl_errors.h"
 #include "softkey/crypto/sm2_cipher.h"
 #include "softkey/result.h"
 
@@ -23,7 +23,7 @@ std::optional<SecretBytes> DecryptByOpenssl(EVP_PKEY* pair, const Bytes& cipher,
     SecretBytes plain(longest);
     std::size_t length = plain.size();
     if (EVP_PKEY_decrypt(ctx.get(), plain.data(), &length, cipher.data(), cipher.size()) != 1) {
-        ERR_clear_error();
+        ForgetErrors();
         return std::nullopt;
     }
     plain.Shrink(length);

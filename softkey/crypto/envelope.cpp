@@ -3,7 +3,6 @@
 #include <openssl/asn1t.h>
 #include <openssl/core_names.h>
 #include <openssl/ec.h>
-#include <openssl/err.h>
 #include <openssl/objects.h>
 #include <openssl/param_build.h>
 #include <openssl/params.h>
@@ -18,6 +17,7 @@
 #include "softkey/crypto/decryption.h"
 #include "softkey/crypto/der.h"
 #include "softkey/crypto/key_pair.h"
+#include "softkey/crypto/openssl_errors.h"
 #include "softkey/crypto/sm2_cipher.h"
 
 namespace softkey {
@@ -54,7 +54,7 @@ IMPLEMENT_STATIC_ASN1_ALLOC_FUNCTIONS(EnvelopeAsn1)
     }
 
     [[noreturn]] void Malformed(const char* what) {
-        ERR_clear_error();
+        ForgetErrors();
         throw Failure(kEnvelopeMalformed, what);
     }
 
@@ -251,7 +251,7 @@ PKeyPtr ReadRecipient(std::string_view to) {
         const X509ReqPtr request(d2i_X509_REQ(nullptr, &at, static_cast<long>(der.size())));
         PKeyPtr key(request ? X509_REQ_get_pubkey(request.get()) : nullptr);
         if (!key) key = ParsePublicKey(der);
-        ERR_clear_error();
+        ForgetErrors();
         if (key) return key;
     }
     throw Failure(kBadArgument, "the recipient is neither a certificate request nor a public key");
@@ -266,7 +266,7 @@ std::string SealEnvelopeText(std::string_view to, std::string_view pair) {
     char none[] = "";
     const PKeyPtr key(bio ? PEM_read_bio_PrivateKey(bio.get(), nullptr, nullptr, none) : nullptr);
     if (!key) {
-        ERR_clear_error();
+        ForgetErrors();
         throw Failure(kBadArgument, "the pair to seal is no unencrypted private key in PEM");
     }
     return ToBase64(SealEnvelope(recipient.get(), key.get()));

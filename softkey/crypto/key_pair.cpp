@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 
+#include "softkey/crypto/openssl_errors.h"
 #include "softkey/crypto/rsa_key.h"
 #include "softkey/crypto/sm2_cipher.h"
 #include "softkey/result.h"
@@ -108,6 +109,7 @@ Bytes PublicKeyOf(const EVP_PKEY* pair) {
 PKeyPtr ParsePublicKey(const Bytes& publicKey) {
     const unsigned char* at = publicKey.data();
     PKeyPtr key(d2i_PUBKEY(nullptr, &at, static_cast<long>(publicKey.size())));
+    if (!key) ForgetErrors();
     if (key && at != publicKey.data() + publicKey.size()) key.reset();
     return key;
 }

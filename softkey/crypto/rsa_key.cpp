@@ -1,9 +1,9 @@
 #define OPENSSL_SUPPRESS_DEPRECATED
 #include "softkey/crypto/rsa_key.h"
 
-#include <openssl/err.h>
 #include <openssl/rsa.h>
 
+#include "softkey/crypto/openssl_errors.h"
 #include "softkey/result.h"
 
 namespace softkey {
@@ -64,7 +64,7 @@ PKeyPtr ReadRsaPair(const SecretBytes& der) {
     const unsigned char* at = der.data();
     RsaPtr rsa(d2i_RSAPrivateKey(nullptr, &at, static_cast<long>(der.size())));
     if (!rsa) rsa = FromPkcs8(der);
-    ERR_clear_error();
+    ForgetErrors();
     return rsa ? PairOf(std::move(rsa)) : nullptr;
 }
 

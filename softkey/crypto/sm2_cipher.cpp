@@ -2,10 +2,10 @@
 
 #include <openssl/asn1t.h>
 #include <openssl/crypto.h>
-#include <openssl/err.h>
 #include <openssl/objects.h>
 
 #include "softkey/crypto/der.h"
+#include "softkey/crypto/openssl_errors.h"
 #include "softkey/result.h"
 
 namespace softkey {
@@ -131,7 +131,7 @@ std::optional<Sm2Cipher> ReadSm2Cipher(const Bytes& bytes) {
                    PointFrom(Sm2Group().get(), cipher->point) == nullptr)) {
         cipher.reset();
     }
-    ERR_clear_error();
+    ForgetErrors();
     return cipher;
 }
 

@@ -22,7 +22,8 @@ void CheckCertificate(const std::string& name, const Bytes& der, const Bytes& pu
         if (!BelongsTogether(certificate.get(), publicKey)) {
             damage.push_back(Sentence("{1}: the certificate belongs to another key", {name}));
         }
-    } catch (const Failure&) {
+    } catch (const Failure& failure) {
+        if (failure.code() != kStateDamaged) throw;
         damage.push_back(Sentence("{1}: the certificate cannot be read", {name}));
     }
 }

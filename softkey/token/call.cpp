@@ -1,7 +1,5 @@
 #include "softkey/token/call.h"
 
-#include <openssl/err.h>
-
 #include <chrono>
 #include <cstring>
 #include <memory>
@@ -11,6 +9,7 @@
 #include <string_view>
 #include <thread>
 
+#include "softkey/crypto/openssl_errors.h"
 #include "softkey/misbehaviour/interlude.h"
 #include "softkey/misbehaviour/occupation.h"
 #include "softkey/misbehaviour/spoiled_output.h"
@@ -46,7 +45,7 @@ bool Look(const EntryPoint& entry) noexcept {
         lastLook = Clock::now();
         return misbehaving;
     } catch (...) {
-        ERR_clear_error();
+        OpensslLackedMemory();
         return true;
     }
 }
@@ -95,16 +94,8 @@ void RequireStillThere(const KeyRecord& key) {
     device.RequireStillThere(key);
 }
 
-// Whether OpenSSL had no memory, and answered what it answers for a text that is malformed.
-bool OpensslLackedMemory() {
-    bool lacked = false;
-    while (const unsigned long error = ERR_get_error()) {
-        lacked |= ERR_GET_REASON(error) == ERR_R_MALLOC_FAILURE;
-    }
-    return lacked;
-}
-
 int Run(const std::function<void(Call&)>& body, Call& call) {
+    OpensslLackedMemory();  // what a client left there is not ours
     try {
         body(call);
         call.PassMidway();

@@ -114,12 +114,13 @@ void LockedDevice::RequireUnlocked(const KeyRecord& key, const Unlocked& unlocke
 }
 
 void LockedDevice::SetUnlocked(const KeyRecord& key, const MasterKey& master) {
+    auto unlocked = std::make_shared<Unlocked>();
+    unlocked->master = MasterKey(master);
+    unlocked->pinVersion = key.pinVersion;
     KeyUse& use = UseOf(key);
     use.insertions = key.insertions;
     use.pinVersion = key.pinVersion;
-    use.unlocked = std::make_shared<Unlocked>();
-    use.unlocked->master = MasterKey(master);
-    use.unlocked->pinVersion = key.pinVersion;
+    use.unlocked = std::move(unlocked);
     use.wrongBefore = false;
 }
 

@@ -1,6 +1,7 @@
 #include "softkey/token/pin.h"
 
 #include <cstring>
+#include <exception>
 #include <mutex>
 #include <optional>
 
@@ -84,10 +85,14 @@ void TakeNewPin(const KeyRecord& key, SecretText& pin) {
     CheckPinLength(pin.View());
 }
 
-// After a change of the PIN the process that made it stays unlocked.
+// After a change of the PIN the process that made it stays unlocked. Where that fails it is asked
+// for the new one: the change is made, and must not be taken for one that failed.
 void KeepUnlocked(const KeyRecord& key, const MasterKey& master) {
-    LockedDevice device(LockedDevice::Look::kFresh);
-    device.SetUnlocked(device.Resolve(key.serial.c_str()), master);
+    try {
+        LockedDevice device(LockedDevice::Look::kFresh);
+        device.SetUnlocked(device.Resolve(key.serial.c_str()), master);
+    } catch (const std::exception&) {
+    }
 }
 
 // Seals all that is on a key under another master key, so that the earlier PIN, and whatever was

@@ -4,6 +4,7 @@
 #include <elf.h>
 #include <execinfo.h>
 #include <link.h>
+#include <openssl/err.h>
 #include <signal.h>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -33,6 +34,7 @@ enum How {
     kCannot,     // it does not, or has no way to say so
     kReturns,    // with this value and this errno
     kDoneFirst,  // after it did what it was asked for: a descriptor is gone all the same
+    kNotes,      // with this value; OpenSSL's notes say that memory ran out
     kReleases,   // sqlite3_deserialize: it gives back the memory that it was handed
     kSized,      // sqlite3_serialize: it tells the size that it found no memory for
     kStream1,    // the stream that is this argument remembers that it failed
@@ -91,6 +93,13 @@ long FailDone(long a, long b, long c, long d, long e, long f) {
     return Fail();
 }
 
+long FailNoting() {
+    reinterpret_cast<void (*)()>(dlsym(RTLD_DEFAULT, "ERR_new"))();
+    reinterpret_cast<void (*)(int, int, const char*, ...)>(dlsym(RTLD_DEFAULT, "ERR_set_error"))(
+        ERR_LIB_USER, ERR_R_MALLOC_FAILURE, nullptr);
+    return Fail();
+}
+
 long FailReleasing(long, long, void* bytes) {
     reinterpret_cast<void (*)(void*)>(dlsym(RTLD_DEFAULT, "sqlite3_free"))(bytes);
     return Fail();
@@ -114,6 +123,8 @@ void* Failure(const Row* row, void* real) {
     switch (row->how) {
         case kDoneFirst:
             return reinterpret_cast<void*>(FailDone);
+        case kNotes:
+            return reinterpret_cast<void*>(FailNoting);
         case kReleases:
             return reinterpret_cast<void*>(FailReleasing);
         case kSized:
@@ -134,7 +145,7 @@ std::uint32_t PlaceOf(std::uintptr_t address) {
     return 0;
 }
 
-// An allocation inside a library between: whoever is behind it, as far as the stack shows.
+// An allocation, in a library between or for one: whoever is behind it, as far as the stack shows.
 std::uint32_t PlaceOnStack(const std::uintptr_t* stack) {
     std::uint32_t place = 0;
     unsigned found = 0;
@@ -266,6 +277,15 @@ int Watch(dl_phdr_info* info, std::size_t, void* given) {
     return 1;
 }
 
+// Whether what is watched really is behind a call: a word on the stack may be left from an earlier.
+bool IsBehind() {
+    void* frames[128];
+    const int count = backtrace(frames, 128);
+    return std::any_of(frames, frames + count, [](void* frame) {
+        return PlaceOf(reinterpret_cast<std::uintptr_t>(frame)) != 0;
+    });
+}
+
 // Whether the innermost code that is not the C runtime's is OpenSSL's.
 bool IsInOpenssl() {
     void* frames[16];
@@ -299,13 +319,16 @@ void* faults_decide(std::uint64_t slot, const std::uintptr_t* stack, std::uintpt
     if (slot == startsAt) __atomic_store_n(&armed, true, __ATOMIC_RELAXED);
     if (!__atomic_load_n(&armed, __ATOMIC_RELAXED)) return real;
     std::uint32_t place = PlaceOf(from);
-    if (place == 0) place = PlaceOnStack(stack);
+    // A program may have one place that allocates for all of OpenSSL.
+    if (place == 0 || Has(kMemory, slots[slot].row->symbol)) {
+        place = place * 31 + PlaceOnStack(stack);
+    }
     if (place == 0) return real;  // nobody's who is watched
     const std::uint32_t nth = __atomic_add_fetch(&record->calls, 1, __ATOMIC_RELAXED);
     if (nth <= kFaultCalls) {
         record->log[nth - 1] = {static_cast<std::uint32_t>(slot), place};
     }
-    if (nth != record->target) return real;
+    if (nth != record->target || !IsBehind()) return real;
     record->failed = 1;
     return Failure(slots[slot].row, real);
 }

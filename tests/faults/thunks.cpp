@@ -14,6 +14,9 @@ faults_thunks:
     jmp faults_common
     .set nth, nth + 1
     .endr
+    .cfi_startproc
+    .cfi_def_cfa %rbp, 24
+    .cfi_offset %rbp, -24
 faults_common:
     pushq %rbp
     movq %rsp, %rbp
@@ -59,6 +62,7 @@ faults_common:
     popq %rbp
     addq $8, %rsp
     jmp *%r11
+    .cfi_endproc
 )");
 #elif defined(__aarch64__)
 __asm__(R"(
@@ -74,6 +78,10 @@ faults_thunks:
     b faults_common
     .set nth, nth + 1
     .endr
+    .cfi_startproc
+    .cfi_def_cfa x29, 224
+    .cfi_offset x29, -224
+    .cfi_offset x30, -216
 faults_common:
     stp x29, x30, [sp, #-224]!
     mov x29, sp
@@ -102,5 +110,6 @@ faults_common:
     ldp x6, x7, [sp, #64]
     ldp x29, x30, [sp], #224
     br x16
+    .cfi_endproc
 )");
 #endif

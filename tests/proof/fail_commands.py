@@ -107,8 +107,8 @@ class Case:
 
     def state(self):
         run("softkey", "check")
-        # Its media id is drawn.
-        return re.sub(rb'"mediaId":"[^"]*"', b"", run("softkey", "--json", "list"))
+        # Its media id is drawn, and a try of the PIN counts before the PIN is looked at.
+        return re.sub(rb'"(mediaId":"[^"]*"|triesLeft":\d+)', b"", run("softkey", "--json", "list"))
 
     def observe(self, record, preload):
         self.prepare()
@@ -126,7 +126,8 @@ class Case:
         wrong = []
         if status not in STATUSES[self.command[0]]:
             wrong.append(f"status {status}")
-        if status not in (0, self.status) and not said.strip() and done.stdout == self.said:
+        if status not in (0, self.status) and not (said.strip() or done.stdout != self.said
+                                                   or self.says_in_file()):
             wrong.append(f"status {status} without a word")
         if status == self.status and self.steady and done.stdout != self.said:
             wrong.append("another output, as if nothing had been")
@@ -139,6 +140,10 @@ class Case:
             if status == self.status and state != self.after:
                 wrong.append("success, and nothing is changed")
         return wrong, said
+
+    def says_in_file(self):
+        """Findings go where they were asked for."""
+        return self.writes and self.file.read_bytes() not in (self.old, self.new)
 
     def judge_file(self, status, said, symbol):
         found = self.file.read_bytes() if self.file.exists() else b""

@@ -11,7 +11,9 @@
 #include <algorithm>
 #include <ctime>
 #include <memory>
+#include <new>
 
+#include "kit/memory.h"
 #include "kit/release.h"
 
 namespace kit {
@@ -89,12 +91,14 @@ std::string SerialText(const X509* certificate) {
     const std::unique_ptr<BIGNUM, Release<BN_free>> number(
         ASN1_INTEGER_to_BN(X509_get0_serialNumber(certificate), nullptr));
     char* const text = number ? BN_bn2hex(number.get()) : nullptr;
-    std::string copy = text != nullptr ? text : "";
+    if (text == nullptr) throw std::bad_alloc();
+    std::string copy = text;
     OPENSSL_free(text);
     return copy;
 }
 
 std::optional<CertificateFacts> FactsOf(const X509* certificate) {
+    RequireMemory();  // where there was none OpenSSL finds a certificate malformed
     if (certificate == nullptr) return std::nullopt;
     CertificateFacts facts;
     facts.subject = NameText(X509_get_subject_name(certificate));
@@ -108,6 +112,7 @@ std::optional<CertificateFacts> FactsOf(const X509* certificate) {
         // A certificate that ended an hour ago has no day left, but is over.
         facts.daysLeft = days == 0 && seconds < 0 ? -1 : days;
     }
+    RequireMemory();
     return facts;
 }
 

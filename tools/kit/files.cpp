@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "kit/language.h"
+#include "kit/memory.h"
 #include "kit/output.h"
 #include "kit/text.h"
 
@@ -91,6 +92,7 @@ std::string ReadInput(const std::string& path) {
 
 void WriteOutput(const std::string& path, std::string_view content, mode_t mode) {
     if (path.empty() || path == "-") return Put(content);
+    RequireMemory();  // before the old file is gone
     if (!ReplacedInOneStep(path)) return WriteInPlace(path, content);
     std::string temporary = path + ".XXXXXX";
     const Descriptor file(::mkostemp(temporary.data(), O_CLOEXEC));

@@ -67,15 +67,20 @@ bool Convertible(const std::string& name) {
     return true;
 }
 
+bool IsPlain(int category) {
+    const char* const used = std::setlocale(category, nullptr);
+    return used == nullptr || std::strcmp(used, "C") == 0;
+}
+
 // A locale that is not installed still says by its name what the person reads.
 void UseNamesOfMissingLocales() {
     const std::string messages = Named("LC_MESSAGES");
     const bool plain = messages.empty() || messages == "C" || messages == "POSIX";
-    if (!plain && std::setlocale(LC_MESSAGES, nullptr) == std::string("C") &&
-        std::setlocale(LC_MESSAGES, "C.UTF-8") != nullptr && Variable("LANGUAGE").empty()) {
+    if (!plain && IsPlain(LC_MESSAGES) && std::setlocale(LC_MESSAGES, "C.UTF-8") != nullptr &&
+        Variable("LANGUAGE").empty()) {
         ::setenv("LANGUAGE", messages.substr(0, messages.find_first_of(".@")).c_str(), 1);
     }
-    if (std::setlocale(LC_CTYPE, nullptr) != std::string("C")) return;
+    if (!IsPlain(LC_CTYPE)) return;
     const std::string types = Named("LC_CTYPE");
     const std::size_t dot = types.find('.');
     if (dot == std::string::npos || std::setlocale(LC_CTYPE, "C.UTF-8") == nullptr) return;

@@ -8,6 +8,7 @@
 #include <cstdlib>
 
 #include "kit/language.h"
+#include "kit/memory.h"
 #include "kit/program.h"
 
 namespace kit {
@@ -55,6 +56,7 @@ std::string Paint(int stream, Colour colour, std::string_view text) {
 }
 
 void Put(std::string_view bytes) {
+    RequireMemory();
     if (std::fwrite(bytes.data(), 1, bytes.size(), stdout) != bytes.size()) Unwritable(errno);
 }
 
@@ -118,6 +120,7 @@ void PrintJson(const Json& object) {
 }
 
 void FinishOutput() {
+    RequireMemory();
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) Unwritable(errno);
 }
 

@@ -41,8 +41,8 @@ private:
 Json Success(const Json& fields = Json::object());
 void PrintJson(const Json& object);
 
-// Bytes to standard output. Everything that is printed passes here: a full disk must not pass for
-// success, and where nobody reads any longer the command ends. Throws FileError, ReaderGone.
+// Bytes to standard output. All that is printed passes here: neither a full disk nor lack of memory
+// passes for success; where nobody reads any longer the command ends. Throws FileError, ReaderGone.
 void Put(std::string_view bytes);
 // A text for a person, in the charset of the terminal: on standard output, and aside.
 void Say(std::string_view text);

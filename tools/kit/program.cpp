@@ -13,6 +13,7 @@
 #include "kit/files.h"
 #include "kit/language.h"
 #include "kit/manual_page.h"
+#include "kit/memory.h"
 
 namespace kit {
 namespace {
@@ -127,15 +128,6 @@ std::string PathOf(const CLI::App& app) {
     return path;
 }
 
-// In the person's words if that can still be done.
-void TellThatMemoryRanOut(const char* name) noexcept {
-    try {
-        SayAside(std::string(name) + ": " + _("out of memory") + "\n");
-    } catch (...) {
-        std::fprintf(stderr, "%s: out of memory\n", name);
-    }
-}
-
 }  // namespace
 
 const char* ProgramName() {
@@ -219,10 +211,12 @@ Complaint Program::Parts::Misuse(const std::exception& error) const {
 
 Complaint Program::Parts::Explain(const std::exception& error) const {
     Complaint complaint{about.failed, error.what(), "", "", {}};
-    if (dynamic_cast<const std::bad_alloc*>(&error) != nullptr) {
-        complaint.message = _("out of memory");
-    }
     if (translator(error, complaint)) return complaint;
+    // Whatever it was taken for then.
+    if (MemoryRanOut() || dynamic_cast<const std::bad_alloc*>(&error) != nullptr) {
+        complaint.message = _("out of memory");
+        return complaint;
+    }
     if (const auto* failed = dynamic_cast<const Failed*>(&error)) return failed->complaint;
     if (dynamic_cast<const UsageError*>(&error) != nullptr) complaint.status = about.usage;
     if (dynamic_cast<const Refused*>(&error) != nullptr) complaint.status = about.refused;
@@ -333,9 +327,9 @@ Program::Program(const About& about, Console& console, Translator translator)
     programName = about.name;
     CLI::App& app = parts_->app;
     app.require_subcommand(1);
+    app.set_help_flag("-h,--help", _("Print this help"));
     app.set_version_flag("--version", std::string(about.name) + " " + about.version,
                          _("Print the version"));
-    app.get_option("--help")->description(_("Print this help"));
     app.formatter(std::make_shared<HelpFormatter>());
     Options(&app).AddJson(console);
 }
@@ -368,20 +362,20 @@ int Program::Run(int count, char** arguments) {
             Say(said);
             return 0;
         };
-    } catch (const std::bad_alloc& error) {
-        return parts_->Fail(parts_->Explain(error), WantsJson(count, arguments));
     } catch (const std::exception& error) {
-        return parts_->Fail(parts_->Misuse(error), WantsJson(count, arguments));
+        const Complaint complaint = MemoryRanOut() ? parts_->Explain(error) : parts_->Misuse(error);
+        return parts_->Fail(complaint, WantsJson(count, arguments));
     }
     return parts_->Act();
 }
 
 int Guarded(const About& about, int (*body)(int count, char** arguments), int count,
             char** arguments) noexcept {
+    WatchMemory(about.name, about.failed);
     try {
         return body(count, arguments);
     } catch (const std::bad_alloc&) {
-        TellThatMemoryRanOut(about.name);
+        TellThatMemoryRanOut();
     } catch (const std::exception& error) {
         std::fprintf(stderr, "%s: %s\n", about.name, error.what());
     }
