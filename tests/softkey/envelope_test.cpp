@@ -1,6 +1,8 @@
 // Escrowed encryption pairs: the digital envelope and its import.
 #include "softkey/crypto/envelope.h"
 
+#include <array>
+
 #include "softkey/crypto/base64.h"
 #include "softkey/store/pairs.h"
 #include "token_fixture.h"
@@ -68,14 +70,24 @@ TEST_F(EnvelopeTest, texts_that_are_no_keys_are_named) {
     Succeed("openssl genpkey -algorithm SM2 -out enc.key");
     const std::string key = Read("enc.key");
     const std::string request = Request(3, 2, 3).text;
-    for (const auto& [to, pair] : std::vector<std::pair<std::string, std::string>>{
-             {"nonsense", key}, {"", key}, {request, "nonsense"}, {request, ""}}) {
+    const std::string rsa = Succeed("openssl genpkey -quiet -algorithm RSA 2>log");
+    Write("rsa.key", rsa);
+    const std::string toRsa = Succeed("openssl pkey -in rsa.key -pubout");
+    constexpr const char* kNoRecipient =
+        "the recipient is neither a certificate request nor a public key";
+    constexpr const char* kNoPair = "the pair to seal is no unencrypted private key in PEM";
+    const std::vector<std::array<std::string, 3>> cases = {
+        {"nonsense", key, kNoRecipient},          {"", key, kNoRecipient},
+        {request, "nonsense", kNoPair},           {request, "", kNoPair},
+        {toRsa, key, "the recipient is not SM2"}, {request, rsa, "the pair to seal is not SM2"},
+    };
+    for (const auto& [to, pair, words] : cases) {
         try {
             SealEnvelopeText(to, pair);
             ADD_FAILURE() << "sealed " << pair << " to " << to;
         } catch (const Failure& failure) {
             EXPECT_EQ(failure.code(), kBadArgument);
-            EXPECT_NE(failure.detail(), "");
+            EXPECT_EQ(failure.detail(), words);
         }
     }
 }

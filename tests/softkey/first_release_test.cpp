@@ -1,4 +1,6 @@
 // A state that the first release left behind opens, and becomes one of today.
+#include <sqlite3.h>
+
 #include <filesystem>
 
 #include "softkey/crypto/key_pair.h"
@@ -22,6 +24,22 @@ protected:
             std::filesystem::copy(std::string(FIRST_RELEASE_STATE) + "/" + name, Home());
         }
         SetPin(kPin);
+    }
+    // Changes the state as a program does that knows nothing of the software key.
+    void Execute(const std::string& sql) const {
+        sqlite3* db = nullptr;
+        ASSERT_EQ(sqlite3_open(Path("home/softkey.db").c_str(), &db), SQLITE_OK);
+        const std::string all = "PRAGMA journal_mode = DELETE; " + sql;
+        EXPECT_EQ(sqlite3_exec(db, all.c_str(), nullptr, nullptr, nullptr), SQLITE_OK) << sql;
+        sqlite3_close(db);
+    }
+    // What is said of the damage, and that nothing is made of it.
+    void ExpectDamage(const std::string& words) {
+        EXPECT_EQ(token.VerifyPIN(kSerial), kStateDamaged);
+        const std::vector<std::string> damage = FindDamage(Home());
+        ASSERT_FALSE(damage.empty());
+        EXPECT_NE(damage[0].find(words), std::string::npos) << damage[0];
+        EXPECT_FALSE(std::filesystem::exists(Path("home/softkey.guard")));
     }
     PinSeal Seal() const { return PinTable(*OpenStore()).Seal(kSerial); }
 };
@@ -52,6 +70,18 @@ TEST_F(FirstReleaseTest, without_its_log_it_is_damaged) {
     std::filesystem::remove(Path("home/softkey.db-wal"));
     EXPECT_EQ(token.VerifyPIN(kSerial), kStateDamaged);
     EXPECT_FALSE(FindDamage(Home()).empty());
+}
+
+TEST_F(FirstReleaseTest, with_a_value_that_its_own_rules_forbid_it_is_damaged) {
+    Execute("PRAGMA ignore_check_constraints = ON; UPDATE pairs SET role = 9");
+    ExpectDamage("CHECK constraint failed in pairs");
+}
+
+TEST_F(FirstReleaseTest, of_a_version_that_never_was_it_is_damaged) {
+    for (const int version : {0, 3, 99}) {
+        Execute("PRAGMA user_version = " + std::to_string(version));
+        ExpectDamage("schema version " + std::to_string(version) + " is not known");
+    }
 }
 
 }  // namespace

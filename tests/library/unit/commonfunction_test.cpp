@@ -114,6 +114,8 @@ TEST(MB2MB, copies_in_direction_1_whatever_the_bytes_are) {
     const Converted converted = Convert(1, "\xff\xe4x");
     EXPECT_EQ(converted.result, 0);
     EXPECT_EQ(converted.bytes, "\xff\xe4x");
+    const std::string longer(100, '\xe4');
+    EXPECT_EQ(Convert(1, longer).bytes, longer);
     const Converted empty = Convert(1, "");
     EXPECT_EQ(empty.result, -1);
     EXPECT_TRUE(empty.handedOut);

@@ -1,5 +1,5 @@
-// A client whose clock stands still: what a record says of an instant can be told exactly. The
-// program's gettimeofday takes the place of the runtime's for the library too.
+// A client whose clock stands where the test puts it: what a record says of an instant can be told
+// exactly. The program's gettimeofday takes the place of the runtime's for the library too.
 #include <sys/time.h>
 
 #include <cstdlib>
@@ -11,6 +11,7 @@
 namespace {
 
 constexpr std::time_t the_7th_at_12_03_04 = 1754568184;  // 2025-08-07 12:03:04 UTC
+std::time_t seconds = the_7th_at_12_03_04;
 long microseconds = 0;
 
 std::string FractionOfEntry(long now) {
@@ -24,7 +25,7 @@ std::string FractionOfEntry(long now) {
 
 extern "C" __attribute__((visibility("default"))) int gettimeofday(struct timeval* now,
                                                                    void*) noexcept {
-    now->tv_sec = the_7th_at_12_03_04;
+    now->tv_sec = seconds;
     now->tv_usec = microseconds;
     return 0;
 }
@@ -62,5 +63,19 @@ TEST_F(StoppedClock, has_three_to_six_digits_of_microseconds) {
         ForgetLog();
         LogHex("Tag", "x", 1);
         EXPECT_EQ(LogRecords().at(0).fraction, digits);
+    }
+}
+
+// Without TZ a second is broken down once and kept.
+TEST_F(StoppedClock, is_read_anew_for_each_second) {
+    setenv("TZ", "", 1);
+    LogEntry("Tag", "x");
+    unsetenv("TZ");
+    for (const int later : {0, 0, 1, 0, 1, 2, 3, 59, 0}) {
+        seconds = the_7th_at_12_03_04 + later;
+        ForgetLog();
+        LogEntry("Tag", "x");
+        const LogRecord record = LogRecords().at(0);
+        EXPECT_EQ((4 + later) % 60, record.second) << later;
     }
 }
