@@ -68,8 +68,7 @@ std::uint64_t Now(clockid_t clock) {
            static_cast<std::uint64_t>(time.tv_nsec);
 }
 
-bool Describe(const std::string& file, bool full, const std::string& version,
-              const std::string& key) {
+std::string Described(bool full, const std::string& version, const std::string& key) {
     Json description = {{"format", kVersion},
                         {"full", full},
                         {"ukey", version},
@@ -77,7 +76,10 @@ bool Describe(const std::string& file, bool full, const std::string& version,
                         {"time", Now(CLOCK_MONOTONIC)},
                         {"functions", DescribeFunctions()}};
     if (full) description["key"] = Json::binary({key.begin(), key.end()});
-    const std::string record = DescriptionRecord(std::move(description));
+    return DescriptionRecord(std::move(description));
+}
+
+bool Append(const std::string& file, const std::string& record) {
     Writer writer;
     return writer.Open(file.c_str()) &&
            writer.append(reinterpret_cast<const unsigned char*>(record.data()), record.size());
@@ -88,6 +90,8 @@ bool Describe(const std::string& file, bool full, const std::string& version,
 int MakeRecording(const std::string& file, bool full, const std::string& version,
                   const std::string& key) {
     RefuseToReplaceOthers(file);
+    // It takes much memory, and without it the program may end on the spot: nothing is left then.
+    const std::string description = Described(full, version, key);
     std::string fresh = file + ".XXXXXX";
     const int made = mkostemp(fresh.data(), O_CLOEXEC);
     if (made < 0) Refuse(file, errno);
@@ -96,11 +100,11 @@ int MakeRecording(const std::string& file, bool full, const std::string& version
         unlink(fresh.c_str());
     };
     try {
-        if (Writer::Create(made) && Describe(fresh, full, version, key) &&
+        if (Writer::Create(made) && Append(fresh, description) &&
             rename(fresh.c_str(), file.c_str()) == 0) {
             return made;
         }
-    } catch (...) {  // no memory for the description
+    } catch (...) {
         discard();
         throw;
     }
