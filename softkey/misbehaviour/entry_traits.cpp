@@ -1,6 +1,7 @@
 #include "softkey/misbehaviour/entry_traits.h"
 
 #include <algorithm>
+#include <iterator>
 #include <string_view>
 
 #include "kesta/event_library.h"
@@ -12,6 +13,12 @@ namespace {
 constexpr unsigned kKey = kAboutKey | kUsesKey | kAnswersCode;
 constexpr unsigned kText = kOutput | kDivisible;
 constexpr unsigned kBoundedText = kText | kBounded;
+
+constexpr std::string_view kNames[] = {
+#define SOFTKEY_ENTRY_NAME(result, name, arguments) #name,
+    KESTA_TOKEN_ENTRY_POINTS(SOFTKEY_ENTRY_NAME) KESTA_EVENT_ENTRY_POINTS(SOFTKEY_ENTRY_NAME)
+#undef SOFTKEY_ENTRY_NAME
+};
 
 struct Row {
     std::string_view name;
@@ -44,15 +51,22 @@ constexpr Row kOthers[] = {
     {"ValtoT_ContextFinal", kAnswersCode},
 };
 
+constexpr bool AreEntryPoints() {
+    for (const Row& row : kOthers) {
+        bool found = false;
+        for (const std::string_view name : kNames) found = found || name == row.name;
+        if (!found) return false;
+    }
+    return true;
+}
+static_assert(AreEntryPoints(), "a row that no entry point has");
+
 }  // namespace
 
 const std::vector<std::string>& MisbehaviourEntryPoints() {
-    static const auto* const kNames = new std::vector<std::string>{
-#define SOFTKEY_ENTRY_NAME(result, name, arguments) #name,
-        KESTA_TOKEN_ENTRY_POINTS(SOFTKEY_ENTRY_NAME) KESTA_EVENT_ENTRY_POINTS(SOFTKEY_ENTRY_NAME)
-#undef SOFTKEY_ENTRY_NAME
-    };
-    return *kNames;
+    static const auto* const names =
+        new std::vector<std::string>(std::begin(kNames), std::end(kNames));
+    return *names;
 }
 
 std::optional<std::size_t> MisbehaviourEntryIndex(const std::string& name) {
