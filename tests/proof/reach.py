@@ -78,9 +78,10 @@ def link_options():
         file = FOLDER / f"leave-{kind}.o"
         subprocess.run(["cc", "-c", "-fPIC", "-O1", f"-D{kind.upper()}", "-o", file,
                         proof.TOP / "tests" / "proof" / "leave.c"], check=True)
-        options += [f"-DCMAKE_{link}_LINKER_FLAGS=-Wl,--wrap=_exit,-u,__gcov_dump,--exclude-libs,libgcov.a {file}"
-                    + (" -Wl,--export-dynamic-symbol=coverage_functions" if link == "EXE" else "")
-                    for link in links]
+        flags = f"--coverage -Wl,--wrap=_exit,-u,__gcov_dump,--exclude-libs,libgcov.a {file}"
+        if kind == "program":
+            flags += " -Wl,--export-dynamic-symbol=coverage_functions"
+        options += [f"-DCMAKE_{link}_LINKER_FLAGS={flags}" for link in links]
     return options
 
 
