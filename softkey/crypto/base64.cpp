@@ -92,10 +92,9 @@ std::optional<std::vector<Bytes>> FromText(std::string_view text) {
     unsigned char* data = nullptr;
     long size = 0;
     while (PEM_read_bio(bio.get(), &name, &header, &data, &size) == 1) {
+        const AllocatedPtr<char> ownName(name), ownHeader(header);
+        const AllocatedPtr<unsigned char> ownData(data);
         blocks.emplace_back(data, data + size);
-        OPENSSL_free(name);
-        OPENSSL_free(header);
-        OPENSSL_free(data);
     }
     const bool ended = ERR_GET_REASON(ERR_peek_last_error()) == PEM_R_NO_START_LINE;
     ForgetErrors();

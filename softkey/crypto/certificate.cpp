@@ -47,7 +47,8 @@ std::string Drain(const BioPtr& bio) {
 std::string NameText(const X509_NAME* name) {
     const BioPtr bio(BIO_new(BIO_s_mem()));
     const unsigned long flags = XN_FLAG_RFC2253 & ~static_cast<unsigned long>(ASN1_STRFLGS_ESC_MSB);
-    if (!bio || X509_NAME_print_ex(bio.get(), name, 0, flags) < 0) {
+    if (!bio) throw Failure(kNoMemory);
+    if (X509_NAME_print_ex(bio.get(), name, 0, flags) < 0) {
         throw Failure(kCertificateMalformed, "a name");
     }
     return Drain(bio);
@@ -104,15 +105,23 @@ X509Ptr StoredCertificate(const Bytes& der) {
 }
 
 Bytes CertificateDer(X509* certificate) {
-    unsigned char* der = nullptr;
-    const int size = i2d_X509(certificate, &der);
-    if (size <= 0) throw Failure(kCryptoFailed, "writing a certificate back");
-    Bytes bytes(der, der + size);
-    OPENSSL_free(der);
-    return bytes;
+    return Encoded([certificate](auto der) { return i2d_X509(certificate, der); },
+                   "writing a certificate back");
 }
 
+namespace {
+
+Bytes EncodedKeyOf(const X509* certificate) {
+    const X509_PUBKEY* const key = X509_get_X509_PUBKEY(certificate);
+    return Encoded([key](auto der) { return i2d_X509_PUBKEY(key, der); }, "a certified key");
+}
+
+}  // namespace
+
 bool BelongsTogether(const X509* certificate, const Bytes& publicKey) {
+    // As a rule it stands in the certificate as it does in the request. To read it may fail for
+    // lack of memory, and OpenSSL keeps to itself why.
+    if (EncodedKeyOf(certificate) == publicKey) return true;
     const PKeyPtr stored = ParsePublicKey(publicKey);
     const EVP_PKEY* const certified = X509_get0_pubkey(certificate);
     const bool same = stored && certified != nullptr && EVP_PKEY_eq(certified, stored.get()) == 1;

@@ -2,6 +2,8 @@
 #ifndef SOFTKEY_CRYPTO_DER_H
 #define SOFTKEY_CRYPTO_DER_H
 
+#include "softkey/crypto/openssl_types.h"
+#include "softkey/result.h"
 #include "softkey/store/records.h"
 
 namespace softkey {
@@ -10,6 +12,16 @@ namespace softkey {
 // as it can be. OpenSSL's readers also take what BER allows beside that; two texts would then stand
 // for one value.
 bool IsDer(const Bytes& bytes);
+
+// What an encoder of OpenSSL's writes, which is given a place for it and answers the length.
+template <typename Encoder>
+Bytes Encoded(Encoder encode, const char* what) {
+    unsigned char* der = nullptr;
+    const int size = encode(&der);
+    const AllocatedPtr<unsigned char> owned(der);
+    if (size <= 0) throw Failure(kCryptoFailed, what);
+    return {der, der + size};
+}
 
 }  // namespace softkey
 

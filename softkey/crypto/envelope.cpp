@@ -187,8 +187,8 @@ IMPLEMENT_STATIC_ASN1_ALLOC_FUNCTIONS(EnvelopeAsn1)
 }  // namespace
 
 Bytes SealEnvelope(EVP_PKEY* recipient, EVP_PKEY* pair) {
-    if (!EVP_PKEY_is_a(recipient, "SM2")) throw Failure(kBadArgument, "the recipient is not SM2");
-    if (!EVP_PKEY_is_a(pair, "SM2")) throw Failure(kBadArgument, "the pair to seal is not SM2");
+    if (!IsA(recipient, "SM2")) throw Failure(kBadArgument, "the recipient is not SM2");
+    if (!IsA(pair, "SM2")) throw Failure(kBadArgument, "the pair to seal is not SM2");
     SecretBytes key(kSm4KeySize);
     Require(RAND_priv_bytes(key.data(), static_cast<int>(key.size())) == 1, "random numbers");
     const Bytes sealedKey = SealSymmetricKey(recipient, key);
@@ -210,13 +210,10 @@ Bytes SealEnvelope(EVP_PKEY* recipient, EVP_PKEY* pair) {
     SetBits(envelope->publicKey, point.data(), point.size());
     SetBits(envelope->privateKey, sealedNumber.data(), sealedNumber.size());
 
-    unsigned char* der = nullptr;
-    const int size = ASN1_item_i2d(reinterpret_cast<ASN1_VALUE*>(envelope.get()), &der,
-                                   ASN1_ITEM_rptr(EnvelopeAsn1));
-    Require(size > 0, "writing an envelope");
-    Bytes bytes(der, der + size);
-    OPENSSL_free(der);
-    return bytes;
+    const auto* const value = reinterpret_cast<const ASN1_VALUE*>(envelope.get());
+    return Encoded(
+        [value](auto der) { return ASN1_item_i2d(value, der, ASN1_ITEM_rptr(EnvelopeAsn1)); },
+        "writing an envelope");
 }
 
 PKeyPtr OpenEnvelope(const Bytes& envelope, EVP_PKEY* temporary) {
@@ -262,9 +259,10 @@ PKeyPtr ReadRecipient(std::string_view to) {
 std::string SealEnvelopeText(std::string_view to, std::string_view pair) {
     const PKeyPtr recipient = ReadRecipient(to);
     const BioPtr bio(BIO_new_mem_buf(pair.data(), static_cast<int>(pair.size())));
+    if (!bio) throw Failure(kNoMemory);
     // An encrypted key gets the empty passphrase instead of a question at the terminal.
     char none[] = "";
-    const PKeyPtr key(bio ? PEM_read_bio_PrivateKey(bio.get(), nullptr, nullptr, none) : nullptr);
+    const PKeyPtr key(PEM_read_bio_PrivateKey(bio.get(), nullptr, nullptr, none));
     if (!key) {
         ForgetErrors();
         throw Failure(kBadArgument, "the pair to seal is no unencrypted private key in PEM");

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 
+#include "softkey/crypto/der.h"
 #include "softkey/crypto/openssl_errors.h"
 #include "softkey/crypto/rsa_key.h"
 #include "softkey/crypto/sm2_cipher.h"
@@ -91,19 +92,19 @@ PKeyPtr MakeSm2Pair(const BIGNUM* number, const Bytes& point) {
     return PKeyPtr(pair);
 }
 
+bool IsA(const EVP_PKEY* pair, std::string_view name) {
+    const char* const own = EVP_PKEY_get0_type_name(pair);
+    return own != nullptr && own == name;
+}
+
 Algorithm AlgorithmOf(const EVP_PKEY* pair) {
-    if (EVP_PKEY_is_a(pair, "RSA")) return Algorithm::kRsa;
-    if (EVP_PKEY_is_a(pair, "SM2")) return Algorithm::kSm2;
+    if (IsA(pair, "RSA")) return Algorithm::kRsa;
+    if (IsA(pair, "SM2")) return Algorithm::kSm2;
     throw Failure(kNotSupported, "neither an RSA nor an SM2 key");
 }
 
 Bytes PublicKeyOf(const EVP_PKEY* pair) {
-    unsigned char* der = nullptr;
-    const int size = i2d_PUBKEY(pair, &der);
-    if (size <= 0) throw Failure(kCryptoFailed, "writing a public key");
-    Bytes bytes(der, der + size);
-    OPENSSL_free(der);
-    return bytes;
+    return Encoded([pair](auto der) { return i2d_PUBKEY(pair, der); }, "writing a public key");
 }
 
 PKeyPtr ParsePublicKey(const Bytes& publicKey) {

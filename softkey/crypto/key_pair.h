@@ -22,6 +22,9 @@ SecretBytes Sm2NumberOf(const EVP_PKEY* pair);
 // Of a private number and its public point, uncompressed. kCryptoFailed for a number out of range.
 PKeyPtr MakeSm2Pair(const BIGNUM* number, const Bytes& point);
 
+// By the name that OpenSSL's providers know its kind by. EVP_PKEY_is_a needs memory, and where
+// there is none no key is anything.
+bool IsA(const EVP_PKEY* pair, std::string_view name);
 Algorithm AlgorithmOf(const EVP_PKEY* pair);
 Bytes PublicKeyOf(const EVP_PKEY* pair);         // SubjectPublicKeyInfo, DER
 PKeyPtr ParsePublicKey(const Bytes& publicKey);  // null when it cannot be read

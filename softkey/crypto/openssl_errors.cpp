@@ -1,15 +1,23 @@
 #include "softkey/crypto/openssl_errors.h"
 
 #include <openssl/err.h>
+#include <openssl/evp.h>
 
 #include "softkey/result.h"
 
 namespace softkey {
 
+namespace {
+
+// All that it says when a digest or a cipher finds no memory for its context.
+constexpr unsigned long kLacksContext = ERR_PACK(ERR_LIB_EVP, 0, EVP_R_INITIALIZATION_ERROR);
+
+}  // namespace
+
 bool OpensslLackedMemory() noexcept {
     bool lacked = false;
     while (const unsigned long error = ERR_get_error()) {
-        lacked |= ERR_GET_REASON(error) == ERR_R_MALLOC_FAILURE;
+        lacked |= ERR_GET_REASON(error) == ERR_R_MALLOC_FAILURE || error == kLacksContext;
     }
     return lacked;
 }

@@ -37,6 +37,13 @@ using X509Ptr = std::unique_ptr<X509, Releaser<X509_free>>;
 using X509NamePtr = std::unique_ptr<X509_NAME, Releaser<X509_NAME_free>>;
 using X509ReqPtr = std::unique_ptr<X509_REQ, Releaser<X509_REQ_free>>;
 
+// What OpenSSL allocates for its caller.
+struct AllocationReleaser {
+    void operator()(void* block) const { OPENSSL_free(block); }
+};
+template <typename T>
+using AllocatedPtr = std::unique_ptr<T, AllocationReleaser>;
+
 }  // namespace softkey
 
 #endif

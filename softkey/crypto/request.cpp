@@ -1,6 +1,7 @@
 #include "softkey/crypto/request.h"
 
 #include "softkey/crypto/base64.h"
+#include "softkey/crypto/der.h"
 #include "softkey/crypto/key_pair.h"
 #include "softkey/result.h"
 
@@ -54,12 +55,8 @@ std::string MakeRequest(EVP_PKEY* pair, std::int64_t hash, std::string_view comm
                 X509_REQ_set_pubkey(request.get(), pair) == 1,
             "filling a request");
     Sign(request.get(), pair, digest);
-    unsigned char* der = nullptr;
-    const int size = i2d_X509_REQ(request.get(), &der);
-    Require(size > 0, "writing a request");
-    std::string text = ToBase64(der, static_cast<std::size_t>(size));
-    OPENSSL_free(der);
-    return text;
+    return ToBase64(
+        Encoded([&](auto der) { return i2d_X509_REQ(request.get(), der); }, "writing a request"));
 }
 
 }  // namespace softkey

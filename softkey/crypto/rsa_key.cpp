@@ -16,13 +16,18 @@ void Require(bool done) {
 }
 
 const RSA_METHOD* OwnMethod() {
-    static const RSA_METHOD* const method = RSA_meth_dup(RSA_PKCS1_OpenSSL());
+    // What fails is tried again by the next call.
+    static const RSA_METHOD* const method = [] {
+        const RSA_METHOD* const copy = RSA_meth_dup(RSA_PKCS1_OpenSSL());
+        Require(copy != nullptr);
+        return copy;
+    }();
     return method;
 }
 
 PKeyPtr PairOf(RsaPtr rsa) {
     PKeyPtr pair(EVP_PKEY_new());
-    Require(pair && OwnMethod() != nullptr && RSA_set_method(rsa.get(), OwnMethod()) == 1);
+    Require(pair && RSA_set_method(rsa.get(), OwnMethod()) == 1);
     // What is kept for the next signature would be copies of the primes on the ordinary heap.
     RSA_clear_flags(rsa.get(), RSA_FLAG_CACHE_PRIVATE);
     Require(EVP_PKEY_assign_RSA(pair.get(), rsa.get()) == 1);

@@ -79,13 +79,10 @@ namespace {
                                       static_cast<int>(cipher.hash.size())) == 1 &&
                 ASN1_OCTET_STRING_set(parts->text, cipher.text.data(),
                                       static_cast<int>(cipher.text.size())) == 1);
-        unsigned char* der = nullptr;
-        const int size = ASN1_item_i2d(reinterpret_cast<ASN1_VALUE*>(parts.get()), &der,
-                                       ASN1_ITEM_rptr(CipherAsn1));
-        Require(size > 0);
-        const Bytes bytes(der, der + size);
-        OPENSSL_free(der);
-        return bytes;
+        const auto* const value = reinterpret_cast<const ASN1_VALUE*>(parts.get());
+        return Encoded(
+            [value](auto der) { return ASN1_item_i2d(value, der, ASN1_ITEM_rptr(CipherAsn1)); },
+            "an SM2 cipher text");
     }
 
     std::optional<Sm2Cipher> FromParts(const Bytes& bytes) {

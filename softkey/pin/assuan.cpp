@@ -85,10 +85,10 @@ public:
     SpawnSettings(const SpawnSettings&) = delete;
     SpawnSettings& operator=(const SpawnSettings&) = delete;
 
-    bool Spawn(pid_t& child, const char* program, char** environment) const {
-        std::string name = program;
-        char* arguments[] = {name.data(), nullptr};
-        return posix_spawnp(&child, program, &actions_, &attributes_, arguments, environment) == 0;
+    bool Spawn(pid_t& child, std::string& program, char** environment) const {
+        char* arguments[] = {program.data(), nullptr};
+        return posix_spawnp(&child, program.c_str(), &actions_, &attributes_, arguments,
+                            environment) == 0;
     }
 
 private:
@@ -151,6 +151,9 @@ AssuanProgram::~AssuanProgram() {
 bool AssuanProgram::Start(const char* program, const std::vector<std::string>& hiddenVariables,
                           Milliseconds patience) {
     PrepareSecureHeap();
+    // Before there is a descriptor that would stay open where memory is lacking.
+    std::vector<char*> environment = EnvironmentWithout(hiddenVariables);
+    std::string name = program;
     int ends[2];
     // A socket instead of pipes: writing to a program that died must not raise SIGPIPE in the
     // client's process.
@@ -158,9 +161,8 @@ bool AssuanProgram::Start(const char* program, const std::vector<std::string>& h
     ends[0] = AboveStandardDescriptors(ends[0]);
     ends[1] = AboveStandardDescriptors(ends[1]);
     socket_ = ends[0];
-    std::vector<char*> environment = EnvironmentWithout(hiddenVariables);
     const bool started = ends[0] >= 0 && ends[1] >= 0 &&
-                         SpawnSettings(ends[1]).Spawn(child_, program, environment.data());
+                         SpawnSettings(ends[1]).Spawn(child_, name, environment.data());
     if (ends[1] >= 0) close(ends[1]);
     if (!started) child_ = -1;
     return (started && Greet(patience)) || Break();

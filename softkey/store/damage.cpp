@@ -37,7 +37,7 @@ void CheckPairs(Database& db, Lines& damage) {
         const Bytes publicKey = row.Blob(3);
         const PKeyPtr key = ParsePublicKey(publicKey);
         const bool rsa = row.Int(2) == static_cast<std::int64_t>(Algorithm::kRsa);
-        if (!key || EVP_PKEY_is_a(key.get(), rsa ? "RSA" : "SM2") != 1) {
+        if (!key || !IsA(key.get(), rsa ? "RSA" : "SM2")) {
             damage.push_back(Sentence("{1}: the public key cannot be read", {name}));
         }
         if (!IsWrapped(row.Blob(5))) {

@@ -7,8 +7,10 @@
 #include <cerrno>
 #include <cstdio>
 #include <ctime>
+#include <exception>
 #include <thread>
 
+#include "softkey/crypto/openssl_errors.h"
 #include "softkey/store/places.h"
 
 namespace softkey {
@@ -88,20 +90,39 @@ private:
     bool waits_ = true;
 };
 
-void WriteGuard(const File& file, const Guard& guard) {
+Guard::Text WriteGuard(const File& file, const Guard& guard) {
     const Guard::Text text = guard.Write();
     file.WriteAt(0, text.data(), text.size());
+    return text;
 }
 
 // The two steps that make an image the state. A crash of the machine between them is as harmless
 // as a kill: the guard is on the disk before the file takes its place.
-void Adopt(Successor& successor, const File& folder, const File& guardFile, Guard& guard) {
+// Then the change is made, and must not be taken for one that failed: nothing, instead of what the
+// guard says, when something of what comes behind did. The guard may go on knowing the state
+// before.
+std::optional<Guard::Text> Adopt(Successor& successor, const File& folder, const File& guardFile,
+                                 Guard& guard, const struct timespec& changed) {
     WriteGuard(guardFile, guard);
     guardFile.Sync();
     successor.TakePlace();
-    folder.Sync();
-    guard.before = guard.after;
-    WriteGuard(guardFile, guard);
+    try {
+        folder.Sync();
+        guard.before = guard.after;
+        const Guard::Text text = WriteGuard(guardFile, guard);
+        guardFile.SetChanged(changed);
+        return text;
+    } catch (const std::exception&) {
+        OpensslLackedMemory();  // what it noted is told to nobody
+        return std::nullopt;
+    }
+}
+
+// The log goes last: where it stands something is left to do.
+void UnlinkOldLog(const std::string& home) {
+    if (unlink(OldIndexPath(home).c_str()) == 0 || errno == ENOENT) {
+        unlink(OldLogPath(home).c_str());
+    }
 }
 
 std::string Damage(const std::string& home, bool guardReadable, const std::optional<Bytes>& image) {
@@ -130,10 +151,10 @@ StateFile::Found StateFile::Look(const std::string& home) {
 void StateFile::Establish(const std::string& home, const Lock& lock, const Bytes& image) {
     Guard guard = Guard::Make();
     guard.after = {1, guard.DigestOf(image)};
-    Successor successor(home, image, Now());
-    Adopt(successor, File(home, O_RDONLY | O_DIRECTORY).Required(), lock.file(), guard);
-    unlink(OldLogPath(home).c_str());
-    unlink(OldIndexPath(home).c_str());
+    const struct timespec now = Now();
+    Successor successor(home, image, now);
+    Adopt(successor, File(home, O_RDONLY | O_DIRECTORY).Required(), lock.file(), guard, now);
+    UnlinkOldLog(home);
 }
 
 StateFile::StateFile(const std::string& home)
@@ -179,6 +200,10 @@ bool StateFile::IsFolderUnchanged() {
 
 bool StateFile::IsUnchanged() const {
     return number_ != 0 && ReadGuard() == written_;
+}
+
+void StateFile::DropOldLog() const {
+    if (access(OldLogPath(home_).c_str(), F_OK) == 0) UnlinkOldLog(home_);
 }
 
 // The guard is read first. A file that it does not know was put there by a change that came
@@ -230,12 +255,12 @@ void StateFile::Replace(const Bytes& image) {
     const struct timespec now = Now();
     number_ = 0;  // until it is done, nobody can say which state the file holds
     Successor successor(home_, image, now);
-    Adopt(successor, folder_, *guardFile_, guard);
-    guardFile_->SetChanged(now);
+    const std::optional<Guard::Text> text = Adopt(successor, folder_, *guardFile_, guard, now);
+    if (!text) return;
     guardStamp_.Expect(Guard::kSize, now);
     databaseStamp_.Expect(image.size(), now);
     guard_ = guard;
-    written_ = guard.Write();
+    written_ = *text;
     number_ = written;
 }
 

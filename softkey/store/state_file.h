@@ -47,6 +47,9 @@ public:
     Bytes Load();
     std::uint64_t Number() const { return number_; }  // of what Load returned or Replace wrote
     bool StillThere() const;
+    // What was to be dropped when the first state was made of an earlier version's. Once Load has
+    // returned nothing in it is worth keeping.
+    void DropOldLog() const;
 
     // The guard, open for writing by this process.
     std::shared_ptr<const File> GuardFile();

@@ -55,6 +55,7 @@ std::unique_ptr<Store> Store::OpenFinished(const std::string& home) {
 
 Store::Store(const std::string& home) : home_(home), file_(std::make_unique<StateFile>(home)) {
     Follow();
+    file_->DropOldLog();
 }
 
 Store::Store(const std::string& home, const Bytes& image)

@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <map>
+#include <regex>
 #include <set>
 
 #include "descriptors.h"
@@ -96,9 +97,10 @@ void JudgeTries(const Scenario& scenario, int before, int code) {
 }
 
 void JudgeState(const Scenario& scenario, const Expected& expected, int code) {
+    const std::string state = bench->State();
+    // Looking opens the state, which drops what could not be dropped before.
     const std::string damage = bench->Damage();
     if (!damage.empty()) Tell("damage:" + damage);
-    const std::string state = bench->State();
     const bool changed = state == expected.after;
     if (!changed && state != expected.before) Tell("a state between");
     if (!changed && code == expected.code) Tell("success, and nothing is stored");
@@ -199,10 +201,37 @@ std::vector<std::uint32_t> Chosen(unsigned every, bool all) {
     return chosen;
 }
 
+// Each call that no scenario has come to by the same calls before it: what begins alike, as the
+// start of OpenSSL does, is failed once.
+std::vector<std::uint32_t> AllWithNewPast() {
+    static std::set<std::uint64_t> pasts;
+    const FaultRecord& kept = *FaultsKept();
+    std::vector<std::uint32_t> chosen;
+    std::uint64_t past = 0;
+    for (std::uint32_t i = 0; i < std::min<std::uint32_t>(kept.calls, kFaultCalls); ++i) {
+        past = (past ^ kept.log[i].slot ^ std::uint64_t{kept.log[i].place} << 32U) *
+               0x9E3779B97F4A7C15U;
+        past ^= past >> 29U;
+        if (pasts.insert(past).second) chosen.push_back(i + 1);
+    }
+    return chosen;
+}
+
+// The first call of each function, in the first scenario that makes it.
+std::vector<std::uint32_t> OfNewFunctions() {
+    static std::set<std::string> failed;
+    const FaultRecord& kept = *FaultsKept();
+    std::vector<std::uint32_t> chosen;
+    for (std::uint32_t i = 0; i < std::min<std::uint32_t>(kept.calls, kFaultCalls); ++i) {
+        if (failed.insert(kept.names[kept.log[i].slot]).second) chosen.push_back(i + 1);
+    }
+    return chosen;
+}
+
 struct Options {
     unsigned every = 1, part = 0, parts = 1;
     unsigned call = 0;  // this one alone, in this process: for a debugger
-    bool remains = true, verbose = false;
+    bool remains = true, verbose = false, all = false, kinds = false;
     std::string only;
 };
 
@@ -245,16 +274,22 @@ void FailAll(const Scenario& scenario, const Options& options, Totals& totals) {
         std::printf("code 0x%X%s\n", static_cast<unsigned>(report->code), report->wrong);
         return;
     }
-    const std::vector<std::uint32_t> chosen =
+    const std::vector<std::uint32_t> ends =
         Chosen(options.every * (scenario.slow ? 4 : 1), options.every == 1);
+    const std::vector<std::uint32_t> chosen = options.all     ? AllWithNewPast()
+                                              : options.kinds ? OfNewFunctions()
+                                                              : ends;
     totals.calls += FaultsKept()->calls;
     if (options.verbose) {
         std::printf("%s: code 0x%X, %u calls, %zu to fail\n", scenario.name.c_str(),
                     static_cast<unsigned>(expected.code), FaultsKept()->calls, chosen.size());
     }
+    const std::set<std::uint32_t> looked(ends.begin(), ends.end());
     Options with = options;
-    with.remains = options.remains && !scenario.slow;
-    for (const std::uint32_t target : chosen) FailOne(scenario, expected, target, with, totals);
+    for (const std::uint32_t target : chosen) {
+        with.remains = options.remains && !scenario.slow && looked.count(target) != 0;
+        FailOne(scenario, expected, target, with, totals);
+    }
 }
 
 Options Read(int count, char** words) {
@@ -269,6 +304,8 @@ Options Read(int count, char** words) {
         if (word == "--parts" && i + 1 < count) options.parts = number();
         if (word == "--call" && i + 1 < count) options.call = number();
         if (word == "--only" && i + 1 < count) options.only = words[++i];
+        if (word == "--all") options.all = true;
+        if (word == "--kinds") options.kinds = true;
         if (word == "--verbose") options.verbose = true;
         if (word == "--no-leaks") options.remains = false;
     }
@@ -314,11 +351,11 @@ int main(int count, char** words) {
     testing::InitGoogleTest(&count, words);
     if (count > 1 && std::strcmp(words[1], "--help") == 0) {
         std::puts(
-            "usage: failing_key [--every N] [--part I --parts K] [--only TEXT] [--call N] "
-            "[--no-leaks]"
-            " [--verbose]\n\nFails the first and the last call of each place; with --every the "
-            "first"
-            " of each Nth.");
+            "usage: failing_key [--every N | --kinds | --all] [--part I --parts K] [--only "
+            "PATTERN]\n"
+            "                   [--call N] [--no-leaks] [--verbose]\n\n"
+            "Fails the first and the last call of each place; with --every the first of each Nth,\n"
+            "with --kinds the first of each function, with --all each call.");
         return 0;
     }
     const Options options = Read(count, words);
@@ -326,13 +363,17 @@ int main(int count, char** words) {
     report = Shared<Report>();
     KeyBench own;
     bench = &own;
-    if (InChild([] { bench->MakeTemplate(); }) != 0) return 2;
+    if (InChild([] { bench->MakeTemplate(); }) != 0 || report->wrong[0] != '\0') {
+        std::fprintf(stderr, "the key cannot be made:%s\n", report->wrong);
+        return 2;
+    }
     own.ReadTexts();
     Watch();
     Totals totals;
+    const std::regex only(options.only);
     unsigned nth = 0;
     for (const Scenario& scenario : own.Scenarios()) {
-        if (scenario.name.find(options.only) == std::string::npos) continue;
+        if (!std::regex_search(scenario.name, only)) continue;
         if (nth++ % options.parts != options.part) continue;
         ++totals.scenarios;
         FailAll(scenario, options, totals);

@@ -22,6 +22,10 @@ namespace {
 using Certificate = std::unique_ptr<X509, Release<X509_free>>;
 using Bio = std::unique_ptr<BIO, Release<BIO_free>>;
 
+struct Allocation {
+    void operator()(char* text) const { OPENSSL_free(text); }
+};
+
 constexpr std::string_view kBegin = "-----BEGIN ";
 
 // True when the outermost DER length is exactly the content's: a text cannot be mistaken for it.
@@ -92,9 +96,8 @@ std::string SerialText(const X509* certificate) {
         ASN1_INTEGER_to_BN(X509_get0_serialNumber(certificate), nullptr));
     char* const text = number ? BN_bn2hex(number.get()) : nullptr;
     if (text == nullptr) throw std::bad_alloc();
-    std::string copy = text;
-    OPENSSL_free(text);
-    return copy;
+    const std::unique_ptr<char, Allocation> owned(text);
+    return text;
 }
 
 std::optional<CertificateFacts> FactsOf(const X509* certificate) {
