@@ -102,6 +102,12 @@ TEST_F(Lengths, probe_of_nothing_still_offers_room_for_the_NUL) {
     EXPECT_EQ(library.Try().Sign("SN", 1, 2, "data", "w").value(), "");
 }
 
+TEST_F(Lengths, probe_that_says_nothing_is_one_of_nothing) {
+    stand_in().text = "t";
+    stand_in().probeSilent = true;
+    EXPECT_EQ(library.Try().Sign("SN", 1, 2, "data", "w").value(), "");
+}
+
 TEST_F(Lengths, probe_of_requests_that_is_not_positive_is_a_failure) {
     for (const std::uint32_t lie : {0U, 0x80000000U, 0xffffffffU}) {
         stand_in().probed = lie;
@@ -129,6 +135,14 @@ TEST_F(Lengths, message_longer_than_the_probe_says_is_given_whole) {
     stand_in().message = std::string(1000, 'm');
     EXPECT_EQ(library.GetErrorMsg(5).size(), 1000U);
     EXPECT_EQ(library.Message(5).size(), 1000U);
+}
+
+TEST_F(Lengths, message_of_a_failed_call_or_of_nothing_is_replaced) {
+    stand_in().messageCode = KESTA_BUFFER_TOO_SMALL;
+    EXPECT_THAT(library.Message(5), HasSubstr("no text"));
+    stand_in().messageCode = 0;
+    stand_in().message.clear();
+    EXPECT_THAT(library.Message(5), HasSubstr("no text"));
 }
 
 TEST_F(Lengths, endless_message_is_replaced) {

@@ -20,12 +20,14 @@ void StandIn::Reset() {
     calls.clear();
     code = 0;
     probeCode = 0;
+    probeSilent = false;
     text.clear();
     reported.reset();
     probed.reset();
     beyond = 0;
     raise = false;
     message = "token text";
+    messageCode = 0;
     fetchCode = 0;
     fetchLost = false;
     occurrences.clear();
@@ -98,7 +100,8 @@ int Give(const char* name, std::size_t probe, char* buffer, Length* length,
     Record(name, arguments...);
     if (s.raise) throw std::length_error("from inside");
     if (buffer == nullptr) {
-        *length = static_cast<Length>(s.probed.value_or(static_cast<std::uint32_t>(probe)));
+        if (!s.probeSilent)
+            *length = static_cast<Length>(s.probed.value_or(static_cast<std::uint32_t>(probe)));
         return G_LastError = s.probeCode;
     }
     if (s.code != 0) {
@@ -161,7 +164,7 @@ int GetErrorMsg(int code, char* buffer, int* length) {
     std::memcpy(buffer, text.c_str(), text.size() + 1);
     const auto size = static_cast<std::uint32_t>(text.size()) + 1;
     *length = static_cast<int>(s.reported.value_or(size));
-    return 0;
+    return s.messageCode;
 }
 int GetDriverVersion(char* b, unsigned* n) {
     return Give("GetDriverVersion", 13, b, n);

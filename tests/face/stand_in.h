@@ -21,12 +21,14 @@ struct StandIn {
     std::vector<std::string> calls;         // "SetLabel SN label"
     int code = 0;                           // of every function that asks a token
     int probeCode = 0;                      // of a probe for one text
+    bool probeSilent = false;               // the probe writes no length
     std::string text;                       // what is written to buffers
     std::optional<std::uint32_t> reported;  // length written in place of the true one
     std::optional<std::uint32_t> probed;    // the same for probes
     std::size_t beyond = 0;                 // bytes written behind the capacity
     bool raise = false;                     // throw out of the next token call
     std::string message = "token text";
+    int messageCode = 0;
     int fetchCode = 0;       // added to what a fetch of kept requests answers
     bool fetchLost = false;  // a fetch finds nothing and answers -404
 
