@@ -111,6 +111,16 @@ TEST(LogHex, tells_local_time_too) {
     EXPECT_TRUE(IsLocalTimeSince(before, LogRecords().at(0)));
 }
 
+// The log's descriptor is 0 then.
+TEST(LogEntry, is_written_by_a_client_without_standard_input) {
+    const int input = dup(STDIN_FILENO);
+    close(STDIN_FILENO);
+    LogEntry("Tag", "x");
+    if (input >= 0) dup2(input, STDIN_FILENO);
+    close(input);
+    EXPECT_EQ(LogRecords().size(), 1U);
+}
+
 TEST(LogEntry, expands_its_format_as_printf_does) {
     LogEntry("Tag", "%s=%08X %d%% %-4s|%5.2f %lld", "key", 0xBEEF, -7, "ab", 1.5, LLONG_MIN);
     EXPECT_EQ(LogLines(), (Lines{"Tag|key=0000BEEF -7% ab  | 1.50 -9223372036854775808"}));
