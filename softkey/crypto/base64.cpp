@@ -5,7 +5,6 @@
 #include <openssl/pem.h>
 
 #include <algorithm>
-#include <limits>
 
 #include "softkey/crypto/openssl_errors.h"
 #include "softkey/crypto/openssl_types.h"
@@ -17,7 +16,8 @@ namespace {
 constexpr std::string_view kBlanks = " \t\r\n";
 constexpr std::string_view kDashes = "-----";
 constexpr std::string_view kBegin = "-----BEGIN ";
-constexpr std::size_t kMost = std::numeric_limits<int>::max() / 2;
+// Far more than anything that crosses the key's interface, and less than an int holds.
+constexpr std::size_t kMost = std::size_t{1} << 24;
 
 std::string_view Trimmed(std::string_view text) {
     const std::size_t from = std::min(text.find_first_not_of(kBlanks), text.size());
@@ -54,14 +54,15 @@ std::string ToBase64(const std::uint8_t* bytes, std::size_t size) {
     // The function adds a NUL where the string has its own.
     const int written = EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.data()), bytes,
                                         static_cast<int>(size));
-    if (written != static_cast<int>(text.size())) throw Failure(kCryptoFailed, "Base64");
+    Require(written == static_cast<int>(text.size()), "Base64");
     return text;
 }
 
 // OpenSSL takes padding for zeros, and what is not Base64 at either end for nothing: what it read
 // must be what it would write.
 std::optional<Bytes> FromBase64(std::string_view text) {
-    std::string digits(text.substr(0, kMost));
+    if (text.size() > kMost) return std::nullopt;
+    std::string digits(text);
     digits.erase(std::remove_if(digits.begin(), digits.end(),
                                 [&](char c) { return kBlanks.find(c) != kBlanks.npos; }),
                  digits.end());
@@ -83,14 +84,15 @@ std::optional<std::vector<Bytes>> FromText(std::string_view text) {
         if (!bytes) return std::nullopt;
         return std::vector<Bytes>{std::move(*bytes)};
     }
-    const std::string lines = WithLines(text.substr(0, kMost));
-    const BioPtr bio(BIO_new_mem_buf(lines.data(), static_cast<int>(lines.size())));
-    if (!bio) throw Failure(kNoMemory);
+    if (text.size() > kMost) return std::nullopt;
+    const std::string lines = WithLines(text);
+    const auto bio =
+        Made(BioPtr(BIO_new_mem_buf(lines.data(), static_cast<int>(lines.size()))), "Base64");
     std::vector<Bytes> blocks;
     char* name = nullptr;
     char* header = nullptr;
     unsigned char* data = nullptr;
-    long size = 0;
+    long size{};
     while (PEM_read_bio(bio.get(), &name, &header, &data, &size) == 1) {
         const AllocatedPtr<char> ownName(name), ownHeader(header);
         const AllocatedPtr<unsigned char> ownData(data);

@@ -1,8 +1,9 @@
 #include "softkey/crypto/certificate.h"
 
 #include <array>
-#include <cstdio>
 #include <ctime>
+#include <iomanip>
+#include <sstream>
 
 #include "softkey/crypto/base64.h"
 #include "softkey/crypto/der.h"
@@ -28,9 +29,9 @@ std::vector<X509Ptr> ReadPkcs7(const Bytes& der) {
     if (!message || at != der.data() + der.size()) return certificates;
     if (!PKCS7_type_is_signed(message.get()) || message->d.sign == nullptr) return certificates;
     STACK_OF(X509)* const stack = message->d.sign->cert;
-    for (int i = 0; stack != nullptr && i < sk_X509_num(stack); ++i) {
+    for (int i = 0; i < sk_X509_num(stack); ++i) {
         X509* const certificate = sk_X509_value(stack, i);
-        if (X509_up_ref(certificate) != 1) throw Failure(kCryptoFailed, "a certificate");
+        Require(X509_up_ref(certificate) == 1, "a certificate");
         X509Ptr owned(certificate);  // before there may be no memory for its place
         certificates.push_back(std::move(owned));
         if (!IsDer(CertificateDer(certificate))) return {};
@@ -41,25 +42,22 @@ std::vector<X509Ptr> ReadPkcs7(const Bytes& der) {
 std::string Drain(const BioPtr& bio) {
     char* data = nullptr;
     const long length = BIO_get_mem_data(bio.get(), &data);
-    return length > 0 ? std::string(data, static_cast<std::size_t>(length)) : std::string();
+    return {data, static_cast<std::size_t>(length)};
 }
 
 std::string NameText(const X509_NAME* name) {
-    const BioPtr bio(BIO_new(BIO_s_mem()));
+    const auto bio = Made(BioPtr(BIO_new(BIO_s_mem())), "a name");
     const unsigned long flags = XN_FLAG_RFC2253 & ~static_cast<unsigned long>(ASN1_STRFLGS_ESC_MSB);
-    if (!bio) throw Failure(kNoMemory);
-    if (X509_NAME_print_ex(bio.get(), name, 0, flags) < 0) {
-        throw Failure(kCertificateMalformed, "a name");
-    }
+    Require(X509_NAME_print_ex(bio.get(), name, 0, flags) >= 0, "a name");
     return Drain(bio);
 }
 
 std::string HexText(const std::uint8_t* bytes, std::size_t size) {
+    static constexpr char kDigits[] = "0123456789ABCDEF";
     std::string text;
-    for (std::size_t i = 0; i < size; ++i) {
-        std::array<char, 3> digits{};
-        std::snprintf(digits.data(), digits.size(), "%02X", bytes[i]);
-        text += digits.data();
+    for (const std::uint8_t byte : Bytes(bytes, bytes + size)) {
+        text += kDigits[byte >> 4];
+        text += kDigits[byte & 0x0F];
     }
     return text;
 }
@@ -67,9 +65,9 @@ std::string HexText(const std::uint8_t* bytes, std::size_t size) {
 std::string TimeText(const ASN1_TIME* time) {
     std::tm parts{};
     if (ASN1_TIME_to_tm(time, &parts) != 1) throw Failure(kCertificateMalformed, "a time");
-    std::array<char, 32> text{};
-    std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &parts);
-    return text.data();
+    std::ostringstream text;
+    text << std::put_time(&parts, "%Y-%m-%dT%H:%M:%SZ");
+    return text.str();
 }
 
 std::string SerialText(const X509* certificate) {
@@ -123,8 +121,7 @@ bool BelongsTogether(const X509* certificate, const Bytes& publicKey) {
     // lack of memory, and OpenSSL keeps to itself why.
     if (EncodedKeyOf(certificate) == publicKey) return true;
     const PKeyPtr stored = ParsePublicKey(publicKey);
-    const EVP_PKEY* const certified = X509_get0_pubkey(certificate);
-    const bool same = stored && certified != nullptr && EVP_PKEY_eq(certified, stored.get()) == 1;
+    const bool same = stored && EVP_PKEY_eq(X509_get0_pubkey(certificate), stored.get()) == 1;
     ForgetErrors();
     return same;
 }
@@ -135,10 +132,8 @@ std::string SubjectText(const X509* certificate) {
 
 std::string InformationBlock(const X509* certificate, Role role, Algorithm algorithm) {
     std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
-    unsigned int size = 0;
-    if (X509_digest(certificate, EVP_sha256(), digest.data(), &size) != 1) {
-        throw Failure(kCryptoFailed, "a fingerprint");
-    }
+    unsigned int size{};
+    Require(X509_digest(certificate, EVP_sha256(), digest.data(), &size) == 1, "a fingerprint");
     std::string block;
     block += std::string("type=") + (role == Role::kSigning ? "sign" : "encryption") + "\n";
     block += std::string("algorithm=") + (algorithm == Algorithm::kRsa ? "RSA" : "SM2") + "\n";

@@ -1,9 +1,5 @@
 #include "softkey/crypto/decryption.h"
 
-#include <openssl/rsa.h>
-
-#include <algorithm>
-
 #include "softkey/crypto/key_pair.h"
 #include "softkey/crypto/openssl_errors.h"
 #include "softkey/crypto/sm2_cipher.h"
@@ -15,11 +11,7 @@ namespace {
 std::optional<SecretBytes> DecryptByOpenssl(EVP_PKEY* pair, const Bytes& cipher,
                                             std::size_t longest) {
     const PKeyCtxPtr ctx(EVP_PKEY_CTX_new_from_pkey(nullptr, pair, nullptr));
-    if (!ctx || EVP_PKEY_decrypt_init(ctx.get()) != 1 ||
-        (AlgorithmOf(pair) == Algorithm::kRsa &&
-         EVP_PKEY_CTX_set_rsa_padding(ctx.get(), RSA_PKCS1_PADDING) != 1)) {
-        throw Failure(kCryptoFailed, "preparing a decryption");
-    }
+    Require(ctx && EVP_PKEY_decrypt_init(ctx.get()) == 1, "preparing a decryption");
     SecretBytes plain(longest);
     std::size_t length = plain.size();
     if (EVP_PKEY_decrypt(ctx.get(), plain.data(), &length, cipher.data(), cipher.size()) != 1) {
@@ -44,9 +36,9 @@ std::optional<SecretBytes> DecryptSm2(EVP_PKEY* pair, const Bytes& bytes) {
 
 std::optional<SecretBytes> Decrypt(EVP_PKEY* pair, const Bytes& cipher) {
     if (AlgorithmOf(pair) == Algorithm::kSm2) return DecryptSm2(pair, cipher);
-    const auto modulus = static_cast<std::size_t>(std::max(EVP_PKEY_get_size(pair), 0));
+    const auto modulus = static_cast<std::size_t>(EVP_PKEY_get_size(pair));
     // OpenSSL also takes a cipher text that lacks its leading zeros.
-    if (modulus == 0 || cipher.size() != modulus) return std::nullopt;
+    if (cipher.size() != modulus) return std::nullopt;
     return DecryptByOpenssl(pair, cipher, modulus);
 }
 

@@ -3,7 +3,6 @@
 #define SOFTKEY_CRYPTO_DER_H
 
 #include "softkey/crypto/openssl_types.h"
-#include "softkey/result.h"
 #include "softkey/store/records.h"
 
 namespace softkey {
@@ -19,7 +18,7 @@ Bytes Encoded(Encoder encode, const char* what) {
     unsigned char* der = nullptr;
     const int size = encode(&der);
     const AllocatedPtr<unsigned char> owned(der);
-    if (size <= 0) throw Failure(kCryptoFailed, what);
+    Require(size > 0, what);
     return {der, der + size};
 }
 

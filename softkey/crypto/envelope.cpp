@@ -1,16 +1,11 @@
 #include "softkey/crypto/envelope.h"
 
 #include <openssl/asn1t.h>
-#include <openssl/core_names.h>
 #include <openssl/ec.h>
 #include <openssl/objects.h>
-#include <openssl/param_build.h>
-#include <openssl/params.h>
 #include <openssl/pem.h>
-#include <openssl/rand.h>
 
 #include <algorithm>
-#include <array>
 #include <optional>
 
 #include "softkey/crypto/base64.h"
@@ -19,6 +14,7 @@
 #include "softkey/crypto/key_pair.h"
 #include "softkey/crypto/openssl_errors.h"
 #include "softkey/crypto/sm2_cipher.h"
+#include "softkey/crypto/vault.h"
 
 namespace softkey {
 
@@ -44,14 +40,11 @@ IMPLEMENT_STATIC_ASN1_ALLOC_FUNCTIONS(EnvelopeAsn1)
     constexpr std::size_t kSm4KeySize = 16;
     constexpr std::size_t kNumberSize = kSm2NumberSize;
     constexpr std::size_t kPointSize = kSm2PointSize;
-    constexpr const char* kSm4Ecb = "1.2.156.10197.1.104.1";
-    constexpr const char* kSm4 = "1.2.156.10197.1.104";  // some authorities leave the mode out
+    // 1.2.156.10197.1.104, and .1 for the mode, which some authorities leave out.
+    constexpr std::string_view kSm4 = "\x2A\x81\x1C\xCF\x55\x01\x68";
+    constexpr std::string_view kSm4Ecb = "\x2A\x81\x1C\xCF\x55\x01\x68\x01";
 
     using AsnPtr = std::unique_ptr<EnvelopeAsn1, Releaser<EnvelopeAsn1_free>>;
-
-    void Require(bool done, const char* what) {
-        if (!done) throw Failure(kCryptoFailed, what);
-    }
 
     [[noreturn]] void Malformed(const char* what) {
         ForgetErrors();
@@ -64,57 +57,27 @@ IMPLEMENT_STATIC_ASN1_ALLOC_FUNCTIONS(EnvelopeAsn1)
         const CipherPtr cipher(EVP_CIPHER_fetch(nullptr, "SM4-ECB", nullptr));
         const CipherCtxPtr ctx(EVP_CIPHER_CTX_new());
         SecretBytes out(size);
-        int length = 0;
+        int length{};
         Require(
             cipher && ctx &&
-                EVP_CipherInit_ex2(ctx.get(), cipher.get(), key, nullptr, encrypt ? 1 : 0,
+                EVP_CipherInit_ex2(ctx.get(), cipher.get(), key, nullptr, static_cast<int>(encrypt),
                                    nullptr) == 1 &&
                 EVP_CIPHER_CTX_set_padding(ctx.get(), 0) == 1 &&
-                EVP_CipherUpdate(ctx.get(), out.data(), &length, in, static_cast<int>(size)) == 1 &&
-                static_cast<std::size_t>(length) == size,
+                EVP_CipherUpdate(ctx.get(), out.data(), &length, in, static_cast<int>(size)) == 1,
             "SM4");
         return out;
-    }
-
-    BignumPtr ToNumber(const std::uint8_t* bytes) {
-        BignumPtr number(BN_secure_new());
-        Require(number && BN_bin2bn(bytes, kNumberSize, number.get()) != nullptr,
-                "a private number");
-        return number;
-    }
-
-    Bytes PointOf(const EVP_PKEY* pair) {
-        Bytes point(kPointSize);
-        std::size_t length = 0;
-        Require(EVP_PKEY_get_octet_string_param(pair, OSSL_PKEY_PARAM_PUB_KEY, point.data(),
-                                                point.size(), &length) == 1 &&
-                    length == kPointSize,
-                "a public point");
-        return point;
-    }
-
-    // What could not sign is not sealed either.
-    SecretBytes NumberOf(const EVP_PKEY* pair) {
-        SecretBytes bytes = Sm2NumberOf(pair);
-        const BignumPtr number = ToNumber(bytes.data());
-        if (!IsSm2PrivateNumber(number.get())) {
-            throw Failure(kBadArgument, "the private half of the pair to seal is out of range");
-        }
-        return bytes;
     }
 
     // The point that belongs to a private number; nothing when the number is out of range.
     std::optional<Bytes> PointOfNumber(const BIGNUM* number) {
         if (!IsSm2PrivateNumber(number)) return std::nullopt;
         const GroupPtr group = Sm2Group();
-        const PointPtr point(EC_POINT_new(group.get()));
+        const auto point = Made(PointPtr(EC_POINT_new(group.get())), "a public point");
         Bytes bytes(kPointSize);
-        Require(
-            point &&
-                EC_POINT_mul(group.get(), point.get(), number, nullptr, nullptr, nullptr) == 1 &&
-                EC_POINT_point2oct(group.get(), point.get(), POINT_CONVERSION_UNCOMPRESSED,
-                                   bytes.data(), bytes.size(), nullptr) == bytes.size(),
-            "a public point");
+        Require(EC_POINT_mul(group.get(), point.get(), number, nullptr, nullptr, nullptr) == 1 &&
+                    EC_POINT_point2oct(group.get(), point.get(), POINT_CONVERSION_UNCOMPRESSED,
+                                       bytes.data(), bytes.size(), nullptr) == bytes.size(),
+                "a public point");
         return bytes;
     }
 
@@ -138,13 +101,11 @@ IMPLEMENT_STATIC_ASN1_ALLOC_FUNCTIONS(EnvelopeAsn1)
         AsnPtr envelope(reinterpret_cast<EnvelopeAsn1*>(
             ASN1_item_d2i(nullptr, &at, size, ASN1_ITEM_rptr(EnvelopeAsn1))));
         if (!envelope || !IsDer(der)) Malformed("not an SM2EnvelopedKey");
-        std::array<char, 64> oid{};
-        const int length = OBJ_obj2txt(oid.data(), static_cast<int>(oid.size()),
-                                       envelope->symAlgorithm->algorithm, 1);
-        Require(length > 0, "an algorithm");
-        const std::string_view algorithm = oid.data();
+        const ASN1_OBJECT* const oid = envelope->symAlgorithm->algorithm;
+        const std::string_view algorithm(reinterpret_cast<const char*>(OBJ_get0_data(oid)),
+                                         OBJ_length(oid));
         if (algorithm != kSm4Ecb && algorithm != kSm4) Malformed("its algorithm is not SM4");
-        int parameters = V_ASN1_UNDEF;
+        int parameters{};
         X509_ALGOR_get0(nullptr, &parameters, nullptr, envelope->symAlgorithm);
         if (parameters != V_ASN1_UNDEF && parameters != V_ASN1_NULL) {
             Malformed("SM4 in ECB mode takes no parameters");
@@ -159,7 +120,7 @@ IMPLEMENT_STATIC_ASN1_ALLOC_FUNCTIONS(EnvelopeAsn1)
         const bool clean = std::all_of(plain.data(), plain.data() + lead,
                                        [](std::uint8_t byte) { return byte == 0; });
         if (!clean) throw Failure(kEnvelopeMismatch, "its private number is too long");
-        return ToNumber(plain.data() + lead);
+        return ToSm2Number(plain.data() + lead);
     }
 
     void SetBits(ASN1_BIT_STRING * string, const std::uint8_t* bytes, std::size_t size) {
@@ -167,13 +128,12 @@ IMPLEMENT_STATIC_ASN1_ALLOC_FUNCTIONS(EnvelopeAsn1)
                                     static_cast<int>(size)) == 1,
                 "an envelope");
         // Without these, trailing zero bits would be cut off as unused ones.
-        string->flags &= ~0x07L;
         string->flags |= ASN1_STRING_FLAG_BITS_LEFT;
     }
 
     Bytes SealSymmetricKey(EVP_PKEY * recipient, const SecretBytes& key) {
         const PKeyCtxPtr ctx(EVP_PKEY_CTX_new_from_pkey(nullptr, recipient, nullptr));
-        std::size_t length = 0;
+        std::size_t length{};
         Require(ctx && EVP_PKEY_encrypt_init(ctx.get()) == 1 &&
                     EVP_PKEY_encrypt(ctx.get(), nullptr, &length, key.data(), key.size()) == 1,
                 "sealing");
@@ -189,30 +149,31 @@ IMPLEMENT_STATIC_ASN1_ALLOC_FUNCTIONS(EnvelopeAsn1)
 Bytes SealEnvelope(EVP_PKEY* recipient, EVP_PKEY* pair) {
     if (!IsA(recipient, "SM2")) throw Failure(kBadArgument, "the recipient is not SM2");
     if (!IsA(pair, "SM2")) throw Failure(kBadArgument, "the pair to seal is not SM2");
+    const SecretBytes number = Sm2NumberOf(pair);
+    // What could not sign is not sealed either.
+    const std::optional<Bytes> point = PointOfNumber(ToSm2Number(number.data()).get());
+    if (!point) {
+        throw Failure(kBadArgument, "the private half of the pair to seal is out of range");
+    }
     SecretBytes key(kSm4KeySize);
-    Require(RAND_priv_bytes(key.data(), static_cast<int>(key.size())) == 1, "random numbers");
+    FillRandom(key.data(), key.size());
     const Bytes sealedKey = SealSymmetricKey(recipient, key);
-    const SecretBytes number = NumberOf(pair);
     const SecretBytes sealedNumber = Sm4(true, key.data(), number.data(), number.size());
-    const Bytes point = PointOf(pair);
 
-    const AsnPtr envelope(EnvelopeAsn1_new());
-    Require(envelope != nullptr, "an envelope");
-    ASN1_OBJECT* const algorithm = OBJ_txt2obj(kSm4Ecb, 1);
-    Require(algorithm != nullptr &&
-                X509_ALGOR_set0(envelope->symAlgorithm, algorithm, V_ASN1_UNDEF, nullptr) == 1,
-            "an envelope");
-    ASN1_STRING* const sequence = ASN1_STRING_type_new(V_ASN1_SEQUENCE);
-    Require(sequence != nullptr, "an envelope");
-    ASN1_TYPE_set(envelope->symKey, V_ASN1_SEQUENCE, sequence);
-    Require(ASN1_STRING_set(sequence, sealedKey.data(), static_cast<int>(sealedKey.size())) == 1,
-            "an envelope");
-    SetBits(envelope->publicKey, point.data(), point.size());
+    const auto envelope = Made(AsnPtr(EnvelopeAsn1_new()), "an envelope");
+    const unsigned char* at = sealedKey.data();
+    Require(
+        X509_ALGOR_set0(envelope->symAlgorithm, OBJ_nid2obj(NID_sm4_ecb), V_ASN1_UNDEF, nullptr) ==
+                1 &&
+            d2i_ASN1_TYPE(&envelope->symKey, &at, static_cast<long>(sealedKey.size())) != nullptr,
+        "an envelope");
+    SetBits(envelope->publicKey, point->data(), point->size());
     SetBits(envelope->privateKey, sealedNumber.data(), sealedNumber.size());
-
-    const auto* const value = reinterpret_cast<const ASN1_VALUE*>(envelope.get());
     return Encoded(
-        [value](auto der) { return ASN1_item_i2d(value, der, ASN1_ITEM_rptr(EnvelopeAsn1)); },
+        [&envelope](auto der) {
+            return ASN1_item_i2d(reinterpret_cast<const ASN1_VALUE*>(envelope.get()), der,
+                                 ASN1_ITEM_rptr(EnvelopeAsn1));
+        },
         "writing an envelope");
 }
 
@@ -223,7 +184,8 @@ PKeyPtr OpenEnvelope(const Bytes& envelope, EVP_PKEY* temporary) {
     if (sealedNumber.size() != kNumberSize && sealedNumber.size() != 2 * kNumberSize) {
         Malformed("its private number has neither 32 nor 64 bytes");
     }
-    if (point.size() != kPointSize || point[0] != 4) Malformed("its public key is no point");
+    if (point.size() != kPointSize || point[0] != kUncompressed)
+        Malformed("its public key is no point");
     const std::optional<SecretBytes> key = Decrypt(temporary, SealedKeyOf(parts.get()));
     if (!key || key->size() != kSm4KeySize) {
         throw Failure(kEnvelopeMismatch, "sealed to another key");
@@ -258,8 +220,8 @@ PKeyPtr ReadRecipient(std::string_view to) {
 
 std::string SealEnvelopeText(std::string_view to, std::string_view pair) {
     const PKeyPtr recipient = ReadRecipient(to);
-    const BioPtr bio(BIO_new_mem_buf(pair.data(), static_cast<int>(pair.size())));
-    if (!bio) throw Failure(kNoMemory);
+    const auto bio = Made(BioPtr(BIO_new_mem_buf(pair.data(), static_cast<int>(pair.size()))),
+                          "the pair to seal");
     // An encrypted key gets the empty passphrase instead of a question at the terminal.
     char none[] = "";
     const PKeyPtr key(PEM_read_bio_PrivateKey(bio.get(), nullptr, nullptr, none));

@@ -4,23 +4,13 @@
 
 #include "softkey/crypto/certificate.h"
 #include "softkey/crypto/key_pair.h"
+#include "softkey/crypto/request.h"
 #include "softkey/result.h"
 
 namespace softkey {
 namespace {
 
 using ExtensionPtr = std::unique_ptr<X509_EXTENSION, Releaser<X509_EXTENSION_free>>;
-
-void Require(bool done, const char* what) {
-    if (!done) throw Failure(kCryptoFailed, what);
-}
-
-void SetName(X509_NAME* name, const std::string& commonName) {
-    Require(X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_UTF8,
-                                       reinterpret_cast<const unsigned char*>(commonName.data()),
-                                       static_cast<int>(commonName.size()), -1, 0) == 1,
-            "a name");
-}
 
 void SetNumber(X509* certificate) {
     const BignumPtr number(BN_new());
@@ -49,16 +39,15 @@ void Sign(X509* certificate, EVP_PKEY* authority) {
 
 Bytes Issue(EVP_PKEY* pair, Role role, const std::string& serial, EVP_PKEY* authority,
             const Validity& validity) {
-    const X509Ptr certificate(X509_new());
-    Require(certificate != nullptr, "making a certificate");
+    const auto certificate = Made(X509Ptr(X509_new()), "making a certificate");
     X509* const raw = certificate.get();
     Require(X509_set_version(raw, X509_VERSION_3) == 1 && X509_set_pubkey(raw, pair) == 1 &&
                 ASN1_TIME_set(X509_getm_notBefore(raw), validity.notBefore) != nullptr &&
                 ASN1_TIME_set(X509_getm_notAfter(raw), validity.notAfter) != nullptr,
             "filling a certificate");
     SetNumber(raw);
-    SetName(X509_get_subject_name(raw), serial);
-    SetName(X509_get_issuer_name(raw), "Software key");
+    SetCommonName(X509_get_subject_name(raw), serial);
+    SetCommonName(X509_get_issuer_name(raw), "Software key");
     SetUsage(raw, role);
     Sign(raw, authority);
     return CertificateDer(raw);

@@ -38,10 +38,7 @@ PKeyPtr OpenSm2(const SecretBytes& plain, const Bytes& publicKey) {
     if (bytes == nullptr || publicKey.size() < kSm2PointSize) {
         throw Failure(kStateDamaged, "a private key");
     }
-    const BignumPtr number(BN_secure_new());
-    if (!number || BN_bin2bn(bytes, kNumberSize, number.get()) == nullptr) {
-        throw Failure(kNoMemory, "a private key");
-    }
+    const BignumPtr number = ToSm2Number(bytes);
     if (!IsSm2PrivateNumber(number.get())) throw Failure(kStateDamaged, "a private key");
     return MakeSm2Pair(number.get(), {publicKey.end() - kSm2PointSize, publicKey.end()});
 }
@@ -51,9 +48,7 @@ PKeyPtr OpenSm2(const SecretBytes& plain, const Bytes& publicKey) {
 PKeyPtr GeneratePair(Algorithm algorithm) {
     constexpr int kRsaBits = 2048;
     if (algorithm == Algorithm::kRsa) return GenerateRsaPair(kRsaBits);
-    PKeyPtr pair(EVP_PKEY_Q_keygen(nullptr, nullptr, "SM2"));
-    if (!pair) throw Failure(kCryptoFailed, "making a key pair");
-    return pair;
+    return Made(PKeyPtr(EVP_PKEY_Q_keygen(nullptr, nullptr, "SM2")), "making a key pair");
 }
 
 // OpenSSL's own writers and readers of private keys leave copies
@@ -62,15 +57,14 @@ SecretBytes Sm2NumberOf(const EVP_PKEY* pair) {
     OSSL_PARAM* raw = nullptr;
     const int exported = EVP_PKEY_todata(pair, EVP_PKEY_KEYPAIR, &raw);
     const ParamsPtr params(raw);
-    if (exported != 1) throw Failure(kCryptoFailed, "taking a pair apart");
+    Require(exported == 1, "taking a pair apart");
     const OSSL_PARAM* const number = OSSL_PARAM_locate_const(raw, OSSL_PKEY_PARAM_PRIV_KEY);
-    if (number == nullptr || number->data_size > kNumberSize) {
+    if (number == nullptr || number->data_size != kNumberSize) {
         throw Failure(kBadArgument, "a pair without a private half");
     }
     SecretBytes bytes(kNumberSize);  // the parameter is in the machine's order, least byte first
     const auto* const data = static_cast<const std::uint8_t*>(number->data);
-    std::reverse_copy(data, data + number->data_size,
-                      bytes.data() + (kNumberSize - number->data_size));
+    std::reverse_copy(data, data + kNumberSize, bytes.data());
     return bytes;
 }
 
@@ -85,10 +79,9 @@ PKeyPtr MakeSm2Pair(const BIGNUM* number, const Bytes& point) {
     const ParamsPtr params(filled ? OSSL_PARAM_BLD_to_param(builder.get()) : nullptr);
     const PKeyCtxPtr ctx(EVP_PKEY_CTX_new_from_name(nullptr, "SM2", nullptr));
     EVP_PKEY* pair = nullptr;
-    if (!params || !ctx || EVP_PKEY_fromdata_init(ctx.get()) != 1 ||
-        EVP_PKEY_fromdata(ctx.get(), &pair, EVP_PKEY_KEYPAIR, params.get()) != 1) {
-        throw Failure(kCryptoFailed, "a key pair");
-    }
+    Require(params && ctx && EVP_PKEY_fromdata_init(ctx.get()) == 1 &&
+                EVP_PKEY_fromdata(ctx.get(), &pair, EVP_PKEY_KEYPAIR, params.get()) == 1,
+            "a key pair");
     return PKeyPtr(pair);
 }
 
@@ -110,8 +103,8 @@ Bytes PublicKeyOf(const EVP_PKEY* pair) {
 PKeyPtr ParsePublicKey(const Bytes& publicKey) {
     const unsigned char* at = publicKey.data();
     PKeyPtr key(d2i_PUBKEY(nullptr, &at, static_cast<long>(publicKey.size())));
-    if (!key) ForgetErrors();
-    if (key && at != publicKey.data() + publicKey.size()) key.reset();
+    ForgetErrors();
+    if (at != publicKey.data() + publicKey.size()) key.reset();
     return key;
 }
 

@@ -26,4 +26,10 @@ void ForgetErrors() {
     if (OpensslLackedMemory()) throw Failure(kNoMemory);
 }
 
+void Require(bool done, const char* what) {
+    if (done) return;
+    ForgetErrors();
+    throw Failure(kCryptoFailed, what);
+}
+
 }  // namespace softkey

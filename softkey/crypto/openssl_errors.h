@@ -9,6 +9,8 @@ namespace softkey {
 bool OpensslLackedMemory() noexcept;
 // Forgets them. Throws kNoMemory when memory ran out.
 void ForgetErrors();
+// Throws kNoMemory or kCryptoFailed, and forgets the notes, unless it was done.
+void Require(bool done, const char* what);
 
 }  // namespace softkey
 

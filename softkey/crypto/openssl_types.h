@@ -12,6 +12,8 @@
 
 #include <memory>
 
+#include "softkey/crypto/openssl_errors.h"
+
 namespace softkey {
 
 template <auto function>
@@ -36,6 +38,13 @@ using Pkcs8Ptr = std::unique_ptr<PKCS8_PRIV_KEY_INFO, Releaser<PKCS8_PRIV_KEY_IN
 using X509Ptr = std::unique_ptr<X509, Releaser<X509_free>>;
 using X509NamePtr = std::unique_ptr<X509_NAME, Releaser<X509_NAME_free>>;
 using X509ReqPtr = std::unique_ptr<X509_REQ, Releaser<X509_REQ_free>>;
+
+// What OpenSSL made. Throws as Require does when it made nothing.
+template <typename Pointer>
+Pointer Made(Pointer pointer, const char* what) {
+    Require(pointer != nullptr, what);
+    return pointer;
+}
 
 // What OpenSSL allocates for its caller.
 struct AllocationReleaser {

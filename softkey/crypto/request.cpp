@@ -8,10 +8,6 @@
 namespace softkey {
 namespace {
 
-void Require(bool done, const char* what) {
-    if (!done) throw Failure(kCryptoFailed, what);
-}
-
 void Sign(X509_REQ* request, EVP_PKEY* pair, const char* digest) {
     const MdCtxPtr ctx(EVP_MD_CTX_new());
     EVP_PKEY_CTX* keyCtx = nullptr;
@@ -26,6 +22,13 @@ void Sign(X509_REQ* request, EVP_PKEY* pair, const char* digest) {
 }
 
 }  // namespace
+
+void SetCommonName(X509_NAME* name, std::string_view commonName) {
+    Require(X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_UTF8,
+                                       reinterpret_cast<const unsigned char*>(commonName.data()),
+                                       static_cast<int>(commonName.size()), -1, 0) == 1,
+            "a name");
+}
 
 const char* DigestName(Algorithm algorithm, std::int64_t hash) {
     if (hash < 0 || hash > 3) {
@@ -44,19 +47,16 @@ const char* DigestName(Algorithm algorithm, std::int64_t hash) {
 
 std::string MakeRequest(EVP_PKEY* pair, std::int64_t hash, std::string_view commonName) {
     const char* const digest = DigestName(AlgorithmOf(pair), hash);
-    const X509ReqPtr request(X509_REQ_new());
-    const X509NamePtr name(X509_NAME_new());
-    Require(request && name, "making a request");
-    Require(X509_NAME_add_entry_by_txt(name.get(), "CN", MBSTRING_UTF8,
-                                       reinterpret_cast<const unsigned char*>(commonName.data()),
-                                       static_cast<int>(commonName.size()), -1, 0) == 1 &&
-                X509_REQ_set_version(request.get(), 0) == 1 &&
+    const auto request = Made(X509ReqPtr(X509_REQ_new()), "making a request");
+    const auto name = Made(X509NamePtr(X509_NAME_new()), "making a request");
+    SetCommonName(name.get(), commonName);
+    Require(X509_REQ_set_version(request.get(), X509_REQ_VERSION_1) == 1 &&
                 X509_REQ_set_subject_name(request.get(), name.get()) == 1 &&
                 X509_REQ_set_pubkey(request.get(), pair) == 1,
             "filling a request");
     Sign(request.get(), pair, digest);
-    return ToBase64(
-        Encoded([&](auto der) { return i2d_X509_REQ(request.get(), der); }, "writing a request"));
+    return ToBase64(Encoded([&request](auto der) { return i2d_X509_REQ(request.get(), der); },
+                            "writing a request"));
 }
 
 }  // namespace softkey

@@ -11,26 +11,20 @@ namespace {
 
 using RsaPtr = std::unique_ptr<RSA, Releaser<RSA_free>>;
 
-void Require(bool done) {
-    if (!done) throw Failure(kCryptoFailed, "an RSA key");
-}
+constexpr const char* kWhat = N_("an RSA key");
 
 const RSA_METHOD* OwnMethod() {
     // What fails is tried again by the next call.
-    static const RSA_METHOD* const method = [] {
-        const RSA_METHOD* const copy = RSA_meth_dup(RSA_PKCS1_OpenSSL());
-        Require(copy != nullptr);
-        return copy;
-    }();
+    static const RSA_METHOD* const method = Made(RSA_meth_dup(RSA_PKCS1_OpenSSL()), kWhat);
     return method;
 }
 
 PKeyPtr PairOf(RsaPtr rsa) {
     PKeyPtr pair(EVP_PKEY_new());
-    Require(pair && RSA_set_method(rsa.get(), OwnMethod()) == 1);
+    Require(pair && RSA_set_method(rsa.get(), OwnMethod()) == 1, kWhat);
     // What is kept for the next signature would be copies of the primes on the ordinary heap.
     RSA_clear_flags(rsa.get(), RSA_FLAG_CACHE_PRIVATE);
-    Require(EVP_PKEY_assign_RSA(pair.get(), rsa.get()) == 1);
+    Require(EVP_PKEY_assign_RSA(pair.get(), rsa.get()) == 1, kWhat);
     static_cast<void>(rsa.release());
     return pair;
 }
@@ -39,8 +33,9 @@ RsaPtr FromPkcs8(const SecretBytes& der) {
     const unsigned char* at = der.data();
     const Pkcs8Ptr pkcs8(d2i_PKCS8_PRIV_KEY_INFO(nullptr, &at, static_cast<long>(der.size())));
     const unsigned char* inside = nullptr;
-    int size = 0;
-    if (!pkcs8 || PKCS8_pkey_get0(nullptr, &inside, &size, nullptr, pkcs8.get()) != 1) return {};
+    int size{};
+    if (!pkcs8) return {};
+    Require(PKCS8_pkey_get0(nullptr, &inside, &size, nullptr, pkcs8.get()) == 1, kWhat);
     return RsaPtr(d2i_RSAPrivateKey(nullptr, &inside, size));
 }
 
@@ -51,17 +46,17 @@ PKeyPtr GenerateRsaPair(int bits) {
     RsaPtr rsa(RSA_new());
     const BignumPtr exponent(BN_new());
     Require(rsa && exponent && BN_set_word(exponent.get(), RSA_F4) == 1 &&
-            RSA_generate_key_ex(rsa.get(), bits, exponent.get(), nullptr) == 1);
+                RSA_generate_key_ex(rsa.get(), bits, exponent.get(), nullptr) == 1,
+            kWhat);
     return PairOf(std::move(rsa));
 }
 
 SecretBytes RsaNumbersOf(const EVP_PKEY* pair) {
     const RSA* const rsa = EVP_PKEY_get0_RSA(pair);
-    const int size = rsa != nullptr ? i2d_RSAPrivateKey(rsa, nullptr) : 0;
-    Require(size > 0);
+    const int size = i2d_RSAPrivateKey(rsa, nullptr);
     SecretBytes der(static_cast<std::size_t>(size));
     unsigned char* at = der.data();
-    Require(i2d_RSAPrivateKey(rsa, &at) == size);
+    Require(i2d_RSAPrivateKey(rsa, &at) == size, kWhat);
     return der;
 }
 

@@ -7,8 +7,8 @@
 #endif
 
 #include <algorithm>
-#include <cstring>
 
+#include "softkey/crypto/openssl_errors.h"
 #include "softkey/result.h"
 
 namespace softkey {
@@ -32,29 +32,28 @@ void TellLeakChecker() {
 }  // namespace
 
 void KeepOpenssl() {
-    static const bool kept = [] {
-        const int started = OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
-        // Without its context, for which there was no memory, it would crash.
-        if (started != 1 || OSSL_LIB_CTX_set0_default(nullptr) == nullptr) {
-            throw Failure(kCryptoFailed, "OpenSSL does not start");
+    static const struct Start {
+        Start() {
+            // Without its context, for which there was no memory, it would crash.
+            Require(OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr) == 1 &&
+                        OSSL_LIB_CTX_set0_default(nullptr) != nullptr,
+                    "OpenSSL does not start");
         }
-        return true;
-    }();
-    static_cast<void>(kept);
+    } started;
 }
 
 void PrepareSecureHeap() {
     KeepOpenssl();
     // What fails is tried again by the next call: memory may be there by then.
-    static const bool ready = [] {
-        if (CRYPTO_secure_malloc_initialized() == 0) {
-            CRYPTO_secure_malloc_init(kHeapSize, kSmallestBlock);
-            TellLeakChecker();
+    static const struct Heap {
+        Heap() {
+            if (CRYPTO_secure_malloc_initialized() == 0) {
+                CRYPTO_secure_malloc_init(kHeapSize, kSmallestBlock);
+                TellLeakChecker();
+            }
+            if (CRYPTO_secure_malloc_initialized() == 0) throw Failure(kNoMemory, "no secure heap");
         }
-        if (CRYPTO_secure_malloc_initialized() == 0) throw Failure(kNoMemory, "no secure heap");
-        return true;
-    }();
-    static_cast<void>(ready);
+    } heap;
 }
 
 SecretBytes::SecretBytes(std::size_t size) : size_(size), room_(std::max<std::size_t>(size, 1)) {
@@ -64,7 +63,7 @@ SecretBytes::SecretBytes(std::size_t size) : size_(size), room_(std::max<std::si
 }
 
 SecretBytes::SecretBytes(const std::uint8_t* bytes, std::size_t size) : SecretBytes(size) {
-    if (size > 0) std::memcpy(bytes_, bytes, size);
+    std::copy_n(bytes, size, bytes_);
 }
 
 SecretBytes::~SecretBytes() {

@@ -34,9 +34,7 @@ namespace {
 
     using AsnPtr = std::unique_ptr<CipherAsn1, Releaser<CipherAsn1_free>>;
 
-    void Require(bool done) {
-        if (!done) throw Failure(kCryptoFailed, "an SM2 cipher text");
-    }
+    constexpr const char* kWhat = N_("an SM2 cipher text");
 
     Bytes BytesOf(const ASN1_STRING* string) {
         const unsigned char* const data = ASN1_STRING_get0_data(string);
@@ -45,8 +43,7 @@ namespace {
 
     // False when the coordinate does not fit.
     bool PutCoordinate(const ASN1_INTEGER* coordinate, std::uint8_t* place) {
-        const BignumPtr number(ASN1_INTEGER_to_BN(coordinate, nullptr));
-        Require(number != nullptr);
+        const auto number = Made(BignumPtr(ASN1_INTEGER_to_BN(coordinate, nullptr)), kWhat);
         return !BN_is_negative(number.get()) && BN_bn2binpad(number.get(), place, kSm2NumberSize) ==
                                                     static_cast<int>(kSm2NumberSize);
     }
@@ -67,22 +64,24 @@ namespace {
 
     void SetCoordinate(ASN1_INTEGER * coordinate, const std::uint8_t* bytes) {
         const BignumPtr number(BN_bin2bn(bytes, kSm2NumberSize, nullptr));
-        Require(number && BN_to_ASN1_INTEGER(number.get(), coordinate) != nullptr);
+        Require(number && BN_to_ASN1_INTEGER(number.get(), coordinate) != nullptr, kWhat);
     }
 
     Bytes ToDer(const Sm2Cipher& cipher) {
-        const AsnPtr parts(CipherAsn1_new());
-        Require(parts != nullptr);
+        const auto parts = Made(AsnPtr(CipherAsn1_new()), kWhat);
         SetCoordinate(parts->x, cipher.point.data() + 1);
         SetCoordinate(parts->y, cipher.point.data() + 1 + kSm2NumberSize);
         Require(ASN1_OCTET_STRING_set(parts->hash, cipher.hash.data(),
                                       static_cast<int>(cipher.hash.size())) == 1 &&
-                ASN1_OCTET_STRING_set(parts->text, cipher.text.data(),
-                                      static_cast<int>(cipher.text.size())) == 1);
-        const auto* const value = reinterpret_cast<const ASN1_VALUE*>(parts.get());
+                    ASN1_OCTET_STRING_set(parts->text, cipher.text.data(),
+                                          static_cast<int>(cipher.text.size())) == 1,
+                kWhat);
         return Encoded(
-            [value](auto der) { return ASN1_item_i2d(value, der, ASN1_ITEM_rptr(CipherAsn1)); },
-            "an SM2 cipher text");
+            [&parts](auto der) {
+                return ASN1_item_i2d(reinterpret_cast<const ASN1_VALUE*>(parts.get()), der,
+                                     ASN1_ITEM_rptr(CipherAsn1));
+            },
+            kWhat);
     }
 
     std::optional<Sm2Cipher> FromParts(const Bytes& bytes) {
@@ -97,8 +96,7 @@ namespace {
     // Null when the bytes are no point: both coordinates lie below the prime, and it is on the
     // curve.
     PointPtr PointFrom(const EC_GROUP* group, const Bytes& bytes) {
-        PointPtr point(EC_POINT_new(group));
-        Require(point != nullptr);
+        auto point = Made(PointPtr(EC_POINT_new(group)), kWhat);
         if (EC_POINT_oct2point(group, point.get(), bytes.data(), bytes.size(), nullptr) != 1) {
             point.reset();
         }
@@ -108,16 +106,21 @@ namespace {
 }  // namespace
 
 GroupPtr Sm2Group() {
-    GroupPtr group(EC_GROUP_new_by_curve_name(NID_sm2));
-    if (!group) throw Failure(kCryptoFailed, "the SM2 curve");
-    return group;
+    return Made(GroupPtr(EC_GROUP_new_by_curve_name(NID_sm2)), "the SM2 curve");
 }
 
 bool IsSm2PrivateNumber(const BIGNUM* number) {
     const GroupPtr group = Sm2Group();
     const BignumPtr least(BN_dup(EC_GROUP_get0_order(group.get())));
-    Require(least && BN_sub_word(least.get(), 1) == 1);
+    Require(least && BN_sub_word(least.get(), 1) == 1, "the SM2 curve");
     return !BN_is_negative(number) && !BN_is_zero(number) && BN_cmp(number, least.get()) < 0;
+}
+
+BignumPtr ToSm2Number(const std::uint8_t* bytes) {
+    BignumPtr number(BN_secure_new());
+    Require(number && BN_bin2bn(bytes, kSm2NumberSize, number.get()) != nullptr,
+            "a private number");
+    return number;
 }
 
 std::optional<Sm2Cipher> ReadSm2Cipher(const Bytes& bytes) {
@@ -135,18 +138,18 @@ std::optional<Sm2Cipher> ReadSm2Cipher(const Bytes& bytes) {
 bool IsCipherOfNothing(const Sm2Cipher& cipher, const SecretBytes& number) {
     const GroupPtr group = Sm2Group();
     const PointPtr point = PointFrom(group.get(), cipher.point);
-    const BignumPtr scalar(BN_secure_new());
+    const BignumPtr scalar = ToSm2Number(number.data());
     SecretBytes common(kSm2PointSize);
     SecretBytes hash(kHashSize);
-    Require(point && scalar &&
-            BN_bin2bn(number.data(), static_cast<int>(number.size()), scalar.get()) != nullptr &&
-            EC_POINT_mul(group.get(), point.get(), nullptr, point.get(), scalar.get(), nullptr) ==
-                1 &&
-            EC_POINT_point2oct(group.get(), point.get(), POINT_CONVERSION_UNCOMPRESSED,
-                               common.data(), common.size(), nullptr) == common.size() &&
-            EVP_Digest(common.data() + 1, common.size() - 1, hash.data(), nullptr, EVP_sm3(),
-                       nullptr) == 1);
-    return cipher.text.empty() && CRYPTO_memcmp(hash.data(), cipher.hash.data(), kHashSize) == 0;
+    Require(point &&
+                EC_POINT_mul(group.get(), point.get(), nullptr, point.get(), scalar.get(),
+                             nullptr) == 1 &&
+                EC_POINT_point2oct(group.get(), point.get(), POINT_CONVERSION_UNCOMPRESSED,
+                                   common.data(), common.size(), nullptr) == common.size() &&
+                EVP_Digest(common.data() + 1, common.size() - 1, hash.data(), nullptr, EVP_sm3(),
+                           nullptr) == 1,
+            kWhat);
+    return CRYPTO_memcmp(hash.data(), cipher.hash.data(), kHashSize) == 0;
 }
 
 }  // namespace softkey

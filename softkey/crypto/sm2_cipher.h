@@ -25,6 +25,9 @@ GroupPtr Sm2Group();
 // A private number is at least 1 and at most the order less 2: a signature divides by it plus 1.
 bool IsSm2PrivateNumber(const BIGNUM* number);
 
+// The number that 32 bytes are, the most significant first.
+BignumPtr ToSm2Number(const std::uint8_t* bytes);
+
 struct Sm2Cipher {
     Bytes der;    // SEQUENCE { x, y, hash, text }
     Bytes point;  // uncompressed

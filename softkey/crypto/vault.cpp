@@ -17,20 +17,16 @@ constexpr std::size_t kTagSize = 16;
 constexpr std::size_t kWrapping = kNonceSize + kTagSize;
 // Beyond these a stored number is damage: nobody ever asked for so much.
 constexpr std::int64_t kMostIterations = 10000000;
-constexpr std::int64_t kMostScrypt = std::int64_t{1} << 20;
+constexpr std::int64_t kMostScrypt = 1048576;
 constexpr std::int64_t kMostBlocks = 64;
-constexpr std::uint64_t kMostMemory = std::uint64_t{1} << 30;
+constexpr std::uint64_t kMostMemory = 1073741824;
 
-void Require(bool done, const char* what) {
-    if (!done) throw Failure(kCryptoFailed, what);
+bool Within(std::int64_t value, std::int64_t least, std::int64_t most) {
+    return value >= least && value <= most;
 }
 
-void FillRandom(std::uint8_t* bytes, std::size_t size) {
-    Require(RAND_priv_bytes(bytes, static_cast<int>(size)) == 1, "random numbers");
-}
-
-bool Within(std::int64_t value, std::int64_t most) {
-    return value >= 1 && value <= most;
+bool IsPowerOfTwo(std::int64_t value) {
+    return (value & (value - 1)) == 0;
 }
 
 MasterKey Derive(const PinSeal& seal, std::string_view pin) {
@@ -79,7 +75,7 @@ std::optional<SecretBytes> TryUnwrap(const MasterKey& master, const Bytes& wrapp
     Bytes tag(wrapped.end() - static_cast<std::ptrdiff_t>(kTagSize), wrapped.end());
     SecretBytes plain(size);
     const CipherCtxPtr ctx(EVP_CIPHER_CTX_new());
-    int length = 0;
+    int length{};
     Require(ctx &&
                 EVP_DecryptInit_ex(ctx.get(), EVP_aes_256_gcm(), nullptr, master.data(),
                                    wrapped.data()) == 1 &&
@@ -90,11 +86,16 @@ std::optional<SecretBytes> TryUnwrap(const MasterKey& master, const Bytes& wrapp
                 EVP_CIPHER_CTX_ctrl(ctx.get(), EVP_CTRL_GCM_SET_TAG, static_cast<int>(kTagSize),
                                     tag.data()) == 1,
             "unwrapping");
-    if (EVP_DecryptFinal_ex(ctx.get(), plain.data() + size, &length) != 1) return std::nullopt;
+    // Writes nothing: this mode pads nothing.
+    if (EVP_DecryptFinal_ex(ctx.get(), plain.data(), &length) != 1) return std::nullopt;
     return plain;
 }
 
 }  // namespace
+
+void FillRandom(std::uint8_t* bytes, std::size_t size) {
+    Require(RAND_priv_bytes(bytes, static_cast<int>(size)) == 1, "random numbers");
+}
 
 MasterKey MasterKey::Random() {
     MasterKey key;
@@ -108,14 +109,13 @@ void CheckPinLength(std::string_view pin) {
 }
 
 PinCost CostOfNewKeys() {
-    constexpr long kLeast = 1024, kMost = 1L << 19;  // half of kMostMemory
+    constexpr std::int64_t kLeast = 1024, kMost = 524288;  // half of kMostMemory
     PinCost cost;
     const char* const text = std::getenv("KESTA_SOFTKEY_PIN_COST");
     if (text == nullptr || *text == '\0') return cost;
     char* end = nullptr;
     cost.n = std::strtol(text, &end, 10);
-    const bool power = (cost.n & (cost.n - 1)) == 0;
-    if (*end != '\0' || cost.n < kLeast || cost.n > kMost || !power) {
+    if (*end != '\0' || !Within(cost.n, kLeast, kMost) || !IsPowerOfTwo(cost.n)) {
         throw Failure(kBadArgument, std::string("KESTA_SOFTKEY_PIN_COST=") + text);
     }
     return cost;
@@ -136,12 +136,11 @@ PinSeal SealMaster(const MasterKey& master, std::string_view pin, std::string_vi
 }
 
 bool IsSound(const PinSeal& seal) {
-    const bool power = (seal.cost & (seal.cost - 1)) == 0;
     const bool cost = seal.kdf == Kdf::kPbkdf2
-                          ? Within(seal.cost, kMostIterations)
-                          : seal.kdf == Kdf::kScrypt && seal.cost > 1 && power &&
-                                Within(seal.cost, kMostScrypt) && Within(seal.block, kMostBlocks) &&
-                                Within(seal.parallel, kMostBlocks);
+                          ? Within(seal.cost, 1, kMostIterations)
+                          : seal.kdf == Kdf::kScrypt && Within(seal.cost, 2, kMostScrypt) &&
+                                IsPowerOfTwo(seal.cost) && Within(seal.block, 1, kMostBlocks) &&
+                                Within(seal.parallel, 1, kMostBlocks);
     return cost && seal.salt.size() == kSaltSize &&
            seal.sealed.size() == kWrapping + MasterKey::kSize;
 }
@@ -170,7 +169,7 @@ Bytes Wrap(const MasterKey& master, const std::uint8_t* secret, std::size_t size
     Bytes wrapped(size + kWrapping);
     FillRandom(wrapped.data(), kNonceSize);
     const CipherCtxPtr ctx(EVP_CIPHER_CTX_new());
-    int length = 0;
+    int length{};
     Require(ctx &&
                 EVP_EncryptInit_ex(ctx.get(), EVP_aes_256_gcm(), nullptr, master.data(),
                                    wrapped.data()) == 1 &&
@@ -178,7 +177,7 @@ Bytes Wrap(const MasterKey& master, const std::uint8_t* secret, std::size_t size
                                   static_cast<int>(context.size())) == 1 &&
                 EVP_EncryptUpdate(ctx.get(), wrapped.data() + kNonceSize, &length, secret,
                                   static_cast<int>(size)) == 1 &&
-                EVP_EncryptFinal_ex(ctx.get(), wrapped.data() + kNonceSize + size, &length) == 1 &&
+                EVP_EncryptFinal_ex(ctx.get(), wrapped.data(), &length) == 1 &&
                 EVP_CIPHER_CTX_ctrl(ctx.get(), EVP_CTRL_GCM_GET_TAG, static_cast<int>(kTagSize),
                                     wrapped.data() + kNonceSize + size) == 1,
             "wrapping");

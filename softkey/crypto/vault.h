@@ -54,6 +54,8 @@ bool IsSound(const PinSeal& seal);
 // The cost of a seal, for the next one; that of new seals when this one is of an earlier version.
 PinCost CostOf(const PinSeal& seal);
 
+void FillRandom(std::uint8_t* bytes, std::size_t size);
+
 Bytes Wrap(const MasterKey& master, const std::uint8_t* secret, std::size_t size,
            std::string_view context);
 // kStateDamaged when the bytes are not those that were wrapped under this key for this place.

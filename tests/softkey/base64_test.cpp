@@ -1,7 +1,7 @@
 // Base64 and PEM as authorities and clients send them.
 #include "softkey/crypto/base64.h"
 
-#include <gtest/gtest.h>
+#include "crypto_support.h"
 
 using namespace softkey;
 
@@ -35,6 +35,21 @@ TEST(Base64, of_another_form_is_refused) {
     }
 }
 
+TEST(Base64, is_of_16_megabytes_at_most) {
+    constexpr std::size_t kMost = 16777216;
+    const Bytes most(kMost);
+    EXPECT_EQ(ToBase64(most).size(), 22369624U);
+    EXPECT_EQ(CodeOf([&] { ToBase64(most.data(), kMost + 1); }), kTooLong);
+    std::string text(kMost, 'A');
+    EXPECT_EQ(FromBase64(text)->size(), 12582912U);
+    text += "AAAA";
+    EXPECT_FALSE(FromBase64(text));
+    EXPECT_FALSE(FromText(text));
+    const std::string block = "-----BEGIN X-----QQ==-----END X-----";
+    EXPECT_TRUE(FromText(std::string(kMost - block.size(), '\n') + block));
+    EXPECT_FALSE(FromText(std::string(kMost - block.size() + 1, '\n') + block));
+}
+
 TEST(Armour, holds_blocks_with_and_without_line_ends) {
     const std::vector<Bytes> two{Of("A"), Of("AB")};
     EXPECT_EQ(FromText("-----BEGIN X-----\nQQ==\n-----END X-----\n-----BEGIN X-----\r\nQUI=\r\n"
@@ -49,7 +64,7 @@ TEST(Armour, holds_blocks_with_and_without_line_ends) {
 
 TEST(Armour, that_is_not_closed_is_refused) {
     for (const char* const text :
-         {"-----BEGIN X-----QQ==", "-----BEGIN X-----QQ==-----END Y-----",
+         {"-----BEGIN X", "-----BEGIN X-----QQ==", "-----BEGIN X-----QQ==-----END Y-----",
           "-----BEGIN X-----\nQ!==\n-----END X-----",
           "-----BEGIN X-----QQ==-----END X-----\n-----BEGIN X-----\nQQ=="}) {
         EXPECT_EQ(FromText(text), std::nullopt) << text;

@@ -266,29 +266,6 @@ TEST_F(SecretsTest, the_length_of_a_pin_counts_characters) {
     EXPECT_EQ(token.VerifyPIN(kSerial), kOk);
 }
 
-TEST_F(SecretsTest, a_new_seal_costs_what_its_parameters_say) {
-    const PinSeal seal = SealMaster(MasterKey::Random(), kPin, kSerial);
-    EXPECT_EQ(seal.kdf, Kdf::kScrypt);
-    EXPECT_EQ(seal.cost * seal.block * seal.parallel, 32768 * 8 * 2);
-    EXPECT_TRUE(OpenMaster(seal, kPin, kSerial));
-    EXPECT_FALSE(OpenMaster(seal, "000000", kSerial));
-}
-
-TEST_F(SecretsTest, new_keys_cost_what_the_environment_says) {
-    const char* const name = "KESTA_SOFTKEY_PIN_COST";
-    unsetenv(name);
-    EXPECT_EQ(CostOfNewKeys().n, 32768);
-    for (const char* good : {"1024", "524288"}) {
-        setenv(name, good, 1);
-        EXPECT_EQ(CostOfNewKeys().n, std::atol(good));
-    }
-    for (const char* bad : {"512", "1025", "1048576", "-1024", "2048x", "many"}) {
-        setenv(name, bad, 1);
-        EXPECT_THROW(CostOfNewKeys(), Failure) << bad;
-    }
-    unsetenv(name);
-}
-
 // A seal of an earlier version opens, and is made anew with the first right PIN.
 TEST_F(SecretsTest, a_seal_of_an_earlier_version_is_moved_on) {
     PinSeal old = PinTable(*OpenStore()).Seal(kSerial);

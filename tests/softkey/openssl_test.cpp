@@ -1,0 +1,270 @@
+// What the software key leaves behind in OpenSSL: no notes, no memory, nothing outside the secure
+// heap.
+#include <openssl/crypto.h>
+#include <openssl/err.h>
+
+#include <cstdlib>
+#include <functional>
+
+#include "crypto_support.h"
+#include "softkey/crypto/base64.h"
+#include "softkey/crypto/certificate.h"
+#include "softkey/crypto/decryption.h"
+#include "softkey/crypto/der.h"
+#include "softkey/crypto/envelope.h"
+#include "softkey/crypto/issuing.h"
+#include "softkey/crypto/request.h"
+#include "softkey/crypto/rsa_key.h"
+#include "softkey/crypto/signature.h"
+#include "softkey/crypto/sm2_cipher.h"
+#include "softkey/pin/secret_text.h"
+
+using namespace softkey;
+
+namespace {
+
+using Work = std::function<void()>;
+
+// OpenSSL's blocks that live, counted from the first one on.
+long g_blocks = 0;
+const bool g_counted = CRYPTO_set_mem_functions(
+                           [](std::size_t size, const char*, int) {
+                               ++g_blocks;
+                               return std::malloc(size);
+                           },
+                           [](void* block, std::size_t size, const char*, int) {
+                               if (block == nullptr) ++g_blocks;
+                               return std::realloc(block, size);
+                           },
+                           [](void* block, const char*, int) {
+                               if (block != nullptr) --g_blocks;
+                               std::free(block);
+                           }) == 1;
+
+SecretBytes Secret(const Bytes& bytes) {
+    return {bytes.data(), bytes.size()};
+}
+
+// Each is refused, for a reason that OpenSSL notes.
+std::vector<std::pair<const char*, Work>> Refusals() {
+    const Bytes cut{0x30, 0x05, 0x02};
+    const std::string text = ToBase64(cut);
+    const std::string block = "-----BEGIN X-----AAAA-----END X-----";
+    return {
+        {"DER", [=] { IsDer(cut); }},
+        {"PEM", [=] { FromText(block); }},
+        {"certificates", [=] { ParseCertificates(text); }},
+        {"a stored certificate", [=] { StoredCertificate(cut); }},
+        {"a public key", [=] { ParsePublicKey(cut); }},
+        {"an SM2 cipher text", [=] { Decrypt(Sm2Pair(), cut); }},
+        {"a point", [=] { ReadSm2Cipher(Bytes(110, 4)); }},
+        {"an RSA cipher text", [=] { Decrypt(RsaPair(), Bytes(256, 255)); }},
+        {"an RSA pair", [=] { ReadRsaPair(Secret(cut)); }},
+        {"an envelope", [=] { OpenEnvelope(cut, Sm2Pair()); }},
+        {"a recipient", [=] { SealEnvelopeText(block, ""); }},
+        {"a pair to seal", [=] { SealEnvelopeText(ToBase64(PublicKeyOf(Sm2Pair())), "nonsense"); }},
+        {"a digest", [=] { ParseDigest("xx", DigestText::kHex, Algorithm::kSm2, 0); }}};
+}
+
+TEST(Openssl, keeps_no_note_of_what_was_refused) {
+    for (const auto& [name, work] : Refusals()) {
+        ERR_clear_error();
+        CodeOf(work);
+        EXPECT_EQ(ERR_peek_error(), 0U) << name;
+    }
+}
+
+TEST(Openssl, that_lacked_memory_is_told_apart) {
+    for (const bool first : {true, false}) {
+        ERR_clear_error();
+        if (first) ERR_raise(ERR_LIB_EC, EC_R_INVALID_ENCODING);
+        ERR_raise(ERR_LIB_EC, ERR_R_MALLOC_FAILURE);
+        if (!first) ERR_raise(ERR_LIB_EC, EC_R_INVALID_ENCODING);
+        EXPECT_EQ(CodeOf([] { ForgetErrors(); }), kNoMemory);
+        EXPECT_EQ(ERR_peek_error(), 0U);
+    }
+    ERR_raise(ERR_LIB_EVP, EVP_R_INITIALIZATION_ERROR);
+    EXPECT_EQ(CodeOf([] { ForgetErrors(); }), kNoMemory);
+    ERR_raise(ERR_LIB_EC, EC_R_INVALID_ENCODING);
+    EXPECT_EQ(CodeOf([] { ForgetErrors(); }), kOk);
+    EXPECT_EQ(ERR_peek_error(), 0U);
+}
+
+TEST(Openssl, that_fails_is_told_with_what_it_was_to_do) {
+    EXPECT_EQ(FailureOf([] { Require(true, "a thing"); }), "done");
+    ERR_raise(ERR_LIB_EC, EC_R_INVALID_ENCODING);
+    EXPECT_EQ(FailureOf([] { Require(false, "a thing"); }),
+              std::to_string(kCryptoFailed) + " a thing");
+    EXPECT_EQ(ERR_peek_error(), 0U);
+    ERR_raise(ERR_LIB_EC, ERR_R_MALLOC_FAILURE);
+    EXPECT_EQ(CodeOf([] { Require(false, "a thing"); }), kNoMemory);
+    int made = 7;
+    EXPECT_EQ(Made(&made, "a thing"), &made);
+    EXPECT_EQ(CodeOf([] { Made(static_cast<int*>(nullptr), "a thing"); }), kCryptoFailed);
+}
+
+TEST(Openssl, that_writes_is_asked_for_the_size) {
+    int size = -1;
+    const auto write = [&size](unsigned char** der) {
+        *der = static_cast<unsigned char*>(OPENSSL_zalloc(1));
+        return size++;
+    };
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(CodeOf([&] { Encoded(write, "it"); }), kCryptoFailed) << i;
+    }
+    EXPECT_EQ(Encoded(write, "it"), Bytes{0});
+}
+
+TEST(Openssl, keeps_no_memory_of_what_was_done) {
+    ASSERT_TRUE(g_counted);
+    const MasterKey master = MasterKey::Random();
+    std::vector<std::pair<const char*, Work>> all = Refusals();
+    const Bytes cipher = EncryptedTo(Sm2Pair(), {1});
+    const Bytes envelope = SealEnvelope(Sm2Pair(), Sm2Pair());
+    const PairRecord pair = CertifiedPairs("A", master, {0, 9}).at(0);
+    const std::string certificate = ToBase64(pair.certificate);
+    const std::string request = MakeRequest(Sm2Pair(), 0, "A");
+    const std::string pem = PemOf(Sm2Pair());
+    const Bytes rsa = ToBytes(RsaNumbersOf(RsaPair()));
+    const std::vector<std::pair<const char*, Work>> good = {
+        {"PEM, taken", [&] { FromText("-----BEGIN X-----QQ==-----END X-----"); }},
+        {"certificates, taken", [&] { ParseCertificates(certificate); }},
+        {"a certificate's text",
+         [&] {
+             const X509Ptr read = StoredCertificate(pair.certificate);
+             InformationBlock(read.get(), Role::kSigning, Algorithm::kSm2);
+             CertificateDer(read.get());
+             BelongsTogether(read.get(), pair.publicKey);
+         }},
+        {"own certificates",
+         [&] {
+             CertifiedPairs("A", master, {0, 9});
+         }},
+        {"a decryption", [&] { Decrypt(Sm2Pair(), cipher); }},
+        {"an envelope, opened", [&] { OpenEnvelope(envelope, Sm2Pair()); }},
+        {"an envelope, sealed", [&] { SealEnvelopeText(request, pem); }},
+        {"a pair, opened", [&] { OpenPrivate(pair, pair.wrappedPrivate, "A", master); }},
+        {"an RSA pair, read", [&] { ReadRsaPair(Secret(rsa)); }},
+        {"a signature", [&] { SignText(Sm2Pair(), 0, "text"); }}};
+    all.insert(all.end(), good.begin(), good.end());
+    for (const auto& [name, work] : all) CodeOf(work);  // what is made once
+    constexpr long kTimes = 4;
+    const auto settle = [] {
+        // The places of notes keep the room that a note once needed.
+        for (int i = 0; i < ERR_NUM_ERRORS; ++i) {
+            ERR_raise_data(ERR_LIB_EC, EC_R_INVALID_ENCODING, "note %d", i);
+        }
+        ERR_clear_error();
+        return g_blocks;
+    };
+    for (const auto& [name, work] : all) {
+        const long blocks = settle();
+        const std::size_t secure = CRYPTO_secure_used();
+        for (int i = 0; i < kTimes; ++i) CodeOf(work);
+        EXPECT_LT(settle(), blocks + kTimes) << name;
+        EXPECT_EQ(CRYPTO_secure_used(), secure) << name;
+    }
+}
+
+// Each in a process that has done nothing else: who comes first sees to the secure heap.
+void ExpectSecure(const Work& work) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            if (CRYPTO_secure_malloc_initialized() != 0) std::_Exit(3);
+            work();
+            std::_Exit(CRYPTO_secure_malloc_initialized() != 0 ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "");
+}
+TEST(SecureHeap, holds_secret_bytes) {
+    ExpectSecure([] {
+        const SecretBytes bytes(1);
+        if (CRYPTO_secure_allocated(bytes.data()) == 0) std::_Exit(2);
+    });
+}
+TEST(SecureHeap, holds_the_numbers_of_a_new_rsa_pair) {
+    ExpectSecure([] { GenerateRsaPair(512); });
+}
+TEST(SecureHeap, of_the_client_is_kept) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            CRYPTO_secure_malloc_init(65536, 16);
+            PrepareSecureHeap();
+            const SecretBytes most(32768);
+            std::_Exit(CodeOf([] { SecretBytes more(65536); }) == kNoMemory ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "");
+}
+TEST(SecureHeap, has_room_for_a_hundred_pairs_and_gives_back_what_it_held) {
+    ExpectSecure([] {
+        const SecretBytes first(1);
+        const std::size_t used = CRYPTO_secure_used();
+        if (used != 32) std::_Exit(4);
+        {
+            const SecretBytes large(131072);
+            if (CRYPTO_secure_used() != used + 131072) std::_Exit(5);
+        }
+        if (CRYPTO_secure_used() != used) std::_Exit(6);
+        if (CodeOf([] { SecretBytes more(262144); }) != kNoMemory) std::_Exit(7);
+    });
+}
+
+// Another thread may be inside while the process ends.
+TEST(SecureHeap, comes_with_an_openssl_that_is_not_taken_down_at_the_end) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            const SecretBytes bytes(1);
+            OPENSSL_atexit([] { std::_Exit(9); });
+            std::exit(0);
+        },
+        testing::ExitedWithCode(0), "");
+}
+
+TEST(SecretBytes, hold_what_they_are_given) {
+    const Bytes bytes{1, 2, 3};
+    SecretBytes secret = Secret(bytes);
+    EXPECT_EQ(ToBytes(secret), bytes);
+    secret.Shrink(2);
+    EXPECT_EQ(ToBytes(secret), (Bytes{1, 2}));
+    SecretBytes other = Secret({9});
+    other = std::move(secret);
+    EXPECT_EQ(ToBytes(other), (Bytes{1, 2}));
+    EXPECT_EQ(ToBytes(SecretBytes(2)), (Bytes{0, 0}));
+    EXPECT_EQ(SecretBytes(0).size(), 0U);
+}
+
+TEST(SecretText, holds_256_bytes_and_no_more) {
+    SecretText text;
+    EXPECT_TRUE(text.Empty());
+    EXPECT_TRUE(text.Assign(std::string(256, 'x')));
+    EXPECT_EQ(text.Size(), 256U);
+    EXPECT_EQ(text.CStr()[256], '\0');
+    EXPECT_FALSE(text.Append("y", 1));
+    EXPECT_EQ(text.View(), std::string(256, 'x'));
+    EXPECT_FALSE(text.Assign(std::string(257, 'y')));
+    EXPECT_TRUE(text.Empty());
+    EXPECT_EQ(text.View(), "");
+}
+
+TEST(SecretText, wipes_what_it_held) {
+    SecretText text;
+    ASSERT_TRUE(text.Assign(std::string(256, 'x')));
+    text.Clear();
+    EXPECT_EQ(std::string(text.CStr(), 257), std::string(257, '\0'));
+    ASSERT_TRUE(text.Assign("ab"));
+    ASSERT_TRUE(text.Append("cd", 2));
+    EXPECT_STREQ(text.CStr(), "abcd");
+    text.DropLast('c');
+    EXPECT_EQ(text.View(), "abcd");
+    text.DropLast('d');
+    EXPECT_EQ(text.View(), "abc");
+    EXPECT_EQ(text.CStr()[3], '\0');
+    text.Clear();
+    text.DropLast('c');
+    EXPECT_TRUE(text.Empty());
+}
+
+}  // namespace
