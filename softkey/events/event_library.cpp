@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "softkey/codes.h"
+#include "softkey/crypto/openssl_context.h"
 #include "softkey/events/event_feed.h"
 #include "softkey/misbehaviour/interlude.h"
 #include "softkey/misbehaviour/misbehaviour.h"
@@ -90,9 +91,9 @@ int Guarded(Work work) {
     } catch (const PlannedException&) {
         throw;
     } catch (const Failure& failure) {
-        return failure.code();
+        return SuspectOpenssl(failure.code());
     } catch (const std::bad_alloc&) {
-        return kNoMemory;
+        return SuspectOpenssl(kNoMemory);
     } catch (const std::exception&) {
         return kStateUnreachable;
     }
@@ -110,6 +111,7 @@ int AsPlanned(const Misbehaviour& plan, Work work) {
 
 template <typename Work>
 int Enter(const char* entryPoint, const void* required, Work work) {
+    const WholeOpenssl openssl;
     return Guarded([&]() -> int {
         if (required == nullptr) return kBadArgument;
         return AsPlanned(NextMisbehaviour(StateHome(), entryPoint), work);

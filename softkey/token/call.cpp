@@ -9,6 +9,7 @@
 #include <string_view>
 #include <thread>
 
+#include "softkey/crypto/openssl_context.h"
 #include "softkey/crypto/openssl_errors.h"
 #include "softkey/misbehaviour/interlude.h"
 #include "softkey/misbehaviour/occupation.h"
@@ -46,6 +47,7 @@ bool Look(const EntryPoint& entry) noexcept {
         return misbehaving;
     } catch (...) {
         OpensslLackedMemory();
+        SuspectOpenssl(kNoMemory);
         return true;
     }
 }
@@ -103,9 +105,9 @@ int Run(const std::function<void(Call&)>& body, Call& call) {
     } catch (const PlannedException&) {
         throw;
     } catch (const Failure& failure) {
-        return OpensslLackedMemory() ? kNoMemory : failure.code();
+        return SuspectOpenssl(OpensslLackedMemory() ? kNoMemory : failure.code());
     } catch (const std::bad_alloc&) {
-        return kNoMemory;
+        return SuspectOpenssl(kNoMemory);
     } catch (...) {
         return kCryptoFailed;
     }
@@ -187,6 +189,7 @@ void Call::Pass(const KeyRecord* key) {
 
 int EnterWith(const EntryPoint& entry, const std::function<void(Call&)>& body) {
     const AtWork atWork;
+    const WholeOpenssl openssl;
     const bool misbehaving = Look(entry);
     if (IsLookRequest(entry.serial)) return kOk;
     const Misbehaviour plan = misbehaving ? PlanFor(entry) : Misbehaviour();
