@@ -28,12 +28,9 @@ void* SecureMalloc(std::size_t size) {
 void SecureFree(void* block) {
     OPENSSL_secure_free(block);  // wipes it
 }
-void* SecureRealloc(void* block, std::size_t size) {
-    void* const larger = OPENSSL_secure_malloc(size);
-    if (larger == nullptr || block == nullptr) return larger;
-    std::memcpy(larger, block, std::min(size, OPENSSL_secure_actual_size(block)));
-    OPENSSL_secure_free(block);
-    return larger;
+// Nothing grows in what is used of the library here.
+void* SecureRealloc(void*, std::size_t) {
+    return nullptr;
 }
 assuan_malloc_hooks kSecureHeap{SecureMalloc, SecureRealloc, SecureFree};
 
@@ -163,7 +160,7 @@ bool AssuanProgram::Start(const char* program, const std::vector<std::string>& h
     socket_ = ends[0];
     const bool started = ends[0] >= 0 && ends[1] >= 0 &&
                          SpawnSettings(ends[1]).Spawn(child_, name, environment.data());
-    if (ends[1] >= 0) close(ends[1]);
+    close(ends[1]);
     if (!started) child_ = -1;
     return (started && Greet(patience)) || Break();
 }

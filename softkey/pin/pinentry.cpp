@@ -87,17 +87,17 @@ public:
         : context_(context), words_(context.language == Language::kEnglish ? kEnglish : kChinese) {}
 
     // Starts the program and tells it where it is.
-    bool Open() {
-        if (!program_.Start("pinentry", {kPresentVariable, kNewVariable},
-                            context_.protocolPatience))
-            return false;
+    void Open() {
+        program_.Start("pinentry", {kPresentVariable, kNewVariable}, context_.protocolPatience);
         std::string locale = Variable("LC_ALL");
         if (locale.empty()) locale = Variable("LC_CTYPE");
         if (locale.empty()) locale = Variable("LANG");
         const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(context_.patience);
-        return Option("ttyname", TerminalName()) && Option("ttytype", Variable("TERM")) &&
-               Option("lc-ctype", locale) && Tell("SETTITLE", words_.title) &&
-               Tell("SETTIMEOUT", std::to_string(std::max<long long>(seconds.count(), 1)));
+        Option("ttyname", TerminalName());
+        Option("ttytype", Variable("TERM"));
+        Option("lc-ctype", locale);
+        Tell("SETTITLE", words_.title);
+        Tell("SETTIMEOUT", std::to_string(std::max<long long>(seconds.count(), 1)));
     }
 
     Code AskPresent(SecretText& pin) {
@@ -106,18 +106,19 @@ public:
             description +=
                 "\n" + std::string(words_.triesLeft) + " " + std::to_string(context_.triesLeft);
         }
-        const bool told = Tell("SETDESC", description) && Tell("SETPROMPT", words_.presentPrompt) &&
-                          (!context_.wrongBefore || Tell("SETERROR", words_.wrong));
-        bool repeated = false;
-        return told ? GetPin(pin, repeated) : kPinCancelled;
+        Tell("SETDESC", description);
+        Tell("SETPROMPT", words_.presentPrompt);
+        if (context_.wrongBefore) Tell("SETERROR", words_.wrong);
+        bool repeated{};
+        return GetPin(pin, repeated);
     }
 
     Code AskNew(SecretText& pin) {
-        if (!Tell("SETDESC", Description(words_.askNew)) || !Tell("SETPROMPT", words_.newPrompt) ||
-            !Tell("SETREPEAT", words_.repeatPrompt) || !Tell("SETREPEATERROR", words_.differ)) {
-            return kPinCancelled;
-        }
-        bool repeated = false;
+        Tell("SETDESC", Description(words_.askNew));
+        Tell("SETPROMPT", words_.newPrompt);
+        Tell("SETREPEAT", words_.repeatPrompt);
+        Tell("SETREPEATERROR", words_.differ);
+        bool repeated{};
         const Code code = GetPin(pin, repeated);
         // A program that knows nothing of repetition is asked once more.
         return code == kOk && !repeated ? AskAgain(pin) : code;
@@ -133,14 +134,13 @@ private:
         return text;
     }
 
-    // False when the conversation is over. A request that the program does not know is no matter.
-    bool Tell(const char* verb, const std::string& text) {
-        return program_.Ask(std::string(verb) + " " + AssuanEscape(text),
-                            context_.protocolPatience) != AssuanResult::kBroken;
+    // A request that the program does not know is no matter; when it is gone GETPIN shows it.
+    void Tell(const char* verb, const std::string& text) {
+        program_.Ask(std::string(verb) + " " + AssuanEscape(text), context_.protocolPatience);
     }
 
-    bool Option(const char* name, const std::string& value) {
-        return value.empty() || Tell("OPTION", std::string(name) + "=" + value);
+    void Option(const char* name, const std::string& value) {
+        if (!value.empty()) Tell("OPTION", std::string(name) + "=" + value);
     }
 
     Code GetPin(SecretText& pin, bool& repeated) {
@@ -155,8 +155,8 @@ private:
 
     Code AskAgain(const SecretText& first) {
         SecretText second;
-        bool repeated = false;
-        if (!Tell("SETPROMPT", words_.repeatPrompt)) return kPinCancelled;
+        bool repeated{};
+        Tell("SETPROMPT", words_.repeatPrompt);
         const Code code = GetPin(second, repeated);
         if (code != kOk) return code;
         return second.View() == first.View() ? kOk : kPinMismatch;
@@ -172,7 +172,8 @@ Code AskThrough(const PinContext& context, SecretText& pin, Ask ask) noexcept {
     Code code = kPinCancelled;
     try {
         Dialogue dialogue(context);
-        if (dialogue.Open()) code = ask(dialogue);
+        dialogue.Open();
+        code = ask(dialogue);
     } catch (const std::exception&) {
         code = kNoMemory;
     }

@@ -1,7 +1,3 @@
-#include "softkey/pin/pinentry.h"
-
-#include <gtest/gtest.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -9,8 +5,7 @@
 #include <csignal>
 #include <thread>
 
-#include "softkey/pin/assuan.h"
-#include "temporary_folder.h"
+#include "pinentry_fixture.h"
 
 namespace {
 
@@ -19,53 +14,6 @@ using softkey::AskPresentPin;
 using softkey::NewPinKind;
 using softkey::PinContext;
 using softkey::SecretText;
-
-// A pinentry of bash: greets, notes every request, answers GETPIN by the given lines and all else
-// by OK, until BYE.
-constexpr char kObedient[] = R"(#!/bin/bash
-echo "OK Pleased to meet you"
-while IFS= read -r line; do
-    printf '%s\n' "$line" >>"$NOTES"
-    case $line in
-    BYE*) echo "OK closing connection"; exit 0 ;;
-    GETPIN*) GETPIN_LINES ;;
-    *) echo OK ;;
-    esac
-done
-)";
-
-class Pinentry : public testing::Test {
-protected:
-    Pinentry() {
-        context_.serial = "SK1";
-        context_.language = softkey::Language::kEnglish;
-        context_.patience = std::chrono::milliseconds(1500);
-        context_.protocolPatience = std::chrono::milliseconds(1500);
-    }
-
-    void Install(const std::string& script) {
-        chmod(folder_.Write("pinentry", script).c_str(), 0700);
-    }
-
-    void InstallObedient(const std::string& getPinLines) {
-        std::string script = kObedient;
-        const std::string mark = "GETPIN_LINES";
-        script.replace(script.find(mark), mark.size(), getPinLines);
-        Install(script);
-    }
-
-    std::string Notes() const { return folder_.Read("notes"); }
-
-    TemporaryFolder folder_;
-    PinContext context_;
-    SecretText pin_;
-
-private:
-    ScopedVariable path_{"PATH", (folder_.Path() + ":/usr/bin:/bin").c_str()};
-    ScopedVariable notes_{"NOTES", folder_.File("notes").c_str()};
-    ScopedVariable pinVariable_{"KESTA_SOFTKEY_PIN", nullptr};
-    ScopedVariable newPinVariable_{"KESTA_SOFTKEY_NEW_PIN", nullptr};
-};
 
 TEST_F(Pinentry, The_variable_goes_before_the_program) {
     Install("#!/bin/bash\ntouch \"$NOTES\"\n");
