@@ -7,7 +7,6 @@
 #include "softkey/store/database.h"
 #include "softkey/store/file.h"
 #include "softkey/store/places.h"
-#include "softkey/store/schema.h"
 #include "softkey/store/store.h"
 
 namespace softkey {
@@ -102,10 +101,8 @@ std::vector<std::string> FindDamage(const std::string& home) {
     // The whole file is known to be wrong; what is wrong within helps whoever must save the rest.
     Note(damage, [&] {
         const File file(DatabasePath(home), O_RDONLY);
-        Bytes image = file.IsOpen() ? file.ReadAll() : Bytes();
-        if (image.size() <= kJournalVersions + 1) return;
-        // In memory there is no log, whatever the file says.
-        image[kJournalVersions] = image[kJournalVersions + 1] = 1;
+        const Bytes image = file.IsOpen() ? file.ReadAll() : Bytes();
+        if (image.empty()) return;
         Database db(image);
         CheckRows(db, damage);
     });

@@ -12,12 +12,14 @@
 #include <map>
 #include <memory>
 #include <string>
-#include <string_view>
 
 #include "softkey/result.h"
 #include "softkey/store/records.h"
 
 namespace softkey {
+
+// Two bytes of a database's head: 2 stands for a log beside the file, 1 for none.
+constexpr std::size_t kJournalVersions = 18;
 
 class Database;
 
@@ -30,7 +32,7 @@ public:
     Statement& operator=(const Statement&) = delete;
 
     Statement& Bind(std::int64_t value);
-    Statement& Bind(std::string_view text);
+    Statement& Bind(const std::string& text);
     Statement& Bind(const Bytes& bytes);
 
     bool Step();  // true: a row is there
@@ -41,6 +43,8 @@ public:
     Bytes Blob(int column) const;
 
 private:
+    void Require(int result) const;
+
     Database& db_;
     sqlite3_stmt* stmt_;
     int next_ = 1;
@@ -48,21 +52,21 @@ private:
 
 class Database {
 public:
-    // One in memory, with this content; without any, an empty one.
+    // One in memory, with this content and without a log, whatever that says; without any, an
+    // empty one.
     explicit Database(const Bytes& image);
     // A file of an earlier version, with its log, which is only read.
     explicit Database(const std::string& path);
-    ~Database();
     Database(const Database&) = delete;
     Database& operator=(const Database&) = delete;
 
     // sql must be a literal: statements are prepared once and kept under its address.
     Statement Prepare(const char* sql);
     void Execute(const char* sql);
-    bool InTransaction() const { return sqlite3_get_autocommit(db_) == 0; }
-    int Changes() const { return sqlite3_changes(db_); }
-    std::int64_t TotalChanges() const { return sqlite3_total_changes64(db_); }
-    std::int64_t LastId() const { return sqlite3_last_insert_rowid(db_); }
+    bool InTransaction() const { return sqlite3_get_autocommit(db_.get()) == 0; }
+    int Changes() const { return sqlite3_changes(db_.get()); }
+    std::int64_t TotalChanges() const { return sqlite3_total_changes64(db_.get()); }
+    std::int64_t LastId() const { return sqlite3_last_insert_rowid(db_.get()); }
     Bytes Image();  // what is committed, as a database file has it
 
     [[noreturn]] void Fail(int result, const char* doing) const;
@@ -71,13 +75,14 @@ private:
     void Open(const std::string& name, int flags);
     void Fill(const Bytes& image);
 
-    struct Finalizer {
+    struct Closer {
+        void operator()(sqlite3* db) const { sqlite3_close_v2(db); }
         void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
     };
 
     std::string name_;
-    sqlite3* db_ = nullptr;
-    std::map<const char*, std::unique_ptr<sqlite3_stmt, Finalizer>> statements_;
+    std::unique_ptr<sqlite3, Closer> db_;
+    std::map<const char*, std::unique_ptr<sqlite3_stmt, Closer>> statements_;
 };
 
 }  // namespace softkey

@@ -22,12 +22,25 @@ struct flock OneByte(short type, off_t offset) {
     return range;
 }
 
+// What the call answers that did not fail. A signal may end one too early.
+template <typename Call>
+auto Answer(const std::string& path, Call call) {
+    for (;;) {
+        const auto answer = call();
+        if (answer != -1) return answer;
+        if (errno != EINTR) FailOnFile(path);
+    }
+}
+
 }  // namespace
+
+bool IsFull(int error) {
+    return error == ENOSPC || error == EDQUOT || error == EFBIG;
+}
 
 void FailOnFile(const std::string& path) {
     const int error = errno;
-    const bool full = error == ENOSPC || error == EDQUOT || error == EFBIG;
-    throw Failure(full ? kStateFull : kStateUnreachable,
+    throw Failure(IsFull(error) ? kStateFull : kStateUnreachable,
                   Sentence("{1}: {2}", {path, translate(std::strerror(error))}));
 }
 
@@ -40,7 +53,7 @@ File::File(std::string path, int flags)
           path_.c_str(),
           flags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK | ((flags & O_CREAT) != 0 ? O_NOFOLLOW : 0),
           kOwnerOnly)) {
-    if (descriptor_ < 0 || descriptor_ > STDERR_FILENO) return;
+    if (!IsOpen() || descriptor_ > STDERR_FILENO) return;
     const int higher = fcntl(descriptor_, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
     const int error = errno;
     close(std::exchange(descriptor_, higher));
@@ -48,7 +61,7 @@ File::File(std::string path, int flags)
 }
 
 File::~File() {
-    if (descriptor_ >= 0) close(descriptor_);
+    if (IsOpen()) close(descriptor_);
 }
 
 const File& File::Required() const {
@@ -67,54 +80,46 @@ Bytes File::ReadAll(const struct stat& status, off_t most) const {
 
 std::size_t File::ReadAt(off_t offset, void* bytes, std::size_t size) const {
     std::size_t done = 0;
-    while (done < size) {
-        const ssize_t count = pread(descriptor_, static_cast<char*>(bytes) + done, size - done,
-                                    offset + static_cast<off_t>(done));
-        if (count < 0 && errno != EINTR) FailOnFile(path_);
+    while (done != size) {
+        const std::size_t count = ReadSome(offset + static_cast<off_t>(done),
+                                           static_cast<char*>(bytes) + done, size - done);
         if (count == 0) break;
-        if (count > 0) done += static_cast<std::size_t>(count);
+        done += count;
     }
     return done;
 }
 
 std::size_t File::ReadSome(off_t offset, void* bytes, std::size_t size) const {
-    ssize_t count = 0;
-    do {
-        count = pread(descriptor_, bytes, size, offset);
-    } while (count < 0 && errno == EINTR);
-    if (count < 0) FailOnFile(path_);
-    return static_cast<std::size_t>(count);
+    return static_cast<std::size_t>(
+        Answer(path_, [=] { return pread(descriptor_, bytes, size, offset); }));
 }
 
 void File::WriteAt(off_t offset, const void* bytes, std::size_t size) const {
-    std::size_t done = 0;
-    while (done < size) {
-        const ssize_t count = pwrite(descriptor_, static_cast<const char*>(bytes) + done,
-                                     size - done, offset + static_cast<off_t>(done));
-        if (count < 0 && errno != EINTR) FailOnFile(path_);
-        if (count > 0) done += static_cast<std::size_t>(count);
+    const auto* const from = static_cast<const char*>(bytes);
+    for (std::size_t done = 0; done != size;) {
+        done += static_cast<std::size_t>(Answer(path_, [=] {
+            return pwrite(descriptor_, from + done, size - done, offset + static_cast<off_t>(done));
+        }));
     }
 }
 
 void File::Clear() const {
-    if (ftruncate(descriptor_, 0) != 0) FailOnFile(path_);
+    Answer(path_, [this] { return ftruncate(descriptor_, 0); });
 }
 
 void File::Sync() const {
-    while (fdatasync(descriptor_) != 0) {
-        if (errno != EINTR) FailOnFile(path_);
-    }
+    Answer(path_, [this] { return fdatasync(descriptor_); });
 }
 
 struct stat File::Status() const {
     struct stat status {};
-    if (fstat(descriptor_, &status) != 0) FailOnFile(path_);
+    Answer(path_, [this, &status] { return fstat(descriptor_, &status); });
     return status;
 }
 
 void File::SetChanged(const struct timespec& when) const {
-    const struct timespec times[2] = {{0, UTIME_OMIT}, when};
-    if (futimens(descriptor_, times) != 0) FailOnFile(path_);
+    const struct timespec times[2] = {when, when};
+    Answer(path_, [this, &times] { return futimens(descriptor_, times); });
 }
 
 // A lock of the open file description: threads exclude each other too, and one that is killed lets

@@ -15,6 +15,7 @@ namespace softkey {
 
 // What errno says about this file: kStateFull or kStateUnreachable.
 [[noreturn]] void FailOnFile(const std::string& path);
+bool IsFull(int error);  // whether it says that there is no room
 
 class File {
 public:
@@ -26,7 +27,7 @@ public:
     File(const File&) = delete;
     File& operator=(const File&) = delete;
 
-    bool IsOpen() const { return descriptor_ >= 0; }
+    bool IsOpen() const { return descriptor_ != -1; }
     int Descriptor() const { return descriptor_; }
     const File& Required() const;  // fails unless it is open
 
@@ -35,13 +36,14 @@ public:
     Bytes ReadAll(const struct stat& status, off_t most = kLargest) const;
     // As many bytes as there are, up to size.
     std::size_t ReadAt(off_t offset, void* bytes, std::size_t size) const;
-    // The same in one call, which may bring less.
+    // The same in one call of the system, which may bring less.
     std::size_t ReadSome(off_t offset, void* bytes, std::size_t size) const;
     void WriteAt(off_t offset, const void* bytes, std::size_t size) const;
     void Clear() const;
     void Sync() const;
     struct stat Status() const;
-    // Sets the time of its last change, so that any change after this one is told from it.
+    // Sets the times of its last change and look, so that any change after this one is told from
+    // it.
     void SetChanged(const struct timespec& when) const;
 
     // Locks one byte of the file for this opening of it. False when it stays taken for so long.

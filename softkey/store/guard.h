@@ -37,7 +37,6 @@ public:
     Digest DigestOf(const Bytes& image) const;
     // The state that this image is; null when it is none that the guard knows.
     const StateName* Find(const Bytes& image) const;
-    bool IsSettled() const { return before.number == after.number; }
 
     StateName before;
     StateName after;

@@ -17,17 +17,16 @@ const char* Variable(const char* name) {
     return value != nullptr && *value != '\0' ? value : nullptr;
 }
 
-bool IsFolder(const std::string& path) {
-    struct stat status {};
-    return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+bool IsMade(const std::string& path) {
+    return mkdir(path.c_str(), 0700) == 0 || errno == EEXIST;
 }
 
 void MakeFolder(const std::string& path) {
-    if (path.empty() || IsFolder(path)) return;
-    const std::size_t end = path.find_last_not_of('/');
-    const std::size_t slash = path.find_last_of('/', end);
-    if (slash != std::string::npos && slash > 0) MakeFolder(path.substr(0, slash));
-    if (mkdir(path.c_str(), 0700) != 0 && errno != EEXIST) FailOnFile(path);
+    if (IsMade(path)) return;
+    const std::string above = path.substr(0, path.rfind('/'));
+    if (above.empty() || above == path) FailOnFile(path);
+    MakeFolder(above);
+    if (!IsMade(path)) FailOnFile(path);
 }
 
 }  // namespace

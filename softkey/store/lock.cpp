@@ -19,12 +19,6 @@ using std::chrono::milliseconds;
 constexpr std::chrono::seconds kPatience{5};  // while nothing moves
 constexpr std::chrono::seconds kLongest{60};
 
-// Who has waited longer asks more often, so that nobody is overtaken for long.
-microseconds Pause(Clock::duration waited) {
-    const auto age = std::min<std::int64_t>(waited / milliseconds(250), 6);
-    return milliseconds(8) / (std::int64_t{1} << age);
-}
-
 // Enough to see a change: a guard, or the first counts of calls.
 using Beginning = std::array<char, 512>;
 
@@ -59,8 +53,13 @@ void Lock::Wait(const std::string& home) const {
         if (now - moved > kPatience || now - start > kLongest) {
             throw Failure(kStateBusy, Sentence("{1}: another process holds the state", {home}));
         }
-        std::this_thread::sleep_for(Pause(now - start));
+        std::this_thread::sleep_for(Pause(std::chrono::duration_cast<milliseconds>(now - start)));
     }
+}
+
+microseconds Lock::Pause(milliseconds waited) {
+    const auto halvings = std::min<std::int64_t>(waited.count() / 250, 6);
+    return microseconds(8000 >> halvings);
 }
 
 }  // namespace softkey

@@ -2,6 +2,7 @@
 #ifndef SOFTKEY_STORE_LOCK_H
 #define SOFTKEY_STORE_LOCK_H
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -30,6 +31,10 @@ public:
     static off_t OfPin(std::uint32_t slot) { return (off_t{1} << 32) + slot; }
 
     const File& file() const { return *file_; }  // open for writing
+
+    // How long whoever has waited so long rests before it asks again: who waits longer asks more
+    // often, so that nobody is overtaken for long.
+    static std::chrono::microseconds Pause(std::chrono::milliseconds waited);
 
 private:
     void Wait(const std::string& home) const;

@@ -74,9 +74,12 @@ VACUUM;
 )sql";
 
 // An earlier version never took its log away: without one, whatever was in it is lost.
-void RequireLog(const std::string& home, const Bytes& file) {
-    const bool hasLog = file.size() > kJournalVersions && file[kJournalVersions] == 2;
-    if (!hasLog || File(OldLogPath(home), O_RDONLY).IsOpen()) return;
+void RequireLog(const std::string& home) {
+    std::uint8_t journal = 0;
+    File(DatabasePath(home), O_RDONLY)
+        .Required()
+        .ReadAt(kJournalVersions, &journal, sizeof journal);
+    if (journal != 2 || File(OldLogPath(home), O_RDONLY).IsOpen()) return;
     throw Failure(kStateDamaged,
                   Sentence("{1}: copied without its log, softkey.db-wal, which is missing",
                            {DatabasePath(home)}));
@@ -94,12 +97,7 @@ void RequireSound(Database& db, const std::string& home) {
 Bytes WholeImage(const std::string& home) {
     Database old(DatabasePath(home));
     RequireSound(old, home);
-    Bytes image = old.Image();
-    if (image.size() < kJournalVersions + 2) {
-        throw Failure(kStateDamaged, Sentence("{1}: empty", {DatabasePath(home)}));
-    }
-    image[kJournalVersions] = image[kJournalVersions + 1] = 1;
-    return image;
+    return old.Image();
 }
 
 }  // namespace
@@ -116,7 +114,7 @@ Bytes FreshImage() {
 }
 
 Bytes ImageOfOldState(const std::string& home) {
-    RequireLog(home, File(DatabasePath(home), O_RDONLY).Required().ReadAll());
+    RequireLog(home);
     Database db(WholeImage(home));
     const std::int64_t version = SchemaVersion(db);
     if (version == kSchemaVersion) {

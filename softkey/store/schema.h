@@ -12,9 +12,6 @@ namespace softkey {
 // Kept in the database as its user_version.
 constexpr std::int64_t kSchemaVersion = 2;
 
-// Two bytes of the file's head: 2 stands for a log beside the file, 1 for none.
-constexpr std::size_t kJournalVersions = 18;
-
 std::int64_t SchemaVersion(Database& db);
 
 // A state without a key.

@@ -33,7 +33,7 @@ void Stamp::Expect(std::size_t size, const struct timespec& changed) {
 
 bool Stamp::Holds(int folder, const char* path) {
     struct stat now {};
-    return kind_ != Kind::kNever && fstatat(folder, path, &now, 0) == 0 && Holds(now);
+    return fstatat(folder, path, &now, 0) == 0 && Holds(now);
 }
 
 bool Stamp::Holds(const struct stat& now) {

@@ -8,7 +8,6 @@
 #include <cstdio>
 #include <ctime>
 #include <exception>
-#include <thread>
 
 #include "softkey/crypto/openssl_errors.h"
 #include "softkey/store/places.h"
@@ -58,38 +57,6 @@ void WriteNew(const std::string& path, const Bytes& image, const struct timespec
     file.Sync();
 }
 
-// The file that is to be the database. It is gone with this unless it has taken the other's place.
-class Successor {
-public:
-    Successor(const std::string& home, const Bytes& image, const struct timespec& changed)
-        : path_(NewDatabasePath(home)), placeToTake_(DatabasePath(home)) {
-        if (image.size() > File::kLargest) {
-            throw Failure(kStateFull, Sentence("{1}: larger than it can be", {placeToTake_}));
-        }
-        try {
-            WriteNew(path_, image, changed);
-        } catch (...) {
-            unlink(path_.c_str());
-            throw;
-        }
-    }
-    ~Successor() {
-        if (waits_) unlink(path_.c_str());
-    }
-    Successor(const Successor&) = delete;
-    Successor& operator=(const Successor&) = delete;
-
-    void TakePlace() {
-        if (std::rename(path_.c_str(), placeToTake_.c_str()) != 0) FailOnFile(placeToTake_);
-        waits_ = false;
-    }
-
-private:
-    std::string path_;
-    std::string placeToTake_;
-    bool waits_ = true;
-};
-
 Guard::Text WriteGuard(const File& file, const Guard& guard) {
     const Guard::Text text = guard.Write();
     file.WriteAt(0, text.data(), text.size());
@@ -101,11 +68,14 @@ Guard::Text WriteGuard(const File& file, const Guard& guard) {
 // Then the change is made, and must not be taken for one that failed: nothing, instead of what the
 // guard says, when something of what comes behind did. The guard may go on knowing the state
 // before.
-std::optional<Guard::Text> Adopt(Successor& successor, const File& folder, const File& guardFile,
-                                 Guard& guard, const struct timespec& changed) {
+std::optional<Guard::Text> TakePlace(const std::string& home, const File& folder,
+                                     const File& guardFile, Guard& guard,
+                                     const struct timespec& changed) {
     WriteGuard(guardFile, guard);
     guardFile.Sync();
-    successor.TakePlace();
+    if (std::rename(NewDatabasePath(home).c_str(), DatabasePath(home).c_str()) != 0) {
+        FailOnFile(DatabasePath(home));
+    }
     try {
         folder.Sync();
         guard.before = guard.after;
@@ -115,6 +85,23 @@ std::optional<Guard::Text> Adopt(Successor& successor, const File& folder, const
     } catch (const std::exception&) {
         OpensslLackedMemory();  // what it noted is told to nobody
         return std::nullopt;
+    }
+}
+
+// guard.after names the image.
+std::optional<Guard::Text> Adopt(const std::string& home, const Bytes& image,
+                                 const struct timespec& changed, const File& folder,
+                                 const File& guardFile, Guard& guard) {
+    if (image.size() > File::kLargest) {
+        throw Failure(kStateFull, Sentence("{1}: larger than it can be", {DatabasePath(home)}));
+    }
+    const std::string path = NewDatabasePath(home);
+    try {
+        WriteNew(path, image, changed);
+        return TakePlace(home, folder, guardFile, guard, changed);
+    } catch (...) {
+        unlink(path.c_str());
+        throw;
     }
 }
 
@@ -151,21 +138,19 @@ StateFile::Found StateFile::Look(const std::string& home) {
 void StateFile::Establish(const std::string& home, const Lock& lock, const Bytes& image) {
     Guard guard = Guard::Make();
     guard.after = {1, guard.DigestOf(image)};
-    const struct timespec now = Now();
-    Successor successor(home, image, now);
-    Adopt(successor, File(home, O_RDONLY | O_DIRECTORY).Required(), lock.file(), guard, now);
+    Adopt(home, image, Now(), File(home, O_RDONLY).Required(), lock.file(), guard);
     UnlinkOldLog(home);
 }
 
 StateFile::StateFile(const std::string& home)
     : home_(home),
       guardPath_(GuardPath(home)),
-      folder_(home, O_RDONLY | O_DIRECTORY),
-      guardFile_(std::make_shared<File>(guardPath_, O_RDWR)),
-      changer_(getpid()) {
-    if (!guardFile_->IsOpen()) {  // a medium that can only be read
+      folder_(home, O_RDONLY),
+      guardFile_(std::make_shared<File>(guardPath_, O_RDWR)) {
+    if (guardFile_->IsOpen()) {
+        changer_ = getpid();
+    } else {  // a medium that can only be read
         guardFile_ = std::make_shared<File>(guardPath_, O_RDONLY);
-        changer_ = 0;
     }
     folder_.Required();
     guardFile_->Required();
@@ -178,12 +163,12 @@ bool StateFile::StillThere() const {
 }
 
 Guard::Text StateFile::ReadGuard() const {
-    std::array<std::uint8_t, Guard::kSize + 1> bytes{};
-    Guard::Text text{};
-    if (guardFile_->ReadSome(0, bytes.data(), bytes.size()) == text.size()) {
-        std::copy_n(bytes.begin(), text.size(), text.begin());
-    }
-    return text;  // of another length: no guard's
+    struct {
+        Guard::Text text;
+        std::uint8_t more;
+    } read{};
+    if (guardFile_->ReadSome(0, &read, sizeof read) == sizeof read.text) return read.text;
+    return {};  // of another length: no guard's
 }
 
 bool StateFile::IsCurrent() {
@@ -225,7 +210,6 @@ Bytes StateFile::Load() {
         }
         if (before == text) throw Failure(kStateDamaged, Damage(home_, guard_.has_value(), image));
         before = text;
-        std::this_thread::yield();
     }
 }
 
@@ -254,8 +238,7 @@ void StateFile::Replace(const Bytes& image) {
     const std::uint64_t written = guard.after.number;
     const struct timespec now = Now();
     number_ = 0;  // until it is done, nobody can say which state the file holds
-    Successor successor(home_, image, now);
-    const std::optional<Guard::Text> text = Adopt(successor, folder_, *guardFile_, guard, now);
+    const auto text = Adopt(home_, image, now, folder_, *guardFile_, guard);
     if (!text) return;
     guardStamp_.Expect(Guard::kSize, now);
     databaseStamp_.Expect(image.size(), now);

@@ -4,6 +4,7 @@
 
 #include "softkey/store/database.h"
 #include "softkey/store/home.h"
+#include "softkey/store/places.h"
 #include "softkey/store/schema.h"
 
 namespace softkey {
@@ -87,7 +88,7 @@ void Store::Load() {
     const std::int64_t version = SchemaVersion(*fresh);
     if (version != kSchemaVersion) {
         throw Failure(kStateDamaged, Sentence("{1}: schema version {2} is not known",
-                                              {home_ + "/softkey.db", std::to_string(version)}));
+                                              {DatabasePath(home_), std::to_string(version)}));
     }
     db_ = std::move(fresh);
 }

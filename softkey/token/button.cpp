@@ -22,8 +22,8 @@ milliseconds Patience() {
     return milliseconds(given > 0 ? std::min(given, kLongest) : kDefault);
 }
 
-void Obey(Button decision, const KeyRecord& key) {
-    if (decision == Button::kRefuse) throw Failure(kButtonRefused, key.serial);
+void Obey(Button decision) {
+    if (decision == Button::kRefuse) throw Failure(kButtonRefused);
 }
 
 // A question that others can see and answer, for as long as this lives.
@@ -59,17 +59,17 @@ void Wait(const KeyRecord& key) {
     const auto deadline = std::chrono::steady_clock::now() + patience;
     const OpenQuestion question(key, patience);
     while (std::chrono::steady_clock::now() < deadline) {
-        if (const std::optional<Button> answer = question.Answer(key)) return Obey(*answer, key);
+        if (const std::optional<Button> answer = question.Answer(key)) return Obey(*answer);
         const Pausing pausing;
         std::this_thread::sleep_for(kPoll);
     }
-    throw Failure(kButtonTimeout, key.serial);
+    throw Failure(kButtonTimeout);
 }
 
 }  // namespace
 
 void SetWarning(const KeyRecord& key, const std::string& text) {
-    if (text.size() > kMaxWarningLength) throw Failure(kTooLong, "the warning");
+    if (text.size() > kMaxWarningLength) throw Failure(kTooLong);
     LockedDevice().UseOf(key).warning = text;
 }
 
@@ -91,7 +91,7 @@ void ConfirmAtButton(const KeyRecord& key, const std::string& text) {
         decision = device.Resolve(key.serial.c_str()).button;
     }
     if (decision == Button::kAsk) return Wait(key);
-    Obey(decision, key);
+    Obey(decision);
 }
 
 }  // namespace softkey

@@ -64,7 +64,7 @@ std::optional<KeyRecord> KeyIfThere(const char* serial) {
 std::string Meant(const char* serial) {
     const std::optional<KeyRecord> key = KeyIfThere(serial);
     if (key) return key->serial;
-    return serial != nullptr ? serial : "";
+    return serial != nullptr ? std::string(serial) : std::string();
 }
 
 // The slot that the plan names, unless another key is in it, or a device that is none.
@@ -124,7 +124,7 @@ Misbehaviour PlanFor(const EntryPoint& entry) noexcept {
 // What the plan wants before the work begins.
 void Prepare(const Misbehaviour& plan, const char* serial) {
     if (plan.exclusive && !OccupyKey(StateHome(), Meant(serial))) {
-        throw Failure(kStateBusy, "another process uses the key");
+        throw Failure(kStateBusy);
     }
     if (plan.removal != Removal::kBefore) return;
     // Where nothing is there to be pulled out the work finds that by itself.
@@ -198,7 +198,7 @@ int EnterWith(const EntryPoint& entry, const std::function<void(Call&)>& body) {
         Prepare(plan, entry.serial);
         if (!plan.code) return body(now);
         now.PassMidway();
-        throw Failure(static_cast<Code>(*plan.code), "as planned");
+        throw Failure(static_cast<Code>(*plan.code));
     };
     const int result = Run(std::cref(planned), call);
     if (plan.length && !plan.code && entry.length != nullptr) *entry.length = *plan.length;
@@ -206,7 +206,7 @@ int EnterWith(const EntryPoint& entry, const std::function<void(Call&)>& body) {
 }
 
 bool IsProbe(std::size_t needed, const void* buffer, std::uint32_t* length) {
-    if (length == nullptr) throw Failure(kBadArgument, "no length");
+    if (length == nullptr) throw Failure(kBadArgument);
     const std::uint32_t size = *length;
     if (buffer != nullptr && size >= needed) return false;
     *length = static_cast<std::uint32_t>(needed);
@@ -227,7 +227,7 @@ void Call::WriteBytes(std::string_view bytes, void* buffer, std::uint32_t* lengt
 }
 
 void Call::Copy(std::string_view text, char* buffer, std::size_t size) const {
-    if (buffer == nullptr) throw Failure(kBadArgument, "no buffer");
+    if (buffer == nullptr) throw Failure(kBadArgument);
     if (!plan_.AnswerIsLost()) PutText(plan_, text, buffer, size);
 }
 

@@ -74,7 +74,7 @@ void LockedDevice::ForgetWhatEnded() {
 }
 
 Store& LockedDevice::store() {
-    if (!device_.store) throw Failure(kKeyAbsent, "no key was made yet");
+    if (!device_.store) throw Failure(kKeyAbsent);
     return *device_.store;
 }
 
@@ -94,7 +94,7 @@ void LockedDevice::RequireStillThere(const KeyRecord& key) const {
     for (const KeyRecord& now : device_.keys) {
         if (now.serial == key.serial && now.inserted && now.insertions == key.insertions) return;
     }
-    throw Failure(kKeyRemoved, key.serial);
+    throw Failure(kKeyRemoved);
 }
 
 const std::vector<PairRecord>& LockedDevice::Pairs(const KeyRecord& key) {
@@ -109,7 +109,7 @@ std::shared_ptr<Unlocked> LockedDevice::UnlockedOf(const KeyRecord& key) {
 
 void LockedDevice::RequireUnlocked(const KeyRecord& key, const Unlocked& unlocked) const {
     if (Resolve(key.serial.c_str()).pinVersion != unlocked.pinVersion) {
-        throw Failure(kPinRequired, key.serial);
+        throw Failure(kPinRequired);
     }
 }
 

@@ -41,7 +41,7 @@ void InstallMatching(Store& store, const KeyRecord& key, const std::vector<X509P
                 continue;
             }
             const Bytes der = CertificateDer(certificate.get());
-            if (der.size() > kMaxCertificateSize) throw Failure(kTooLong, "the certificate");
+            if (der.size() > kMaxCertificateSize) throw Failure(kTooLong);
             Install(store, key.serial, pair, der);
             matched = true;
             break;
@@ -58,7 +58,7 @@ std::vector<std::pair<PairRecord, SharedPair>> TemporaryPairs(const KeyRecord& k
         if (pair.role != Role::kTemporary) continue;
         pairs.emplace_back(pair, device.OpenPair(key, pair, unlocked));
     }
-    if (pairs.empty()) throw Failure(kNoKeyPair, "no request for encryption was made");
+    if (pairs.empty()) throw Failure(kNoKeyPair);
     return pairs;
 }
 
@@ -71,7 +71,7 @@ PKeyPtr OpenWithAny(const Bytes& envelope, const KeyRecord& key, Unlocked& unloc
             if (failure.code() != kEnvelopeMismatch) throw;
         }
     }
-    throw Failure(kEnvelopeMismatch, "sealed to another key");
+    throw Failure(kEnvelopeMismatch);
 }
 
 // The new pair takes the place of the old one, whose certificate goes with it.
@@ -110,7 +110,7 @@ using namespace softkey;
 // The output string is left as it is.
 int GMWritePKCS7(const char* serial, const char* certificate, KestaStringObject&) {
     return Enter({"GMWritePKCS7", serial}, [=](Call& call) {
-        if (certificate == nullptr) throw Failure(kBadArgument, "no certificate");
+        if (certificate == nullptr) throw Failure(kBadArgument);
         const std::vector<X509Ptr> chain = ParseCertificates(certificate);
         const KeyRecord key = KeyOf(serial);
         call.Midway(key);
@@ -122,9 +122,9 @@ int GMWritePKCS7(const char* serial, const char* certificate, KestaStringObject&
 
 int GMImportPriKey(const char* serial, char* key, std::uint32_t) {
     return Enter({"GMImportPriKey", serial}, [=](Call& call) {
-        if (key == nullptr) throw Failure(kBadArgument, "no key");
+        if (key == nullptr) throw Failure(kBadArgument);
         const std::optional<Bytes> envelope = FromBase64({key, strnlen(key, kKeyBuffer)});
-        if (!envelope || envelope->empty()) throw Failure(kEnvelopeMalformed, "not Base64");
+        if (!envelope || envelope->empty()) throw Failure(kEnvelopeMalformed);
         const KeyRecord record = KeyOf(serial);
         const std::shared_ptr<Unlocked> unlocked = RequirePin(record);
         const PKeyPtr pair = OpenWithAny(*envelope, record, *unlocked);
@@ -151,7 +151,7 @@ int GM_GetCertDN(const char* serial, std::uint32_t argument2, std::uint32_t argu
     return Enter({"GM_GetCertDN", serial}, [=](Call& call) {
         const PairRecord pair = Certified(call, serial, argument2, argument3);
         const std::string text = SubjectText(StoredCertificate(pair.certificate).get());
-        if (text.size() >= kNameBuffer) throw Failure(kTooLong, "the subject");
+        if (text.size() >= kNameBuffer) throw Failure(kTooLong);
         call.Copy(text, name, kNameBuffer);
     });
 }

@@ -23,7 +23,7 @@ std::uint32_t KeysPresent() {
 std::string CheckedName(const char* name) {
     const std::size_t length = name != nullptr ? strnlen(name, limits::kLongestDataName + 1) : 0;
     if (length < limits::kShortestDataName || length > limits::kLongestDataName) {
-        throw Failure(kBadArgument, "the name of a data object has 10 to 16 characters");
+        throw Failure(kBadArgument);
     }
     return std::string(name, length);
 }
@@ -36,7 +36,7 @@ using namespace softkey;
 // state becomes the number of keys present.
 int CheckDeviceEx(std::uint32_t* state, _S_DEV_CONFIG* record, std::uint32_t one, char* serial) {
     return Enter({"CheckDeviceEx"}, [=](Call& call) {
-        if (one != 1) throw Failure(kBadArgument, "one record is asked for at a time");
+        if (one != 1) throw Failure(kBadArgument);
         if (state != nullptr) *state = KeysPresent();
         const KeyRecord key = call.LookAt(nullptr);
         call.Copy(key.serial, serial, limits::kSerialBuffer);
@@ -61,7 +61,7 @@ int GetLabel(char* serial, char* label) {
 
 int SetLabel(const char* serial, const char* label) {
     return Enter({"SetLabel", serial}, [=](Call& call) {
-        if (label == nullptr) throw Failure(kBadArgument, "no label");
+        if (label == nullptr) throw Failure(kBadArgument);
         const KeyRecord key = KeyOf(serial);
         call.Midway(key);
         Change change(key, call.plan().limits);
@@ -73,7 +73,7 @@ int SetLabel(const char* serial, const char* label) {
 // argument2 is part of the object's name: the same text with another number is another object.
 int SetData(const char* name, std::uint32_t argument2, const char* value) {
     return Enter({"SetData"}, [=](Call& call) {
-        if (value == nullptr) throw Failure(kBadArgument, "no value");
+        if (value == nullptr) throw Failure(kBadArgument);
         const std::string checked = CheckedName(name);
         const KeyRecord key = KeyOf(nullptr);
         call.Midway(key);
@@ -88,8 +88,8 @@ int GetData(const char* name, std::uint32_t argument2, char* value) {
         const std::string checked = CheckedName(name);
         const KeyRecord key = call.LookAt(nullptr);
         const auto found = ObjectTable(LockedDevice().store()).Get(key.serial, checked, argument2);
-        if (!found) throw Failure(kDataNotFound, checked);
-        if (found->size() > kMaxDataLength) throw Failure(kStateDamaged, checked);
+        if (!found) throw Failure(kDataNotFound);
+        if (found->size() > kMaxDataLength) throw Failure(kStateDamaged);
         call.Copy(*found, value, limits::kDataBuffer);
     });
 }

@@ -43,12 +43,12 @@ constexpr std::array<Named<Language>, 10> kLanguages{{{"zh_CN", Language::kChine
 // Names are compared without regard to case; what follows the "." of a locale name is left out.
 template <typename T, std::size_t size>
 T Find(const std::array<Named<T>, size>& known, const char* text) {
-    if (text == nullptr) throw Failure(kBadArgument, "no name");
+    if (text == nullptr) throw Failure(kBadArgument);
     const std::string name = std::string(text).substr(0, std::string_view(text).find('.'));
     for (const Named<T>& entry : known) {
         if (strcasecmp(entry.name, name.c_str()) == 0) return entry.value;
     }
-    throw Failure(kUnknownLocale, name);
+    throw Failure(kUnknownLocale);
 }
 
 }  // namespace

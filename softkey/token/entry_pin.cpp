@@ -87,7 +87,7 @@ int GM_RemoveUserPin() {
 
 int SetCachePinFlag(const char* serial, std::int32_t flag) {
     return Enter({"SetCachePinFlag", serial}, [=](Call& call) {
-        if (flag != 0 && flag != 1) throw Failure(kBadArgument, "the flag is 0 or 1");
+        if (flag != 0 && flag != 1) throw Failure(kBadArgument);
         SetCaching(call.LookAt(serial), flag == 1);
     });
 }
@@ -114,7 +114,7 @@ int ChangePin(const char* serial) {
 int CustInitCard(const char* serial, std::uint32_t argument2, void* argument3,
                  std::uint32_t argument4) {
     return Enter({"CustInitCard", serial}, [=](Call& call) {
-        if (argument2 > 1 || argument4 != 0) throw Failure(kBadArgument, "CustInitCard");
+        if (argument2 > 1 || argument4 != 0) throw Failure(kBadArgument);
         const KeyRecord key = KeyOf(serial);
         const char* const pin = static_cast<const char*>(argument3);
         if (argument2 == 1) {

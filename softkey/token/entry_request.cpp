@@ -20,12 +20,12 @@ struct Wanted {
 };
 
 void Check(const Wanted& wanted) {
-    if (wanted.certType == 0 || wanted.keyType == 0) throw Failure(kBadArgument, "no type");
+    if (wanted.certType == 0 || wanted.keyType == 0) throw Failure(kBadArgument);
     const Selection ranges(wanted.certType, wanted.keyType);
     DigestName(static_cast<Algorithm>(wanted.keyType), wanted.hashType);
     const bool rsa = wanted.keyType == static_cast<std::int64_t>(Algorithm::kRsa);
     if (rsa && (wanted.certType == 3 || wanted.paired)) {
-        throw Failure(kNotSupported, "an RSA pair for encryption");
+        throw Failure(kNotSupported);
     }
 }
 
@@ -64,7 +64,7 @@ using namespace softkey;
 int GMCreatePKCS10(char* serial, std::uint32_t certType, std::uint32_t keyType,
                    std::uint32_t hashType, char** request, void*, std::uint32_t) {
     return Enter({"GMCreatePKCS10", serial}, [=](Call& call) {
-        if (request == nullptr) throw Failure(kBadArgument, "no place for the request");
+        if (request == nullptr) throw Failure(kBadArgument);
         call.HandOut(MakeRequests(call, serial, {certType, keyType, hashType, false}), request);
     });
 }
@@ -74,9 +74,9 @@ int GMCreatePKCS10Ex(char* serial, KestaRequestRecord* record, char** request,
                      std::uint32_t argument4, void*, std::uint32_t) {
     return Enter({"GMCreatePKCS10Ex", serial}, [=](Call& call) {
         if (request == nullptr || record == nullptr || argument4 != 1) {
-            throw Failure(kBadArgument, "one record and a place for its request are needed");
+            throw Failure(kBadArgument);
         }
-        if (record->paired > 1) throw Failure(kBadArgument, "the paired flag is 0 or 1");
+        if (record->paired > 1) throw Failure(kBadArgument);
         const Wanted wanted{record->certType, record->keyType, record->hashType,
                             record->paired == 1};
         call.HandOut(MakeRequests(call, serial, wanted), request);

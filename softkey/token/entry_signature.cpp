@@ -89,17 +89,17 @@ struct Batch {
     std::vector<std::string_view> Texts() const {
         std::vector<std::string_view> texts = Split(list, count);
         if (count != 0 && texts.size() != static_cast<std::size_t>(count)) {
-            throw Failure(kBadArgument, "the list has another number of items");
+            throw Failure(kBadArgument);
         }
         if (data != nullptr) texts.insert(texts.begin(), data);
-        if (texts.empty()) throw Failure(kBadArgument, "nothing to sign");
+        if (texts.empty()) throw Failure(kBadArgument);
         return texts;
     }
 };
 
 void SignBatch(Call& call, const Batch& batch, char* signatures, std::uint32_t* length) {
     if (batch.critical && (batch.data == nullptr || batch.warning == nullptr)) {
-        throw Failure(kBadArgument, "a confirmed batch needs its text and its warning");
+        throw Failure(kBadArgument);
     }
     const std::vector<std::string_view> texts = batch.Texts();
     const Ready ready = Prepare(batch.serial, Selection(1, batch.keyType));
@@ -120,7 +120,7 @@ void SignBatch(Call& call, const Batch& batch, char* signatures, std::uint32_t* 
 Selection DecryptionSelection(std::int32_t certType, std::uint32_t keyType) {
     const Selection selection(certType == 0 ? 3 : certType, keyType);
     if (selection.certType == 1 && selection.keyType != 1) {
-        throw Failure(kNotSupported, "an SM2 signing pair does not decrypt");
+        throw Failure(kNotSupported);
     }
     return selection;
 }
@@ -132,7 +132,7 @@ using namespace softkey;
 
 int SetWarningMsg(const char* serial, const char* warning) {
     return Enter({"SetWarningMsg", serial}, [=](Call& call) {
-        if (warning == nullptr) throw Failure(kBadArgument, "no warning");
+        if (warning == nullptr) throw Failure(kBadArgument);
         SetWarning(call.LookAt(serial), warning);
     });
 }
@@ -141,7 +141,7 @@ int SetWarningMsg(const char* serial, const char* warning) {
 int GMUsbKeyCriticalSign(const char* serial, std::int64_t option1, std::int64_t option2,
                          const char* data, char* signature, std::uint32_t* length) {
     return Enter({"GMUsbKeyCriticalSign", serial, length, true}, [=](Call& call) {
-        if (data == nullptr) throw Failure(kBadArgument, "no data");
+        if (data == nullptr) throw Failure(kBadArgument);
         const Ready ready = Prepare(serial, Selection(1, option1));
         DigestName(ready.record.algorithm, option2);
         if (IsProbe(TextSize(ready) + 1, signature, length)) return;
@@ -156,8 +156,8 @@ int GMUsbKeyCriticalSign(const char* serial, std::int64_t option1, std::int64_t 
 int GMUsbKeyCommonSign(char* serial, std::int32_t option1, std::int32_t option2, char* hash,
                        std::int32_t option3, char* signature, std::uint32_t* length) {
     return Enter({"GMUsbKeyCommonSign", serial, length}, [=](Call& call) {
-        if (hash == nullptr) throw Failure(kBadArgument, "no hash");
-        if (option3 < 0 || option3 > 2) throw Failure(kBadArgument, "the hash's writing");
+        if (hash == nullptr) throw Failure(kBadArgument);
+        if (option3 < 0 || option3 > 2) throw Failure(kBadArgument);
         const Ready ready = Prepare(serial, Selection(1, option1));
         const Bytes digest =
             ParseDigest(hash, static_cast<DigestText>(option3), ready.record.algorithm, option2);
@@ -172,10 +172,10 @@ int GMUsbKeyCommonSign(char* serial, std::int32_t option1, std::int32_t option2,
 int GMUSBKeyAsymDec2(char* serial, std::int32_t option1, std::uint32_t option2, char* cipher,
                      char* plain, std::uint32_t* length) {
     return Enter({"GMUSBKeyAsymDec2", serial, length}, [=](Call& call) {
-        if (cipher == nullptr) throw Failure(kBadArgument, "no cipher text");
+        if (cipher == nullptr) throw Failure(kBadArgument);
         const Selection selection = DecryptionSelection(option1, option2);
         const std::optional<Bytes> bytes = FromBase64(cipher);
-        if (!bytes || bytes->empty()) throw Failure(kCipherMalformed, "not Base64");
+        if (!bytes || bytes->empty()) throw Failure(kCipherMalformed);
         const Ready ready = Prepare(serial, selection);
         const std::optional<SecretBytes> text = Decrypt(ready.opened->pair.get(), *bytes);
         if (!text) throw Failure(kCipherMalformed);

@@ -13,10 +13,10 @@ constexpr int kWaitingPairs = 8;
 Selection::Selection(std::int64_t wantedCertType, std::int64_t wantedKeyType)
     : certType(wantedCertType), keyType(wantedKeyType) {
     if (certType != 0 && certType != 1 && certType != 3) {
-        throw Failure(kBadArgument, "CertType " + std::to_string(certType));
+        throw Failure(kBadArgument);
     }
     if (keyType < 0 || keyType > 2) {
-        throw Failure(kBadArgument, "KeyType " + std::to_string(keyType));
+        throw Failure(kBadArgument);
     }
 }
 

@@ -37,7 +37,7 @@ PinContext ContextOf(const KeyRecord& key) {
 KeyRecord Unchanged(const LockedDevice& device, const KeyRecord& key) {
     device.RequireStillThere(key);
     KeyRecord now = device.Resolve(key.serial.c_str());
-    if (now.pinVersion != key.pinVersion) throw Failure(kPinRequired, key.serial);
+    if (now.pinVersion != key.pinVersion) throw Failure(kPinRequired);
     return now;
 }
 
@@ -153,11 +153,11 @@ std::shared_ptr<Unlocked> VerifyPin(const KeyRecord& key, std::string_view pin) 
     const std::optional<MasterKey> master = OpenMaster(attempt.seal, pin, key.serial);
     if (master) return Accept(key, attempt.seal, *master, pin);
     Reject(key);
-    throw Failure(attempt.triesLeft == 0 ? kPinLocked : kPinWrong, key.serial);
+    throw Failure(attempt.triesLeft == 0 ? kPinLocked : kPinWrong);
 }
 
 std::shared_ptr<Unlocked> AskAndVerifyPin(const KeyRecord& key, const Midway& midway) {
-    if (key.triesLeft == 0) throw Failure(kPinLocked, key.serial);
+    if (key.triesLeft == 0) throw Failure(kPinLocked);
     SecretText pin;
     const PinContext context = ContextOf(key);
     {

@@ -26,12 +26,12 @@ Room::Stock Room::Take(Store& store, const std::string& serial) {
 void Room::Require() const {
     const Stock now = Take(store_, serial_);
     const auto require = [](std::uint64_t before, std::uint64_t after,
-                            const std::optional<std::uint64_t>& most, const char* what) {
-        if (most && after > *most && after > before) throw Failure(kStateFull, what);
+                            const std::optional<std::uint64_t>& most) {
+        if (most && after > *most && after > before) throw Failure(kStateFull);
     };
-    require(before_.pairs, now.pairs, limits_.pairs, "key pairs");
-    require(before_.objects, now.objects, limits_.objects, "data objects");
-    require(before_.bytes, now.bytes, limits_.bytes, "bytes");
+    require(before_.pairs, now.pairs, limits_.pairs);
+    require(before_.objects, now.objects, limits_.objects);
+    require(before_.bytes, now.bytes, limits_.bytes);
 }
 
 }  // namespace softkey
