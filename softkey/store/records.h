@@ -14,7 +14,6 @@ namespace softkey {
 constexpr int kMaxTries = 6;
 constexpr std::size_t kMinPinLength = 6;
 constexpr std::size_t kMaxPinLength = 16;  // characters
-constexpr std::size_t kMaxPinBytes = 4 * kMaxPinLength;
 constexpr std::size_t kMaxSerialLength = 32;
 constexpr std::size_t kMaxMediaIdLength = kesta::limits::kMediaId;
 constexpr std::size_t kMaxLabelLength = kesta::limits::kLabelBuffer - 1;

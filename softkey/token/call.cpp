@@ -220,7 +220,7 @@ void Call::WriteText(std::string_view text, char* buffer, std::uint32_t* length)
 }
 
 void Call::WriteBytes(std::string_view bytes, void* buffer, std::uint32_t* length) const {
-    if (IsProbe(bytes.size(), buffer, length) || plan_.AnswerIsLost()) return;
+    if (plan_.AnswerIsLost()) return;
     const std::string spoiled = Spoiled(plan_, bytes);
     std::memcpy(buffer, spoiled.data(), spoiled.size());
     *length = static_cast<std::uint32_t>(spoiled.size());
@@ -235,8 +235,9 @@ void Call::HandOut(std::string_view text, char** place) const {
     *place = nullptr;
     if (plan_.AnswerIsLost()) return;
     const std::string spoiled = Spoiled(plan_, text);
-    auto copy = std::make_unique<char[]>(spoiled.size() + 1);
-    std::memcpy(copy.get(), spoiled.c_str(), spoiled.size() + 1);
+    const std::size_t size = spoiled.size() + 1;
+    auto copy = std::make_unique<char[]>(size);
+    std::memcpy(copy.get(), spoiled.c_str(), size);
     *place = copy.release();
 }
 

@@ -40,7 +40,7 @@ public:
     // and the text's length, without the NUL, on return. A null buffer, or one too small, gets the
     // size that is needed instead; the latter is kBufferTooSmall.
     void WriteText(std::string_view text, char* buffer, std::uint32_t* length) const;
-    // The same for bytes.
+    // Bytes into a buffer that IsProbe found large enough.
     void WriteBytes(std::string_view bytes, void* buffer, std::uint32_t* length) const;
     // Into a buffer that the contract gives that size.
     void Copy(std::string_view text, char* buffer, std::size_t size) const;

@@ -34,8 +34,7 @@ void LockedDevice::FollowHome() {
     device_.store.reset();
     device_.uses.clear();
     device_.keys.clear();
-    device_.pairs.clear();
-    device_.version = -1;
+    device_.version.reset();
     device_.store = Store::OpenExisting(home);
 }
 

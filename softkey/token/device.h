@@ -50,9 +50,9 @@ struct KeyUse {
 struct Device {
     std::mutex mutex;
     std::unique_ptr<Store> store;
-    bool current = false;  // the last look at the state succeeded
-    bool planned = true;   // a plan of misbehaviour is in force
-    std::int64_t version = 0;
+    bool current = false;                 // the last look at the state succeeded
+    bool planned = true;                  // a plan of misbehaviour is in force
+    std::optional<std::int64_t> version;  // of the state that these are from
     std::vector<KeyRecord> keys;
     std::map<std::string, std::vector<PairRecord>> pairs;
     std::map<std::string, KeyUse> uses;

@@ -21,11 +21,11 @@ std::uint32_t KeysPresent() {
 }
 
 std::string CheckedName(const char* name) {
-    const std::size_t length = name != nullptr ? strnlen(name, limits::kLongestDataName + 1) : 0;
-    if (length < limits::kShortestDataName || length > limits::kLongestDataName) {
+    const std::string checked = name != nullptr ? std::string(name) : std::string();
+    if (checked.size() < limits::kShortestDataName || checked.size() > limits::kLongestDataName) {
         throw Failure(kBadArgument);
     }
-    return std::string(name, length);
+    return checked;
 }
 
 }  // namespace

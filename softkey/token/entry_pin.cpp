@@ -1,6 +1,5 @@
 // Entry points around the PIN.
 #include <array>
-#include <cstring>
 
 #include "softkey/result.h"
 #include "softkey/store/keys.h"
@@ -45,7 +44,7 @@ void InitialiseWithPresentPin(Call& call, const KeyRecord& key, const char* pin)
     if (pin == nullptr) {
         RequirePin(key);
     } else {
-        VerifyPin(key, {pin, strnlen(pin, kMaxPinBytes + 1)});
+        VerifyPin(key, pin);
     }
     call.Midway(key);
     Change change(key);
@@ -74,7 +73,7 @@ int VerifyAndCachePin(const char* serial, void* argument2) {
             AskAndVerifyPin(key, [&] { call.Midway(key); });
         } else {
             call.Midway(key);
-            VerifyPin(key, {pin, strnlen(pin, kMaxPinBytes + 1)});
+            VerifyPin(key, pin);
         }
         LockedDevice device;
         device.UseOf(key).caching = true;

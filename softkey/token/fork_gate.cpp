@@ -9,36 +9,23 @@ namespace {
 
 std::atomic<bool> wasForked{false};
 
-void Prepare(pthread_rwlock_t* gate) {
-    pthread_rwlockattr_t attributes;
-    pthread_rwlockattr_init(&attributes);
-    // Calls that follow each other closely must not keep a fork waiting.
-    pthread_rwlockattr_setkind_np(&attributes, PTHREAD_RWLOCK_PREFER_WRITER_NONRECURSIVE_NP);
-    pthread_rwlock_init(gate, &attributes);
-    pthread_rwlockattr_destroy(&attributes);
-}
+// Calls that follow each other closely must not keep a fork waiting: it goes first.
+constexpr pthread_rwlock_t kOpen = PTHREAD_RWLOCK_WRITER_NONRECURSIVE_INITIALIZER_NP;
 
-// Never destroyed, as it has no destructor: a thread may be inside when the process ends. It needs
-// no memory either: nobody catches what is thrown here.
-pthread_rwlock_t* Made() {
-    static pthread_rwlock_t gate;
-    static const bool prepared = (Prepare(&gate), true);
-    static_cast<void>(prepared);
-    return &gate;
-}
+// Never destroyed, as it has no destructor: a thread may be inside when the process ends.
+pthread_rwlock_t gate = kOpen;
 
 // The lock knows its writer by a thread's number, which is another in the child: it is made anew.
 void ReopenInChild() {
     wasForked = true;
-    Prepare(Made());
+    gate = kOpen;
 }
 
 pthread_rwlock_t& Gate() {
-    static const int registered =
-        pthread_atfork([] { pthread_rwlock_wrlock(Made()); }, [] { pthread_rwlock_unlock(Made()); },
-                       ReopenInChild);
+    static const int registered = pthread_atfork(
+        [] { pthread_rwlock_wrlock(&gate); }, [] { pthread_rwlock_unlock(&gate); }, ReopenInChild);
     static_cast<void>(registered);
-    return *Made();
+    return gate;
 }
 
 }  // namespace

@@ -1,6 +1,5 @@
 #include "softkey/token/pin.h"
 
-#include <cstring>
 #include <exception>
 #include <mutex>
 #include <optional>
@@ -198,9 +197,8 @@ void InitialiseWithNewPin(const KeyRecord& key, const char* text, const Midway& 
     if (text == nullptr) {
         TakeNewPin(key, pin);
     } else {
-        // One character more than allowed is enough to see that it is too long.
-        pin.Append(text, strnlen(text, kMaxPinBytes + 1));
-        CheckPinLength(pin.View());
+        CheckPinLength(text);
+        pin.Assign(text);
     }
     midway();
     const MasterKey master = MasterKey::Random();

@@ -1,5 +1,7 @@
 // The screen, the button, and a key that is pulled out in the middle of things.
 #include <atomic>
+#include <chrono>
+#include <ctime>
 #include <functional>
 #include <thread>
 
@@ -121,6 +123,48 @@ TEST_F(ButtonTest, the_longest_patience_that_can_be_written_is_none_that_is_over
     setenv("KESTA_SOFTKEY_BUTTON_MS", "9223372036854775807", 1);
     EXPECT_EQ(SignWhile([](Store& store) { QuestionTable(store).Decide(kSerial, Button::kPress); }),
               kOk);
+}
+
+TEST_F(ButtonTest, a_question_waits_as_long_as_the_environment_says) {
+    constexpr std::int64_t kDay = 24 * 3600 * 1000;
+    const std::pair<const char*, std::int64_t> patiences[] = {
+        {nullptr, 30000}, {"", 30000},        {"none", 30000},
+        {"0", 30000},     {"-90000", 30000},  {"20000000", 20000000},
+        {"90000", 90000}, {"86400000", kDay}, {"99999999999", kDay}};
+    for (const auto& [text, patience] : patiences) {
+        unsetenv("KESTA_SOFTKEY_BUTTON_MS");
+        if (text != nullptr) setenv("KESTA_SOFTKEY_BUTTON_MS", text, 1);
+        const auto now = [] {
+            return std::chrono::duration_cast<std::chrono::milliseconds>(
+                       std::chrono::system_clock::now().time_since_epoch())
+                .count();
+        };
+        const std::int64_t before = now();
+        EXPECT_EQ(SignWhile([&, &patience = patience](Store& store) {
+                      const Question question = QuestionTable(store).Waiting(kSerial).at(0);
+                      EXPECT_GE(question.deadline, before + patience);
+                      EXPECT_LE(question.deadline, now() + patience);
+                      QuestionTable(store).Decide(kSerial, Button::kPress);
+                  }),
+                  kOk)
+            << (text != nullptr ? text : "nothing");
+    }
+    setenv("KESTA_SOFTKEY_BUTTON_MS", "1", 1);
+    QuestionTable(*OpenStore()).Decide(kSerial, Button::kAsk);
+    EXPECT_EQ(CriticalSign("text").code, kButtonTimeout);
+}
+
+TEST_F(ButtonTest, waiting_for_an_answer_costs_no_computing) {
+    setenv("KESTA_SOFTKEY_BUTTON_MS", "300", 1);
+    QuestionTable(*OpenStore()).Decide(kSerial, Button::kAsk);
+    const auto computed = [] {
+        struct timespec time {};
+        clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+        return time.tv_sec * 1000 + time.tv_nsec / 1000000;
+    };
+    const auto before = computed();
+    EXPECT_EQ(CriticalSign("text").code, kButtonTimeout);
+    EXPECT_LT(computed() - before, 150);
 }
 
 TEST_F(ButtonTest, other_calls_go_on_while_a_question_waits) {

@@ -1,5 +1,6 @@
 // Import, reading and deletion of certificates.
 #include <algorithm>
+#include <array>
 
 #include "softkey/store/pairs.h"
 #include "token_fixture.h"
@@ -201,6 +202,37 @@ TEST_F(CertificateTest, deletion_needs_the_pin) {
     SetPin(nullptr);
     EXPECT_EQ(token.DelCertAndTempKey(kSerial, 1, 2), kPinCancelled);
     EXPECT_EQ(Certificate(1).code, kOk);
+}
+
+TEST_F(CertificateTest, a_certificate_finds_its_pair_among_others) {
+    const Result oldest = Request(1, 2, 3);
+    ASSERT_EQ(Request(1, 2, 3).code, kOk);
+    ASSERT_EQ(Request(3, 2, 3).code, kOk);
+    EXPECT_EQ(WriteCertificate(Issue(oldest.text)), kOk);
+    EXPECT_EQ(PairTable(*OpenStore()).Of(kSerial).size(), 3U);
+}
+
+TEST_F(CertificateTest, a_subject_of_1023_characters_is_told_and_a_longer_one_is_not) {
+    MakeAuthority();
+    const std::string request = Request(1, 2, 3).text;
+    Write("issue.csr", Pem("CERTIFICATE REQUEST", request));
+    Succeed("openssl req -in issue.csr -noout -pubkey > key.pub");
+    for (const int longer : {0, 1}) {
+        // "OU=" and 64 letters, fourteen times, and what is missing.
+        std::string subject, expected;
+        for (int i = 0; i < 14; ++i) subject += "/OU=" + std::string(64, 'u');
+        subject += "/OU=" + std::string(static_cast<std::size_t>(20 + longer), 'v');
+        subject += "/CN=" + std::string(44, 'n');
+        ASSERT_EQ(subject.size() - 1, static_cast<std::size_t>(1023 + longer));
+        const std::string certificate = Succeed(
+            "openssl x509 -new -force_pubkey key.pub -subj '" + subject +
+            "' -CA ca.pem -CAkey ca.key -CAcreateserial -sm3 -sigopt distid:1234567812345678"
+            " -days 10 -outform DER 2>log | openssl base64 -A");
+        ASSERT_EQ(WriteCertificate(certificate), kOk);
+        std::array<char, 1025> name{};
+        EXPECT_EQ(token.GM_GetCertDN(kSerial, 1, 2, name.data()), longer == 0 ? kOk : kTooLong);
+        EXPECT_EQ(std::string(name.data()).size(), longer == 0 ? 1023U : 0U);
+    }
 }
 
 }  // namespace

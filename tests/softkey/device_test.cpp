@@ -4,6 +4,7 @@
 #include <array>
 #include <cstring>
 
+#include "softkey/store/key_admin.h"
 #include "softkey/store/keys.h"
 #include "token_fixture.h"
 
@@ -235,6 +236,56 @@ TEST_F(DeviceTest, a_folder_that_was_made_anew_is_noticed) {
     EXPECT_EQ(Serial().code, kKeyAbsent);
     CreateKey("KS0000000009", "MEDIA9");
     EXPECT_EQ(Serial().text, "KS0000000009");
+}
+
+TEST_F(DeviceTest, another_folders_key_of_the_same_name_is_another_key) {
+    CreateKey();
+    ASSERT_EQ(token.VerifyPIN(kSerial), kOk);
+    softkey::NewKey wanted;
+    wanted.serial = kSerial;
+    wanted.pinCost = {1024, 8, 1};
+    softkey::CreateKey(*Store::Open(Path("other")), wanted, "654321");
+    setenv("KESTA_SOFTKEY_HOME", Path("other").c_str(), 1);
+    std::array<std::uint8_t, 8> info{};
+    std::uint32_t length = info.size();
+    ASSERT_EQ(token.GetPinInfo(kSerial, info.data(), &length), kOk);
+    EXPECT_EQ(info[3], 0) << "the PIN of the other key counts";
+    EXPECT_EQ(token.VerifyPIN(kSerial), kPinWrong);
+    setenv("KESTA_SOFTKEY_HOME", Home().c_str(), 1);
+}
+
+TEST_F(DeviceTest, names_of_objects_count_to_their_last_character) {
+    CreateKey();
+    char value[260] = {};
+    for (const std::size_t size : {10U, 16U}) {
+        const std::string name(size, 'n');
+        const std::string other = name.substr(1) + "o";
+        EXPECT_EQ(token.SetData(name.c_str(), 0, "one"), kOk);
+        EXPECT_EQ(token.SetData(other.c_str(), 0, "two"), kOk);
+        EXPECT_EQ(token.GetData(name.c_str(), 0, value), kOk);
+        EXPECT_STREQ(value, "one");
+    }
+    EXPECT_EQ(token.SetData("0123456789", 0, nullptr), kBadArgument);
+    EXPECT_EQ(token.GetData("0123456789", 0, nullptr), kDataNotFound);
+    EXPECT_EQ(token.GetData(std::string(16, 'n').c_str(), 0, nullptr), kBadArgument);
+}
+
+TEST_F(DeviceTest, no_more_is_written_than_each_text_and_its_nul) {
+    CreateKey();
+    const auto written = [](const char* text) {
+        return std::string(text, std::strlen(text) + 1) + "#";
+    };
+    std::string buffer(64, '#');
+    std::uint32_t state = 0;
+    ASSERT_EQ(token.CheckDeviceEx(&state, nullptr, 1, buffer.data()), kOk);
+    EXPECT_EQ(buffer.substr(0, 14), written(kSerial));
+    buffer.assign(64, '#');
+    ASSERT_EQ(token.GetMediaID(kSerial, buffer.data()), kOk);
+    EXPECT_EQ(buffer.substr(0, 8), written("MEDIA1"));
+    std::string serial = kSerial;
+    buffer.assign(64, '#');
+    ASSERT_EQ(token.GetLabel(serial.data(), buffer.data()), kOk);
+    EXPECT_EQ(buffer.substr(0, 14), written(kSerial));
 }
 
 }  // namespace

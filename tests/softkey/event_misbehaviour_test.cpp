@@ -95,6 +95,23 @@ TEST_F(EventMisbehaviour, A_late_event_that_nothing_follows_is_kept_back) {
     EXPECT_EQ("+1 -1", Drain(context_));
 }
 
+TEST_F(EventMisbehaviour, A_rule_may_be_for_the_record_of_one_key) {
+    Plan(R"(ValtoT_GetDeviceInfo", "serial": "B", "code": 5)");
+    _S_DEV_CONFIG record = {};
+    EXPECT_EQ(0, ValtoT_GetDeviceInfo(1, 0, &record));
+    EXPECT_EQ(5, ValtoT_GetDeviceInfo(4, 0, &record));
+    EXPECT_EQ(softkey::kKeyAbsent, ValtoT_GetDeviceInfo(7, 0, &record));
+}
+
+TEST_F(EventMisbehaviour, A_foreign_device_in_the_slot_of_a_key_is_listed_once) {
+    softkey::SetMisbehaviour(home_, R"({"foreign": [4, 7]})");
+    std::array<std::uint32_t, 8> slots = {};
+    std::uint32_t count = 8;
+    EXPECT_EQ(0, ValtoT_GetSlotList(1, slots.data(), &count));
+    EXPECT_EQ(3U, count);
+    EXPECT_EQ(7U, slots[2]);
+}
+
 TEST_F(EventMisbehaviour, A_rule_may_be_for_the_events_of_one_key) {
     Plan(R"(ValtoT_WaitForEvent", "serial": "B", "lose": true)");
     MoveTwice();

@@ -307,4 +307,53 @@ TEST_F(Events, Waits_leave_no_descriptor_behind) {
     EXPECT_EQ(before, open());
 }
 
+TEST_F(Events, A_context_has_the_number_one) {
+    EXPECT_EQ(1U, OpenContext());
+}
+
+TEST_F(Events, A_replaced_folder_is_seen_by_the_fiftieth_poll_as_new_even_with_the_same_history) {
+    std::uint32_t context = OpenContext();
+    store_.reset();
+    std::filesystem::remove_all(home_);
+    MakeKeys();
+    VALTO_EVENT_INFO event = {};
+    int polls = 1;
+    while (polls < 1000 && ValtoT_WaitForEvent(1, 0, &event, &context) != 0) ++polls;
+    EXPECT_EQ(50, polls);
+    EXPECT_EQ("+1", Text(event));
+    EXPECT_EQ("+4", Drain(context));
+}
+
+TEST_F(Events, What_was_not_taken_of_a_folder_is_dropped_when_another_is_named) {
+    const std::uint32_t context = OpenContext();
+    softkey::KeyTable(*store_).SetInserted("A", false);
+    softkey::KeyTable(*store_).SetInserted("B", false);
+    VALTO_EVENT_INFO event = {};
+    std::uint32_t same = context;
+    ASSERT_EQ(0, ValtoT_WaitForEvent(1, 0, &event, &same));
+    const auto other = softkey::Store::Open(folder_.File("other"));
+    AddKey(*other, "N", 3, "MEDIA-N");
+    const ScopedVariable named("KESTA_SOFTKEY_HOME", folder_.File("other").c_str());
+    EXPECT_EQ("", Drain(OpenContext()));
+    softkey::KeyTable(*other).SetInserted("N", false);
+    EXPECT_EQ("-3", Drain(context));
+}
+
+TEST_F(Events, Only_the_key_that_arrived_last_is_told_by_its_event) {
+    std::uint32_t context = OpenContext();
+    softkey::KeyTable(*store_).SetInserted("C", true);
+    softkey::KeyTable(*store_).SetInserted("C", false);
+    softkey::KeyTable(*store_).SetInserted("A", false);
+    VALTO_EVENT_INFO event = {};
+    _S_DEV_CONFIG record = {};
+    ASSERT_EQ(0, ValtoT_WaitForEvent(1, 0, &event, &context));
+    EXPECT_EQ(0, ValtoT_GetDeviceInfo(9, 0xE0000, &record));
+    EXPECT_EQ(softkey::kKeyAbsent, ValtoT_GetDeviceInfo(1, 0xE0000, &record));
+    EXPECT_EQ(softkey::kKeyAbsent, ValtoT_GetDeviceInfo(9, 0xE0001, &record));
+    EXPECT_EQ(0, ValtoT_GetDeviceInfo(4, 0xE0000, &record)) << "one that stayed";
+    ASSERT_EQ(0, ValtoT_WaitForEvent(1, 0, &event, &context));
+    EXPECT_EQ("-9", Text(event));
+    EXPECT_EQ(softkey::kKeyAbsent, ValtoT_GetDeviceInfo(9, 0xE0000, &record));
+}
+
 }  // namespace

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -69,6 +70,11 @@ TEST(Messages, An_unknown_code_is_named_in_hexadecimal) {
     EXPECT_STREQ("未知返回码 0x00005BFF", MessageText(0x5BFF, Language::kChinese, Charset::kUtf8));
 }
 
+TEST(Messages, An_unknown_code_has_a_text_in_gb18030_too) {
+    EXPECT_STREQ("\xCE\xB4\xD6\xAA\xB7\xB5\xBB\xD8\xC2\xEB 0x00005BFE",
+                 MessageText(0x5BFE, Language::kChinese, Charset::kGb18030));
+}
+
 TEST(Messages, The_pointer_stays_the_same_and_stays_valid) {
     const char* const first = MessageText(0x7001, Language::kChinese, Charset::kGb18030);
     const std::string copy = first;
@@ -100,6 +106,36 @@ TEST(Messages, Threads_that_ask_at_once_get_the_same_pointers) {
     }
     for (std::thread& thread : threads) thread.join();
     for (const auto& pointers : seen) EXPECT_EQ(seen[0], pointers);
+}
+
+TEST(Messages, A_client_that_asks_for_every_number_gets_4096_texts_and_one_for_the_rest) {
+    std::set<const char*> texts;
+    for (int code = 0x200000; code < 0x200000 + 5000; ++code) {
+        texts.insert(MessageText(code, Language::kEnglish, Charset::kUtf8));
+    }
+    EXPECT_LE(texts.size(), 4096U + 1U);
+    EXPECT_STREQ("unknown result code", MessageText(0x300000, Language::kEnglish, Charset::kUtf8));
+    EXPECT_STREQ("PIN 码已锁定",
+                 MessageText(softkey::kPinLocked, Language::kChinese, Charset::kUtf8));
+}
+
+// All of them, so that a code is not renumbered or reworded unnoticed.
+TEST(Messages, The_librarys_own_codes_have_texts_in_both_languages) {
+    struct Text {
+        std::int32_t code;
+        const char* english;
+        const char* chinese;
+    };
+    const Text texts[] = {
+        {-101, "the token library could not be loaded", "无法加载令牌库"},
+        {-109, "the library is not initialised", "接口库尚未初始化"},
+        {-300, "the selector or operation is not supported", "不支持的选项或操作"},
+        {-401, "an argument is missing, out of range or malformed", "参数缺失、超出范围或格式错误"},
+        {-404, "the caller's buffer is too small", "调用方缓冲区过小"}};
+    for (const Text& text : texts) {
+        EXPECT_STREQ(text.english, MessageText(text.code, Language::kEnglish, Charset::kUtf8));
+        EXPECT_STREQ(text.chinese, MessageText(text.code, Language::kChinese, Charset::kUtf8));
+    }
 }
 
 }  // namespace

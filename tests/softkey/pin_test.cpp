@@ -1,4 +1,5 @@
 // The PIN's life: tries, lock, change, cache, initialisation.
+#include <openssl/err.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -287,6 +288,77 @@ TEST_F(PinTest, a_try_is_counted_before_the_pin_is_looked_at) {
     kill(child, SIGKILL);
     waitpid(child, nullptr, 0);
     EXPECT_EQ(KeyTable(*store).Find(kSerial)->triesLeft, kMaxTries - 1);
+}
+
+TEST_F(PinTest, a_wrong_pin_ends_what_the_right_one_began) {
+    ASSERT_EQ(token.VerifyPIN(kSerial), kOk);
+    SetPin("000000");
+    ASSERT_EQ(token.VerifyPIN(kSerial), kPinWrong);
+    EXPECT_FALSE(Unlocked());
+}
+
+TEST_F(PinTest, a_locked_key_asks_nobody) {
+    Lock();
+    SetPin(nullptr);
+    EXPECT_EQ(token.VerifyPIN(kSerial), kPinLocked);
+    EXPECT_EQ(token.ChangePin(kSerial), kPinLocked);
+}
+
+// Sixteen characters of four bytes each.
+TEST_F(PinTest, the_longest_pin_has_64_bytes) {
+    std::string longest;
+    for (int i = 0; i < 16; ++i) longest += "\xF0\xA0\x80\x80";
+    std::string longer = longest + "1", another = longest;
+    another.back() = '\x81';
+    EXPECT_EQ(token.CustInitCard(kSerial, 0, longer.data(), 0), kPinLength);
+    ASSERT_EQ(token.CustInitCard(kSerial, 0, longest.data(), 0), kOk);
+    EXPECT_EQ(token.VerifyAndCachePin(kSerial, longer.data()), kPinLength);
+    EXPECT_EQ(token.VerifyAndCachePin(kSerial, another.data()), kPinWrong);
+    EXPECT_EQ(token.VerifyAndCachePin(kSerial, longest.data()), kOk);
+    EXPECT_EQ(token.CustInitCard(kSerial, 1, longer.data(), 0), kPinLength);
+    EXPECT_EQ(token.CustInitCard(kSerial, 1, another.data(), 0), kPinWrong);
+    EXPECT_EQ(token.CustInitCard(kSerial, 1, longest.data(), 0), kOk);
+}
+
+TEST_F(PinTest, arguments_without_a_meaning_are_refused) {
+    char pin[] = "123456";
+    EXPECT_EQ(token.CustInitCard(kSerial, 0, pin, 1), kBadArgument);
+    EXPECT_EQ(token.CustInitCard(kSerial, 1, pin, 1), kBadArgument);
+    EXPECT_EQ(token.CustInitCard(kSerial, 2, pin, 0), kBadArgument);
+    EXPECT_EQ(token.SetCachePinFlag(kSerial, -1), kBadArgument);
+    EXPECT_EQ(TriesLeft(), kMaxTries);
+}
+
+TEST_F(PinTest, a_verification_without_a_cache_flag_is_not_cached) {
+    ASSERT_EQ(token.VerifyPIN(kSerial), kOk);
+    EXPECT_EQ(Info()[4], 0);
+    char pin[] = "123456";
+    ASSERT_EQ(token.VerifyAndCachePin(kSerial, pin), kOk);
+    EXPECT_EQ(Info()[4], 1);
+    std::uint32_t length = 0;
+    EXPECT_EQ(token.GetPinInfo(kSerial, nullptr, &length), kOk);
+    EXPECT_EQ(length, 8U);
+}
+
+TEST_F(PinTest, a_child_verifies_for_itself_once) {
+    ASSERT_EQ(token.VerifyPIN(kSerial), kOk);
+    const pid_t child = fork();
+    if (child == 0) {
+        const bool locked = !Unlocked();
+        const bool right = token.VerifyPIN(kSerial) == kOk;
+        _exit(locked && right && Unlocked() && Request(1, 2, 3).code == kOk && Unlocked() ? 0 : 1);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+}
+
+// A client may leave anything in OpenSSL's queue of errors.
+TEST_F(PinTest, an_error_of_the_clients_own_is_not_taken_for_one_of_the_key) {
+    SetPin("000000");
+    ERR_raise(ERR_LIB_CRYPTO, ERR_R_MALLOC_FAILURE);
+    EXPECT_EQ(token.VerifyPIN(kSerial), kPinWrong);
+    ERR_clear_error();
 }
 
 }  // namespace

@@ -411,4 +411,88 @@ TEST_F(PlannedCalls, a_damaged_plan_is_told_whatever_is_called) {
     EXPECT_EQ(token.UOS_SetCharset("", "UTF-8"), kStateDamaged);
 }
 
+// Every entry point asks for the plan under its own name.
+TEST_F(PlannedCalls, each_entry_point_answers_the_code_that_is_planned_for_it) {
+    std::string serial = kSerial, text = "text";
+    std::array<char, 4096> buffer{};
+    std::uint32_t length = buffer.size();
+    char* made = nullptr;
+    KestaStringObject object{nullptr};
+    KestaRequestRecord record{1, 2, 3, 0, {}};
+    const std::vector<std::pair<std::string, std::function<int()>>> calls = {
+        {"CheckDeviceEx", [&] { return token.CheckDeviceEx(nullptr, nullptr, 1, buffer.data()); }},
+        {"GetMediaID", [&] { return token.GetMediaID(kSerial, buffer.data()); }},
+        {"GetLabel", [&] { return token.GetLabel(serial.data(), buffer.data()); }},
+        {"SetLabel", [&] { return token.SetLabel(kSerial, "label"); }},
+        {"SetData", [&] { return token.SetData("0123456789", 0, "v"); }},
+        {"GetData", [&] { return token.GetData("0123456789", 0, buffer.data()); }},
+        {"UOS_SetCharset", [&] { return token.UOS_SetCharset("", "UTF-8"); }},
+        {"UOS_SetLanguage", [&] { return token.UOS_SetLanguage("", "zh"); }},
+        {"VerifyPIN", [&] { return token.VerifyPIN(kSerial); }},
+        {"VerifyAndCachePin", [&] { return token.VerifyAndCachePin(kSerial, nullptr); }},
+        {"GM_RemoveUserPin", [&] { return token.GM_RemoveUserPin(); }},
+        {"SetCachePinFlag", [&] { return token.SetCachePinFlag(kSerial, 0); }},
+        {"GetPinInfo", [&] { return token.GetPinInfo(kSerial, buffer.data(), &length); }},
+        {"ChangePin", [&] { return token.ChangePin(kSerial); }},
+        {"CustInitCard", [&] { return token.CustInitCard(kSerial, 0, nullptr, 0); }},
+        {"GMCreatePKCS10",
+         [&] { return token.GMCreatePKCS10(serial.data(), 1, 2, 3, &made, nullptr, 0); }},
+        {"GMCreatePKCS10Ex",
+         [&] { return token.GMCreatePKCS10Ex(serial.data(), &record, &made, 1, nullptr, 0); }},
+        {"GMWritePKCS7", [&] { return token.GMWritePKCS7(kSerial, "text", object); }},
+        {"GMImportPriKey", [&] { return token.GMImportPriKey(kSerial, text.data(), 0); }},
+        {"GetCertInfo", [&] { return token.GetCertInfo(kSerial, 1, 2, buffer.data(), &length); }},
+        {"GM_GetCertDN", [&] { return token.GM_GetCertDN(kSerial, 1, 2, buffer.data()); }},
+        {"GetCertInfo_UOS",
+         [&] { return token.GetCertInfo_UOS(kSerial, 1, buffer.data(), &length); }},
+        {"DelCertAndTempKey", [&] { return token.DelCertAndTempKey(kSerial, 1, 2); }},
+        {"SetWarningMsg", [&] { return token.SetWarningMsg(kSerial, "text"); }},
+        {"GMUsbKeyCriticalSign",
+         [&] { return token.GMUsbKeyCriticalSign(kSerial, 0, 0, "text", buffer.data(), &length); }},
+        {"GMUsbKeyCommonSign",
+         [&] {
+             return token.GMUsbKeyCommonSign(serial.data(), 0, 0, text.data(), 0, buffer.data(),
+                                             &length);
+         }},
+        {"GMUSBKeyAsymDec2",
+         [&] {
+             return token.GMUSBKeyAsymDec2(serial.data(), 0, 0, text.data(), buffer.data(),
+                                           &length);
+         }},
+        {"Batch_Sign", [&] {
+             return token.Batch_Sign(0, serial.data(), 0, 0, nullptr, nullptr, nullptr, 0, 0, "x",
+                                     1, buffer.data(), &length);
+         }}};
+    std::string rules;
+    for (const auto& [entry, call] : calls) {
+        rules += (rules.empty() ? "" : ", ") + (R"({"entry": ")" + entry + R"(", "code": )") +
+                 std::to_string(1000 + rules.size()) + "}";
+    }
+    Plan(rules);
+    std::size_t size = 0;
+    for (const auto& [entry, call] : calls) {
+        size = rules.find("\"" + entry + "\"");
+        EXPECT_EQ(call(), std::stoi(rules.substr(rules.find("code", size) + 7))) << entry;
+        EXPECT_EQ(Counted(entry), 1U) << entry;
+    }
+}
+
+TEST_F(PlannedCalls, bytes_that_are_lost_leave_buffer_and_length_alone) {
+    Plan(R"({"entry": "GetPinInfo", "output": "none"})");
+    std::array<char, 9> info{'?'};
+    std::uint32_t length = info.size();
+    EXPECT_EQ(token.GetPinInfo(kSerial, info.data(), &length), kOk);
+    EXPECT_EQ(info[0], '?');
+    EXPECT_EQ(length, info.size());
+}
+
+TEST_F(PlannedCalls, a_key_that_is_pulled_out_before_a_call_is_absent) {
+    Plan(R"({"entry": "GetLabel", "call": 1, "remove": "before"},
+            {"entry": "SetData", "remove": "before"})");
+    EXPECT_EQ(Label(), kKeyAbsent);
+    EXPECT_FALSE(KeyTable(*OpenStore()).Find(kSerial)->inserted);
+    EXPECT_EQ(Label(""), kKeyAbsent);
+    EXPECT_EQ(Store("value"), kKeyAbsent) << "nothing is there to be pulled out";
+}
+
 }  // namespace

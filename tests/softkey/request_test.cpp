@@ -142,4 +142,27 @@ TEST_F(RequestTest, the_newest_eight_pairs_wait_for_their_certificates) {
     EXPECT_EQ(WriteCertificate(Issue(oldest.text)), kCertificateMismatch);
 }
 
+TEST_F(RequestTest, a_pair_with_its_certificate_and_one_of_the_other_kind_do_not_wait) {
+    Enrol(1, 2, 3);
+    ASSERT_EQ(Request(3, 2, 3).code, kOk);
+    for (int i = 0; i < 9; ++i) ASSERT_EQ(Request(1, 2, 3).code, kOk);
+    EXPECT_EQ(PairTable(*OpenStore()).Of(kSerial).size(), 1U + 1U + 8U);
+    EXPECT_EQ(Certificate(1).code, kOk);
+}
+
+TEST_F(RequestTest, a_record_has_two_values_for_paired_and_none_for_rsa) {
+    std::string serial = kSerial;
+    char* text = nullptr;
+    const auto make = [&](KestaRequestRecord record, std::uint32_t records) {
+        return token.GMCreatePKCS10Ex(serial.data(), &record, &text, records, nullptr, 0);
+    };
+    EXPECT_EQ(make({1, 2, 3, 2, {}}, 1), kBadArgument);
+    EXPECT_EQ(make({1, 2, 3, 0, {}}, 0), kBadArgument);
+    EXPECT_EQ(make({1, 2, 3, 0, {}}, 2), kBadArgument);
+    EXPECT_EQ(make({1, 1, 2, 1, {}}, 1), kNotSupported);
+    EXPECT_EQ(make({3, 1, 2, 0, {}}, 1), kNotSupported);
+    EXPECT_EQ(text, nullptr);
+    EXPECT_TRUE(PairTable(*OpenStore()).Of(kSerial).empty());
+}
+
 }  // namespace

@@ -262,6 +262,28 @@ TEST_F(BatchTest, a_confirmed_batch_shows_its_warning_and_minds_the_button) {
     EXPECT_EQ(Batch(0, "all", "x").code, kOk);
 }
 
+TEST_F(BatchTest, the_room_that_signatures_need_is_told_beforehand) {
+    ASSERT_EQ(Request(1, 2, 3).code, kOk);
+    ASSERT_EQ(Request(1, 1, 2).code, kOk);
+    std::string serial = kSerial, hash(64, 'a');
+    const std::pair<int, std::uint32_t> sizes[] = {{2, 96}, {1, 344}};
+    for (const auto& [keyType, size] : sizes) {
+        std::uint32_t length = 0;
+        EXPECT_EQ(token.GMUsbKeyCriticalSign(kSerial, keyType, 2, "x", nullptr, &length), kOk);
+        EXPECT_EQ(length, size + 1);
+        EXPECT_EQ(
+            token.GMUsbKeyCommonSign(serial.data(), keyType, 2, hash.data(), 0, nullptr, &length),
+            kOk);
+        EXPECT_EQ(length, size + 1);
+        EXPECT_EQ(token.Batch_Sign(2, serial.data(), keyType, 2, "all", nullptr, nullptr, 0, 0,
+                                   "x||y", 2, nullptr, &length),
+                  kOk)
+            << "an unknown flag asks for no confirmation";
+        EXPECT_EQ(length, 3 * size + 2 * 2 + 1);
+    }
+    EXPECT_EQ(SignHash(hash, 2, 0, -1).code, kBadArgument);
+}
+
 TEST_F(BatchTest, what_is_missing_or_does_not_add_up_is_refused) {
     ASSERT_EQ(Request(1, 2, 3).code, kOk);
     EXPECT_EQ(Batch(0, nullptr, nullptr).code, kBadArgument);
