@@ -167,7 +167,7 @@ KeyRecord Call::LookAt(const char* serial) {
 void Call::PassMidway() {
     if (!plan_.HasInterlude()) return;
     const bool usesKey = (TraitsOf(entry_.name) & kUsesKey) != 0;
-    const auto key = usesKey && !passed_ ? KeyIfThere(entry_.serial) : std::nullopt;
+    const auto key = usesKey ? KeyIfThere(entry_.serial) : std::nullopt;
     Pass(key ? &*key : nullptr);
 }
 

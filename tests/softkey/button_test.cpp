@@ -224,10 +224,43 @@ int SignText(const TokenLibrary& token) {
     return code;
 }
 
+int SignDigest(const TokenLibrary& token) {
+    std::string serial = kSerial, digest(64, 'a');
+    char buffer[512] = "untouched";
+    std::uint32_t length = sizeof buffer;
+    const int code =
+        token.GMUsbKeyCommonSign(serial.data(), 0, 0, digest.data(), 0, buffer, &length);
+    EXPECT_STREQ(buffer, "untouched");
+    return code;
+}
+
+int SignBatch(const TokenLibrary& token) {
+    std::string serial = kSerial;
+    char buffer[512] = "untouched";
+    std::uint32_t length = sizeof buffer;
+    const int code = token.Batch_Sign(0, serial.data(), 0, 0, nullptr, nullptr, nullptr, 0, 0, "x",
+                                      1, buffer, &length);
+    EXPECT_STREQ(buffer, "untouched");
+    return code;
+}
+
+int Erase(const TokenLibrary& token) {
+    std::string pin = kPin;
+    return token.CustInitCard(kSerial, 1, pin.data(), 0);
+}
+
+// It is out before the PIN is looked at.
+int VerifyWrongPin(const TokenLibrary& token) {
+    std::string pin = "000000";
+    return token.VerifyAndCachePin(kSerial, pin.data());
+}
+
 INSTANTIATE_TEST_SUITE_P(
     Entry, RemovalTest,
     testing::Values(
         Operation{"GMCreatePKCS10", MakeRequest}, Operation{"GMUsbKeyCriticalSign", SignText},
+        Operation{"GMUsbKeyCommonSign", SignDigest}, Operation{"Batch_Sign", SignBatch},
+        Operation{"CustInitCard", Erase}, Operation{"VerifyAndCachePin", VerifyWrongPin},
         Operation{"SetLabel",
                   [](const TokenLibrary& library) { return library.SetLabel(kSerial, "new"); }},
         Operation{
@@ -244,6 +277,8 @@ INSTANTIATE_TEST_SUITE_P(
             [](const TokenLibrary& library) { return library.DelCertAndTempKey(kSerial, 1, 2); }},
         Operation{"VerifyPIN",
                   [](const TokenLibrary& library) { return library.VerifyPIN(kSerial); }}),
-    [](const auto& entry) { return std::string(entry.param.name); });
+    [](const auto& entry) {
+        return std::string(entry.param.name) + "_" + std::to_string(entry.index);
+    });
 
 }  // namespace

@@ -282,6 +282,13 @@ TEST_F(BatchTest, the_room_that_signatures_need_is_told_beforehand) {
         EXPECT_EQ(length, 3 * size + 2 * 2 + 1);
     }
     EXPECT_EQ(SignHash(hash, 2, 0, -1).code, kBadArgument);
+    // A digest that the pair does not sign is told beforehand too.
+    std::uint32_t length = 0;
+    EXPECT_EQ(token.GMUsbKeyCriticalSign(kSerial, 1, 3, "x", nullptr, &length), kNotSupported);
+    EXPECT_EQ(token.Batch_Sign(0, serial.data(), 1, 3, "x", nullptr, nullptr, 0, 0, nullptr, 0,
+                               nullptr, &length),
+              kNotSupported);
+    EXPECT_EQ(length, 0U);
 }
 
 TEST_F(BatchTest, what_is_missing_or_does_not_add_up_is_refused) {
