@@ -101,6 +101,7 @@ int Run(const std::function<void(Call&)>& body, Call& call) {
     try {
         body(call);
         call.PassMidway();
+        OpensslLackedMemory();  // nor is it the client's what a call noted that did without
         return kOk;
     } catch (const PlannedException&) {
         throw;
