@@ -267,7 +267,7 @@ bool AssuanProgram::WaitFor(short events) const {
             std::chrono::duration_cast<Milliseconds>(deadline_ - Clock::now()).count();
         if (left <= 0) return false;
         pollfd entry{socket_, events, 0};
-        const int ready = poll(&entry, 1, static_cast<int>(std::min<long long>(left + 1, 1000)));
+        const int ready = poll(&entry, 1, static_cast<int>(std::min<long long>(left, 1000)));
         if (ready > 0) return true;
         if (ready < 0 && errno != EINTR) return false;
     }

@@ -93,6 +93,8 @@ TEST_F(Pinentry, The_charset_is_that_of_the_first_variable_that_is_set) {
 TEST_F(Pinentry, A_label_of_96_bytes_is_shown_whole) {
     InstallObedient("echo 'D 123456'; echo OK");
     const std::string tail = " SK1\n";
+    EXPECT_EQ(softkey::kOk, AskPresentPin(context_, pin_));
+    EXPECT_NE(std::string::npos, Notes().find("%0AKey: SK1\n")) << "none";
     const std::vector<std::pair<std::string, std::string>> cases = {
         {std::string(96, 'x'), std::string(96, 'x')},
         {std::string(97, 'x'), std::string(96, 'x') + "..."},
@@ -246,8 +248,19 @@ TEST_F(Pinentry, The_program_is_told_the_terminal) {
     dup2(slave, STDIN_FILENO);
     EXPECT_EQ(softkey::kOk, AskPresentPin(context_, pin_));
     dup2(input, STDIN_FILENO);
-    for (const int descriptor : {master, slave, input}) close(descriptor);
     EXPECT_EQ(0U, Notes().find("OPTION ttyname=" + name + "\n"));
+    folder_.Write("notes", "");
+    const pid_t child = fork();
+    if (child == 0) {
+        const int nothing = open("/dev/null", O_RDWR);
+        for (int stream = 0; stream < 3; ++stream) dup2(nothing, stream);
+        _exit(AskPresentPin(context_, pin_) == softkey::kOk ? 0 : 1);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(0, status);
+    EXPECT_EQ(std::string::npos, Notes().find("ttyname")) << "there is none";
+    for (const int descriptor : {master, slave, input}) close(descriptor);
 }
 
 TEST_F(Pinentry, What_was_entered_before_is_gone) {

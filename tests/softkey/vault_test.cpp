@@ -161,7 +161,7 @@ TEST(PinCost, is_what_the_environment_says) {
 // How many characters a text counts for, among those of a PIN.
 int Characters(const std::string& text) {
     const auto allowed = [&](std::size_t more) {
-        return CodeOf([&] { softkey::CheckPinLength(text + std::string(more, 'x')); }) ==
+        return CodeOf([&] { softkey::CheckPinLength(std::string(more, 'x') + text); }) ==
                softkey::kOk;
     };
     int most = 16;
