@@ -12,7 +12,6 @@
 #include <deque>
 #include <exception>
 #include <mutex>
-#include <new>
 #include <optional>
 #include <thread>
 #include <utility>
@@ -92,10 +91,8 @@ int Guarded(Work work) {
         throw;
     } catch (const Failure& failure) {
         return SuspectOpenssl(failure.code());
-    } catch (const std::bad_alloc&) {
+    } catch (const std::exception&) {  // nothing else is thrown here
         return SuspectOpenssl(kNoMemory);
-    } catch (const std::exception&) {
-        return kStateUnreachable;
     }
 }
 

@@ -109,19 +109,22 @@ Database::Database(const Bytes& image) {
     Execute("PRAGMA foreign_keys = ON");
 }
 
-// A file on a medium that cannot be written has no index of its log beside it; with the medium to
-// itself the log can be read without one.
+// A file on a medium that cannot be written has no index of its log beside it. With the medium to
+// itself the log can be read without one, and what nobody writes needs no lock.
 Database::Database(const std::string& path) {
     const bool writable = access(path.c_str(), W_OK) == 0;
-    Open(path, writable ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY);
+    Open(path, writable ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY,
+         writable ? nullptr : "unix-none");
+    if (!writable) Execute("PRAGMA locking_mode = EXCLUSIVE");
     sqlite3_busy_timeout(db_.get(), kBusyMilliseconds);
     sqlite3_db_config(db_.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, true, nullptr);
 }
 
-void Database::Open(const std::string& name, int flags) {
+void Database::Open(const std::string& name, int flags, const char* fileSystem) {
     name_ = name;
     sqlite3* opened = nullptr;
-    const int result = sqlite3_open_v2(name.c_str(), &opened, flags | SQLITE_OPEN_NOMUTEX, nullptr);
+    const int result =
+        sqlite3_open_v2(name.c_str(), &opened, flags | SQLITE_OPEN_NOMUTEX, fileSystem);
     db_.reset(opened);
     if (result != SQLITE_OK) {
         throw Failure(CodeOf(result, sqlite3_system_errno(opened)),

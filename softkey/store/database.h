@@ -72,7 +72,7 @@ public:
     [[noreturn]] void Fail(int result, const char* doing) const;
 
 private:
-    void Open(const std::string& name, int flags);
+    void Open(const std::string& name, int flags, const char* fileSystem = nullptr);
     void Fill(const Bytes& image);
 
     struct Closer {

@@ -1,7 +1,6 @@
 // A state that is damaged, full, read-only or busy: a clear code, never a crash.
 #include "softkey/store/damage.h"
 
-#include <sched.h>
 #include <signal.h>
 #include <sqlite3.h>
 #include <sys/mount.h>
@@ -15,6 +14,8 @@
 #include <functional>
 #include <random>
 
+#include "own_mounts.h"
+#include "softkey/store/database.h"
 #include "softkey/store/lock.h"
 #include "softkey/store/pairs.h"
 #include "token_fixture.h"
@@ -70,8 +71,15 @@ TEST_F(DamageTest, a_file_that_is_no_database_is_told_by_every_operation) {
 }
 
 TEST_F(DamageTest, a_schema_of_another_version_is_told) {
-    Sql("PRAGMA user_version = 99");
+    const auto store = OpenStore();
+    {
+        Transaction change(*store);
+        store->database().Execute("UPDATE keys SET label = 'of a later release'");
+        store->database().Execute("PRAGMA user_version = 99");
+        change.Commit();
+    }
     EXPECT_EQ(Describe(), kStateDamaged);
+    EXPECT_TRUE(DamageNames("schema version 99 is not known"));
 }
 
 TEST_F(DamageTest, a_missing_table_is_told) {
@@ -255,7 +263,7 @@ TEST_F(DamageTest, a_folder_that_others_may_enter_is_refused_with_a_remedy) {
             OpenStore();
             FAIL() << "it was used";
         } catch (const Failure& failure) {
-            EXPECT_EQ(failure.code(), kStateUnreachable);
+            EXPECT_NE(std::string(failure.what()).find("not a folder"), std::string::npos);
             EXPECT_NE(failure.detail().find("chmod 700"), std::string::npos) << failure.detail();
         }
     }
@@ -284,36 +292,8 @@ TEST_F(DamageTest, a_file_that_must_not_grow_is_told_and_changes_nothing) {
     EXPECT_EQ(token.VerifyPIN(kSerial), kOk);
 }
 
-// An ordinary user needs a user namespace, in which the files are still the user's; root does not.
-bool LeaveNamespace() {
-    if (unshare(CLONE_NEWNS) == 0) return true;
-    const std::string user = std::to_string(getuid());
-    const std::string group = std::to_string(getgid());
-    if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) return false;
-    std::ofstream("/proc/self/setgroups") << "deny";
-    std::ofstream("/proc/self/gid_map") << group << " " << group << " 1";
-    std::ofstream map("/proc/self/uid_map");
-    map << user << " " << user << " 1" << std::flush;
-    return static_cast<bool>(map);
-}
-
-// In a process of its own, which sees a small file system of its own at the state folder.
-int FillTheDisk(const std::string& home, const std::function<void()>& act) {
-    const pid_t child = fork();
-    if (child == 0) {
-        if (!LeaveNamespace()) _exit(77);
-        mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr);
-        if (mount("tmpfs", home.c_str(), "tmpfs", 0, "size=1m,mode=700") != 0) _exit(77);
-        act();
-        _exit(testing::Test::HasFailure() ? 1 : 0);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
 TEST_F(DamageTest, a_full_disk_is_told_and_changes_nothing) {
-    const int status = FillTheDisk(Home(), [this] {
+    const int status = OnSmallDisk(Home(), [this] {
         CreateKey();
         ASSERT_EQ(Request(1, 2, 3).code, kOk);
         const std::string filler = Path("home/filler");
@@ -337,33 +317,16 @@ TEST_F(DamageTest, a_full_disk_is_told_and_changes_nothing) {
     EXPECT_EQ(status, 0) << (status == 77 ? "a file system of its own cannot be had here" : "");
 }
 
-// In a process of its own, for which the state folder can only be read, whoever it runs as.
 TEST_F(DamageTest, a_medium_that_can_only_be_read_is_read_and_not_written) {
     Enrol(1, 2, 3);
-    const std::string medium = Path("medium");
-    std::filesystem::create_directory(medium);
-    const pid_t child = fork();
-    if (child == 0) {
-        constexpr unsigned long kAgain = MS_REMOUNT | MS_BIND | MS_RDONLY;
-        if (!LeaveNamespace()) _exit(77);
-        mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr);
-        if (mount(Home().c_str(), medium.c_str(), nullptr, MS_BIND, nullptr) != 0 ||
-            mount(nullptr, medium.c_str(), nullptr, kAgain, nullptr) != 0) {
-            _exit(77);
-        }
-        setenv("KESTA_SOFTKEY_HOME", medium.c_str(), 1);  // to be opened anew
+    const int status = OnReadOnlyMedium(Home(), Path("medium"), [this] {
         EXPECT_EQ(Describe(), kOk);
         EXPECT_EQ(Certificate(1, 2).code, kOk);
-        EXPECT_EQ(FindDamage(medium), std::vector<std::string>());
+        EXPECT_EQ(FindDamage(Path("medium")), std::vector<std::string>());
         EXPECT_EQ(token.SetLabel(kSerial, "new"), kStateUnreachable);
         EXPECT_EQ(token.VerifyPIN(kSerial), kStateUnreachable) << "a try could not be counted";
-        _exit(HasFailure() ? 1 : 0);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    ASSERT_TRUE(WIFEXITED(status));
-    EXPECT_EQ(WEXITSTATUS(status), 0)
-        << (WEXITSTATUS(status) == 77 ? "a mount of its own cannot be had here" : "");
+    });
+    EXPECT_EQ(status, 0) << (status == 77 ? "a mount of its own cannot be had here" : "");
 }
 
 TEST_F(DamageTest, a_guard_of_another_state_is_told) {
@@ -376,6 +339,25 @@ TEST_F(DamageTest, a_guard_of_another_state_is_told) {
     EXPECT_TRUE(DamageNames("copied without it"));
     Write("home/softkey.guard", own);
     EXPECT_EQ(Describe(), kOk);
+}
+
+TEST_F(DamageTest, a_file_in_the_place_of_the_folder_is_told) {
+    std::filesystem::remove_all(Home());
+    Write("home", "");
+    chmod(Home().c_str(), 0600);
+    EXPECT_EQ(Describe(), kStateUnreachable);
+    try {
+        OpenStore();
+        ADD_FAILURE() << "it was opened";
+    } catch (const Failure& failure) {
+        EXPECT_NE(std::string(failure.what()).find("not a folder"), std::string::npos);
+    }
+}
+
+TEST_F(DamageTest, a_folder_that_nothing_names_is_told) {
+    for (const char* const name : {"KESTA_SOFTKEY_HOME", "XDG_DATA_HOME", "HOME"}) unsetenv(name);
+    EXPECT_EQ(Describe(), kStateUnreachable);
+    EXPECT_EQ(token.SetLabel(kSerial, "new"), kStateUnreachable);
 }
 
 TEST_F(DamageTest, a_folder_that_cannot_be_opened_is_told) {

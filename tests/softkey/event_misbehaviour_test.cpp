@@ -119,6 +119,14 @@ TEST_F(EventMisbehaviour, A_rule_may_be_for_the_events_of_one_key) {
     EXPECT_EQ("", Drain(context_));
 }
 
+TEST_F(EventMisbehaviour, A_rule_may_be_for_the_description_of_one_key) {
+    Plan(R"(ValtoT_GetDeviceInfo", "serial": "B", "code": 55)");
+    _S_DEV_CONFIG record{};
+    EXPECT_EQ(softkey::kOk, ValtoT_GetDeviceInfo(1, 0, &record));
+    EXPECT_EQ(55, ValtoT_GetDeviceInfo(4, 0, &record));
+    EXPECT_EQ(softkey::kKeyAbsent, ValtoT_GetDeviceInfo(77, 0, &record)) << "nobody's slot";
+}
+
 TEST_F(EventMisbehaviour, The_answer_of_an_event_may_be_lost_or_garbage) {
     Plan(R"(ValtoT_WaitForEvent", "call": 1, "code_after": 5}, {"entry": "ValtoT_WaitForEvent",
             "call": 2, "output": "none"}, {"entry": "ValtoT_WaitForEvent", "call": 3,

@@ -3,6 +3,7 @@
 
 #include <filesystem>
 
+#include "own_mounts.h"
 #include "softkey/crypto/key_pair.h"
 #include "softkey/crypto/openssl_types.h"
 #include "softkey/store/damage.h"
@@ -70,6 +71,28 @@ TEST_F(FirstReleaseTest, without_its_log_it_is_damaged) {
     std::filesystem::remove(Path("home/softkey.db-wal"));
     EXPECT_EQ(token.VerifyPIN(kSerial), kStateDamaged);
     EXPECT_FALSE(FindDamage(Home()).empty());
+}
+
+TEST_F(FirstReleaseTest, with_its_log_alone_it_is_damaged) {
+    std::filesystem::remove(Path("home/softkey.db"));
+    ExpectDamage("missing or empty beside its log");
+}
+
+TEST_F(FirstReleaseTest, is_read_where_nothing_can_be_written) {
+    const int status = OnReadOnlyMedium(Home(), Path("medium"), [this] {
+        char value[260] = {};
+        EXPECT_EQ(token.GetData("first-release", 7, value), kOk);
+        EXPECT_STREQ(value, "kept");
+        EXPECT_EQ(token.SetLabel(kSerial, "new"), kStateUnreachable);
+    });
+    EXPECT_EQ(status, 0) << (status == 77 ? "a mount of its own cannot be had here" : "");
+    EXPECT_FALSE(std::filesystem::exists(Path("home/softkey.guard")));
+}
+
+TEST_F(FirstReleaseTest, with_a_folder_in_the_place_of_its_log_it_is_out_of_reach) {
+    std::filesystem::remove(Path("home/softkey.db-wal"));
+    std::filesystem::create_directory(Path("home/softkey.db-wal"));
+    EXPECT_EQ(token.VerifyPIN(kSerial), kStateUnreachable);
 }
 
 TEST_F(FirstReleaseTest, with_a_value_that_its_own_rules_forbid_it_is_damaged) {

@@ -128,6 +128,17 @@ TEST_F(Misbehaviours, A_damaged_plan_answers_the_code_of_damaged_state) {
     EXPECT_EQ(softkey::kStateDamaged, NextMisbehaviour(home_, "SetData").code);
 }
 
+TEST_F(Misbehaviours, A_damaged_plan_is_replaced_and_cleared) {
+    for (const std::string& text : {std::string("{\"rules\""), std::string((1 << 20) + 1, ' ')}) {
+        folder_.Write("misbehaviour.json", text);
+        EXPECT_TRUE(softkey::ClearMisbehaviour(home_));
+        EXPECT_FALSE(softkey::IsMisbehaving(home_));
+        folder_.Write("misbehaviour.json", text);
+        softkey::SetMisbehaviour(home_, kThirdFails);
+        EXPECT_EQ(kThirdFails, softkey::MisbehaviourPlan(home_));
+    }
+}
+
 TEST_F(Misbehaviours, What_is_no_plan_but_stands_in_its_place_is_told_and_read_by_nobody) {
     const std::string plan = folder_.File("misbehaviour.json");
     const auto answer = [this] { return NextMisbehaviour(home_, "SetData").code; };

@@ -221,6 +221,31 @@ TEST_F(Pinentry, Two_entries_that_differ_are_a_mismatch) {
     EXPECT_TRUE(pin_.Empty());
 }
 
+TEST_F(Pinentry, A_program_that_dies_before_a_new_pin_is_a_cancel) {
+    for (const char* const request : {"SETREPEAT*", "SETREPEATERROR*", "GETPIN*"}) {
+        Install(std::string("#!/bin/bash\necho OK\nwhile read -r line; do [[ $line == ") + request +
+                " ]] && exit; echo OK; done\n");
+        EXPECT_EQ(softkey::kPinCancelled, AskNewPin(context_, pin_)) << request;
+        EXPECT_TRUE(pin_.Empty());
+    }
+}
+
+// What such a client prints must not get into the conversation.
+TEST_F(Pinentry, A_client_without_standard_descriptors_gets_its_pin_and_no_new_ones) {
+    InstallObedient(
+        "compgen -G \"/proc/$PPID/fd/[012]\" >/dev/null && echo 'D taken' || echo 'D 123456'; "
+        "echo OK");
+    const pid_t child = fork();
+    if (child == 0) {
+        for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) close(descriptor);
+        const bool asked = AskPresentPin(context_, pin_) == softkey::kOk;
+        _exit(asked && pin_.View() == "123456" ? 0 : 1);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(0, status);
+}
+
 TEST_F(Pinentry, A_long_label_is_cut_between_characters) {
     InstallObedient("echo 'D 123456'; echo OK");
     context_.label = "x";

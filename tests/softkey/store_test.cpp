@@ -1,12 +1,16 @@
 // The store: what it keeps, what it refuses, and how others see a change.
 #include "softkey/store/store.h"
 
+#include <filesystem>
+
 #include "softkey/store/damage.h"
 #include "softkey/store/events.h"
+#include "softkey/store/guard.h"
 #include "softkey/store/keys.h"
 #include "softkey/store/objects.h"
 #include "softkey/store/pairs.h"
 #include "softkey/store/questions.h"
+#include "softkey/store/schema.h"
 #include "softkey/store/screen.h"
 #include "token_fixture.h"
 
@@ -148,6 +152,31 @@ TEST_F(StoreTest, a_part_that_fails_fails_the_whole) {
     }
     EXPECT_EQ(KeyTable(*store_).Find("K1")->label, "label");
     EXPECT_NO_THROW(KeyTable(*store_).SetLabel("K1", "whole"));
+}
+
+// A kill in the middle of making the first state leaves a guard before the file that it is for.
+TEST_F(StoreTest, a_first_state_that_was_not_finished_is_made_anew) {
+    const Bytes image = FreshImage();
+    Guard guard = Guard::Make();
+    guard.after = {1, guard.DigestOf(image)};
+    const Guard::Text text = guard.Write();
+    std::filesystem::create_directory(Path("new"));
+    std::filesystem::permissions(Path("new"), std::filesystem::perms::owner_all);
+    Write("new/softkey.guard", {reinterpret_cast<const char*>(text.data()), text.size()});
+    EXPECT_EQ(Store::OpenExisting(Path("new")), nullptr);
+    Write("new/softkey.db", {reinterpret_cast<const char*>(image.data()), image.size()});
+    EXPECT_NE(Store::OpenExisting(Path("new")), nullptr) << "only what comes after was missing";
+    EXPECT_EQ(Read("new/softkey.db"), std::string(image.begin(), image.end()));
+    std::filesystem::remove(Path("new/softkey.db"));
+    EXPECT_EQ(Store::Open(Path("new"))->Version(), 1);
+}
+
+TEST_F(StoreTest, a_state_in_the_place_of_another_is_not_written_by_those_who_had_the_other) {
+    std::filesystem::rename(Home(), Path("moved"));
+    Store::Open(Home());
+    const std::string there = Read("home/softkey.db");
+    EXPECT_EQ(Add(Record("A", "MEDIA", 1)), kStateUnreachable);
+    EXPECT_EQ(Read("home/softkey.db"), there);
 }
 
 TEST_F(StoreTest, deletion_takes_everything_of_a_key_along) {

@@ -180,8 +180,7 @@ KeyAnswers AskKey(const KeyQuestion& question) {
             if (!answer) break;
             heard.answers.push_back(std::move(*answer));
         }
-        // What has answered may still hang in its destructors.
-        if (listener.late() || All(heard.answers)) ::kill(child, SIGKILL);
+        if (listener.late()) ::kill(child, SIGKILL);
         int status = 0;
         while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
         }
