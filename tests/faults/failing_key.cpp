@@ -217,13 +217,17 @@ std::vector<std::uint32_t> AllWithNewPast() {
     return chosen;
 }
 
-// The first call of each function, in the first scenario that makes it.
-std::vector<std::uint32_t> OfNewFunctions() {
-    static std::set<std::string> failed;
+// The first call of each function in the first scenario that makes it; or, where EVERY says so,
+// of each place, and each nth of all allocations.
+std::vector<std::uint32_t> OfNew(unsigned every) {
+    static std::set<std::pair<std::string, std::uint32_t>> failed;
     const FaultRecord& kept = *FaultsKept();
     std::vector<std::uint32_t> chosen;
     for (std::uint32_t i = 0; i < std::min<std::uint32_t>(kept.calls, kFaultCalls); ++i) {
-        if (failed.insert(kept.names[kept.log[i].slot]).second) chosen.push_back(i + 1);
+        const std::string name = kept.names[kept.log[i].slot];
+        const bool each = every != 0 && name == "malloc";
+        const std::uint32_t place = every != 0 ? kept.log[i].place : 0;
+        if (each ? i % every == 0 : failed.insert({name, place}).second) chosen.push_back(i + 1);
     }
     return chosen;
 }
@@ -231,7 +235,7 @@ std::vector<std::uint32_t> OfNewFunctions() {
 struct Options {
     unsigned every = 1, part = 0, parts = 1;
     unsigned call = 0;  // this one alone, in this process: for a debugger
-    bool remains = true, verbose = false, all = false, kinds = false;
+    bool remains = true, verbose = false, all = false, kinds = false, once = false;
     std::string only;
 };
 
@@ -277,7 +281,8 @@ void FailAll(const Scenario& scenario, const Options& options, Totals& totals) {
     const std::vector<std::uint32_t> ends =
         Chosen(options.every * (scenario.slow ? 4 : 1), options.every == 1);
     const std::vector<std::uint32_t> chosen = options.all     ? AllWithNewPast()
-                                              : options.kinds ? OfNewFunctions()
+                                              : options.kinds ? OfNew(0)
+                                              : options.once  ? OfNew(options.every)
                                                               : ends;
     totals.calls += FaultsKept()->calls;
     if (options.verbose) {
@@ -306,6 +311,7 @@ Options Read(int count, char** words) {
         if (word == "--only" && i + 1 < count) options.only = words[++i];
         if (word == "--all") options.all = true;
         if (word == "--kinds") options.kinds = true;
+        if (word == "--once") options.once = true;
         if (word == "--verbose") options.verbose = true;
         if (word == "--no-leaks") options.remains = false;
     }
@@ -351,11 +357,11 @@ int main(int count, char** words) {
     testing::InitGoogleTest(&count, words);
     if (count > 1 && std::strcmp(words[1], "--help") == 0) {
         std::puts(
-            "usage: failing_key [--every N | --kinds | --all] [--part I --parts K] [--only "
-            "PATTERN]\n"
-            "                   [--call N] [--no-leaks] [--verbose]\n\n"
+            "usage: failing_key [--every N [--once] | --kinds | --all] [--part I --parts K]\n"
+            "                   [--only PATTERN] [--call N] [--no-leaks] [--verbose]\n\n"
             "Fails the first and the last call of each place; with --every the first of each Nth,\n"
-            "with --kinds the first of each function, with --all each call.");
+            "with --kinds the first of each function, with --all each call; with --once the first\n"
+            "of each place in one scenario, and each Nth allocation.");
         return 0;
     }
     const Options options = Read(count, words);

@@ -1,7 +1,8 @@
 #!/usr/bin/python3
 """Inside the sandbox, with a fresh key: fails calls of `ukey` and `softkey`, one in each run, and judges
-what becomes of the command. Its arguments: the preloaded library, every how many places, part I of K.
-The last line is what ended well, and how much there was."""
+what becomes of the command. Its arguments: the preloaded library, every how many places, part I of K,
+whether of places that allocate nothing each is to fail, in one command. The last line is what ended well,
+and how much there was."""
 import mmap
 import os
 import pathlib
@@ -63,17 +64,22 @@ class Record:
         flags = struct.unpack(f"{slots}I", self.map[CAN_FAIL_AT:CAN_FAIL_AT + 4 * slots])
         return {self.name(slot) for slot in range(slots) if flags[slot] == 2}
 
-    def chosen(self, every, seen):
+    def allocates(self, place):
+        return self.name(place[0]) in ("malloc", "calloc", "realloc")
+
+    def chosen(self, every, seen, once):
         """The first call of each place, and unless it is a sample the last one too. Allocations come
-        from the same places in many commands: once is enough."""
+        from the same places in many commands: once is enough. So it is for all that is to fail ONCE."""
         calls = min(self.result()[0], CALLS)
         places = {}
         for nth in range(calls):
             places.setdefault(self.call(nth), []).append(nth + 1)
         fresh = [place for place in places
-                 if place not in seen or self.name(place[0]) not in ("malloc", "realloc")]
+                 if place not in seen or not (once or self.allocates(place))]
         seen.update(fresh)
-        return sorted({n for numbers in (places[place] for place in fresh[::every])
+        whole = [place for place in fresh if once and not self.allocates(place)]
+        sample = [place for place in fresh if place not in whole][::every]
+        return sorted({n for numbers in (places[place] for place in whole + sample)
                        for n in (numbers[0], numbers[-1] if every == 1 else numbers[0])})
 
 
@@ -104,7 +110,7 @@ class Case:
         record.start(target)
         command = [str(self.file) if word == "FILE" else word for word in self.command]
         return subprocess.run(
-            command, cwd=FOLDER, input=self.given or b"", capture_output=True, timeout=60,
+            command, cwd=FOLDER, input=self.given or b"", capture_output=True, timeout=300,
             env={**os.environ, "LD_PRELOAD": preload, "LD_BIND_NOW": "1",
                  "KESTA_FAULTS": str(record.path)})
 
@@ -228,8 +234,8 @@ def make_key():
 
 
 def main():
-    preload, every, part, parts = sys.argv[1], *map(int, sys.argv[2:5])
-    only = sys.argv[5] if len(sys.argv) > 5 else ""
+    preload, every, part, parts, once = sys.argv[1], *map(int, sys.argv[2:6])
+    only = sys.argv[6] if len(sys.argv) > 6 else ""
     make_key()
     record = Record()
     good, total, theirs, symbols, count = 0, 0, 0, set(), 0
@@ -245,7 +251,7 @@ def main():
         for name in record.unsaid():
             print(f"{name}: how it fails is not said in failures.def")
             total += 1
-        chosen = record.chosen(every, seen[case.command[0]])
+        chosen = record.chosen(every, seen[case.command[0]], once)
         print(f"{' '.join(case.command)}: {record.result()[0]} calls, {len(chosen)} fail", flush=True)
         for target in chosen:
             try:

@@ -23,6 +23,12 @@ static struct list* found(void) {
     return dlsym(RTLD_DEFAULT, "coverage_functions");
 }
 
+// Calls that are failed on purpose are not those that write the counts.
+static void end_disturbance(void) {
+    void (*const disarm)(void) = (void (*)(void))dlsym(RTLD_DEFAULT, "FaultsDisarm");
+    if (disarm != NULL) disarm();
+}
+
 __attribute__((constructor)) static void enter(void) {
     struct list* const list = found();
     if (list != NULL && __gcov_dump != NULL && list->count < MOST) {
@@ -32,6 +38,7 @@ __attribute__((constructor)) static void enter(void) {
 
 __attribute__((destructor)) static void take_out(void) {
     struct list* const list = found();
+    end_disturbance();
     for (size_t i = 0; list != NULL && i < list->count; ++i) {
         if (list->functions[i] == __gcov_dump) list->functions[i] = list->functions[--list->count];
     }
@@ -39,6 +46,7 @@ __attribute__((destructor)) static void take_out(void) {
 
 void __wrap__exit(int status) {
     const struct list* const list = found();
+    end_disturbance();
     for (size_t i = 0; list != NULL && i < list->count; ++i) list->functions[i]();
     __real__exit(status);
 }
