@@ -107,7 +107,6 @@ TEST(Pairs, of_rsa_are_read_from_both_forms) {
     const Bytes pkcs1 = ToBytes(RsaNumbersOf(RsaPair()));
     EXPECT_EQ(size(pkcs1), 2048);
     const Bytes head = FromHexText("020100300D06092A864886F70D0101010500");
-    const Bytes number(1, 0);
     const Bytes pkcs8 = DerSequence({head, DerOctets(pkcs1)});
     EXPECT_EQ(size(pkcs8), 2048);
     EXPECT_EQ(size(DerSequence({head, DerOctets({1, 2, 3})})), 0);
