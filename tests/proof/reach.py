@@ -38,6 +38,12 @@ def take_a_sample():
     TARGETS.extend(SAMPLE_TARGETS)
 
 
+def is_known():
+    """Whether MAP tells of the code and the tests as they stand."""
+    files = (path for folder in (*MEASURED, "tests/") for path in (proof.TOP / folder).rglob("*.[chs]*"))
+    return MAP.exists() and max(path.stat().st_mtime for path in files) <= MAP.stat().st_mtime
+
+
 def lines_of(report):
     """((file, line), count) of what one of gcov's reports says of measured files."""
     for file in report["files"]:
