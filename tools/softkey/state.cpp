@@ -12,8 +12,6 @@ namespace softkey::command {
 
 Exit ExitFor(Code code) {
     switch (code) {
-        case kOk:
-            return kExitDone;
         case kBadArgument:
         case kTooLong:
         case kSeveralKeys:
@@ -30,9 +28,6 @@ Exit ExitFor(Code code) {
         case kPinRequired:
         case kPinMismatch:
             return kExitPin;
-        case kCertificateMalformed:
-        case kEnvelopeMalformed:
-            return kExitFile;
         case kStateDamaged:
             return kExitDamaged;
         case kStateFull:

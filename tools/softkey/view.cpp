@@ -60,38 +60,21 @@ std::string Heading(const KeyRecord& key) {
 
 }  // namespace
 
+// The state holds no other numbers than those of the enumerators.
 const char* NameOf(Role role) {
-    switch (role) {
-        case Role::kSigning:
-            return N_("signing");
-        case Role::kEncryption:
-            return N_("encryption");
-        case Role::kTemporary:
-            return N_("temporary");
-    }
-    return "unknown";
+    return role == Role::kSigning      ? N_("signing")
+           : role == Role::kEncryption ? N_("encryption")
+                                       : N_("temporary");
 }
 
 const char* NameOf(Algorithm algorithm) {
-    switch (algorithm) {
-        case Algorithm::kRsa:
-            return "RSA";
-        case Algorithm::kSm2:
-            return "SM2";
-    }
-    return "unknown";
+    return algorithm == Algorithm::kRsa ? "RSA" : "SM2";
 }
 
 const char* NameOf(Button button) {
-    switch (button) {
-        case Button::kPress:
-            return N_("press");
-        case Button::kRefuse:
-            return N_("refuse");
-        case Button::kAsk:
-            return N_("ask");
-    }
-    return "unknown";
+    return button == Button::kPress    ? N_("press")
+           : button == Button::kRefuse ? N_("refuse")
+                                       : N_("ask");
 }
 
 Json KeyJson(const KeyRecord& key) {

@@ -64,6 +64,14 @@ test_an_unknown_decision_is_bad_usage() {
     run 2 button
 }
 
+test_the_button_answers_every_question_that_waits() {
+    create --serial SK1
+    "$KESTA_BIN/softkey_state_sql" "$KESTA_SOFTKEY_HOME" "INSERT INTO prompts(serial, deadline)
+        VALUES('SK1', 9223372036854775807), ('SK1', 9223372036854775807)" || fail softkey_state_sql
+    run 0 button press
+    out_is 'answered 2 waiting questions; every question from now on: press'
+}
+
 # --- misbehave
 
 test_a_plan_is_set_shown_and_cleared() {
@@ -150,6 +158,33 @@ test_a_plan_that_no_JSON_reader_likes_ends_with_the_name_of_the_field() {
     echo '{"limits": {"bytes": 1e400}}' >huge
     run 5 misbehave huge
     err_is 'softkey: huge: limits.bytes: is a number beyond what a number can hold'
+}
+
+test_a_plan_is_read_from_a_terminal_until_its_end() {
+    need script
+    echo '{"tries_left": 3}' | script -qec "'$softkey' misbehave -" /dev/null >out || fail "$(<out)"
+    out_has 'softkey: reading standard input; end it with Ctrl-D'
+    out_has 'in force: 0 rules'
+}
+
+test_a_plan_without_an_end_is_not_read_for_ever() {
+    run 5 misbehave /dev/zero
+    err_is 'softkey: /dev/zero is larger than 64 MiB'
+}
+
+test_a_chance_is_shown_as_the_number_that_it_is() {
+    echo '{"rules": [{"entry": "SetData", "chance": 0.25, "code": 1}]}' >plan
+    run 0 misbehave plan
+    run 0 misbehave --show --json
+    value_is /plan/rules/0/chance 0.25
+}
+
+test_a_plan_that_was_damaged_is_not_shown() {
+    create
+    umask 077
+    echo '{"rules":' >"$KESTA_SOFTKEY_HOME/misbehaviour.json"
+    run 6 misbehave --show
+    err_is "softkey: the key's stored state is damaged: $KESTA_SOFTKEY_HOME/misbehaviour.json is not JSON"
 }
 
 # --- envelope and export-cert

@@ -256,6 +256,19 @@ test_show_names_data_objects_without_their_values() {
     out_lacks hidden
 }
 
+test_show_tells_a_certificate_that_cannot_be_read_from_none() {
+    create --serial SK1
+    "$KESTA_BIN/softkey_state_sql" "$KESTA_SOFTKEY_HOME" "INSERT INTO pairs(serial, role, algorithm,
+        public_key, wrapped, certificate) VALUES('SK1', 1, 2, x'00', x'00', x'3000'),
+        ('SK1', 4, 1, x'00', x'00', x'')" || fail softkey_state_sql
+    run 0 show
+    grep -qE '^ *temporary RSA +no certificate$' out || fail "$(<out)"
+    grep -qE '^ *signing SM2 +a certificate that cannot be read$' out || fail "$(<out)"
+    run 0 show --json
+    value_is /pairs/0/role temporary
+    expect_equal "certificate" '[null,{"readable":false}]' "$(jq -c '[.pairs[].certificate]' out)"
+}
+
 test_control_characters_of_a_label_do_not_reach_the_terminal() {
     create --label $'a\e[31mb'
     run 0 list
@@ -273,6 +286,13 @@ test_a_missing_key_is_not_found() {
         err_is 'softkey: no such key is present: SK2'
     done
     run 3 button press SK2
+}
+
+test_no_key_is_left_behind_the_last() {
+    create --serial SK1
+    run 0 delete SK1
+    run 3 show
+    err_is "softkey: no such key is present: no key was created yet in $KESTA_SOFTKEY_HOME"
 }
 
 test_one_of_several_keys_must_be_named() {
