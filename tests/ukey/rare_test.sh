@@ -84,6 +84,50 @@ test_slots_of_a_key_that_tells_none_are_a_failure() {
     expect_matches "said" 'ValtoT_GetSlotList: the slots cannot be listed' "$(<err)"
 }
 
+test_doctor_tells_that_the_tries_of_the_pin_cannot_be_asked_for() {
+    new_key
+    diagnose() { ukey doctor "$@"; }
+    plan '{"entry":"GetPinInfo","code":"StateBusy"}'
+    finding key problem 'it is busy: .* \(0x00005B63\)'
+    plan '{"entry":"GetPinInfo","hang":true}'
+    diagnose() { ukey doctor --timeout 2 "$@"; }
+    finding key problem 'no answer in 2 seconds, asked by GetPinInfo"'
+}
+
+# ---- Input
+
+test_input_from_a_terminal_is_asked_for() {
+    need script
+    mkdir --mode 700 key
+    printf '{"foreign":[9]}\n\004' |
+        KESTA_SOFTKEY_HOME=$scratch/key script -qec "'$KESTA_BIN/softkey' misbehave -" /dev/null >shown
+    grep -q 'reading standard input; end it with Ctrl-D' shown || fail "$(<shown)"
+}
+
+test_input_has_a_limit() {
+    truncate --size 65M large
+    fails 9 file ukey import large
+    expect_matches "said" 'large is larger than 64 MiB' "$(<out)"
+}
+
+# ---- The software key
+
+test_plan_is_shown_as_it_stands_and_one_that_is_none_is_told() {
+    new_key
+    echo '{"seed":2.25}' >key/misbehaviour.json
+    expect_equal "plan" '{"seed":2.25}' "$(softkey misbehave --show --json | jq -c .plan)"
+    echo '{' >key/misbehaviour.json
+    ! softkey misbehave --show 2>told || fail "it was shown"
+    expect_matches "said" 'misbehaviour\.json is not JSON' "$(<told)"
+}
+
+test_state_whose_keys_are_gone_has_none_to_show() {
+    new_key
+    softkey delete CLI00001 --yes >/dev/null </dev/null
+    ! softkey show 2>told || fail "it was shown"
+    expect_matches "said" 'no key was created yet' "$(<told)"
+}
+
 # ---- The log
 
 test_failure_in_the_log_is_explained_by_the_key() {
@@ -166,6 +210,14 @@ test_report_of_a_system_without_name_and_language() {
     unzip -q report.zip
     expect_equal "system and language" "not known C" \
         "$(jq -r '.system | "\(.system) \(.language)"' ukey-report/report.json)"
+}
+
+test_report_without_a_log_says_so() {
+    need bwrap unzip
+    bwrap --dev-bind / / --tmpfs /tmp --bind "$scratch" "$scratch" --ro-bind "${KESTA_BIN%/*}" "${KESTA_BIN%/*}" \
+        "$ukey_command" report --no-key -o report.zip >/dev/null
+    unzip -q report.zip
+    grep -q 'there is no log' ukey-report/report.html || fail "$(<ukey-report/report.html)"
 }
 
 test_page_shows_quotation_marks_of_a_remedy() {

@@ -30,7 +30,7 @@ public:
         if constexpr (std::is_same_v<T, bool>) {
             value_ = number;
         } else if constexpr (std::is_floating_point_v<T>) {
-            value_ = static_cast<double>(number);
+            value_ = double{number};
         } else if constexpr (std::is_signed_v<T>) {
             value_ = static_cast<std::int64_t>(number);
         } else {

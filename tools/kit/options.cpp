@@ -56,10 +56,6 @@ const Option& Option::Needs(const Option& other) const {
     return *this;
 }
 
-bool Option::Given() const {
-    return option_->count() != 0;
-}
-
 void Options::Examples(const char* lines) const {
     command_->footer(std::string(_(kExamplesHead)) + _(lines));
 }

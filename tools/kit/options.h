@@ -24,7 +24,6 @@ public:
     const Option& Excludes(const Option& other) const;
     const Option& Needs(const Option& other) const;
     // True once the command line has been read and names it.
-    bool Given() const;
 
 private:
     CLI::Option* option_;

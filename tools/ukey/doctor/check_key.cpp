@@ -119,10 +119,11 @@ void ReportKey(Report& report, const KeyQuestion& question, const KeyAnswers& he
     report.key.emplace();
     report.key->serial = answers.front().text;
     report.Fine("key", _(kKey), report.key->serial);
-    if (answers.size() > 1 && answers[1].code == KESTA_OK) ReportTries(report, answers[1]);
-    for (std::size_t i = 2; i < answers.size(); ++i) {
+    for (std::size_t i = 1; i < answers.size(); ++i) {
         const KeyAnswer& answer = answers[i];
-        if (answer.code == KESTA_OK) {
+        if (answer.code == KESTA_OK && i == 1) {
+            ReportTries(report, answer);
+        } else if (answer.code == KESTA_OK) {
             ReportCertificate(report, kKeyPairs[i - 2], answer);
         } else if (!MeansNone(answer.kind)) {
             return ReportFailure(report, question, answer);
