@@ -94,32 +94,7 @@ test_doctor_tells_that_the_tries_of_the_pin_cannot_be_asked_for() {
     finding key problem 'no answer in 2 seconds, asked by GetPinInfo"'
 }
 
-# ---- Input
-
-test_input_from_a_terminal_is_asked_for() {
-    need script
-    mkdir --mode 700 key
-    printf '{"foreign":[9]}\n\004' |
-        KESTA_SOFTKEY_HOME=$scratch/key script -qec "'$KESTA_BIN/softkey' misbehave -" /dev/null >shown
-    grep -q 'reading standard input; end it with Ctrl-D' shown || fail "$(<shown)"
-}
-
-test_input_has_a_limit() {
-    truncate --size 65M large
-    fails 9 file ukey import large
-    expect_matches "said" 'large is larger than 64 MiB' "$(<out)"
-}
-
 # ---- The software key
-
-test_plan_is_shown_as_it_stands_and_one_that_is_none_is_told() {
-    new_key
-    echo '{"seed":2.25}' >key/misbehaviour.json
-    expect_equal "plan" '{"seed":2.25}' "$(softkey misbehave --show --json | jq -c .plan)"
-    echo '{' >key/misbehaviour.json
-    ! softkey misbehave --show 2>told || fail "it was shown"
-    expect_matches "said" 'misbehaviour\.json is not JSON' "$(<told)"
-}
 
 test_state_whose_keys_are_gone_has_none_to_show() {
     new_key
