@@ -10,7 +10,6 @@
 #include <chrono>
 #include <cstring>
 #include <deque>
-#include <exception>
 #include <mutex>
 #include <optional>
 #include <thread>
@@ -18,13 +17,11 @@
 #include <vector>
 
 #include "softkey/codes.h"
-#include "softkey/crypto/openssl_context.h"
 #include "softkey/events/event_feed.h"
-#include "softkey/misbehaviour/interlude.h"
 #include "softkey/misbehaviour/misbehaviour.h"
 #include "softkey/misbehaviour/spoiled_output.h"
-#include "softkey/result.h"
 #include "softkey/store/home.h"
+#include "softkey/token/guarded.h"
 #include "softkey/token/look_request.h"
 
 #define KESTA_EVENT_EXPORT extern "C" __attribute__((visibility("default")))
@@ -80,20 +77,6 @@ std::string SerialIn(std::uint32_t slotId) {
         if (key.slot == slotId) return key.serial;
     }
     return {};
-}
-
-// Turns what the work of an entry point throws into a code; but the plan's exception leaves.
-template <typename Work>
-int Guarded(Work work) {
-    try {
-        return work();
-    } catch (const PlannedException&) {
-        throw;
-    } catch (const Failure& failure) {
-        return SuspectOpenssl(failure.code());
-    } catch (const std::exception&) {  // nothing else is thrown here
-        return SuspectOpenssl(kNoMemory);
-    }
 }
 
 template <typename Work>

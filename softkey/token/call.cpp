@@ -4,21 +4,17 @@
 #include <cstring>
 #include <memory>
 #include <mutex>
-#include <new>
 #include <set>
 #include <string_view>
 #include <thread>
 
-#include "softkey/crypto/openssl_context.h"
-#include "softkey/crypto/openssl_errors.h"
-#include "softkey/misbehaviour/interlude.h"
 #include "softkey/misbehaviour/occupation.h"
 #include "softkey/misbehaviour/spoiled_output.h"
-#include "softkey/result.h"
 #include "softkey/store/home.h"
 #include "softkey/store/keys.h"
 #include "softkey/token/device.h"
 #include "softkey/token/fork_gate.h"
+#include "softkey/token/guarded.h"
 #include "softkey/token/look_request.h"
 
 namespace softkey {
@@ -46,7 +42,6 @@ bool Look(const EntryPoint& entry) noexcept {
         lastLook = Clock::now();
         return misbehaving;
     } catch (...) {
-        OpensslLackedMemory();
         SuspectOpenssl(kNoMemory);
         return true;
     }
@@ -94,24 +89,6 @@ void PullOut(const std::string& serial, const Misbehaviour& plan) {
 void RequireStillThere(const KeyRecord& key) {
     const LockedDevice device(LockedDevice::Look::kFresh);
     device.RequireStillThere(key);
-}
-
-int Run(const std::function<void(Call&)>& body, Call& call) {
-    OpensslLackedMemory();  // what a client left there is not ours
-    try {
-        body(call);
-        call.PassMidway();
-        OpensslLackedMemory();  // nor is it the client's what a call noted that did without
-        return kOk;
-    } catch (const PlannedException&) {
-        throw;
-    } catch (const Failure& failure) {
-        return SuspectOpenssl(OpensslLackedMemory() ? kNoMemory : failure.code());
-    } catch (const std::bad_alloc&) {
-        return SuspectOpenssl(kNoMemory);
-    } catch (...) {
-        return kCryptoFailed;
-    }
 }
 
 Misbehaviour PlanFor(const EntryPoint& entry) noexcept {
@@ -195,13 +172,13 @@ int EnterWith(const EntryPoint& entry, const std::function<void(Call&)>& body) {
     if (IsLookRequest(entry.serial)) return kOk;
     const Misbehaviour plan = misbehaving ? PlanFor(entry) : Misbehaviour();
     Call call(entry, plan);
-    const auto planned = [&plan, &entry, &body](Call& now) {
+    const int result = Guarded([&] {
         Prepare(plan, entry.serial);
-        if (!plan.code) return body(now);
-        now.PassMidway();
-        throw Failure(static_cast<Code>(*plan.code));
-    };
-    const int result = Run(std::cref(planned), call);
+        if (!plan.code) body(call);
+        call.PassMidway();
+        if (plan.code) throw Failure(static_cast<Code>(*plan.code));
+        return kOk;
+    });
     if (plan.length && !plan.code && entry.length != nullptr) *entry.length = *plan.length;
     return result == kOk && plan.codeAfter ? *plan.codeAfter : result;
 }

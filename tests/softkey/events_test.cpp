@@ -1,3 +1,4 @@
+#include <openssl/err.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -205,6 +206,21 @@ TEST_F(Events, A_folder_that_took_the_place_of_another_is_new_as_a_whole) {
     store_ = softkey::Store::Open(home_);
     AddKey(*store_, "N", 3, "MEDIA-N");
     EXPECT_EQ("+3", WaitFor(1, context));
+}
+
+// A client may leave anything in OpenSSL's queue of errors, and finds nothing of the key's in it.
+TEST_F(Events, OpenSSLs_errors_are_neither_believed_nor_left) {
+    std::uint32_t count = 0;
+    ERR_raise(ERR_LIB_EVP, ERR_R_MALLOC_FAILURE);
+    EXPECT_EQ(0, ValtoT_GetSlotList(1, nullptr, &count));
+    EXPECT_EQ(0U, ERR_peek_error());
+    ERR_raise(ERR_LIB_EVP, ERR_R_MALLOC_FAILURE);
+    EXPECT_EQ(softkey::kBadArgument, ValtoT_GetSlotList(1, nullptr, nullptr));
+    ERR_clear_error();
+    folder_.Write("home/softkey.db", std::string(8192, 'x'));
+    ERR_raise(ERR_LIB_EVP, ERR_R_MALLOC_FAILURE);
+    EXPECT_EQ(softkey::kStateDamaged, ValtoT_GetSlotList(1, nullptr, &count));
+    EXPECT_EQ(0U, ERR_peek_error());
 }
 
 TEST_F(Events, A_damaged_database_is_a_code_and_no_crash) {
