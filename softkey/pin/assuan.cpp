@@ -63,10 +63,10 @@ public:
     explicit SpawnSettings(int socket) {
         posix_spawn_file_actions_init(&actions_);
         posix_spawnattr_init(&attributes_);
-        posix_spawn_file_actions_adddup2(&actions_, socket, STDIN_FILENO);
-        posix_spawn_file_actions_adddup2(&actions_, socket, STDOUT_FILENO);
-        posix_spawn_file_actions_addopen(&actions_, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
-        posix_spawn_file_actions_addclosefrom_np(&actions_, STDERR_FILENO + 1);
+        Add(posix_spawn_file_actions_adddup2(&actions_, socket, STDIN_FILENO));
+        Add(posix_spawn_file_actions_adddup2(&actions_, socket, STDOUT_FILENO));
+        Add(posix_spawn_file_actions_addopen(&actions_, STDERR_FILENO, "/dev/null", O_WRONLY, 0));
+        Add(posix_spawn_file_actions_addclosefrom_np(&actions_, STDERR_FILENO + 1));
         sigset_t none;
         sigset_t all;
         sigemptyset(&none);
@@ -84,13 +84,17 @@ public:
 
     bool Spawn(pid_t& child, std::string& program, char** environment) const {
         char* arguments[] = {program.data(), nullptr};
-        return posix_spawnp(&child, program.c_str(), &actions_, &attributes_, arguments,
-                            environment) == 0;
+        return complete_ && posix_spawnp(&child, program.c_str(), &actions_, &attributes_,
+                                         arguments, environment) == 0;
     }
 
 private:
+    // With a part of them the program would talk with the client's own input.
+    void Add(int error) { complete_ = complete_ && error == 0; }
+
     posix_spawn_file_actions_t actions_;
     posix_spawnattr_t attributes_;
+    bool complete_ = true;
 };
 
 // A socket below 3 would be overwritten while the child's own ends are put in place, which happens
