@@ -91,10 +91,11 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(std::pair{"", false}, std::pair{"|||", false}, std::pair{"CertType", true},
                     std::pair{"certtype", true}, std::pair{" CertType ", true},
                     std::pair{"((CertType", true}, std::pair{"CertType(", false},
-                    std::pair{"CertType()", false}, std::pair{"CertType(1)", false},
-                    std::pair{"CertType(1)KeyType", true}, std::pair{"CertType(1)|KeyType", true},
-                    std::pair{"KeyType|CertType(1)", true}, std::pair{"CertType(1)Other", false},
-                    std::pair{"Other", false}, std::pair{"Other(1)CertType", false},
+                    std::pair{"CertType()", false}, std::pair{"CertType()KeyType", false},
+                    std::pair{"CertType(1)", false}, std::pair{"CertType(1)KeyType", true},
+                    std::pair{"CertType(1)|KeyType", true}, std::pair{"KeyType|CertType(1)", true},
+                    std::pair{"CertType(1)Other", false}, std::pair{"Other", false},
+                    std::pair{"Other(1)CertType", false},
                     // The value is skipped up to the next ")", which swallows the next item.
                     std::pair{"CertType()KeyType(2)HashType", true},
                     std::pair{"CertType(1)(HashType", true}, std::pair{"CertType(1) ", false},
@@ -104,6 +105,9 @@ TEST(Text, with_a_NUL_is_refused) {
     EXPECT_TRUE(checks::Text(std::string("a\0b", 3)));
     EXPECT_FALSE(checks::Text("ab"));
 }
+
+// (1073737727 + 4096) * 2 is the largest even number that a signed length holds.
+static_assert(!checks::IsTooLong(1073737727) && checks::IsTooLong(1073737728));
 
 TEST(ListItem, that_would_be_divided_is_refused) {
     for (const char* const item : {"", "a||b", "|a", "a|"}) {

@@ -151,6 +151,23 @@ TEST_F(PinTries, are_not_told_of_a_record_that_cannot_be_one) {
     EXPECT_FALSE(Read("short"));
 }
 
+TEST(Tries, are_judged_by_each_of_their_numbers) {
+    const PinRecord layout{3, 0, 1, 2};
+    const auto known = [&](std::initializer_list<std::uint8_t> record) {
+        return TriesOf(Bytes(record), layout).has_value();
+    };
+    EXPECT_TRUE(known({1, 1, 0}));
+    EXPECT_TRUE(known({0, 1, 1}));
+    EXPECT_TRUE(known({5, 5, 0}));
+    EXPECT_FALSE(known({0, 0, 1})) << "of none";
+    EXPECT_FALSE(known({2, 1, 0})) << "more than there are";
+    EXPECT_FALSE(known({1, 1, 1})) << "locked and not";
+    EXPECT_FALSE(known({0, 1, 0})) << "not locked";
+    EXPECT_FALSE(known({0, 1, 2})) << "neither";
+    EXPECT_FALSE(known({1, 1, 0, 0})) << "of another length";
+    EXPECT_FALSE(known({1, 1})) << "of another length";
+}
+
 TEST_F(PinTries, are_not_told_where_the_record_is_not_known) {
     CodeTable::Use(CodeTable());
     EXPECT_FALSE(Read(std::string("\x04\x06\x00\x00\x00\x06\x10\x00", 8)));

@@ -94,6 +94,13 @@ TEST_F(Kinds, of_refusals_and_of_what_cannot_be_true_are_told_by_the_face) {
     EXPECT_EQ(Library::TryLoad("/nowhere.so").failure().kind(), Kind::kNotLoaded);
 }
 
+TEST(Code, is_written_as_it_is_known) {
+    const std::pair<int, const char*> kTexts[] = {{0, "0"},          {-101, "-101"},
+                                                  {-999, "-999"},    {-1000, "0xFFFFFC18"},
+                                                  {1, "0x00000001"}, {0x5B21, "0x00005B21"}};
+    for (const auto& [code, text] : kTexts) EXPECT_EQ(CodeText(code), text);
+}
+
 TEST_F(Kinds, are_told_by_exceptions_too) {
     stand_in().code = softkey::kPinWrong;
     try {

@@ -31,6 +31,11 @@ void PrintTo(const Forwarded& forwarded, std::ostream* stream) {
     *stream << forwarded.call;
 }
 
+std::string NameOf(const Forwarded& forwarded) {
+    const std::string call = forwarded.call;
+    return call.substr(0, call.find(' '));
+}
+
 class Forwards : public testing::TestWithParam<Forwarded> {};
 
 TEST_P(Forwards, its_arguments_in_order) {
@@ -38,6 +43,21 @@ TEST_P(Forwards, its_arguments_in_order) {
     stand_in().text = "text";
     GetParam().step(Library::Linked());
     EXPECT_EQ(stand_in().calls.back(), GetParam().call);
+}
+
+TEST_P(Forwards, its_name_to_whoever_is_told_of_a_failure) {
+    const std::string name = NameOf(GetParam());
+    if (name == "Finalize" || name == "GetErrorMsg") return;  // never fail
+    stand_in().Reset();
+    const Library library = Library::Linked();
+    library.Initialize();
+    stand_in().raise = true;
+    try {
+        GetParam().step(library);
+        FAIL() << "no failure";
+    } catch (const Error& error) {
+        EXPECT_EQ(error.operation(), name);
+    }
 }
 
 BatchArguments SomeBatch() {
@@ -95,11 +115,6 @@ const Forwarded kForwarded[] = {
     {"Batch_ImportX509Cert SN bundle", [](auto& l) { l.Batch_ImportX509Cert("SN", "bundle"); }},
     {"CheckDriverIntegrity 1", [](auto& l) { l.CheckDriverIntegrity(); }}};
 
-std::string NameOf(const Forwarded& forwarded) {
-    const std::string call = forwarded.call;
-    return call.substr(0, call.find(' '));
-}
-
 INSTANTIATE_TEST_SUITE_P(EachOperation, Forwards, testing::ValuesIn(kForwarded),
                          [](const auto& test) { return NameOf(test.param); });
 
@@ -111,9 +126,19 @@ TEST(Operations, are_all_held_against_what_the_library_is_handed) {
 }
 
 TEST_F(Face, obsolete_operations_fail_as_unsupported) {
-    EXPECT_EQ(library.Try().RegisterCert().code(), KESTA_UNSUPPORTED);
-    EXPECT_EQ(library.Try().UnregisterCert().code(), KESTA_UNSUPPORTED);
-    EXPECT_EQ(library.Try().RepairDriver().code(), KESTA_UNSUPPORTED);
+    const auto failing = library.Try();
+    const Failure failures[] = {failing.RegisterCert().failure(),
+                                failing.UnregisterCert().failure(),
+                                failing.RepairDriver().failure()};
+    for (const Failure& failure : failures) EXPECT_EQ(failure.code, KESTA_UNSUPPORTED);
+    EXPECT_EQ(failures[0].operation, "RegisterCert");
+    EXPECT_EQ(failures[1].operation, "UnregisterCert");
+    EXPECT_EQ(failures[2].operation, "RepairDriver");
+}
+
+TEST_F(Face, failing_stop_is_told) {
+    stand_in().raise = true;
+    EXPECT_EQ(library.Try().StopDetectUKey().failure().operation, "StopDetectUKey");
 }
 
 TEST_F(Face, GetLastErrCode_tells_the_code_of_the_latest_operation) {

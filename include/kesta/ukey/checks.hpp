@@ -19,11 +19,13 @@ namespace checks {
 using Reason = std::optional<std::string>;
 
 // Above this an output size of (length + 4096) * 2 leaves the range of a signed 32-bit length.
-constexpr std::size_t kLongestText = 0x7fffffff / 2 - 4096;
+constexpr bool IsTooLong(std::size_t size) {
+    return size > 0x7fffffff / 2 - 4096;
+}
 
 inline Reason Text(const std::string& text) {
     if (text.find('\0') != std::string::npos) return Say(Sentence::kNulByte);
-    if (text.size() > kLongestText) return Say(Sentence::kTextTooLong);
+    if (IsTooLong(text.size())) return Say(Sentence::kTextTooLong);
     return std::nullopt;
 }
 
@@ -59,7 +61,7 @@ inline Reason Bundle(std::string_view bundle) {
         if (Reason reason = KeyText(std::string_view(clean).substr(start, end - start))) {
             return reason;
         }
-        at = end + 2 > clean.size() ? std::string::npos : clean.find(kOpener, end + 2);
+        at = clean.find(kOpener, end + 2);
     }
     return std::nullopt;
 }
