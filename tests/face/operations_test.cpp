@@ -248,6 +248,27 @@ TEST_F(Face, lost_requests_are_a_failure) {
               KESTA_BUFFER_TOO_SMALL);
 }
 
+TEST_F(Face, Batch_Sign_refuses_a_list_whose_signatures_no_length_tells) {
+    BatchArguments batch;
+    batch.list.assign(14338, "aa");
+    batch.list.resize(16384, "a");  // with the separators 63488 bytes: 2^31 bytes for the answer
+    EXPECT_EQ(library.Try().Batch_Sign(batch).failure().origin, Failure::Origin::kRefused);
+    EXPECT_TRUE(Calls().empty());
+}
+
+TEST(RequestGroups, have_a_digit_for_each_number) {
+    EXPECT_EQ(RequestInfo({{CertType{0}, KeyType{9}, HashType{0}}}),
+              "CertType(0)KeyType(9)HashType(0)");
+    for (const int number : {-1, 10}) {
+        const auto cert = static_cast<CertType>(number);
+        const auto key = static_cast<KeyType>(number);
+        const auto hash = static_cast<HashType>(number);
+        EXPECT_THROW(RequestInfo({{cert, KeyType::kSm2, HashType::kSm3}}), Error);
+        EXPECT_THROW(RequestInfo({{CertType::kSigning, key, HashType::kSm3}}), Error);
+        EXPECT_THROW(RequestInfo({{CertType::kSigning, KeyType::kSm2, hash}}), Error);
+    }
+}
+
 TEST_F(Face, Batch_Sign_makes_room_for_a_list_of_one_text) {
     stand_in().text = "S1";
     BatchArguments batch;

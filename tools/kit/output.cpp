@@ -21,8 +21,6 @@ bool Coloured(int stream) {
 
 const char* Escape(Colour colour) {
     switch (colour) {
-        case Colour::kBold:
-            return "\033[1m";
         case Colour::kDim:
             return "\033[2m";
         case Colour::kRed:

@@ -13,7 +13,7 @@
 
 namespace kit {
 
-enum class Colour { kNone, kBold, kDim, kRed, kYellow, kGreen };
+enum class Colour { kNone, kDim, kRed, kYellow, kGreen };
 
 // True when escape codes may be sent: the stream is a terminal that knows them.
 bool Steerable(int stream);
