@@ -52,6 +52,7 @@ class Test:
         self.command = entry["command"]
         self.folder = properties["WORKING_DIRECTORY"]
         self.timeout = float(properties.get("TIMEOUT", 60))
+        self.prepares = "FIXTURES_SETUP" in properties  # what others find there
         self.environment = dict(v.split("=", 1) for v in properties.get("ENVIRONMENT", []))
 
     def passes(self, timeout=None):
@@ -84,6 +85,10 @@ def tests_of(folder):
 def failing(tests, timeout=None, stop_at_first=False):
     """The names of those of TESTS that fail; with STOP_AT_FIRST the first one found."""
     failed = []
+    prepare = [test for test in tests if test.prepares]
+    if prepare and len(prepare) < len(tests):
+        failed = failing(prepare)
+        tests = [test for test in tests if not test.prepares]
     with concurrent.futures.ThreadPoolExecutor(JOBS) as pool:
         waiting = {pool.submit(test.passes, timeout): test for test in tests}
         for done in concurrent.futures.as_completed(waiting):
