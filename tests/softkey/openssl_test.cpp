@@ -2,6 +2,8 @@
 // heap.
 #include <openssl/crypto.h>
 #include <openssl/err.h>
+#include <openssl/evp.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <functional>
@@ -13,6 +15,7 @@
 #include "softkey/crypto/der.h"
 #include "softkey/crypto/envelope.h"
 #include "softkey/crypto/issuing.h"
+#include "softkey/crypto/openssl_context.h"
 #include "softkey/crypto/request.h"
 #include "softkey/crypto/rsa_key.h"
 #include "softkey/crypto/signature.h"
@@ -27,8 +30,10 @@ using Work = std::function<void()>;
 
 // OpenSSL's blocks that live, counted from the first one on.
 long g_blocks = 0;
+long g_failing = 0;  // the allocation that finds no memory, counted down
 const bool g_counted = CRYPTO_set_mem_functions(
-                           [](std::size_t size, const char*, int) {
+                           [](std::size_t size, const char*, int) -> void* {
+                               if (g_failing != 0 && --g_failing == 0) return nullptr;
                                ++g_blocks;
                                return std::malloc(size);
                            },
@@ -101,6 +106,38 @@ TEST(Openssl, that_fails_is_told_with_what_it_was_to_do) {
     int made = 7;
     EXPECT_EQ(Made(&made, "a thing"), &made);
     EXPECT_EQ(CodeOf([] { Made(static_cast<int*>(nullptr), "a thing"); }), kCryptoFailed);
+}
+
+bool HasHmac() {
+    EVP_MAC* const method = EVP_MAC_fetch(nullptr, "HMAC", nullptr);
+    EVP_MAC_free(method);
+    return method != nullptr;
+}
+
+// Whether a call has HMAC again after one that ended so, in a context that lost it for good: its
+// first use found no memory. Ends the process, whose context it was.
+[[noreturn]] void LoseHmacAfter(Code code) {
+    for (long failing = 1; failing < 1000; ++failing) {
+        OSSL_LIB_CTX_set0_default(OSSL_LIB_CTX_new());
+        g_failing = failing;
+        HasHmac();
+        g_failing = 0;
+        if (HasHmac()) continue;
+        SuspectOpenssl(code);
+        bool again = false;
+        {
+            const WholeOpenssl whole;
+            again = HasHmac();
+        }
+        _exit(HasHmac() ? 2 : again ? 1 : 0);
+    }
+    _exit(3);
+}
+
+TEST(Openssl, that_lost_a_method_is_left_when_a_call_failed_for_it) {
+    EXPECT_EXIT(LoseHmacAfter(kNoMemory), testing::ExitedWithCode(1), "");
+    EXPECT_EXIT(LoseHmacAfter(kCryptoFailed), testing::ExitedWithCode(1), "");
+    EXPECT_EXIT(LoseHmacAfter(kPinWrong), testing::ExitedWithCode(0), "");
 }
 
 TEST(Openssl, that_writes_is_asked_for_the_size) {
