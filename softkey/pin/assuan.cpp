@@ -13,7 +13,7 @@
 #include <cctype>
 #include <cerrno>
 #include <cstring>
-#include <ctime>
+#include <thread>
 
 namespace softkey {
 namespace {
@@ -82,10 +82,16 @@ public:
     SpawnSettings(const SpawnSettings&) = delete;
     SpawnSettings& operator=(const SpawnSettings&) = delete;
 
+    // Leaves child as it is where it fails.
     bool Spawn(pid_t& child, std::string& program, char** environment) const {
         char* arguments[] = {program.data(), nullptr};
-        return complete_ && posix_spawnp(&child, program.c_str(), &actions_, &attributes_,
-                                         arguments, environment) == 0;
+        pid_t started = child;
+        if (!complete_ || posix_spawnp(&started, program.c_str(), &actions_, &attributes_,
+                                       arguments, environment) != 0) {
+            return false;
+        }
+        child = started;
+        return true;
     }
 
 private:
@@ -165,7 +171,6 @@ bool AssuanProgram::Start(const char* program, const std::vector<std::string>& h
     const bool started = ends[0] >= 0 && ends[1] >= 0 &&
                          SpawnSettings(ends[1]).Spawn(child_, name, environment.data());
     close(ends[1]);
-    if (!started) child_ = -1;
     return (started && Greet(patience)) || Break();
 }
 
@@ -290,13 +295,13 @@ void AssuanProgram::Dismiss() {
     context_ = nullptr;
     if (socket_ >= 0) shutdown(socket_, SHUT_WR);
     constexpr int kSteps = 100;
-    constexpr timespec kStep{0, 5000000};
+    constexpr Milliseconds kStep{5};
     for (int step = 0; child_ > 0; ++step) {
         if (step == kSteps) kill(child_, SIGKILL);
         const pid_t gone = waitpid(child_, nullptr, step < kSteps ? WNOHANG : 0);
         // Somebody else may have reaped it: a client that ignores SIGCHLD or waits for all.
         if (gone == child_ || (gone < 0 && errno != EINTR)) child_ = -1;
-        if (child_ > 0) nanosleep(&kStep, nullptr);
+        if (child_ > 0) std::this_thread::sleep_for(kStep);
     }
     if (socket_ >= 0) close(socket_);
     socket_ = -1;
