@@ -7,8 +7,10 @@
 #include <openssl/evp.h>
 #include <openssl/kdf.h>
 
+#include <algorithm>
 #include <atomic>
 #include <initializer_list>
+#include <iterator>
 
 namespace softkey {
 namespace {
@@ -31,8 +33,8 @@ bool Has(OSSL_LIB_CTX* context, std::initializer_list<const char*> names,
 // All that the calls have OpenSSL do.
 bool IsWhole(OSSL_LIB_CTX* context) {
     return Has<EVP_MD_fetch, EVP_MD_free>(context, {"SHA1", "SHA2-256", "SM3"}) &&
-           Has<EVP_CIPHER_fetch, EVP_CIPHER_free>(context,
-                                                  {"AES-256-CTR", "AES-256-GCM", "SM4-ECB"}) &&
+           Has<EVP_CIPHER_fetch, EVP_CIPHER_free>(
+               context, {"AES-256-CTR", "AES-256-ECB", "AES-256-GCM", "SM4-ECB"}) &&
            Has<EVP_MAC_fetch, EVP_MAC_free>(context, {"HMAC"}) &&
            Has<EVP_KDF_fetch, EVP_KDF_free>(context, {"SCRYPT", "PBKDF2", "X963KDF"}) &&
            Has<EVP_RAND_fetch, EVP_RAND_free>(context, {"CTR-DRBG", "SEED-SRC"}) &&
@@ -61,8 +63,17 @@ void LeaveWhatIsNotWhole() {
 }  // namespace
 
 Code SuspectOpenssl(Code code) noexcept {
-    if (code == kNoMemory || code == kCryptoFailed) suspected = true;
-    return code;
+    constexpr Code kOfOpenssl[] = {kNoMemory,          kCryptoFailed,     kCertificateMalformed,
+                                   kEnvelopeMalformed, kEnvelopeMismatch, kCipherMalformed,
+                                   kStateDamaged};
+    if (std::find(std::begin(kOfOpenssl), std::end(kOfOpenssl), code) == std::end(kOfOpenssl)) {
+        return code;
+    }
+    const bool whole = IsWhole(own);
+    ERR_clear_error();
+    if (whole) return code;
+    suspected = true;
+    return kNoMemory;
 }
 
 WholeOpenssl::WholeOpenssl() noexcept {

@@ -10,8 +10,8 @@
 
 namespace softkey {
 
-// A call that ends for lack of memory, or with a cryptographic operation that failed, may have cost
-// a method. The code is the call's, and returned.
+// The code that a call ends with; that of no memory where it would be told of what OpenSSL could
+// not do for want of a method that is lost. The next call leaves the context then.
 Code SuspectOpenssl(Code code) noexcept;
 
 // For as long as it lives this thread works with a whole context; mostly that is OpenSSL's own.

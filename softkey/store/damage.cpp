@@ -4,6 +4,7 @@
 
 #include "softkey/crypto/certificate.h"
 #include "softkey/crypto/key_pair.h"
+#include "softkey/crypto/openssl_context.h"
 #include "softkey/store/database.h"
 #include "softkey/store/file.h"
 #include "softkey/store/places.h"
@@ -98,6 +99,8 @@ std::vector<std::string> FindDamage(const std::string& home) {
         if (const auto store = Store::OpenExisting(home)) CheckRows(store->database(), damage);
     });
     if (damage.empty()) return damage;
+    // Without a method that OpenSSL lost for want of memory nothing can be read, damaged or not.
+    if (SuspectOpenssl(kStateDamaged) != kStateDamaged) throw Failure(kNoMemory);
     // The whole file is known to be wrong; what is wrong within helps whoever must save the rest.
     Note(damage, [&] {
         const File file(DatabasePath(home), O_RDONLY);

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <sstream>
 
+#include "softkey/crypto/openssl_context.h"
 #include "softkey/misbehaviour/misbehaviour.h"
 #include "softkey/store/damage.h"
 #include "softkey/store/keys.h"
@@ -104,6 +105,9 @@ std::string KeyBench::State() const {
 }
 
 std::string KeyBench::Damage() const {
+    // The call may have cost OpenSSL's own context a method; who looks for damage needs them all.
+    SuspectOpenssl(kNoMemory);
+    const WholeOpenssl openssl;
     std::string found;
     for (const std::string& line : FindDamage(Home())) found += " " + line;
     for (const auto& file : fs::directory_iterator(Home())) {
