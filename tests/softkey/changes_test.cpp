@@ -30,6 +30,15 @@ TEST_F(ChangesTest, a_change_that_changes_nothing_writes_nothing) {
     EXPECT_EQ(SystemCalls::Instance().changes, std::vector<std::string>());
 }
 
+TEST_F(ChangesTest, that_change_nothing_spoil_no_greater_one) {
+    Add(Record("K1", 1));
+    Transaction greater(*store_);
+    EXPECT_FALSE(KeyTable(*store_).SetInserted("K1", true));
+    KeyTable(*store_).SetLabel("K1", "new");
+    greater.Commit();
+    EXPECT_EQ(KeyTable(*store_).Find("K1")->label, "new");
+}
+
 TEST_F(ChangesTest, a_part_that_failed_is_named_when_the_whole_is_to_be_stored) {
     Add(Record("K1", 1));
     const auto fail = [&] {
