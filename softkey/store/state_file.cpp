@@ -9,7 +9,6 @@
 #include <ctime>
 #include <exception>
 
-#include "softkey/crypto/openssl_errors.h"
 #include "softkey/store/places.h"
 
 namespace softkey {
@@ -83,7 +82,6 @@ std::optional<Guard::Text> TakePlace(const std::string& home, const File& folder
         guardFile.SetChanged(changed);
         return text;
     } catch (const std::exception&) {
-        OpensslLackedMemory();  // what it noted is told to nobody
         return std::nullopt;
     }
 }
