@@ -6,6 +6,7 @@
 #include <openssl/err.h>
 #include <openssl/evp.h>
 #include <openssl/kdf.h>
+#include <openssl/rand.h>
 
 #include <algorithm>
 #include <atomic>
@@ -30,9 +31,16 @@ bool Has(OSSL_LIB_CTX* context, std::initializer_list<const char*> names,
     return true;
 }
 
+// The generators of random numbers are lost like a method.
+bool Draws(OSSL_LIB_CTX* context) {
+    unsigned char drawn = 0;
+    return RAND_bytes_ex(context, &drawn, 1, 0) == 1 &&
+           RAND_priv_bytes_ex(context, &drawn, 1, 0) == 1;
+}
+
 // All that the calls have OpenSSL do.
 bool IsWhole(OSSL_LIB_CTX* context) {
-    return Has<EVP_MD_fetch, EVP_MD_free>(context, {"SHA1", "SHA2-256", "SM3"}) &&
+    return Draws(context) && Has<EVP_MD_fetch, EVP_MD_free>(context, {"SHA1", "SHA2-256", "SM3"}) &&
            Has<EVP_CIPHER_fetch, EVP_CIPHER_free>(
                context, {"AES-256-CTR", "AES-256-ECB", "AES-256-GCM", "SM4-ECB"}) &&
            Has<EVP_MAC_fetch, EVP_MAC_free>(context, {"HMAC"}) &&
@@ -74,6 +82,10 @@ Code SuspectOpenssl(Code code) noexcept {
     if (whole) return code;
     suspected = true;
     return kNoMemory;
+}
+
+const OSSL_LIB_CTX* OpensslInUse() noexcept {
+    return own;
 }
 
 WholeOpenssl::WholeOpenssl() noexcept {

@@ -14,6 +14,10 @@ namespace softkey {
 // not do for want of a method that is lost. The next call leaves the context then.
 Code SuspectOpenssl(Code code) noexcept;
 
+// The context that the calls work with; null is OpenSSL's own. Keys that were opened in another one
+// still ask that for its methods.
+const OSSL_LIB_CTX* OpensslInUse() noexcept;
+
 // For as long as it lives this thread works with a whole context; mostly that is OpenSSL's own.
 class WholeOpenssl {
 public:

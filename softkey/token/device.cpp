@@ -130,7 +130,7 @@ void LockedDevice::ForgetPins() {
 SharedPair LockedDevice::OpenPair(const KeyRecord& key, const PairRecord& pair,
                                   Unlocked& unlocked) {
     SharedPair& opened = unlocked.opened[pair.id];
-    if (!opened) {
+    if (!opened || opened->context != OpensslInUse()) {
         opened = std::make_shared<OpenedPair>(OpenPrivate(
             pair, PairTable(store()).WrappedPrivate(pair.id), key.serial, unlocked.master));
     }

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "softkey/crypto/openssl_context.h"
 #include "softkey/crypto/openssl_types.h"
 #include "softkey/crypto/signature.h"
 #include "softkey/crypto/vault.h"
@@ -27,6 +28,7 @@ struct OpenedPair {
 
     PKeyPtr pair;
     Signer signer;
+    const OSSL_LIB_CTX* context = OpensslInUse();
 };
 using SharedPair = std::shared_ptr<const OpenedPair>;
 

@@ -88,8 +88,10 @@ TEST(Openssl, that_lacked_memory_is_told_apart) {
         EXPECT_EQ(CodeOf([] { ForgetErrors(); }), kNoMemory);
         EXPECT_EQ(ERR_peek_error(), 0U);
     }
-    ERR_raise(ERR_LIB_EVP, EVP_R_INITIALIZATION_ERROR);
-    EXPECT_EQ(CodeOf([] { ForgetErrors(); }), kNoMemory);
+    for (const int reason : {EVP_R_INITIALIZATION_ERROR, EVP_R_NOT_ABLE_TO_COPY_CTX}) {
+        ERR_raise(ERR_LIB_EVP, reason);
+        EXPECT_EQ(CodeOf([] { ForgetErrors(); }), kNoMemory) << reason;
+    }
     ERR_raise(ERR_LIB_EC, EC_R_INVALID_ENCODING);
     EXPECT_EQ(CodeOf([] { ForgetErrors(); }), kOk);
     EXPECT_EQ(ERR_peek_error(), 0U);

@@ -1,16 +1,19 @@
 // The PIN's life: tries, lock, change, cache, initialisation.
 #include <openssl/err.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
 #include <cstring>
+#include <filesystem>
 
 #include "softkey/store/keys.h"
 #include "softkey/store/objects.h"
 #include "softkey/store/pairs.h"
 #include "softkey/store/pins.h"
+#include "temporary_folder.h"
 #include "token_fixture.h"
 
 using namespace softkey;
@@ -351,6 +354,27 @@ TEST_F(PinTest, a_child_verifies_for_itself_once) {
     int status = -1;
     waitpid(child, &status, 0);
     EXPECT_EQ(status, 0);
+}
+
+TEST_F(PinTest, the_prompt_tells_of_a_wrong_pin_until_the_right_one) {
+    SetPin(nullptr);
+    Write("pinentry",
+          "#!/bin/bash\necho OK\nwhile read -r line; do echo \"$line\" >>asked;"
+          " [[ $line == GETPIN ]] && echo \"D $(<pin)\"; echo OK; done\n");
+    chmod(Path("pinentry").c_str(), 0700);
+    const ScopedVariable path("PATH", (Path("") + ":/usr/bin:/bin").c_str());
+    std::filesystem::current_path(Path(""));
+    const auto tellsWhen = [this](const char* pin, int code) {
+        Write("pin", pin);
+        Write("asked", "");
+        EXPECT_EQ(token.VerifyPIN(kSerial), code);
+        return Read("asked").find("SETERROR") != std::string::npos;
+    };
+    EXPECT_FALSE(tellsWhen("000000", kPinWrong));
+    EXPECT_TRUE(tellsWhen("000000", kPinWrong));
+    EXPECT_TRUE(tellsWhen(kPin, kOk));
+    EXPECT_FALSE(tellsWhen(kPin, kOk));
+    std::filesystem::current_path("/");
 }
 
 // A client may leave anything in OpenSSL's queue of errors.
