@@ -88,8 +88,11 @@ TEST(Openssl, that_lacked_memory_is_told_apart) {
         EXPECT_EQ(CodeOf([] { ForgetErrors(); }), kNoMemory);
         EXPECT_EQ(ERR_peek_error(), 0U);
     }
-    for (const int reason : {EVP_R_INITIALIZATION_ERROR, EVP_R_NOT_ABLE_TO_COPY_CTX}) {
-        ERR_raise(ERR_LIB_EVP, reason);
+    const std::pair<int, int> kTold[] = {{ERR_LIB_EVP, EVP_R_INITIALIZATION_ERROR},
+                                         {ERR_LIB_EVP, EVP_R_NOT_ABLE_TO_COPY_CTX},
+                                         {ERR_LIB_SM2, ERR_R_INTERNAL_ERROR}};
+    for (const auto& [library, reason] : kTold) {
+        ERR_raise(library, reason);
         EXPECT_EQ(CodeOf([] { ForgetErrors(); }), kNoMemory) << reason;
     }
     ERR_raise(ERR_LIB_EC, EC_R_INVALID_ENCODING);
