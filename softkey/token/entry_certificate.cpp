@@ -123,11 +123,11 @@ int GMWritePKCS7(const char* serial, const char* certificate, KestaStringObject&
 int GMImportPriKey(const char* serial, char* key, std::uint32_t) {
     return Enter({"GMImportPriKey", serial}, [=](Call& call) {
         if (key == nullptr) throw Failure(kBadArgument);
-        const std::optional<Bytes> envelope = FromBase64({key, strnlen(key, kKeyBuffer)});
-        if (!envelope || envelope->empty()) throw Failure(kEnvelopeMalformed);
+        const Bytes envelope = FromBase64({key, strnlen(key, kKeyBuffer)}).value_or(Bytes());
+        if (envelope.empty()) throw Failure(kEnvelopeMalformed);
         const KeyRecord record = KeyOf(serial);
         const std::shared_ptr<Unlocked> unlocked = RequirePin(record);
-        const PKeyPtr pair = OpenWithAny(*envelope, record, *unlocked);
+        const PKeyPtr pair = OpenWithAny(envelope, record, *unlocked);
         const PairRecord wrapped =
             ToRecord(pair.get(), Role::kEncryption, record.serial, unlocked->master);
         call.Midway(record);

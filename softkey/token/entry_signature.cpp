@@ -174,10 +174,10 @@ int GMUSBKeyAsymDec2(char* serial, std::int32_t option1, std::uint32_t option2, 
     return Enter({"GMUSBKeyAsymDec2", serial, length}, [=](Call& call) {
         if (cipher == nullptr) throw Failure(kBadArgument);
         const Selection selection = DecryptionSelection(option1, option2);
-        const std::optional<Bytes> bytes = FromBase64(cipher);
-        if (!bytes || bytes->empty()) throw Failure(kCipherMalformed);
+        const Bytes bytes = FromBase64(cipher).value_or(Bytes());
+        if (bytes.empty()) throw Failure(kCipherMalformed);
         const Ready ready = Prepare(serial, selection);
-        const std::optional<SecretBytes> text = Decrypt(ready.opened->pair.get(), *bytes);
+        const std::optional<SecretBytes> text = Decrypt(ready.opened->pair.get(), bytes);
         if (!text) throw Failure(kCipherMalformed);
         Finish(call, ready);
         call.WriteText({reinterpret_cast<const char*>(text->data()), text->size()}, plain, length);

@@ -61,6 +61,28 @@ TEST_F(PlannedCalls, an_escrowed_key_takes_the_room_of_a_pair) {
     EXPECT_EQ(ImportKey(envelope), kOk) << "in the place of the other";
 }
 
+TEST_F(PlannedCalls, a_key_pulled_out_during_an_import_holds_what_it_held) {
+    const std::string certificate = Issue(Request(1, 2, 3).text);
+    const std::string envelope = Escrow(Request(3, 2, 3).text);
+    const auto held = [this] {
+        std::string text;
+        for (const PairRecord& pair : PairTable(*OpenStore()).Of(kSerial)) {
+            text += std::to_string(static_cast<int>(pair.role)) +
+                    (pair.certificate.empty() ? " " : "+ ");
+        }
+        return text;
+    };
+    const std::string before = held();
+    Plan(R"({"entry": "GMWritePKCS7", "remove": "during"},
+            {"entry": "GMImportPriKey", "remove": "during"})");
+    EXPECT_EQ(WriteCertificate(certificate), kKeyRemoved);
+    EXPECT_EQ(held(), before);
+    KeyTable(*OpenStore()).SetInserted(kSerial, true);
+    ASSERT_EQ(token.VerifyPIN(kSerial), kOk);
+    EXPECT_EQ(ImportKey(envelope), kKeyRemoved);
+    EXPECT_EQ(held(), before);
+}
+
 TEST_F(PlannedCalls, a_plan_may_take_tries_away_and_gives_none) {
     SetMisbehaviour(Home(), R"({"tries_left": 1})");
     EXPECT_EQ(TriesLeft(), 1);
