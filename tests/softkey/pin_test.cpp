@@ -357,6 +357,7 @@ TEST_F(PinTest, a_child_verifies_for_itself_once) {
 }
 
 TEST_F(PinTest, the_prompt_tells_of_a_wrong_pin_until_the_right_one) {
+    EXPECT_EQ(token.SetLabel(kSerial, "of payroll"), kOk);
     SetPin(nullptr);
     Write("pinentry",
           "#!/bin/bash\necho OK\nwhile read -r line; do echo \"$line\" >>asked;"
@@ -368,6 +369,7 @@ TEST_F(PinTest, the_prompt_tells_of_a_wrong_pin_until_the_right_one) {
         Write("pin", pin);
         Write("asked", "");
         EXPECT_EQ(token.VerifyPIN(kSerial), code);
+        EXPECT_NE(Read("asked").find("of payroll"), std::string::npos);
         return Read("asked").find("SETERROR") != std::string::npos;
     };
     EXPECT_FALSE(tellsWhen("000000", kPinWrong));

@@ -114,7 +114,7 @@ TEST(find_dir_file, takes_a_path_with_a_trailing_slash) {
 TEST(find_dir_file, reports_an_absent_directory_and_lists_nothing) {
     Lines names{"first"};
     CommonFunction lister;
-    EXPECT_NE(lister.find_dir_file("/tmp/absent", names), 0);
+    EXPECT_EQ(lister.find_dir_file("/tmp/absent", names), -1);
     EXPECT_EQ(names, (Lines{"first"}));
 }
 
