@@ -153,6 +153,15 @@ TEST_F(Face, InitUKey_initialises_the_library_first_and_only_once) {
     EXPECT_THAT(Calls(), ElementsAre("Initialize", "InitUKey SN", "InitUKey SN"));
 }
 
+// They bind nothing themselves, and would initialise beside other threads.
+TEST_F(Face, operations_that_ask_no_token_initialise_in_a_turn_first) {
+    library.GetDllVersion();
+    EXPECT_EQ(Calls().front(), "Initialize");
+    stand_in().Reset();
+    static_cast<void>(library.Try().CheckDriverIntegrity());
+    EXPECT_EQ(Calls().front(), "Initialize");
+}
+
 TEST_F(Face, SetCachePinFlag_reports_a_failed_initialisation) {
     stand_in().code = KESTA_NOT_BOUND;
     const auto result = library.Try().SetCachePinFlag("SN", 1);
