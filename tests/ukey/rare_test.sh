@@ -90,8 +90,8 @@ test_doctor_tells_that_the_tries_of_the_pin_cannot_be_asked_for() {
     plan '{"entry":"GetPinInfo","code":"StateBusy"}'
     finding key problem 'it is busy: .* \(0x00005B63\)'
     plan '{"entry":"GetPinInfo","hang":true}'
-    diagnose() { ukey doctor --timeout 2 "$@"; }
-    finding key problem 'no answer in 2 seconds, asked by GetPinInfo"'
+    diagnose() { ukey doctor --timeout 5 "$@"; }
+    finding key problem 'no answer in 5 seconds, asked by GetPinInfo"'
 }
 
 # ---- The software key
