@@ -55,9 +55,9 @@ std::string NameText(const X509_NAME* name) {
 std::string HexText(const std::uint8_t* bytes, std::size_t size) {
     static constexpr char kDigits[] = "0123456789ABCDEF";
     std::string text;
-    for (const std::uint8_t byte : Bytes(bytes, bytes + size)) {
-        text += kDigits[byte >> 4];
-        text += kDigits[byte & 0x0F];
+    for (std::size_t i = 0; i < size; ++i) {
+        text += kDigits[bytes[i] >> 4];
+        text += kDigits[bytes[i] & 0x0F];
     }
     return text;
 }

@@ -23,7 +23,6 @@ public:
     const Option& Required() const;
     const Option& Excludes(const Option& other) const;
     const Option& Needs(const Option& other) const;
-    // True once the command line has been read and names it.
 
 private:
     CLI::Option* option_;

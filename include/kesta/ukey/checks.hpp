@@ -18,7 +18,7 @@ namespace checks {
 // A check answers the reason for a refusal, or nothing.
 using Reason = std::optional<std::string>;
 
-// Above this an output size of (length + 4096) * 2 leaves the range of a signed 32-bit length.
+// Whether an output size of (size + 4096) * 2 leaves the range of a signed 32-bit length.
 constexpr bool IsTooLong(std::size_t size) {
     return size > 0x7fffffff / 2 - 4096;
 }
