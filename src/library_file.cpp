@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstring>
 
 namespace kesta {
@@ -53,7 +54,7 @@ bool IsCutShort(const char* path) {
         if (!file.Read(segment, header.e_phoff + i * sizeof segment)) return true;
         // A segment of zeroes alone takes nothing of the file, wherever it says that it begins.
         if (segment.p_type != PT_LOAD || segment.p_filesz == 0) continue;
-        if (segment.p_offset > size || segment.p_filesz > size - segment.p_offset) return true;
+        if (segment.p_filesz > size - std::min(segment.p_offset, size)) return true;
     }
     return false;
 }

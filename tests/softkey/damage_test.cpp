@@ -4,7 +4,6 @@
 #include <signal.h>
 #include <sqlite3.h>
 #include <sys/mount.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -14,6 +13,7 @@
 #include <functional>
 #include <random>
 
+#include "file_size_limit.h"
 #include "own_mounts.h"
 #include "softkey/store/database.h"
 #include "softkey/store/lock.h"
@@ -274,19 +274,12 @@ TEST_F(DamageTest, a_folder_that_others_may_enter_is_refused_with_a_remedy) {
 TEST_F(DamageTest, a_file_that_must_not_grow_is_told_and_changes_nothing) {
     Enrol(1, 2, 3);
     const auto pairs = PairTable(*OpenStore()).Of(kSerial).size();
-    struct rlimit before {};
-    getrlimit(RLIMIT_FSIZE, &before);
-    signal(SIGXFSZ, SIG_IGN);
-    struct rlimit none = before;
-    none.rlim_cur = 4096;
-    setrlimit(RLIMIT_FSIZE, &none);
-    const int data = token.SetData("0123456789", 0, "v");
-    const int request = Request(1, 2, 3).code;
-    const int verify = token.VerifyPIN(kSerial);
-    setrlimit(RLIMIT_FSIZE, &before);
-    EXPECT_EQ(data, kStateFull);
-    EXPECT_EQ(request, kStateFull);
-    EXPECT_EQ(verify, kStateFull);
+    {
+        const FileSizeLimit limit(4096);
+        EXPECT_EQ(token.SetData("0123456789", 0, "v"), kStateFull);
+        EXPECT_EQ(Request(1, 2, 3).code, kStateFull);
+        EXPECT_EQ(token.VerifyPIN(kSerial), kStateFull);
+    }
     EXPECT_EQ(PairTable(*OpenStore()).Of(kSerial).size(), pairs);
     EXPECT_EQ(TriesLeft(), kMaxTries);
     EXPECT_EQ(token.VerifyPIN(kSerial), kOk);

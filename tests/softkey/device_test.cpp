@@ -1,8 +1,12 @@
 // Which key is there, its small texts, and the language of the messages.
+
 #include <sys/stat.h>
 
 #include <array>
+#include <chrono>
 #include <cstring>
+#include <future>
+#include <thread>
 
 #include "softkey/store/key_admin.h"
 #include "softkey/store/keys.h"
@@ -60,6 +64,23 @@ TEST_F(DeviceTest, a_key_that_was_pulled_out_is_absent) {
     EXPECT_EQ(token.GetLabel(serial, label), kKeyAbsent);
     KeyTable(*OpenStore()).SetInserted(kSerial, true);
     EXPECT_EQ(Serial().code, kOk);
+}
+
+TEST_F(DeviceTest, a_change_that_waited_for_the_keys_removal_is_not_made) {
+    CreateKey();
+    const auto store = OpenStore();
+    std::future<int> labelled;
+    {
+        Transaction removal(*store);
+        KeyTable(*store).SetInserted(kSerial, false);
+        labelled =
+            std::async(std::launch::async, [this] { return token.SetLabel(kSerial, "new"); });
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        removal.Commit();
+    }
+    const int code = labelled.get();
+    EXPECT_TRUE(code == kKeyRemoved || code == kKeyAbsent) << code << ", absent if it began late";
+    EXPECT_NE(KeyTable(*store).Find(kSerial)->label, "new");
 }
 
 // Also when nobody looked in between.

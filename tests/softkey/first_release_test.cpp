@@ -3,6 +3,7 @@
 
 #include <filesystem>
 
+#include "file_size_limit.h"
 #include "own_mounts.h"
 #include "softkey/crypto/key_pair.h"
 #include "softkey/crypto/openssl_types.h"
@@ -93,6 +94,14 @@ TEST_F(FirstReleaseTest, with_a_folder_in_the_place_of_its_log_it_is_out_of_reac
     std::filesystem::remove(Path("home/softkey.db-wal"));
     std::filesystem::create_directory(Path("home/softkey.db-wal"));
     EXPECT_EQ(token.VerifyPIN(kSerial), kStateUnreachable);
+}
+
+TEST_F(FirstReleaseTest, beside_which_its_index_must_not_grow_is_told_as_full) {
+    {
+        const FileSizeLimit none(0);
+        EXPECT_EQ(token.VerifyPIN(kSerial), kStateFull);
+    }
+    EXPECT_EQ(token.VerifyPIN(kSerial), kOk);
 }
 
 TEST_F(FirstReleaseTest, with_a_value_that_its_own_rules_forbid_it_is_damaged) {

@@ -2,16 +2,15 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <csignal>
 #include <memory>
 #include <thread>
 #include <vector>
 
+#include "file_size_limit.h"
 #include "softkey/codes.h"
 #include "softkey/result.h"
 #include "softkey/store/lock.h"
@@ -168,9 +167,7 @@ TEST_F(Misbehaviours, A_call_that_cannot_be_counted_for_lack_of_room_says_so) {
     softkey::SetMisbehaviour(home_, kThirdFails);
     const pid_t child = fork();
     if (child == 0) {
-        const struct rlimit none {};
-        std::signal(SIGXFSZ, SIG_IGN);
-        setrlimit(RLIMIT_FSIZE, &none);
+        const FileSizeLimit none(0);
         _exit(NextMisbehaviour(home_, "SetData").code == softkey::kStateFull ? 0 : 1);
     }
     int status = -1;

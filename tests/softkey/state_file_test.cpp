@@ -155,6 +155,10 @@ TEST_F(StateFileTest, the_log_of_an_earlier_version_goes_after_its_index) {
     std::filesystem::remove(home_ + "/softkey.db-shm");
     file.DropOldLog();
     EXPECT_FALSE(std::filesystem::exists(home_ + "/softkey.db-wal"));
+    for (const char* const name : {"softkey.db-shm", "softkey.db-wal"}) Put(name, "left");
+    errno = 0;
+    file.DropOldLog();
+    EXPECT_FALSE(std::filesystem::exists(home_ + "/softkey.db-wal"));
     Put("softkey.db-shm", "nothing's");
     file.DropOldLog();
     EXPECT_TRUE(std::filesystem::exists(home_ + "/softkey.db-shm"))

@@ -52,6 +52,12 @@ protected:
     std::unique_ptr<Store> store_;
 };
 
+TEST_F(StoreTest, opening_it_takes_an_earlier_versions_log_away_that_a_crash_left) {
+    Write("home/softkey.db-wal", "log");
+    OpenStore();
+    EXPECT_FALSE(std::filesystem::exists(Path("home/softkey.db-wal")));
+}
+
 TEST_F(StoreTest, what_only_looks_makes_no_folder) {
     EXPECT_EQ(Store::OpenExisting(Path("elsewhere")), nullptr);
     int status = 0;

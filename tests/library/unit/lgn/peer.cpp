@@ -68,6 +68,7 @@ KestaStringHeader* RawManager::Allocate(void* self, int chars, int charSize) {
     if (manager.allocation == Fault::kNoMemory) return nullptr;
     auto* block =
         OriginalOperation<peer::Allocate>(manager.original_, kAllocate, self, chars, charSize);
+    std::memset(block + 1, kUnwritten, static_cast<std::size_t>(block->allocLength) + 1);
     if (manager.allocation == Fault::kTooShort) block->allocLength = chars - 1;
     return block;
 }

@@ -62,6 +62,9 @@ PEER_CALL auto Call(int slot, void* object, Arguments... arguments) {
     return operation(object, arguments...);
 }
 
+// What the characters of a new buffer of a RawManager are.
+constexpr char kUnwritten = '#';
+
 // The parts of a string, given the address of its object.
 char* Characters(const void* string);
 KestaStringHeader Header(const void* string);

@@ -31,14 +31,27 @@ TEST_F(Copy, of_the_empty_string_counts_one_more_user_of_the_empty_text) {
 TEST_F(Copy, is_private_where_the_manager_clones_to_another) {
     raw.clone = other.address();
     const Buffer buffer("a\0c", 3, Mgr());
+    peer::Characters(&buffer)[4] = 'd';
     const Buffer copy(buffer);
     EXPECT_NE(AddressOf(copy), AddressOf(buffer));
     EXPECT_EQ(ManagerOf(copy), other.address());
     EXPECT_EQ(other.allocated, std::vector<int>{3});
     EXPECT_EQ(TextOf(copy), std::string("a\0c", 3));
     EXPECT_TRUE(IsTerminated(copy));
+    EXPECT_EQ(AddressOf(copy)[4], peer::kUnwritten) << "more than the text was copied";
     EXPECT_EQ(ReferencesOf(buffer), 1);
     EXPECT_EQ(ReferencesOf(copy), 1);
+}
+
+TEST_F(Copy, of_a_buffer_that_nobody_counted_shares_it) {
+    const LgnString string("abc");
+    peer::SetReferences(&string, 0);
+    {
+        const LgnString copy(string);
+        EXPECT_EQ(AddressOf(copy), AddressOf(string));
+        EXPECT_EQ(ReferencesOf(string), 1);
+        peer::SetReferences(&string, 2);
+    }
 }
 
 TEST_F(Copy, is_unharmed_when_the_other_is_written) {

@@ -133,6 +133,13 @@ TEST_F(Append, of_the_own_text_doubles_it) {
     EXPECT_EQ(TextOf(string), "abcdefabcdef");
 }
 
+TEST_F(Append, of_the_own_NUL_takes_it_from_where_the_text_has_moved) {
+    LgnString string("abcdefg");
+    ASSERT_EQ(CapacityOf(string), 7);
+    string.Append(string.GetString() + 7, 1);
+    EXPECT_EQ(TextOf(string), std::string("abcdefg\0", 8));
+}
+
 TEST_F(Append, unshares_first) {
     LgnString string("abc");
     const LgnString sharer(string);
