@@ -2,12 +2,13 @@
 
 #include <openssl/evp.h>
 #include <openssl/hmac.h>
-#include <openssl/rand.h>
 
 #include <algorithm>
 #include <cstring>
 
+#include "softkey/crypto/openssl_errors.h"
 #include "softkey/crypto/secret_bytes.h"
+#include "softkey/crypto/vault.h"
 
 namespace softkey {
 namespace {
@@ -17,10 +18,9 @@ constexpr std::array<std::uint8_t, 8> kMagic{'S', 'K', 'G', 'U', 'A', 'R', 'D', 
 Digest Hmac(const Digest& key, const std::uint8_t* bytes, std::size_t size) {
     KeepOpenssl();
     Digest digest{};
-    if (HMAC(EVP_sha256(), key.data(), static_cast<int>(key.size()), bytes, size, digest.data(),
-             nullptr) == nullptr) {
-        throw Failure(kCryptoFailed, "the digest of the state");
-    }
+    Require(HMAC(EVP_sha256(), key.data(), static_cast<int>(key.size()), bytes, size, digest.data(),
+                 nullptr) != nullptr,
+            "the digest of the state");
     return digest;
 }
 
@@ -40,9 +40,7 @@ void Take(const std::uint8_t*& at, void* bytes, std::size_t size) {
 Guard Guard::Make() {
     KeepOpenssl();
     Guard guard;
-    if (RAND_priv_bytes(guard.key_.data(), static_cast<int>(guard.key_.size())) != 1) {
-        throw Failure(kCryptoFailed, "random numbers");
-    }
+    FillRandom(guard.key_.data(), guard.key_.size());
     return guard;
 }
 

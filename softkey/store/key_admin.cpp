@@ -1,7 +1,5 @@
 #include "softkey/store/key_admin.h"
 
-#include <openssl/rand.h>
-
 #include <algorithm>
 #include <array>
 
@@ -16,9 +14,7 @@ namespace {
 // Ten digits after a prefix that says what it is.
 std::string MadeUp(const char* prefix) {
     std::array<unsigned char, 10> random{};
-    if (RAND_bytes(random.data(), static_cast<int>(random.size())) != 1) {
-        throw Failure(kCryptoFailed, "random numbers");
-    }
+    FillRandom(random.data(), random.size());
     std::string text = prefix;
     for (const unsigned char byte : random) text += static_cast<char>('0' + byte % 10);
     return text;
