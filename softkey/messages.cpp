@@ -58,7 +58,7 @@ std::string ToGb18030(const std::string& utf8) {
     char* out = result.data();
     std::size_t inLeft = source.size();
     std::size_t outLeft = result.size();
-    const bool converted = iconv(converter, &in, &inLeft, &out, &outLeft) == 0 && inLeft == 0;
+    const bool converted = iconv(converter, &in, &inLeft, &out, &outLeft) == 0;
     iconv_close(converter);
     if (!converted) return {};
     result.resize(result.size() - outLeft);

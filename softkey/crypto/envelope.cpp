@@ -210,7 +210,6 @@ PKeyPtr ReadRecipient(std::string_view to) {
         const X509ReqPtr request(d2i_X509_REQ(nullptr, &at, static_cast<long>(der.size())));
         PKeyPtr key(request ? X509_REQ_get_pubkey(request.get()) : nullptr);
         if (!key) key = ParsePublicKey(der);
-        ForgetErrors();
         if (key) return key;
     }
     throw Failure(kBadArgument, "the recipient is neither a certificate request nor a public key");

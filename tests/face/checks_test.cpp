@@ -93,6 +93,7 @@ INSTANTIATE_TEST_SUITE_P(
                     std::pair{"((CertType", true}, std::pair{"CertType(", false},
                     std::pair{"CertType()", false}, std::pair{"CertType()KeyType", false},
                     std::pair{"CertType(1)", false}, std::pair{"CertType(1)KeyType", true},
+                    std::pair{"CertType(1)KeyType(2)HashType", true},
                     std::pair{"CertType(1)|KeyType", true}, std::pair{"KeyType|CertType(1)", true},
                     std::pair{"CertType(1)Other", false}, std::pair{"Other", false},
                     std::pair{"Other(1)CertType", false},

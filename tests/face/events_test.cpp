@@ -68,7 +68,9 @@ TEST_F(Events, length_of_the_media_id_is_not_trusted) {
 
 TEST_F(Events, wait_that_cannot_begin_is_a_failure) {
     stand_in().waitFailure = 0x5B72;
-    EXPECT_EQ(library.Try().WaitForKeyEvent().code(), 0x5B72);
+    const auto failed = library.Try().WaitForKeyEvent();
+    EXPECT_EQ(failed.code(), 0x5B72);
+    EXPECT_EQ(failed.failure().operation, "WaitForKeyEvent");
 }
 
 TEST_F(Events, waiter_queues_events_in_order) {

@@ -44,6 +44,13 @@ TEST_F(EventMisbehaviour, An_event_may_be_repeated) {
     EXPECT_EQ("-1 -1 -1 +1", Drain(context_));
 }
 
+TEST_F(EventMisbehaviour, A_code_afterwards_does_not_hide_a_failure) {
+    Plan(R"(ValtoT_GetDeviceInfo", "code_after": 5)");
+    _S_DEV_CONFIG record = {};
+    EXPECT_EQ(softkey::kKeyAbsent, ValtoT_GetDeviceInfo(9, 0, &record));
+    EXPECT_EQ(5, ValtoT_GetDeviceInfo(1, 0, &record));
+}
+
 TEST_F(EventMisbehaviour, An_event_may_bounce) {
     Plan(R"(ValtoT_WaitForEvent", "call": 2, "bounce": 2)");
     softkey::KeyTable(*store_).SetInserted("A", false);

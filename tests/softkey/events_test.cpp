@@ -355,6 +355,20 @@ TEST_F(Events, What_was_not_taken_of_a_folder_is_dropped_when_another_is_named) 
     EXPECT_EQ("-3", Drain(context));
 }
 
+TEST_F(Events, What_was_seen_before_a_damaged_folder_was_named_is_not_told_again) {
+    const std::uint32_t context = OpenContext();
+    softkey::KeyTable(*store_).SetInserted("A", false);
+    EXPECT_EQ("-1", Drain(context));
+    folder_.Write("damaged", "no folder");
+    {
+        const ScopedVariable named("KESTA_SOFTKEY_HOME", folder_.File("damaged").c_str());
+        std::uint32_t count = 0;
+        EXPECT_EQ(softkey::kStateUnreachable, ValtoT_GetSlotList(1, nullptr, &count));
+    }
+    softkey::KeyTable(*store_).SetInserted("B", false);
+    EXPECT_EQ("-4", Drain(context));
+}
+
 TEST_F(Events, Only_the_key_that_arrived_last_is_told_by_its_event) {
     std::uint32_t context = OpenContext();
     softkey::KeyTable(*store_).SetInserted("C", true);

@@ -1,4 +1,7 @@
 // Envelopes, field by field, within this process.
+
+#include <openssl/err.h>
+
 #include <array>
 
 #include "crypto_support.h"
@@ -152,6 +155,7 @@ TEST_F(Envelopes, are_sealed_to_a_request_or_a_public_key) {
                                   garbage + armoured(request), garbage + key}) {
         const PKeyPtr opened = OpenEnvelope(*FromBase64(SealEnvelopeText(to, pair)), Sm2Pair());
         EXPECT_EQ(NumberOf(opened.get()), NumberOf(pair_.get())) << to;
+        EXPECT_EQ(ERR_peek_error(), 0U) << to;
     }
     const std::string badArgument = std::to_string(kBadArgument) + " ";
     const std::vector<std::array<std::string, 3>> cases = {

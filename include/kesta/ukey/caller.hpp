@@ -73,8 +73,8 @@ public:
 
     struct Probe {
         std::size_t most = 0;          // what the library can answer for such an input
-        std::size_t least = 0;         // a capacity that is offered at any rate
         unsigned* reported = nullptr;  // receives the length that the library reports
+        std::size_t least = 0;         // a capacity that is offered at any rate
     };
 
     // A text for which a probe names the capacity.

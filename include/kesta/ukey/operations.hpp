@@ -177,8 +177,8 @@ public:
     Answer<Text> AsymDec(const Text& serial, int option1, unsigned option2,
                          const Text& cipher) const {
         unsigned reported = 0;
-        auto plain = caller_.ProbedText("AsymDec", F().AsymDec, {Room(cipher), 0, &reported},
-                                        serial, option1, option2, cipher);
+        auto plain = caller_.ProbedText("AsymDec", F().AsymDec, {Room(cipher), &reported}, serial,
+                                        option1, option2, cipher);
         // A token library may or may not count the NUL.
         if (plain.ok() && reported > plain.value().size() + 1) {
             plain = Caller::WrongAnswer(
@@ -288,8 +288,7 @@ private:
     template <class Function, class... Arguments>
     Answer<Text> Probed(const char* operation, Function* function, std::size_t most,
                         const Arguments&... arguments) const {
-        return Form::Give(
-            caller_.ProbedText(operation, function, {most, 0, nullptr}, arguments...));
+        return Form::Give(caller_.ProbedText(operation, function, {most}, arguments...));
     }
 
     template <class Function, class... Arguments>
@@ -318,7 +317,7 @@ private:
         const std::uint64_t room = 2 * (data + batch.list.size() * (list.size() + 2048));
         if (room > 0x7fffffff) return Caller::Refusal(kName, Say(Sentence::kListTooLong));
         auto joined = caller_.ProbedText(
-            kName, F().Batch_Sign, {room, room, nullptr}, batch.flags, batch.parameter2,
+            kName, F().Batch_Sign, {room, nullptr, room}, batch.flags, batch.parameter2,
             batch.parameter3, batch.parameter4, batch.data ? batch.data->c_str() : nullptr,
             batch.parameter6, batch.parameter7, batch.parameter8, batch.parameter9,
             batch.list.empty() ? nullptr : list.c_str(), batch.parameter11);
