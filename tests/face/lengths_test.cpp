@@ -61,6 +61,11 @@ TEST_P(Records, have_the_length_that_is_reported) {
     EXPECT_EQ(Run().text, "12345");
 }
 
+TEST_P(Records, as_long_as_their_bound_are_given_whole) {
+    stand_in().text = std::string(GetParam().bound, '1');
+    EXPECT_EQ(Run().text, stand_in().text);
+}
+
 TEST_P(Records, longer_than_their_bound_are_a_failure) {
     stand_in().text = "12345678";
     stand_in().reported = static_cast<std::uint32_t>(GetParam().bound + 1);
@@ -145,9 +150,15 @@ TEST_F(Lengths, message_of_a_failed_call_or_of_nothing_is_replaced) {
     EXPECT_THAT(library.Message(5), HasSubstr("no text"));
 }
 
-TEST_F(Lengths, endless_message_is_replaced) {
-    stand_in().message = std::string(100000, 'm');
-    EXPECT_THAT(library.Message(5), HasSubstr("no text"));
+TEST_F(Lengths, message_that_does_not_fit_is_replaced) {
+    stand_in().message = std::string(4095, 'm');
+    EXPECT_EQ(library.Message(5).size(), 4095U);
+    EXPECT_EQ(library.GetErrorMsg(5).size(), 4095U);
+    for (const std::size_t size : {4096U, 100000U}) {
+        stand_in().message = std::string(size, 'm');
+        EXPECT_THAT(library.Message(5), HasSubstr("no text"));
+        EXPECT_FALSE(library.Try().GetErrorMsg(5).ok());
+    }
 }
 
 }  // namespace

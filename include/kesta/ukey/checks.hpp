@@ -31,7 +31,6 @@ inline Reason Text(const std::string& text) {
 
 inline std::string Without(std::string_view text, std::string_view dropped) {
     std::string kept;
-    kept.reserve(text.size());
     for (const char c : text) {
         if (dropped.find(c) == std::string_view::npos) kept += c;
     }
