@@ -6,6 +6,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <utility>
 
 #include "softkey/store/file.h"
 
@@ -29,8 +30,9 @@ const File& Opened(const std::string& home) {
     static auto* const files = new std::map<std::string, std::unique_ptr<File>>;
     std::unique_ptr<File>& file = (*files)[home];
     if (!file || !StillThere(*file, OwnerPath(home))) {
-        file = std::make_unique<File>(OwnerPath(home), O_RDWR | O_CREAT);
-        file->Required();
+        auto opened = std::make_unique<File>(OwnerPath(home), O_RDWR | O_CREAT);
+        opened->Required();
+        file = std::move(opened);
     }
     return *file;
 }

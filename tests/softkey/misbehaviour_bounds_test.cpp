@@ -1,4 +1,5 @@
 // Plans of misbehaviour: which effect goes with which entry point, each bound, what is drawn.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 
 #include <map>
@@ -6,6 +7,8 @@
 #include "softkey/misbehaviour/misbehaviour_plan.h"
 #include "softkey/misbehaviour/occupation.h"
 #include "softkey/misbehaviour/spoiled_output.h"
+#include "softkey/result.h"
+#include "softkey/store/file.h"
 #include "temporary_folder.h"
 
 using namespace softkey;
@@ -106,7 +109,9 @@ TEST(PlanBounds, are_kept_on_both_sides) {
         {R"({"foreign": [4294967296]})", false},
         {R"({"foreign": []})", false},
         {R"({"limits": {"pairs": 0}})", true},
+        {R"({"limits": {"objects": 0}})", true},
         {R"({"limits": {"objects": 4294967295}})", true},
+        {R"({"limits": {"bytes": 0}})", true},
         {R"({"limits": {"bytes": 4294967296}})", false},
         {R"({"limits": {"bytes": 4294967295}})", true}};
     for (const auto& [plan, good] : plans) EXPECT_EQ(Accepted(plan), good) << plan;
@@ -114,12 +119,15 @@ TEST(PlanBounds, are_kept_on_both_sides) {
 
 // The steps of the generator, done once with other tools.
 TEST(Chance, draws_what_seed_rule_and_call_say) {
+    const char* const ofNone =
+        ".x..x.xx.xxx..x...x......xxxxxxxx...xxx. x.xx.xx.x.xx.x....x.x.xx.xx.x.x.x..x.x.x";
     const std::pair<const char*, const char*> rows[] = {
-        {"0", ".x..x.xx.xxx..x...x......xxxxxxxx...xxx. x.xx.xx.x.xx.x....x.x.xx.xx.x.x.x..x.x.x"},
-        {"7", "...xx...x.xxx...xx.x..x....x...xx..x.... ...xx.xxxx.x.x..x.x...x..xxx..xx..xxx.x."}};
+        {"", ofNone},
+        {R"("seed": 0,)", ofNone},
+        {R"("seed": 7,)",
+         "...xx...x.xxx...xx.x..x....x...xx..x.... ...xx.xxxx.x.x..x.x...x..xxx..xx..xxx.x."}};
     for (const auto& [seed, expected] : rows) {
-        const auto plan = ParseMisbehaviourPlan(std::string(R"({"seed": )") + seed +
-                                                R"(, "rules": [
+        const auto plan = ParseMisbehaviourPlan(std::string("{") + seed + R"("rules": [
             {"entry": "SetData", "chance": 0.5, "code": 1},
             {"entry": "GetData", "chance": 0.5, "code": 1}]})");
         std::string hits;
@@ -164,6 +172,40 @@ TEST(SpoiledTexts, fill_their_room_or_end_in_it) {
     EXPECT_EQ(SpoiledText(plan, "abcde", 5).written, std::string("abcde\0", 6));
     plan.output = Misbehaviour::Output::kGarbage;
     EXPECT_EQ(SpoiledText(plan, "abcde", 9).written, Noise(5) + std::string(1, '\0'));
+}
+
+// How many bytes of the file somebody has locked.
+int Taken(const std::string& path) {
+    const File file(path, O_RDWR);
+    struct flock range {};
+    int taken = 0;
+    for (range.l_type = F_WRLCK;
+         fcntl(file.Descriptor(), F_OFD_GETLK, &range) == 0 && range.l_type != F_UNLCK;
+         range.l_type = F_WRLCK) {
+        ++taken;
+        ++range.l_start;
+        range.l_len = 0;
+        range.l_pid = 0;
+    }
+    return taken;
+}
+
+TEST(Occupation, keeps_each_key_until_its_file_is_another) {
+    const TemporaryFolder folder;
+    const std::string owner = folder.File("misbehaviour.owner");
+    for (const char* serial : {"A", "B", "A", "C"}) EXPECT_TRUE(OccupyKey(folder.Path(), serial));
+    EXPECT_EQ(Taken(owner), 3);
+    std::filesystem::rename(owner, folder.File("old"));
+    folder.Write("misbehaviour.owner", "");
+    EXPECT_TRUE(OccupyKey(folder.Path(), "A"));
+    EXPECT_EQ(Taken(owner), 1);
+}
+
+TEST(Occupation, works_once_its_folder_is_there) {
+    const TemporaryFolder folder;
+    EXPECT_THROW(OccupyKey(folder.File("home"), "A"), Failure);
+    std::filesystem::create_directory(folder.File("home"));
+    EXPECT_TRUE(OccupyKey(folder.File("home"), "A"));
 }
 
 TEST(Occupation, is_of_one_key_in_one_folder_and_outlives_its_file) {
