@@ -52,6 +52,7 @@ std::string UnknownText(std::int32_t code, Language language) {
 std::string ToGb18030(const std::string& utf8) {
     const iconv_t converter = iconv_open("GB18030", "UTF-8");
     if (converter == reinterpret_cast<iconv_t>(-1)) return {};
+    const std::unique_ptr<void, int (*)(iconv_t)> closed(converter, iconv_close);
     std::string source = utf8;
     std::string result(utf8.size() * 4, '\0');  // four bytes is the longest GB18030 character
     char* in = source.data();
@@ -59,7 +60,6 @@ std::string ToGb18030(const std::string& utf8) {
     std::size_t inLeft = source.size();
     std::size_t outLeft = result.size();
     const bool converted = iconv(converter, &in, &inLeft, &out, &outLeft) == 0;
-    iconv_close(converter);
     if (!converted) return {};
     result.resize(result.size() - outLeft);
     return result;

@@ -128,7 +128,7 @@ int ListSlots(bool presentOnly, const Misbehaviour& plan, std::uint32_t* slotIds
     const std::lock_guard<std::mutex> lock(state.mutex);
     std::vector<std::uint32_t> slots = Slots(state, presentOnly);
     if (plan.AnswerIsLost()) return kOk;
-    if (slotIds != nullptr && slots.size() > count) slots.resize(count);
+    if (slotIds != nullptr) slots.resize(std::min<std::size_t>(slots.size(), count));
     if (plan.output == Misbehaviour::Output::kCut) slots.resize(slots.size() / 2);
     if (plan.output == Misbehaviour::Output::kGarbage) {
         for (std::uint32_t& slot : slots)

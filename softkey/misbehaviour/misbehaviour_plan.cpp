@@ -38,14 +38,14 @@ std::optional<std::string> ParseSerial(const PlanFields& fields, const std::stri
     return serial;
 }
 
-double ParseChance(const PlanFields& fields) {
-    if (!fields.Has("chance")) return 1;
+void ParseChance(const PlanFields& fields, MisbehaviourRule& rule) {
+    if (!fields.Has("chance")) return;
     const PlanJson& chance = fields.Value("chance");
     if (!chance.is_number() || !(chance.get<double>() >= 0 && chance.get<double>() <= 1)) {
         RejectField(fields.Name("chance"),
                     Sentence("must be a number from 0 to 1, not {1}", {chance.dump()}));
     }
-    return chance.get<double>();
+    rule.chance = chance.get<double>();
 }
 
 // Which calls the rule is for.
@@ -62,7 +62,7 @@ void ParseSelection(const PlanFields& fields, MisbehaviourRule& rule) {
     const auto every = fields.Number("every", 1, UINT32_MAX);
     if (every && call) RejectField(fields.Name("every"), "does not go with \"call\"");
     rule.every = every.value_or(1);
-    rule.chance = ParseChance(fields);
+    ParseChance(fields, rule);
 }
 
 MisbehaviourRule ParseRule(const PlanJson& value, const std::string& path) {
@@ -132,7 +132,7 @@ Misbehaviour MisbehaviourPlanText::EffectOn(const std::string& entry, const Seri
         if (!IsFor(rule, entry) || (rule.serial && *rule.serial != serial())) continue;
         const std::uint64_t call = count(i);
         if (call < rule.first || call > rule.last || call % rule.every != 0) continue;
-        if (rule.chance < 1 && Draw(seed, i, call) >= rule.chance) continue;
+        if (Draw(seed, i, call) >= rule.chance) continue;
         for (const PlannedEffect& planned : rule.effects) {
             if ((traits & planned.traits) == planned.traits) planned.apply(effect);
         }

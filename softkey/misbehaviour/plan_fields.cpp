@@ -25,7 +25,8 @@ std::optional<std::int32_t> CodeFromText(const std::string& text) {
     for (const NamedCode& code : kNamedCodes) {
         if (text == std::string(code.name).substr(1)) return code.value;
     }
-    const bool hexadecimal = text.size() > 2 && text.size() <= 10 && text.rfind("0x", 0) == 0 &&
+    const bool hexadecimal = text.size() > 2 && text.size() <= 10 &&
+                             text.compare(0, 2, "0x") == 0 &&
                              text.find_first_not_of("0123456789abcdefABCDEF", 2) == text.npos;
     if (!hexadecimal) return std::nullopt;
     return static_cast<std::int32_t>(std::stoul(text, nullptr, 16));

@@ -67,31 +67,31 @@ void Output(const PlanFields& rule, const char* name, PlannedEffect& effect) {
 
 struct Field {
     const char* name;
-    unsigned traits;   // what an entry point needs
-    const char* lack;  // what is wrong with one that has not
+    unsigned traits;  // what an entry point needs
     Read read;
+    const char* lack = nullptr;  // what is wrong with one that has not
 };
 
+constexpr const char* kNoCode = N_("{1} answers a text, not a code");
 constexpr const char* kNoKey = N_("{1} works with no key");
 constexpr const char* kNoEvents = N_("{1} delivers no events");
 
 constexpr Field kFields[] = {
-    {"code", kAnswersCode, N_("{1} answers a text, not a code"), Code<&Misbehaviour::code>},
-    {"code_after", kAnswersCode, N_("{1} answers a text, not a code"),
-     Code<&Misbehaviour::codeAfter>},
-    {"delay_ms", kAnyEntry, "", Number<&Misbehaviour::delayMs, 1, kLongestDelayMs>},
-    {"remove", kUsesKey, kNoKey, Removal},
-    {"slot", kUsesKey, kNoKey, Slot},
-    {"exclusive", kUsesKey, kNoKey, Flag<&Misbehaviour::exclusive>},
-    {"hang", kAnyEntry, "", Flag<&Misbehaviour::hangs>},
-    {"crash", kAnyEntry, "", Crash},
-    {"throw", kAnyEntry, "", Flag<&Misbehaviour::throws>},
-    {"output", kOutput, N_("{1} hands nothing out"), Output},
-    {"length", kLength, N_("{1} writes no length"), Number<&Misbehaviour::length, 0, UINT32_MAX>},
-    {"repeat", kDelivers, kNoEvents, Number<&Misbehaviour::repeat, 1, kMostRepetitions>},
-    {"bounce", kDelivers, kNoEvents, Number<&Misbehaviour::bounce, 1, kMostRepetitions>},
-    {"lose", kDelivers, kNoEvents, Flag<&Misbehaviour::loses>},
-    {"late", kDelivers, kNoEvents, Number<&Misbehaviour::late, 1, kMostRepetitions>},
+    {"code", kAnswersCode, Code<&Misbehaviour::code>, kNoCode},
+    {"code_after", kAnswersCode, Code<&Misbehaviour::codeAfter>, kNoCode},
+    {"delay_ms", kAnyEntry, Number<&Misbehaviour::delayMs, 1, kLongestDelayMs>},
+    {"remove", kUsesKey, Removal, kNoKey},
+    {"slot", kUsesKey, Slot, kNoKey},
+    {"exclusive", kUsesKey, Flag<&Misbehaviour::exclusive>, kNoKey},
+    {"hang", kAnyEntry, Flag<&Misbehaviour::hangs>},
+    {"crash", kAnyEntry, Crash},
+    {"throw", kAnyEntry, Flag<&Misbehaviour::throws>},
+    {"output", kOutput, Output, N_("{1} hands nothing out")},
+    {"length", kLength, Number<&Misbehaviour::length, 0, UINT32_MAX>, N_("{1} writes no length")},
+    {"repeat", kDelivers, Number<&Misbehaviour::repeat, 1, kMostRepetitions>, kNoEvents},
+    {"bounce", kDelivers, Number<&Misbehaviour::bounce, 1, kMostRepetitions>, kNoEvents},
+    {"lose", kDelivers, Flag<&Misbehaviour::loses>, kNoEvents},
+    {"late", kDelivers, Number<&Misbehaviour::late, 1, kMostRepetitions>, kNoEvents},
 };
 
 }  // namespace
