@@ -1,4 +1,6 @@
 // The plan's effects on the event library, and the folder that comes into being late.
+#include <sys/resource.h>
+
 #include <array>
 #include <future>
 #include <stdexcept>
@@ -92,6 +94,24 @@ TEST_F(EventMisbehaviour, A_late_event_comes_after_as_many_others_as_the_plan_sa
     Plan(R"(ValtoT_WaitForEvent", "call": 1, "late": 2)");
     MoveTwice();
     EXPECT_EQ("|+1 -4 -1", DrainTwice());
+}
+
+TEST_F(EventMisbehaviour, An_event_that_two_threads_wait_for_reaches_one_of_them) {
+    Plan(R"(ValtoT_WaitForEvent", "hang": true)");
+    softkey::KeyTable(*store_).SetInserted("A", false);
+    std::vector<std::future<int>> waits;
+    for (int i = 0; i < 2; ++i) {
+        waits.push_back(std::async(std::launch::async, [context = context_]() mutable {
+            VALTO_EVENT_INFO event = {};
+            return ValtoT_WaitForEvent(1, 0, &event, &context);
+        }));
+    }
+    // Both have seen it by now.
+    while (softkey::MisbehaviourCounts(home_)["ValtoT_WaitForEvent"] != 2) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    softkey::ClearMisbehaviour(home_);
+    EXPECT_EQ(waits[0].get() + waits[1].get(), softkey::kOk + softkey::kNoEvent);
 }
 
 TEST_F(EventMisbehaviour, A_late_event_that_nothing_follows_is_kept_back) {
@@ -238,9 +258,16 @@ TEST_F(EventMisbehaviour, A_poll_without_an_event_is_not_counted) {
 TEST_F(EventMisbehaviour, A_delivery_may_be_late) {
     Plan(R"(ValtoT_WaitForEvent", "delay_ms": 120)");
     softkey::KeyTable(*store_).SetInserted("A", false);
+    const auto rests = [] {
+        struct rusage usage {};
+        getrusage(RUSAGE_THREAD, &usage);
+        return usage.ru_nvcsw;
+    };
+    const auto restsBefore = rests();
     const auto start = std::chrono::steady_clock::now();
     EXPECT_EQ("-1", Drain(context_));
     EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(120));
+    EXPECT_GT(rests(), restsBefore) << "it keeps the processor busy meanwhile";
 }
 
 TEST_F(EventMisbehaviour, The_slot_list_may_lie_about_its_length) {

@@ -116,6 +116,8 @@ TEST_F(Events, An_event_between_two_waits_is_delivered_by_the_second) {
     EXPECT_EQ("-1", Drain(context));
     EXPECT_EQ(0, ValtoT_ContextFinal());
     softkey::KeyTable(*store_).SetInserted("A", true);
+    VALTO_EVENT_INFO event = {};
+    EXPECT_EQ(softkey::kNoContext, ValtoT_WaitForEvent(1, 0, &event, &context));
     context = OpenContext();
     EXPECT_EQ("+1", Drain(context));
 }
@@ -356,7 +358,7 @@ TEST_F(Events, What_was_not_taken_of_a_folder_is_dropped_when_another_is_named) 
 }
 
 TEST_F(Events, What_was_seen_before_a_damaged_folder_was_named_is_not_told_again) {
-    const std::uint32_t context = OpenContext();
+    std::uint32_t context = OpenContext();
     softkey::KeyTable(*store_).SetInserted("A", false);
     EXPECT_EQ("-1", Drain(context));
     folder_.Write("damaged", "no folder");
@@ -364,6 +366,9 @@ TEST_F(Events, What_was_seen_before_a_damaged_folder_was_named_is_not_told_again
         const ScopedVariable named("KESTA_SOFTKEY_HOME", folder_.File("damaged").c_str());
         std::uint32_t count = 0;
         EXPECT_EQ(softkey::kStateUnreachable, ValtoT_GetSlotList(1, nullptr, &count));
+        VALTO_EVENT_INFO event = {};
+        EXPECT_EQ(softkey::kStateUnreachable, ValtoT_WaitForEvent(1, 0, &event, &context))
+            << "nor is the former one read meanwhile";
     }
     softkey::KeyTable(*store_).SetInserted("B", false);
     EXPECT_EQ("-4", Drain(context));

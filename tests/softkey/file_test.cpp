@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "outcome.h"
+#include "softkey/misbehaviour/misbehaviour.h"
 #include "softkey/store/home.h"
 #include "system_calls.h"
 #include "temporary_folder.h"
@@ -73,6 +74,21 @@ TEST_F(FileTest, a_sync_reaches_the_system) {
     const File file(Path(), O_RDWR | O_CREAT);
     file.Sync();
     EXPECT_EQ(SystemCalls::Instance().changes, std::vector<std::string>{"fdatasync file"});
+}
+
+TEST_F(FileTest, a_plan_is_on_disk_before_it_takes_the_place_of_another) {
+    const std::string first = R"({"limits": {"pairs": 1}})", second = R"({"limits": {"pairs": 2}})";
+    SetMisbehaviour(folder_.Path(), first);
+    const std::vector<std::string> steps = {"pwrite misbehaviour.json.new",
+                                            "fdatasync misbehaviour.json.new",
+                                            "rename misbehaviour.json.new"};
+    EXPECT_EQ(SystemCalls::Instance().changes, steps);
+    for (const std::string& step : steps) {
+        SystemCalls::Instance().fails = step;
+        SystemCalls::Instance().error = EIO;
+        EXPECT_THROW(SetMisbehaviour(folder_.Path(), second), Failure) << step;
+        EXPECT_EQ(MisbehaviourPlan(folder_.Path()), first) << step;
+    }
 }
 
 TEST_F(FileTest, is_read_whole_up_to_its_largest_size) {

@@ -111,6 +111,18 @@ TEST(MisbehaviourPlan, Rules_add_up_and_the_later_one_wins) {
     EXPECT_EQ(1, plan.EffectOn("GetCertInfo", 1).code);
 }
 
+TEST(MisbehaviourPlan, A_rule_that_a_call_does_not_meet_leaves_it_to_the_next) {
+    const auto plan = ParseMisbehaviourPlan(R"({"rules": [
+        {"entry": "SetData", "code": 1},
+        {"entry": "GetCertInfo", "serial": "B", "code": 2},
+        {"entry": "GetCertInfo", "call": 2, "code": 3},
+        {"entry": "GetCertInfo", "chance": 0, "code": 4},
+        {"entry": "GetCertInfo", "delay_ms": 7}]})");
+    const Misbehaviour effect = plan.EffectOn("GetCertInfo", 1, "A");
+    EXPECT_FALSE(effect.code);
+    EXPECT_EQ(7U, effect.delayMs);
+}
+
 std::string HitsOfChance(const std::string& seed, const std::string& chance) {
     const auto plan = ParseMisbehaviourPlan(
         R"({"seed": )" + seed + R"(, "rules": [{"entry": "SetData", "code": 1, "chance": )" +
@@ -333,6 +345,11 @@ TEST(MisbehaviourPlan, A_number_beyond_all_bounds_is_refused_by_its_name) {
               RuleErrorOf(R"("entry": "VerifyPIN", "chance": 1e400)"));
     EXPECT_EQ("seed: is a number beyond what a number can hold",
               ErrorOf(R"({"seed": 1e400, "rules": []})"));
+    EXPECT_EQ("rules[1].chance: is a number beyond what a number can hold",
+              ErrorOf(R"({"rules": [{"entry": "VerifyPIN"}, {"chance": 1e400}]})"));
+    EXPECT_EQ("foreign[3]: is a number beyond what a number can hold",
+              ErrorOf(R"({"foreign": [1, [2, 3], {"a": 4}, 1e400]})"));
+    EXPECT_EQ("plan: is a number beyond what a number can hold", ErrorOf("1e400"));
 }
 
 }  // namespace

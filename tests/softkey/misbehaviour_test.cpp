@@ -43,10 +43,12 @@ TEST_F(Misbehaviours, The_nth_call_is_counted_from_the_setting_of_the_plan) {
 }
 
 TEST_F(Misbehaviours, Each_entry_point_has_its_own_count) {
-    softkey::SetMisbehaviour(home_, kThirdFails);
+    softkey::SetMisbehaviour(home_, R"({"rules": [
+        {"entry": "SetData", "code_after": 1}, {"entry": "GetData", "code_after": 1}]})");
     NextMisbehaviour(home_, "SetData");
     NextMisbehaviour(home_, "GetData");
     NextMisbehaviour(home_, "SetData");
+    NextMisbehaviour(home_, "Initialize");  // which no plan can name
     const std::map<std::string, std::uint64_t> expected = {{"SetData", 2}, {"GetData", 1}};
     EXPECT_EQ(expected, softkey::MisbehaviourCounts(home_));
 }
@@ -119,11 +121,13 @@ TEST_F(Misbehaviours, Clearing_ends_the_plan) {
     EXPECT_TRUE(softkey::ClearMisbehaviour(home_));
     EXPECT_FALSE(NextMisbehaviour(home_, "SetData").code);
     EXPECT_EQ("", softkey::MisbehaviourPlan(home_));
+    EXPECT_TRUE(softkey::MisbehaviourCounts(home_).empty());
     EXPECT_FALSE(softkey::ClearMisbehaviour(home_));
 }
 
 TEST_F(Misbehaviours, A_damaged_plan_answers_the_code_of_damaged_state) {
     folder_.Write("misbehaviour.json", "{\"rules\": [{\"ent");
+    EXPECT_TRUE(softkey::MisbehaviourCounts(home_).empty()) << "nothing was ever counted";
     EXPECT_EQ(softkey::kStateDamaged, NextMisbehaviour(home_, "SetData").code);
 }
 
@@ -153,6 +157,7 @@ TEST_F(Misbehaviours, What_is_no_plan_but_stands_in_its_place_is_told_and_read_b
     std::filesystem::remove(plan);
     std::filesystem::create_symlink("misbehaviour.json", plan);
     EXPECT_FALSE(answer()) << "a link that leads nowhere is no plan";
+    EXPECT_THROW(softkey::MisbehaviourPlan(home_), softkey::Failure) << "nor can it be read";
 }
 
 TEST_F(Misbehaviours, A_count_is_not_written_through_a_link) {
