@@ -55,11 +55,12 @@ std::uint64_t CountCall(const File& counts, std::size_t index) {
 // The counts of the entry points come first, then those of the rules.
 Misbehaviour UnderPlan(const std::string& home, const std::string& entry,
                        const MisbehaviourPlanText::Serial& serial) {
+    const auto index = MisbehaviourEntryIndex(entry);
+    if (!index) return {};
     const Lock lock = LockCounts(home);
     // Read under the lock: a plan that was replaced meanwhile has its counts at zero.
     const std::optional<std::string> plan = ReadPlan(home);
-    const auto index = MisbehaviourEntryIndex(entry);
-    if (!plan || !index) return {};
+    if (!plan) return {};
     const MisbehaviourPlanText rules = ParseMisbehaviourPlan(*plan);
     CountCall(lock.file(), *index);
     return rules.EffectOn(entry, serial, [&](std::size_t rule) {

@@ -1,3 +1,4 @@
+#include <dlfcn.h>
 #include <openssl/err.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -389,6 +390,22 @@ TEST_F(Events, Only_the_key_that_arrived_last_is_told_by_its_event) {
     ASSERT_EQ(0, ValtoT_WaitForEvent(1, 0, &event, &context));
     EXPECT_EQ("-9", Text(event));
     EXPECT_EQ(softkey::kKeyAbsent, ValtoT_GetDeviceInfo(9, 0xE0000, &record));
+}
+
+TEST_F(Events, The_token_library_is_asked_to_look_once_after_removals_and_is_not_held) {
+    void* const library = dlopen(STAND_IN_TOKEN, RTLD_NOW);
+    ASSERT_NE(library, nullptr) << dlerror();
+    const auto looks = reinterpret_cast<int (*)()>(dlsym(library, "Looks"));
+    const std::uint32_t context = OpenContext();
+    softkey::KeyTable(*store_).SetInserted("C", true);
+    EXPECT_EQ("+9", Drain(context));
+    EXPECT_EQ(0, looks());
+    softkey::KeyTable(*store_).SetInserted("A", false);
+    softkey::KeyTable(*store_).SetInserted("A", true);
+    EXPECT_EQ("-1 +1", Drain(context));
+    EXPECT_EQ(1, looks());
+    dlclose(library);
+    EXPECT_EQ(nullptr, dlopen("libKestaZRK.so", RTLD_NOW | RTLD_NOLOAD));
 }
 
 }  // namespace
