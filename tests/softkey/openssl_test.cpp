@@ -3,10 +3,12 @@
 #include <openssl/crypto.h>
 #include <openssl/err.h>
 #include <openssl/evp.h>
+#include <openssl/rand.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <functional>
+#include <thread>
 
 #include "crypto_support.h"
 #include "softkey/crypto/base64.h"
@@ -31,9 +33,13 @@ using Work = std::function<void()>;
 // OpenSSL's blocks that live, counted from the first one on.
 long g_blocks = 0;
 long g_failing = 0;  // the allocation that finds no memory, counted down
+bool g_all = false;  // whether those after it find none either
 const bool g_counted = CRYPTO_set_mem_functions(
                            [](std::size_t size, const char*, int) -> void* {
-                               if (g_failing != 0 && --g_failing == 0) return nullptr;
+                               if (g_failing != 0 && --g_failing == 0) {
+                                   g_failing = g_all ? 1 : 0;
+                                   return nullptr;
+                               }
                                ++g_blocks;
                                return std::malloc(size);
                            },
@@ -119,33 +125,91 @@ bool HasHmac() {
     return method != nullptr;
 }
 
-// Whether a call has HMAC again after one that ended so, in a context that lost it for good: its
-// first use found no memory. Ends the process, whose context it was.
-[[noreturn]] void LoseHmacAfter(Code code) {
-    for (long failing = 1; failing < 1000; ++failing) {
+bool Draws() {
+    unsigned char drawn{};
+    return RAND_bytes(&drawn, 1) == 1;
+}
+
+// Gives the process a context that has the one and lost the other for good: its first use found no
+// memory.
+void Lose(bool (*kept)(), bool (*lost)()) {
+    for (long failing = 1; failing < 2000; ++failing) {
         OSSL_LIB_CTX_set0_default(OSSL_LIB_CTX_new());
+        kept();
         g_failing = failing;
-        HasHmac();
+        lost();
         g_failing = 0;
-        if (HasHmac()) continue;
-        if (SuspectOpenssl(code) != (code == kPinWrong ? kPinWrong : kNoMemory)) _exit(4);
-        bool again = false;
-        {
-            const WholeOpenssl whole;
-            again = HasHmac();
-        }
-        _exit(HasHmac() ? 2 : again ? 1 : 0);
+        const bool gone = !lost();
+        ERR_clear_error();
+        if (gone) return;
     }
     _exit(3);
+}
+
+// Whether a call has again what was lost, after one that ended so. Ends the process, whose context
+// it was.
+[[noreturn]] void LoseAfter(Code code, bool (*kept)(), bool (*lost)()) {
+    Lose(kept, lost);
+    if (SuspectOpenssl(code) != (code == kPinWrong ? kPinWrong : kNoMemory)) _exit(4);
+    if (ERR_peek_error() != 0) _exit(5);
+    bool again = false;
+    {
+        const WholeOpenssl whole;
+        if (ERR_peek_error() != 0) _exit(6);
+        again = lost();
+    }
+    _exit(lost() ? 2 : again ? 1 : 0);
 }
 
 TEST(Openssl, that_lost_a_method_is_left_when_a_call_failed_for_it) {
     for (const Code code : {kNoMemory, kCryptoFailed, kCertificateMalformed, kEnvelopeMalformed,
                             kEnvelopeMismatch, kCipherMalformed, kStateDamaged}) {
         EXPECT_EQ(SuspectOpenssl(code), code) << "nothing is lost";
-        EXPECT_EXIT(LoseHmacAfter(code), testing::ExitedWithCode(1), "");
+        EXPECT_EXIT(LoseAfter(code, Draws, HasHmac), testing::ExitedWithCode(1), "");
     }
-    EXPECT_EXIT(LoseHmacAfter(kPinWrong), testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(LoseAfter(kNoMemory, HasHmac, Draws), testing::ExitedWithCode(1), "");
+    EXPECT_EXIT(LoseAfter(kPinWrong, Draws, HasHmac), testing::ExitedWithCode(0), "");
+}
+
+// Memory for the next context comes back bit by bit. What is made in vain goes again; OpenSSL
+// itself keeps some of it once random numbers have been drawn.
+[[noreturn]] void LeaveWithLittleMemory() {
+    Lose(Draws, HasHmac);
+    SuspectOpenssl(kNoMemory);
+    g_all = true;
+    for (long failing = 1000; OpensslInUse() == nullptr; failing += failing / 8) {
+        const long blocks = g_blocks;
+        g_failing = failing;
+        { const WholeOpenssl whole; }
+        g_failing = 0;
+        if (ERR_peek_error() != 0) _exit(4);
+        if (failing < 6000 && g_blocks > blocks + 8) _exit(5);
+        if (failing > 100000) _exit(6);
+    }
+    _exit(SuspectOpenssl(kCryptoFailed) == kCryptoFailed ? 1 : 0);
+}
+
+TEST(Openssl, that_lost_a_method_is_left_once_there_is_memory_for_a_whole_one) {
+    EXPECT_EXIT(LeaveWithLittleMemory(), testing::ExitedWithCode(1), "");
+}
+
+// A look in a new thread makes the thread's random generators.
+TEST(Openssl, that_lacked_memory_for_one_look_is_kept) {
+    const auto lacking = [](const Work& work) {
+        long left = 0;
+        std::thread([&] {
+            g_failing = 1;
+            work();
+            left = g_failing;
+            g_failing = 0;
+        }).join();
+        return left;
+    };
+    EXPECT_EQ(SuspectOpenssl(kCryptoFailed), kCryptoFailed);
+    EXPECT_EQ(lacking([] { EXPECT_EQ(SuspectOpenssl(kCryptoFailed), kNoMemory); }), 0);
+    EXPECT_EQ(lacking([] { const WholeOpenssl whole; }), 0) << "looks twice";
+    EXPECT_EQ(OpensslInUse(), nullptr);
+    EXPECT_EQ(lacking([] { const WholeOpenssl whole; }), 1) << "looks no more";
 }
 
 // OpenSSL does not always say that it was memory that lacked.
@@ -160,6 +224,7 @@ TEST(Openssl, that_has_no_memory_to_take_a_pair_apart_is_no_fault_of_the_pair) {
     }
     EXPECT_EQ(code, kOk) << failing;
     EXPECT_GT(failing, 3);
+    ERR_clear_error();
 }
 
 TEST(Openssl, that_writes_is_asked_for_the_size) {
