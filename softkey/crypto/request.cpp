@@ -26,7 +26,7 @@ void Sign(X509_REQ* request, EVP_PKEY* pair, const char* digest) {
 void SetCommonName(X509_NAME* name, std::string_view commonName) {
     Require(X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_UTF8,
                                        reinterpret_cast<const unsigned char*>(commonName.data()),
-                                       static_cast<int>(commonName.size()), -1, 0) == 1,
+                                       static_cast<int>(commonName.size()), 0, 0) == 1,
             "a name");
 }
 

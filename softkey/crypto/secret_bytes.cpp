@@ -36,7 +36,7 @@ void KeepOpenssl() {
         Start() {
             // Without its context, for which there was no memory, it would crash.
             Require(OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr) == 1 &&
-                        OSSL_LIB_CTX_set0_default(nullptr) != nullptr,
+                        OSSL_LIB_CTX_get0_global_default() != nullptr,
                     "OpenSSL does not start");
         }
     } started;

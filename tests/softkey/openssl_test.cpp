@@ -6,6 +6,7 @@
 #include <openssl/rand.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <functional>
 #include <thread>
@@ -56,16 +57,29 @@ SecretBytes Secret(const Bytes& bytes) {
     return {bytes.data(), bytes.size()};
 }
 
+// Over a key whose point is not on the curve.
+X509Ptr PointlessCertificate() {
+    const PairRecord pair = CertifiedPairs("A", MasterKey::Random(), {0, 9}).at(0);
+    Bytes der = pair.certificate;
+    const auto key =
+        std::search(der.begin(), der.end(), pair.publicKey.begin(), pair.publicKey.end());
+    key[static_cast<std::ptrdiff_t>(pair.publicKey.size()) - 1] ^= 1;
+    return StoredCertificate(der);
+}
+
 // Each is refused, for a reason that OpenSSL notes.
 std::vector<std::pair<const char*, Work>> Refusals() {
     const Bytes cut{0x30, 0x05, 0x02};
     const std::string text = ToBase64(cut);
     const std::string block = "-----BEGIN X-----AAAA-----END X-----";
+    const std::shared_ptr<X509> pointless(PointlessCertificate());
     return {
         {"DER", [=] { IsDer(cut); }},
         {"PEM", [=] { FromText(block); }},
         {"certificates", [=] { ParseCertificates(text); }},
         {"a stored certificate", [=] { StoredCertificate(cut); }},
+        {"a certified key that is no point",
+         [=] { BelongsTogether(pointless.get(), PublicKeyOf(Sm2Pair())); }},
         {"a public key", [=] { ParsePublicKey(cut); }},
         {"an SM2 cipher text", [=] { Decrypt(Sm2Pair(), cut); }},
         {"a point", [=] { ReadSm2Cipher(Bytes(110, 4)); }},
@@ -227,6 +241,24 @@ TEST(Openssl, that_has_no_memory_to_take_a_pair_apart_is_no_fault_of_the_pair) {
     ERR_clear_error();
 }
 
+// What OpenSSL made in part is not handed out: a request without its signature, say.
+TEST(Openssl, that_has_no_memory_makes_nothing_or_all_of_it) {
+    const std::size_t size = FromBase64(MakeRequest(RsaPair(), 0, "A"))->size();
+    long failing = 0;
+    bool failed = true;
+    while (failed) {
+        std::size_t made = size;
+        g_failing = ++failing;
+        const int code = CodeOf([&] { made = FromBase64(MakeRequest(RsaPair(), 0, "A"))->size(); });
+        failed = g_failing == 0;
+        g_failing = 0;
+        EXPECT_GT(made + 8, size) << failing;
+        EXPECT_TRUE(code == kOk || code == kNoMemory || code == kCryptoFailed) << code;
+        ERR_clear_error();
+    }
+    EXPECT_GT(failing, 50);
+}
+
 TEST(Openssl, that_writes_is_asked_for_the_size) {
     int size = -1;
     const auto write = [&size](unsigned char** der) {
@@ -341,10 +373,25 @@ TEST(SecureHeap, comes_with_an_openssl_that_is_not_taken_down_at_the_end) {
     EXPECT_EXIT(
         {
             const SecretBytes bytes(1);
+            HasHmac();
             OPENSSL_atexit([] { std::_Exit(9); });
             std::exit(0);
         },
         testing::ExitedWithCode(0), "");
+}
+TEST(SecureHeap, is_refused_when_openssl_has_no_memory_to_start) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    for (const long failing : {1, 5, 40}) {
+        EXPECT_EXIT(
+            {
+                g_failing = failing;
+                const int code = CodeOf([] { PrepareSecureHeap(); });
+                g_failing = 0;
+                std::_Exit(code == kCryptoFailed || code == kNoMemory ? 0 : 1);
+            },
+            testing::ExitedWithCode(0), "")
+            << failing;
+    }
 }
 
 TEST(SecretBytes, hold_what_they_are_given) {

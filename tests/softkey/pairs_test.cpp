@@ -118,6 +118,8 @@ TEST(Pairs, of_rsa_are_read_from_both_forms) {
     const PKeyPtr read = ReadRsaPair(SecretBytes(pkcs1.data(), pkcs1.size()));
     EXPECT_EQ(RSA_test_flags(EVP_PKEY_get0_RSA(read.get()), RSA_FLAG_CACHE_PRIVATE), 0)
         << "what is kept for the next signature strays from the secure heap";
+    EXPECT_NE(RSA_get_method(EVP_PKEY_get0_RSA(read.get())), RSA_PKCS1_OpenSSL())
+        << "what OpenSSL's provider would sign with is a copy";
 }
 
 TEST(Pairs, without_a_private_half_or_of_another_kind_are_named) {
@@ -172,6 +174,7 @@ TEST(Der, is_one_element_nested_no_deeper_than_64) {
     EXPECT_FALSE(IsDer({0x30}));
     EXPECT_FALSE(IsDer({0x30, 0x00, 0x00}));
     EXPECT_FALSE(IsDer({0x30, 0x80, 0x00, 0x00})) << "of indefinite length";
+    EXPECT_FALSE(IsDer({0x30, 0x04, 0x30, 0x80, 0x00, 0x00})) << "the same inside";
     EXPECT_FALSE(IsDer({0x30, 0x81, 0x00})) << "a length that is not short";
     EXPECT_FALSE(IsDer({0x30, 0x02, 0x02, 0x01})) << "claims more than there is";
 }
