@@ -33,6 +33,11 @@ TEST(Base64, of_another_form_is_refused) {
           "QUJ_", "-QUJ", "QU,JD", "QUJD\v", "\xC3\xA4QU"}) {
         EXPECT_EQ(FromBase64(text), std::nullopt) << text;
     }
+    const std::string blanks = " \t\r\n";
+    for (int c = 0; c < 256; ++c) {
+        const std::string text = std::string("QUJD") + static_cast<char>(c);
+        EXPECT_EQ(FromBase64(text).has_value(), blanks.find(text.back()) != blanks.npos) << c;
+    }
 }
 
 TEST(Base64, is_of_16_megabytes_at_most) {

@@ -60,9 +60,12 @@ inline softkey::Bytes EncryptedTo(EVP_PKEY* pair, const softkey::Bytes& text) {
     return cipher;
 }
 
-inline std::string PemOf(EVP_PKEY* pair) {
+// Encrypted when there is a passphrase.
+inline std::string PemOf(EVP_PKEY* pair, const char* passphrase = nullptr) {
     const softkey::BioPtr bio(BIO_new(BIO_s_mem()));
-    PEM_write_bio_PrivateKey(bio.get(), pair, nullptr, nullptr, 0, nullptr, nullptr);
+    const EVP_CIPHER* const cipher = passphrase != nullptr ? EVP_aes_256_cbc() : nullptr;
+    PEM_write_bio_PrivateKey(bio.get(), pair, cipher, nullptr, 0, nullptr,
+                             const_cast<char*>(passphrase));
     char* text = nullptr;
     const long size = BIO_get_mem_data(bio.get(), &text);
     return {text, static_cast<std::size_t>(size)};
