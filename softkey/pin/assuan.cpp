@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
+#include <climits>
 #include <cstring>
 #include <thread>
 
@@ -67,9 +68,8 @@ public:
         Add(posix_spawn_file_actions_adddup2(&actions_, socket, STDOUT_FILENO));
         Add(posix_spawn_file_actions_addopen(&actions_, STDERR_FILENO, "/dev/null", O_WRONLY, 0));
         Add(posix_spawn_file_actions_addclosefrom_np(&actions_, STDERR_FILENO + 1));
-        sigset_t none;
-        sigset_t all;
-        sigemptyset(&none);
+        const sigset_t none{};
+        sigset_t all{};
         sigfillset(&all);
         posix_spawnattr_setsigmask(&attributes_, &none);
         posix_spawnattr_setsigdefault(&attributes_, &all);
@@ -85,17 +85,16 @@ public:
     // Leaves child as it is where it fails.
     bool Spawn(pid_t& child, std::string& program, char** environment) const {
         char* arguments[] = {program.data(), nullptr};
-        pid_t started = child;
-        if (!complete_ || posix_spawnp(&started, program.c_str(), &actions_, &attributes_,
-                                       arguments, environment) != 0) {
-            return false;
-        }
-        child = started;
-        return true;
+        pid_t number = child;
+        const bool started = complete_ && posix_spawnp(&number, program.c_str(), &actions_,
+                                                       &attributes_, arguments, environment) == 0;
+        if (started) child = number;
+        return started;
     }
 
 private:
-    // With a part of them the program would talk with the client's own input.
+    // With a part of them, or with a socket that is none, the program would talk with the client's
+    // own input.
     void Add(int error) { complete_ = complete_ && error == 0; }
 
     posix_spawn_file_actions_t actions_;
@@ -164,12 +163,12 @@ bool AssuanProgram::Start(const char* program, const std::vector<std::string>& h
     int ends[2];
     // A socket instead of pipes: writing to a program that died must not raise SIGPIPE in the
     // client's process.
-    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) return false;
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, PF_UNIX, ends) != 0) return false;
     ends[0] = AboveStandardDescriptors(ends[0]);
     ends[1] = AboveStandardDescriptors(ends[1]);
     socket_ = ends[0];
-    const bool started = ends[0] >= 0 && ends[1] >= 0 &&
-                         SpawnSettings(ends[1]).Spawn(child_, name, environment.data());
+    const bool started =
+        socket_ >= 0 && SpawnSettings(ends[1]).Spawn(child_, name, environment.data());
     close(ends[1]);
     return (started && Greet(patience)) || Break();
 }
@@ -260,25 +259,22 @@ ssize_t AssuanProgram::Write(assuan_context_t context, int socket, const void* b
                          [&] { return send(socket, bytes, size, MSG_NOSIGNAL | MSG_DONTWAIT); });
 }
 
+// Nothing that is ready has to be tried again: nobody else is at this end.
 template <typename Move>
 ssize_t AssuanProgram::Transfer(short events, Move move) const {
-    while (WaitFor(events)) {
-        const ssize_t count = move();
-        if (count >= 0 || (errno != EINTR && errno != EAGAIN)) return count;
-    }
+    if (WaitFor(events)) return move();
     errno = ETIMEDOUT;
     return -1;
 }
 
 bool AssuanProgram::WaitFor(short events) const {
+    pollfd entry{socket_, events, 0};
     for (;;) {
         const auto left =
             std::chrono::duration_cast<Milliseconds>(deadline_ - Clock::now()).count();
         if (left <= 0) return false;
-        pollfd entry{socket_, events, 0};
-        const int ready = poll(&entry, 1, static_cast<int>(std::min<long long>(left, 1000)));
-        if (ready > 0) return true;
-        if (ready < 0 && errno != EINTR) return false;
+        // Else it was interrupted, or the system lacks memory for a moment.
+        if (poll(&entry, 1, static_cast<int>(std::min<long long>(left, INT_MAX))) > 0) return true;
     }
 }
 
@@ -293,17 +289,19 @@ void AssuanProgram::Dismiss() {
     Allow(kFarewell);
     assuan_release(context_);  // says BYE
     context_ = nullptr;
-    if (socket_ >= 0) shutdown(socket_, SHUT_WR);
+    shutdown(socket_, SHUT_WR);  // of none it does nothing
     constexpr int kSteps = 100;
     constexpr Milliseconds kStep{5};
     for (int step = 0; child_ > 0; ++step) {
         if (step == kSteps) kill(child_, SIGKILL);
-        const pid_t gone = waitpid(child_, nullptr, step < kSteps ? WNOHANG : 0);
         // Somebody else may have reaped it: a client that ignores SIGCHLD or waits for all.
-        if (gone == child_ || (gone < 0 && errno != EINTR)) child_ = -1;
-        if (child_ > 0) std::this_thread::sleep_for(kStep);
+        if (waitpid(child_, nullptr, WNOHANG) != 0) {
+            child_ = -1;
+        } else {
+            std::this_thread::sleep_for(kStep);
+        }
     }
-    if (socket_ >= 0) close(socket_);
+    close(socket_);
     socket_ = -1;
 }
 

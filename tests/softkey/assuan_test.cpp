@@ -1,10 +1,14 @@
 // The conversation with the program that asks for a PIN, word by word.
 #include <fcntl.h>
+#include <openssl/crypto.h>
+#include <sys/resource.h>
+#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <sstream>
+#include <thread>
 
 #include "pinentry_fixture.h"
 
@@ -167,7 +171,9 @@ TEST_F(Pinentry, An_answer_has_64_kib) {
         answer += "# " + std::string(58 + more, 'y') + "\nOK\n";
         ASSERT_EQ(65536 + more, answer.size());
         folder_.Write("answer", answer);
-        Install("#!/bin/bash\necho OK\nread -r line\ncat \"${NOTES%notes}answer\"\nread -r line\n");
+        Install(
+            "#!/bin/bash\necho OK\nread -r line\ncd \"${NOTES%notes}\"\n"
+            "head -c 65535 answer\nsleep 0.1\ntail -c +65536 answer\nread -r line\n");
         softkey::AssuanProgram program;
         ASSERT_TRUE(program.Start("pinentry", {}, context_.protocolPatience));
         EXPECT_EQ(more == 0 ? softkey::AssuanResult::kOk : softkey::AssuanResult::kBroken,
@@ -207,6 +213,67 @@ TEST_F(Pinentry, A_program_may_end_by_itself_and_no_descriptor_stays) {
     EXPECT_EQ(before, open());
 }
 
+// The time that it had for its last answer does not count against the goodbye.
+TEST_F(Pinentry, A_program_whose_time_is_over_is_told_that_it_may_leave) {
+    InstallObedient("echo OK");
+    std::chrono::milliseconds patience(50);
+    for (; Notes().empty() && patience.count() < 5000; patience *= 2) {
+        softkey::AssuanProgram program;
+        if (program.Start("pinentry", {}, patience)) std::this_thread::sleep_for(patience);
+    }
+    EXPECT_EQ("BYE\n", Notes());
+}
+
+TEST_F(Pinentry, A_client_with_a_timer_gets_its_pin) {
+    InstallObedient("sleep 0.1; echo 'D 123456'; echo OK");
+    const auto old = std::signal(SIGALRM, [](int) {});
+    const itimerval often{{0, 5000}, {0, 5000}}, never{};
+    setitimer(ITIMER_REAL, &often, nullptr);
+    EXPECT_EQ(softkey::kOk, AskPresentPin(context_, pin_));
+    setitimer(ITIMER_REAL, &never, nullptr);
+    std::signal(SIGALRM, old);
+}
+
+// Nor is a program started that would talk with the client's own input.
+TEST_F(Pinentry, Without_room_for_both_ends_of_the_conversation_there_is_none) {
+    InstallObedient("echo OK");
+    struct Row {
+        std::vector<int> closed;
+        rlim_t limit;
+        bool suffices;
+    };
+    for (const Row& row : {Row{{}, 3, false}, Row{{}, 4, false}, Row{{0}, 4, false},
+                           Row{{0, 1}, 4, false}, Row{{}, 5, true}, Row{{0, 1}, 5, true}}) {
+        const pid_t child = fork();
+        if (child == 0) {
+            closefrom(STDERR_FILENO + 1);
+            for (const int descriptor : row.closed) close(descriptor);
+            const rlimit limit{row.limit, row.limit};
+            setrlimit(RLIMIT_NOFILE, &limit);
+            softkey::AssuanProgram program;
+            const bool talks = program.Start("pinentry", {}, context_.protocolPatience);
+            rusage children{};
+            program.Ask("X", std::chrono::milliseconds(0));  // its end
+            getrusage(RUSAGE_CHILDREN, &children);
+            const bool started = children.ru_minflt != 0;
+            _exit(started == row.suffices && (row.suffices || !talks) ? 0 : 1);
+        }
+        int status = -1;
+        waitpid(child, &status, 0);
+        EXPECT_EQ(0, status) << row.closed.size() << " closed, of " << row.limit;
+    }
+}
+
+TEST_F(Pinentry, Without_room_on_the_secure_heap_there_is_no_conversation) {
+    InstallObedient("echo OK");
+    std::vector<void*> blocks;
+    while (void* const block = OPENSSL_secure_malloc(1024)) blocks.push_back(block);
+    softkey::AssuanProgram program;
+    EXPECT_FALSE(program.Start("pinentry", {}, context_.protocolPatience));
+    EXPECT_EQ(softkey::AssuanResult::kBroken, program.Ask("X", context_.patience));
+    for (void* const block : blocks) OPENSSL_secure_free(block);
+}
+
 TEST_F(Pinentry, A_client_without_standard_descriptors_gets_its_pin) {
     InstallObedient("echo 'D 123456'; echo OK");
     for (const int closed : {0, 1, 2, 3}) {
@@ -222,6 +289,13 @@ TEST_F(Pinentry, A_client_without_standard_descriptors_gets_its_pin) {
         waitpid(child, &status, 0);
         EXPECT_EQ(0, status) << closed;
     }
+}
+
+// In a process of its own, as each test has it, nothing else has made the heap.
+TEST(Assuan, keeps_what_it_holds_on_the_secure_heap) {
+    softkey::AssuanProgram program;
+    EXPECT_FALSE(program.Start("/nowhere/at/all", {}, std::chrono::milliseconds(0)));
+    EXPECT_EQ(1, CRYPTO_secure_malloc_initialized());
 }
 
 TEST(Assuan, escapes_what_a_line_cannot_hold) {

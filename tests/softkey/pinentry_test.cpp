@@ -1,3 +1,5 @@
+#include <fcntl.h>
+#include <malloc.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -99,6 +101,13 @@ TEST_F(Pinentry, The_cancel_button_is_a_cancel) {
 TEST_F(Pinentry, No_program_is_a_cancel) {
     const ScopedVariable path("PATH", folder_.Path().c_str());
     EXPECT_EQ(softkey::kPinCancelled, AskPresentPin(context_, pin_));
+    const auto held = [] { return mallinfo2().uordblks; };
+    const auto before = held();
+    for (int i = 0; i < 8; ++i) {
+        softkey::AssuanProgram program;
+        EXPECT_FALSE(program.Start("pinentry", {}, context_.protocolPatience));
+    }
+    EXPECT_EQ(before, held());
 }
 
 TEST_F(Pinentry, A_request_that_the_program_does_not_know_is_no_matter) {
@@ -173,6 +182,7 @@ TEST_F(Pinentry, No_child_is_left_behind) {
         AskPresentPin(context_, pin_);
         EXPECT_EQ(-1, waitpid(-1, nullptr, WNOHANG)) << script;
         EXPECT_EQ(ECHILD, errno);
+        EXPECT_NE(-1, fcntl(STDOUT_FILENO, F_GETFD)) << "what is not its own was closed";
     }
 }
 
@@ -185,12 +195,15 @@ TEST_F(Pinentry, A_client_that_ignores_its_children_gets_its_pin) {
 }
 
 TEST_F(Pinentry, The_program_inherits_no_descriptor) {
-    Install(
-        "#!/bin/bash\n[ -e /proc/$$/fd/77 ] && echo open >\"$NOTES\" || echo closed >\"$NOTES\"\n");
-    ASSERT_EQ(77, dup2(STDERR_FILENO, 77));  // without O_CLOEXEC
-    AskPresentPin(context_, pin_);
-    close(77);
-    EXPECT_EQ("closed\n", Notes());
+    Install("#!/bin/bash\n[ -e /proc/$$/fd/3 -o -e /proc/$$/fd/77 ]; echo $? >\"$NOTES\"\n");
+    const pid_t child = fork();
+    if (child == 0) {
+        for (const int descriptor : {3, 77}) dup2(STDERR_FILENO, descriptor);  // without O_CLOEXEC
+        AskPresentPin(context_, pin_);
+        _exit(0);
+    }
+    waitpid(child, nullptr, 0);
+    EXPECT_EQ("1\n", Notes());
 }
 
 TEST_F(Pinentry, The_program_does_not_see_the_pins_of_the_environment) {
@@ -233,17 +246,20 @@ TEST_F(Pinentry, A_program_that_dies_before_a_new_pin_is_a_cancel) {
 // What such a client prints must not get into the conversation.
 TEST_F(Pinentry, A_client_without_standard_descriptors_gets_its_pin_and_no_new_ones) {
     InstallObedient(
-        "compgen -G \"/proc/$PPID/fd/[012]\" >/dev/null && echo 'D taken' || echo 'D 123456'; "
+        "compgen -G \"/proc/$PPID/fd/[$CLOSED]\" >/dev/null && echo 'D taken' || echo 'D 123456'; "
         "echo OK");
-    const pid_t child = fork();
-    if (child == 0) {
-        for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) close(descriptor);
-        const bool asked = AskPresentPin(context_, pin_) == softkey::kOk;
-        _exit(asked && pin_.View() == "123456" ? 0 : 1);
+    for (const std::string numbers : {"012", "2"}) {
+        const ScopedVariable variable("CLOSED", numbers.c_str());
+        const pid_t child = fork();
+        if (child == 0) {
+            for (const char number : numbers) close(number - '0');
+            const bool asked = AskPresentPin(context_, pin_) == softkey::kOk;
+            _exit(asked && pin_.View() == "123456" ? 0 : 1);
+        }
+        int status = -1;
+        waitpid(child, &status, 0);
+        EXPECT_EQ(0, status) << numbers;
     }
-    int status = -1;
-    waitpid(child, &status, 0);
-    EXPECT_EQ(0, status);
 }
 
 TEST_F(Pinentry, A_long_label_is_cut_between_characters) {
@@ -260,6 +276,7 @@ TEST_F(Pinentry, Asking_a_dead_program_raises_no_signal) {
     ASSERT_TRUE(program.Start("pinentry", {}, context_.protocolPatience));
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
     EXPECT_EQ(softkey::AssuanResult::kBroken, program.Ask("GETPIN", context_.patience));
+    EXPECT_EQ(-1, waitpid(-1, nullptr, WNOHANG)) << "it is gone at once";
     EXPECT_EQ(softkey::AssuanResult::kBroken, program.Ask("GETPIN", context_.patience));
 }
 
