@@ -104,7 +104,8 @@ Bytes WholeImage(const std::string& home) {
 
 std::int64_t SchemaVersion(Database& db) {
     Statement query = db.Prepare("PRAGMA user_version");
-    return query.Step() ? query.Int(0) : 0;
+    query.Step();
+    return query.Int(0);
 }
 
 Bytes FreshImage() {

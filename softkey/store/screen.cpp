@@ -33,8 +33,7 @@ std::shared_ptr<const File> OpenScreen(const std::string& path) {
     };
     static Last* const last = new Last;
     const std::lock_guard<std::mutex> lock(last->mutex);
-    if (last->path != path || !last->file || last->file->Status().st_nlink == 0) {
-        last->file.reset();
+    if (last->path != path || last->file->Status().st_nlink == 0) {
         const auto opened = std::make_shared<File>(path, O_WRONLY | O_CREAT);
         opened->Required();
         last->file = opened;

@@ -87,6 +87,7 @@ TEST_F(ChangesTest, whatever_comes_of_a_change_others_may_make_theirs) {
 TEST_F(ChangesTest, a_change_in_hand_is_neither_followed_nor_lost) {
     Add(Record("K1", 1));
     SystemCalls::Instance().now = {0, 0};  // so that no stamp holds
+    store_ = Store::Open(home_);
     Transaction change(*store_);
     KeyTable(*store_).SetLabel("K1", "half");
     EXPECT_TRUE(store_->Look());
@@ -141,6 +142,36 @@ TEST_F(ChangesTest, a_store_that_is_held_shows_what_it_showed) {
     EXPECT_EQ(Key("K1").label, "again");
 }
 
+TEST_F(ChangesTest, a_store_that_is_held_shows_nothing_of_a_change_that_failed) {
+    Add(Record("K1", 1));
+    const auto other = Store::Open(home_);
+    const Store::Held held(*store_);
+    {
+        Transaction dropped(*store_);
+        KeyTable(*store_).SetLabel("K1", "half");
+    }
+    KeyTable(*other).SetLabel("K1", "theirs");
+    EXPECT_EQ(Key("K1").label, "label of K1");
+    SystemCalls::Instance().fails = "rename softkey.db.new";
+    SystemCalls::Instance().error = EIO;
+    EXPECT_EQ(OutcomeOf([&] { KeyTable(*store_).SetLabel("K1", "new"); }).first, kStateUnreachable);
+    EXPECT_EQ(Key("K1").label, "theirs");
+    folder_.Write("home/softkey.db", "spoilt");
+    EXPECT_EQ(OutcomeOf([&] { store_->Look(); }).first, kStateDamaged);
+    EXPECT_EQ(OutcomeOf([&] { Key("K1"); }).first, kStateDamaged);
+}
+
+TEST_F(ChangesTest, a_change_that_finds_no_memory_to_be_undone_is_forgotten_all_the_same) {
+    Add(Record("K1", 1));
+    {
+        Transaction dropped(*store_);
+        KeyTable(*store_).SetLabel("K1", "half");
+        sqlite3_hard_heap_limit64(1);
+    }
+    sqlite3_hard_heap_limit64(0);
+    EXPECT_EQ(Key("K1").label, "label of K1");
+}
+
 TEST_F(ChangesTest, only_what_is_there_is_opened_by_those_who_look) {
     EXPECT_NE(Store::OpenExisting(home_), nullptr);
     EXPECT_EQ(Store::OpenExisting(folder_.File("none")), nullptr);
@@ -179,6 +210,7 @@ TEST_F(FoundDamage, is_told_line_by_line_and_nothing_else) {
          {first + "the public key cannot be read"}},
         {"UPDATE keys SET salt = x''", {"key K1: the PIN seal is malformed"}},
         {"UPDATE keys SET kdf = 1", {}},
+        {"UPDATE keys SET block = 0", {"key K1: the PIN seal is malformed"}},
         {"UPDATE keys SET cost = 1", {"key K1: the PIN seal is malformed"}},
         {"UPDATE keys SET sealed = x'00'", {"key K1: the PIN seal is malformed"}},
         {"PRAGMA ignore_check_constraints = ON; UPDATE keys SET button = 7",

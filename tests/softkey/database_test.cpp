@@ -144,6 +144,20 @@ TEST(DatabaseTest, an_image_is_read_without_a_log_whatever_it_says) {
     }
 }
 
+TEST(DatabaseTest, an_image_that_cannot_be_had_is_told) {
+    const TemporaryFolder folder;
+    for (const std::string& text : {std::string(600, 'x'), std::string()}) {
+        const std::string path = folder.Write("softkey.db", text);
+        EXPECT_EQ(OutcomeOf([&] { Database(path).Image(); }),
+                  Outcome(kStateDamaged, path + ": cannot be read"));
+    }
+    Database db{Bytes()};
+    db.Execute("CREATE TABLE t AS SELECT zeroblob(4000000)");
+    sqlite3_hard_heap_limit64(sqlite3_memory_used() + 1000000);
+    EXPECT_EQ(OutcomeOf([&] { db.Image(); }), Outcome(kNoMemory, "softkey.db: cannot be read"));
+    sqlite3_hard_heap_limit64(0);
+}
+
 TEST(DatabaseTest, gives_back_its_memory) {
     Database once{FreshImage()};
     const auto before = sqlite3_memory_used();

@@ -1,7 +1,9 @@
 // A state that the first release left behind opens, and becomes one of today.
 #include <sqlite3.h>
 
+#include <chrono>
 #include <filesystem>
+#include <thread>
 
 #include "file_size_limit.h"
 #include "own_mounts.h"
@@ -88,6 +90,20 @@ TEST_F(FirstReleaseTest, is_read_where_nothing_can_be_written) {
     });
     EXPECT_EQ(status, 0) << (status == 77 ? "a mount of its own cannot be had here" : "");
     EXPECT_FALSE(std::filesystem::exists(Path("home/softkey.guard")));
+}
+
+TEST_F(FirstReleaseTest, is_waited_for_while_a_program_of_its_own_has_it_for_itself) {
+    sqlite3* db = nullptr;
+    ASSERT_EQ(sqlite3_open(Path("home/softkey.db").c_str(), &db), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(db, "PRAGMA journal_mode = DELETE; BEGIN EXCLUSIVE", nullptr, nullptr,
+                           nullptr),
+              SQLITE_OK);
+    std::thread program([db] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        sqlite3_close(db);
+    });
+    EXPECT_EQ(token.VerifyPIN(kSerial), kOk);
+    program.join();
 }
 
 TEST_F(FirstReleaseTest, with_a_folder_in_the_place_of_its_log_it_is_out_of_reach) {

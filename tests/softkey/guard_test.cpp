@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <openssl/evp.h>
 #include <openssl/hmac.h>
+#include <openssl/provider.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -92,6 +93,19 @@ TEST(GuardTest, knows_two_states_and_the_later_one_first) {
     EXPECT_EQ(guard.Find({}), nullptr);
     guard.before = {1, guard.after.digest};
     EXPECT_EQ(guard.Find(BytesOf("two"))->number, 2U);
+}
+
+// As where OpenSSL is set up to have no digests.
+TEST(GuardTest, tells_when_there_is_no_digest_of_the_state) {
+    const Guard guard = Guard::Make();
+    OSSL_LIB_CTX* const none = OSSL_LIB_CTX_new();
+    OSSL_PROVIDER* const nothing = OSSL_PROVIDER_load(none, "null");
+    OSSL_LIB_CTX* const before = OSSL_LIB_CTX_set0_default(none);
+    EXPECT_EQ(OutcomeOf([&] { guard.DigestOf({1}); }),
+              Outcome(kCryptoFailed, "the digest of the state"));
+    OSSL_LIB_CTX_set0_default(before);
+    OSSL_PROVIDER_unload(nothing);
+    OSSL_LIB_CTX_free(none);
 }
 
 // Stamps.
@@ -238,8 +252,9 @@ TEST_F(WaitTest, ends_when_the_lock_is_let_go) {
 
 TEST_F(WaitTest, needs_a_file_and_makes_it_for_the_first_state_alone) {
     const TemporaryFolder empty;
-    EXPECT_EQ(OutcomeOf([&] { const Lock lock(empty.Path(), Lock::kWriting); }).first,
-              kStateUnreachable);
+    EXPECT_EQ(
+        OutcomeOf([&] { const Lock lock(empty.Path(), Lock::kWriting); }),
+        Outcome(kStateUnreachable, empty.File("softkey.guard") + ": " + std::strerror(ENOENT)));
     {
         const Lock lock(empty.Path(), Lock::kWriting, GuardFile::kMadeWhenMissing);
         lock.file().WriteAt(0, "x", 1);

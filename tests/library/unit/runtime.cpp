@@ -7,18 +7,26 @@
 #include <cerrno>
 #include <cstdlib>
 
+#include "kesta/event_library.h"
+
 extern "C" {
 void* __real_malloc(std::size_t size);
 ssize_t __real_write(int file, const void* bytes, std::size_t size);
 int __real_fstat(int file, struct stat* status);
 int __real_dladdr(const void* address, Dl_info* info);
 void* __real_dlopen(const char* path, int flags);
+int __real_gettimeofday(timeval* now, void* zone);
+pid_t __real_getpid();
+int __real_nanosleep(const timespec* time, timespec* left);
 
 void* __wrap_malloc(std::size_t size);
 ssize_t __wrap_write(int file, const void* bytes, std::size_t size);
 int __wrap_fstat(int file, struct stat* status);
 int __wrap_dladdr(const void* address, Dl_info* info);
 void* __wrap_dlopen(const char* path, int flags);
+int __wrap_gettimeofday(timeval* now, void* zone);
+pid_t __wrap_getpid();
+int __wrap_nanosleep(const timespec* time, timespec* left);
 [[noreturn]] void __wrap_abort();
 }
 
@@ -61,6 +69,32 @@ void* __wrap_dlopen(const char* path, int flags) {
     if (!ThePlan().holdsLibraries) return __real_dlopen(path, flags);
     ThePlan().opened.push_back(flags);
     return nullptr;
+}
+
+int __wrap_gettimeofday(timeval* now, void* zone) {
+    if (!ThePlan().now) return __real_gettimeofday(now, zone);
+    *now = *ThePlan().now;
+    return 0;
+}
+
+pid_t __wrap_getpid() {
+    return ThePlan().process != 0 ? ThePlan().process : __real_getpid();
+}
+
+int __wrap_nanosleep(const timespec* time, timespec* left) {
+    if (ThePlan().polls.empty()) return __real_nanosleep(time, left);
+    ThePlan().rests.push_back(*time);
+    return 0;
+}
+
+int ValtoT_ContextInit(std::uint32_t*) {
+    return ThePlan().polls.empty() ? -1 : 0;
+}
+
+int ValtoT_WaitForEvent(std::uint32_t, std::uint32_t, VALTO_EVENT_INFO*, std::uint32_t*) {
+    const int answer = ThePlan().polls.front();
+    ThePlan().polls.erase(ThePlan().polls.begin());
+    return answer;
 }
 
 void __wrap_abort() {

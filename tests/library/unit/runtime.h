@@ -3,7 +3,10 @@
 #ifndef KESTA_UNIT_RUNTIME_H
 #define KESTA_UNIT_RUNTIME_H
 
+#include <sys/time.h>
+
 #include <cstddef>
+#include <optional>
 #include <vector>
 
 namespace runtime {
@@ -19,6 +22,11 @@ struct Plan {
     // Flags of the libraries that were opened; while this is wanted, none is.
     bool holdsLibraries = false;
     std::vector<int> opened;
+    std::optional<timeval> now;  // what the clock says
+    int process = 0;             // the number of this process, unless it is 0
+    // What each look for an event answers, one after the other; without any, no wait begins.
+    std::vector<int> polls;
+    std::vector<timespec> rests;  // how long it was to be slept while these were answered
 };
 
 Plan& ThePlan();

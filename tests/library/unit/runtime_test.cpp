@@ -8,8 +8,11 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -51,8 +54,10 @@ protected:
 
 using LogWithoutMemory = Runtime;
 using LogFile = Runtime;
+using LogHead = Runtime;
 using LibraryFile = Runtime;
 using Process = Runtime;
+using Wait = Runtime;
 
 const std::string kLong(10000, 'x');
 
@@ -95,6 +100,67 @@ TEST_F(LogWithoutMemory, leaves_a_record_without_room_for_its_end_out) {
     ExpectOnlyTheNextRecord();
 }
 
+// As long as its buffer has room for the longest head beside the tag, and for what follows.
+TEST_F(LogWithoutMemory, writes_a_record_that_needs_none) {
+    plan.refusedSize = 4096;
+    LogEntry(std::string(4096 - 128, 't').c_str(), "%s", "x");
+    EXPECT_EQ(Count(LogText(), "\t[x]\r\n"), 1U);
+    LogHex("Tag", kLong.data(), 1900);
+    EXPECT_EQ(Count(LogText(), std::string(3800, '7')), 0U);
+    EXPECT_EQ(Count(LogText(), "787878]\r\n"), 1U);
+}
+
+// A body that takes all of the buffer is moved to a longer one before it is cut.
+TEST_F(LogFile, holds_a_body_of_any_length_whole) {
+    LogEntry("Tag", "%s", "");
+    const std::size_t room = 4096 - (LogText().size() - std::strlen("]\r\n"));
+    for (std::size_t length = room - 5; length < room + 5; ++length) {
+        unlink(kLogFile);
+        LogEntry("Tag", "%s", std::string(length, 'x').c_str());
+        EXPECT_EQ(Count(LogText(), "\t[" + std::string(length, 'x') + "]\r\n"), 1U) << length;
+    }
+}
+
+TEST_F(LogFile, has_nothing_of_a_body_that_cannot_be_printed) {
+    LogEntry("Tag", "%ls", L"\x1F511");
+    EXPECT_EQ(Count(LogText(), "\t[]\r\n"), 1U) << LogText();
+}
+
+// Where nothing names another zone each second is broken down once.
+TEST_F(LogHead, tells_the_second_of_each_record_and_what_is_behind_it) {
+    unsetenv("TZ");
+    for (const time_t second : {1000000000, 1000000001, 1000000001, 1000000004, 1000000000}) {
+        unlink(kLogFile);
+        plan.now = {second, 999999};
+        LogEntry("Tag", "x");
+        char head[32];
+        std::strftime(head, sizeof head, "[%d,%H:%M:%S.999] ", std::localtime(&second));
+        EXPECT_EQ(LogText().rfind(head, 0), 0U) << head << LogText();
+    }
+    plan.now = {1000000000, 4};
+    LogHex("Tag", "x", 1);
+    EXPECT_EQ(Count(LogText(), ".004] Tag"), 1U);
+}
+
+// A client may have asked for local time in a zone of its own, and left that.
+TEST_F(LogHead, is_in_the_machines_zone_from_the_first_record_on) {
+    const time_t second = 1000000000;
+    const int hour = std::localtime(&second)->tm_hour;
+    setenv("TZ", "ABC+7:45", 1);
+    ASSERT_NE(std::localtime(&second)->tm_hour, hour);
+    unsetenv("TZ");
+    plan.now = {second, 0};
+    LogEntry("Tag", "x");
+    ASSERT_GT(LogText().size(), 6U);
+    EXPECT_EQ(std::stoi(LogText().substr(4, 2)), hour);
+}
+
+TEST_F(LogHead, tells_a_process_of_one_digit_by_that_alone) {
+    plan.process = 7;
+    LogEntry("Tag", "x");
+    EXPECT_EQ(Count(LogText(), "(Process is 7, thread is "), 1U) << LogText();
+}
+
 TEST_F(LogFile, takes_the_rest_of_a_record_after_a_signal_or_a_part) {
     plan.writes = {-EINTR, 5, -EINTR, 1};
     LogEntry("Tag", "body");
@@ -111,6 +177,10 @@ TEST_F(LogFile, is_given_up_by_a_record_that_it_does_not_take) {
         EXPECT_EQ(plan.writes.size(), 1U) << answer;
         EXPECT_EQ(LogText().size(), 3U) << answer;
     }
+    // What an earlier call was ended by does not count.
+    plan.writes = {-EINTR, 0, 4};
+    LogEntry("Tag", "body");
+    EXPECT_EQ(plan.writes.size(), 1U);
 }
 
 // A file of one page with a header and segments, and what is to become of it.
@@ -229,6 +299,20 @@ TEST_F(Process, that_cannot_say_where_the_library_is_does_without_pinning_it) {
     plan.addressFails = plan.holdsLibraries = true;
     kesta::StayLoaded();
     EXPECT_TRUE(plan.opened.empty());
+}
+
+TEST_F(Wait, rests_20_milliseconds_between_two_looks) {
+    plan.polls = {1, -1, 0};
+    kesta::SlotMap slots;
+    std::atomic<bool> running{false};
+    unsigned kind = 9, length = 9;
+    char mediaId[17] = "before";
+    EXPECT_EQ(kesta::WaitForEvent(slots, running, {&kind, mediaId, &length}), KESTA_OK);
+    ASSERT_EQ(plan.rests.size(), 2U);
+    for (const timespec& rest : plan.rests) {
+        EXPECT_EQ(rest.tv_sec, 0);
+        EXPECT_EQ(rest.tv_nsec, 20000000);
+    }
 }
 
 // A key that was cut short would be a wrong one.
