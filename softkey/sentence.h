@@ -22,10 +22,11 @@ inline std::string Sentence(const char* english, std::initializer_list<std::stri
     const std::string sentence = translate(english);
     std::string text;
     for (std::size_t i = 0; i < sentence.size(); ++i) {
-        const bool hole = i + 2 < sentence.size() && sentence[i] == '{' && sentence[i + 2] == '}';
-        const auto number = hole ? static_cast<std::size_t>(sentence[i + 1] - '0') : 0;
-        if (number >= 1 && number <= parts.size()) {
-            text += parts.begin()[number - 1];
+        // Behind the last character stands a NUL, which is no number.
+        const std::size_t part =
+            sentence[i] == '{' ? static_cast<std::size_t>(sentence[i + 1] - '1') : parts.size();
+        if (part < parts.size() && sentence[i + 2] == '}') {
+            text += parts.begin()[part];
             i += 2;
         } else {
             text += sentence[i];
