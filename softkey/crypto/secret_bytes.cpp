@@ -56,9 +56,9 @@ void PrepareSecureHeap() {
     } heap;
 }
 
-SecretBytes::SecretBytes(std::size_t size) : size_(size), room_(std::max<std::size_t>(size, 1)) {
+SecretBytes::SecretBytes(std::size_t size) : size_(size) {
     PrepareSecureHeap();
-    bytes_ = static_cast<std::uint8_t*>(OPENSSL_secure_zalloc(room_));
+    bytes_ = static_cast<std::uint8_t*>(OPENSSL_secure_zalloc(size));
     if (bytes_ == nullptr) throw Failure(kNoMemory, "the secure heap is full");
 }
 
@@ -67,7 +67,7 @@ SecretBytes::SecretBytes(const std::uint8_t* bytes, std::size_t size) : SecretBy
 }
 
 SecretBytes::~SecretBytes() {
-    OPENSSL_secure_clear_free(bytes_, room_);
+    OPENSSL_secure_free(bytes_);  // wipes the whole block
 }
 
 }  // namespace softkey

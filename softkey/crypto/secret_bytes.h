@@ -38,12 +38,10 @@ private:
     void Swap(SecretBytes& other) noexcept {
         std::swap(bytes_, other.bytes_);
         std::swap(size_, other.size_);
-        std::swap(room_, other.room_);
     }
 
     std::uint8_t* bytes_ = nullptr;
     std::size_t size_ = 0;
-    std::size_t room_ = 0;
 };
 
 }  // namespace softkey

@@ -33,14 +33,16 @@ using Work = std::function<void()>;
 
 // OpenSSL's blocks that live, counted from the first one on.
 long g_blocks = 0;
-long g_failing = 0;  // the allocation that finds no memory, counted down
-bool g_all = false;  // whether those after it find none either
+long g_failing = 0;         // the allocation that finds no memory, counted down
+bool g_all = false;         // whether those after it find none either
+std::size_t g_missing = 0;  // the size of which no block is to be had
 const bool g_counted = CRYPTO_set_mem_functions(
                            [](std::size_t size, const char*, int) -> void* {
                                if (g_failing != 0 && --g_failing == 0) {
                                    g_failing = g_all ? 1 : 0;
                                    return nullptr;
                                }
+                               if (size == g_missing && size != 0) return nullptr;
                                ++g_blocks;
                                return std::malloc(size);
                            },
@@ -259,6 +261,17 @@ TEST(Openssl, that_has_no_memory_makes_nothing_or_all_of_it) {
     EXPECT_GT(failing, 50);
 }
 
+TEST(Openssl, that_has_no_memory_for_what_it_signs_makes_no_certificate) {
+    const MasterKey master = MasterKey::Random();
+    const auto make = [&] { return CertifiedPairs("A", master, {0, 9}).at(0).certificate; };
+    const X509Ptr certificate = StoredCertificate(make());
+    const int size = i2d_re_X509_tbs(certificate.get(), nullptr);
+    g_missing = static_cast<std::size_t>(size);
+    EXPECT_EQ(CodeOf(make), kNoMemory);
+    g_missing = 0;
+    EXPECT_EQ(CodeOf(make), kOk);
+}
+
 TEST(Openssl, that_writes_is_asked_for_the_size) {
     int size = -1;
     const auto write = [&size](unsigned char** der) {
@@ -405,6 +418,7 @@ TEST(SecretBytes, hold_what_they_are_given) {
     EXPECT_EQ(ToBytes(other), (Bytes{1, 2}));
     EXPECT_EQ(ToBytes(SecretBytes(2)), (Bytes{0, 0}));
     EXPECT_EQ(SecretBytes(0).size(), 0U);
+    EXPECT_NE(SecretBytes(0).data(), nullptr);
 }
 
 TEST(SecretText, holds_256_bytes_and_no_more) {
