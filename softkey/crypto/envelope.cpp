@@ -131,7 +131,6 @@ IMPLEMENT_STATIC_ASN1_ALLOC_FUNCTIONS(EnvelopeAsn1)
         string->flags |= ASN1_STRING_FLAG_BITS_LEFT;
     }
 
-    // A SEQUENCE; bytes may stand behind it, for OpenSSL says beforehand how long it can get.
     Bytes SealSymmetricKey(EVP_PKEY * recipient, const SecretBytes& key) {
         const PKeyCtxPtr ctx(EVP_PKEY_CTX_new_from_pkey(nullptr, recipient, nullptr));
         std::size_t length{};
@@ -141,6 +140,7 @@ IMPLEMENT_STATIC_ASN1_ALLOC_FUNCTIONS(EnvelopeAsn1)
         Bytes cipher(length);
         Require(EVP_PKEY_encrypt(ctx.get(), cipher.data(), &length, key.data(), key.size()) == 1,
                 "sealing");
+        cipher.resize(length);
         return cipher;
     }
 
@@ -222,8 +222,8 @@ std::string SealEnvelopeText(std::string_view to, std::string_view pair) {
     const auto bio = Made(BioPtr(BIO_new_mem_buf(pair.data(), static_cast<int>(pair.size()))),
                           "the pair to seal");
     // An encrypted key gets the empty passphrase instead of a question at the terminal.
-    char none{};
-    const PKeyPtr key(PEM_read_bio_PrivateKey(bio.get(), nullptr, nullptr, &none));
+    char none[] = "";
+    const PKeyPtr key(PEM_read_bio_PrivateKey(bio.get(), nullptr, nullptr, none));
     if (!key) {
         ForgetErrors();
         throw Failure(kBadArgument, "the pair to seal is no unencrypted private key in PEM");

@@ -67,7 +67,7 @@ SecretBytes::SecretBytes(const std::uint8_t* bytes, std::size_t size) : SecretBy
 }
 
 SecretBytes::~SecretBytes() {
-    OPENSSL_secure_free(bytes_);  // wipes the whole block
+    OPENSSL_secure_clear_free(bytes_, size_);
 }
 
 }  // namespace softkey
