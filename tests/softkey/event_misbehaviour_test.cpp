@@ -1,4 +1,6 @@
 // The plan's effects on the event library, and the folder that comes into being late.
+#include <sys/resource.h>
+
 #include <array>
 #include <future>
 #include <stdexcept>
@@ -256,9 +258,16 @@ TEST_F(EventMisbehaviour, A_poll_without_an_event_is_not_counted) {
 TEST_F(EventMisbehaviour, A_delivery_may_be_late) {
     Plan(R"(ValtoT_WaitForEvent", "delay_ms": 120)");
     softkey::KeyTable(*store_).SetInserted("A", false);
+    const auto rests = [] {
+        struct rusage usage {};
+        getrusage(RUSAGE_THREAD, &usage);
+        return usage.ru_nvcsw;
+    };
+    const auto restsBefore = rests();
     const auto start = std::chrono::steady_clock::now();
     EXPECT_EQ("-1", Drain(context_));
     EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(120));
+    EXPECT_GT(rests(), restsBefore) << "it keeps the processor busy meanwhile";
 }
 
 TEST_F(EventMisbehaviour, The_slot_list_may_lie_about_its_length) {

@@ -100,6 +100,29 @@ TEST(MisbehaviourPlan, A_length_may_be_zero) {
     EXPECT_EQ(0U, EffectOf(R"("entry": "GetCertInfo", "length": 0)", "GetCertInfo", 1).length);
 }
 
+TEST(MisbehaviourPlan, Some_effects_come_half_way_and_some_lose_the_answer) {
+    struct Row {
+        const char* fields;
+        bool halfWay, lost;
+    };
+    const Row rows[] = {{R"("delay_ms": 1)", true, false},
+                        {R"("remove": "during")", true, false},
+                        {R"("remove": "moment")", true, false},
+                        {R"("hang": true)", true, false},
+                        {R"("crash": "abort")", true, false},
+                        {R"("throw": true)", true, false},
+                        {R"("code_after": 0)", false, true},
+                        {R"("output": "none")", false, true},
+                        {R"("output": "cut")", false, false},
+                        {R"("remove": "before", "code": 1, "exclusive": true)", false, false}};
+    for (const Row& row : rows) {
+        const Misbehaviour effect =
+            EffectOf(R"("entry": "GetLabel", )" + std::string(row.fields), "GetLabel", 1);
+        EXPECT_EQ(row.halfWay, effect.HasInterlude()) << row.fields;
+        EXPECT_EQ(row.lost, effect.AnswerIsLost()) << row.fields;
+    }
+}
+
 TEST(MisbehaviourPlan, Rules_add_up_and_the_later_one_wins) {
     const auto plan = ParseMisbehaviourPlan(R"({"rules": [
         {"entry": "GetCertInfo", "code": 1, "delay_ms": 7},
