@@ -1,4 +1,5 @@
-// The plan's effects on the event library, and the folder that comes into being late.
+// The plan's effects on the event library, and the folder that comes into being late or is
+// replaced.
 #include <sys/resource.h>
 
 #include <array>
@@ -307,6 +308,32 @@ TEST_F(LateFolder, The_first_key_of_a_new_folder_is_seen_arriving) {
     EXPECT_EQ("", Drain(context));
     MakeKeys();
     EXPECT_EQ("+1 +4", WaitFor(2, context));
+}
+
+TEST_F(LateFolder, A_folder_that_took_the_place_of_another_is_new_as_a_whole) {
+    MakeKeys();
+    const std::uint32_t context = OpenContext();
+    EXPECT_EQ("", Drain(context));
+    store_.reset();
+    std::filesystem::remove_all(home_);
+    store_ = softkey::Store::Open(home_);
+    AddKey(*store_, "N", 3, "MEDIA-N");
+    EXPECT_EQ("+3", WaitFor(1, context));
+}
+
+TEST_F(LateFolder,
+       A_replaced_folder_is_seen_by_the_fiftieth_poll_as_new_even_with_the_same_history) {
+    MakeKeys();
+    std::uint32_t context = OpenContext();
+    store_.reset();
+    std::filesystem::remove_all(home_);
+    MakeKeys();
+    VALTO_EVENT_INFO event = {};
+    int polls = 1;
+    while (polls < 1000 && ValtoT_WaitForEvent(1, 0, &event, &context) != 0) ++polls;
+    EXPECT_EQ(50, polls);
+    EXPECT_EQ("+1", Text(event));
+    EXPECT_EQ("+4", Drain(context));
 }
 
 }  // namespace

@@ -201,16 +201,6 @@ TEST_F(Events, A_forked_child_goes_on_where_its_parent_was) {
     EXPECT_EQ("+1", Drain(context));
 }
 
-TEST_F(Events, A_folder_that_took_the_place_of_another_is_new_as_a_whole) {
-    const std::uint32_t context = OpenContext();
-    EXPECT_EQ("", Drain(context));
-    store_.reset();
-    std::filesystem::remove_all(home_);
-    store_ = softkey::Store::Open(home_);
-    AddKey(*store_, "N", 3, "MEDIA-N");
-    EXPECT_EQ("+3", WaitFor(1, context));
-}
-
 // A client may leave anything in OpenSSL's queue of errors, and finds nothing of the key's in it.
 TEST_F(Events, OpenSSLs_errors_are_neither_believed_nor_left) {
     std::uint32_t count = 0;
@@ -328,19 +318,6 @@ TEST_F(Events, Waits_leave_no_descriptor_behind) {
 
 TEST_F(Events, A_context_has_the_number_one) {
     EXPECT_EQ(1U, OpenContext());
-}
-
-TEST_F(Events, A_replaced_folder_is_seen_by_the_fiftieth_poll_as_new_even_with_the_same_history) {
-    std::uint32_t context = OpenContext();
-    store_.reset();
-    std::filesystem::remove_all(home_);
-    MakeKeys();
-    VALTO_EVENT_INFO event = {};
-    int polls = 1;
-    while (polls < 1000 && ValtoT_WaitForEvent(1, 0, &event, &context) != 0) ++polls;
-    EXPECT_EQ(50, polls);
-    EXPECT_EQ("+1", Text(event));
-    EXPECT_EQ("+4", Drain(context));
 }
 
 TEST_F(Events, What_was_not_taken_of_a_folder_is_dropped_when_another_is_named) {
