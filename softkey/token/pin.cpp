@@ -32,12 +32,10 @@ PinContext ContextOf(const KeyRecord& key) {
     return context;
 }
 
-// The key as it is now, still the same insertion and the same PIN.
-KeyRecord Unchanged(const LockedDevice& device, const KeyRecord& key) {
-    device.RequireStillThere(key);
-    KeyRecord now = device.Resolve(key.serial.c_str());
+// Within a change, which is one to the same insertion of the key.
+void RequireSamePin(const LockedDevice& device, const KeyRecord& key) {
+    const KeyRecord now = device.Resolve(key.serial.c_str());
     if (now.pinVersion != key.pinVersion) throw Failure(kPinRequired);
-    return now;
 }
 
 struct Attempt {
@@ -47,7 +45,7 @@ struct Attempt {
 
 Attempt CountTry(const KeyRecord& key) {
     Change change(key);
-    Unchanged(change.device(), key);
+    RequireSamePin(change.device(), key);
     Attempt attempt{PinTable(change.store()).Seal(key.serial),
                     PinTable(change.store()).TakeTry(key.serial)};
     change.Commit();
@@ -60,7 +58,7 @@ std::shared_ptr<Unlocked> Accept(const KeyRecord& key, const PinSeal& seal, cons
     std::optional<PinSeal> better;
     if (seal.kdf != Kdf::kScrypt) better = SealMaster(master, pin, key.serial);
     Change change(key);
-    Unchanged(change.device(), key);
+    RequireSamePin(change.device(), key);
     PinTable pins(change.store());
     if (better) pins.SetSeal(key.serial, *better);
     pins.ResetTries(key.serial);
@@ -184,7 +182,7 @@ void ChangePinOf(const KeyRecord& key, const Midway& midway) {
     const PinSeal seal = SealMaster(master, pin.View(), key.serial, PresentCost(key));
     {
         Change change(key);
-        Unchanged(change.device(), key);
+        RequireSamePin(change.device(), key);
         ChangeMaster(change.store(), key.serial, unlocked->master, master);
         ReplaceSeal(change.store(), key.serial, seal);
         change.Commit();

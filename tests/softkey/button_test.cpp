@@ -3,6 +3,7 @@
 #include <chrono>
 #include <ctime>
 #include <functional>
+#include <future>
 #include <thread>
 
 #include "softkey/misbehaviour/misbehaviour.h"
@@ -174,6 +175,28 @@ TEST_F(ButtonTest, other_calls_go_on_while_a_question_waits) {
                   QuestionTable(store).Decide(kSerial, Button::kPress);
               }),
               kOk);
+}
+
+// Nothing looks at the key between the texts. Where it is quicker than the hand it gets more to do.
+TEST_F(ButtonTest, a_batch_counts_only_if_the_key_is_there_at_its_end) {
+    ASSERT_EQ(Request(1, 1, 2).code, kOk);
+    int code = kOk;
+    std::string serial = kSerial, list = "x";
+    for (int size = 1; size < 4096 && code != kKeyRemoved; size *= 2) {
+        list += "||" + list;
+        std::string signatures(list.size() * 346, '\0');
+        auto length = static_cast<std::uint32_t>(signatures.size());
+        ASSERT_EQ(token.VerifyPIN(kSerial), kOk);
+        std::future<int> batch = std::async(std::launch::async, [&] {
+            return token.Batch_Sign(0, serial.data(), 1, 2, nullptr, nullptr, nullptr, 0, 0,
+                                    list.c_str(), 0, signatures.data(), &length);
+        });
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        KeyTable(*OpenStore()).SetInserted(kSerial, false);
+        code = batch.get();
+        KeyTable(*OpenStore()).SetInserted(kSerial, true);
+    }
+    EXPECT_EQ(code, kKeyRemoved);
 }
 
 // One test for each entry point that works on a key: pulled out half way, it ends with the

@@ -9,6 +9,7 @@
 #include "softkey/store/damage.h"
 #include "softkey/store/keys.h"
 #include "softkey/store/objects.h"
+#include "softkey/store/pins.h"
 #include "token_fixture.h"
 
 using namespace softkey;
@@ -160,6 +161,28 @@ TEST_F(ConcurrencyTest, processes_work_side_by_side) {
     EXPECT_EQ(ObjectTable(*store).Get(kSerial, "0123456789", 2), std::to_string(kRounds - 1));
     EXPECT_EQ(KeyTable(*store).All().size(), 1U);
     EXPECT_EQ(FindDamage(Home()), std::vector<std::string>());
+}
+
+// The try is counted before the look and the change is made during it, unless that was too quick.
+TEST_F(ConcurrencyTest, a_pin_that_is_changed_while_it_is_looked_at_unlocks_nothing) {
+    const std::string serial = "KS0000000002";
+    const auto store = OpenStore();
+    NewKey slow;
+    slow.serial = serial;
+    slow.pinCost = {32768, 8, 1};
+    softkey::CreateKey(*store, slow, kPin);
+    int code = kOk;
+    for (int i = 0; i < 50 && code == kOk; ++i) {
+        std::atomic<bool> ended{false};
+        std::thread client([&] {
+            code = token.VerifyPIN(serial.c_str());
+            ended = true;
+        });
+        while (!ended && TriesLeft(serial) == kMaxTries) std::this_thread::yield();
+        PinTable(*store).EndVerifications(serial);
+        client.join();
+    }
+    EXPECT_EQ(code, kPinRequired);
 }
 
 }  // namespace

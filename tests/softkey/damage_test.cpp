@@ -58,6 +58,7 @@ TEST_F(DamageTest, a_sound_state_has_none) {
 }
 
 TEST_F(DamageTest, a_file_that_is_no_database_is_told_by_every_operation) {
+    ASSERT_EQ(token.VerifyPIN(kSerial), kOk);
     std::filesystem::remove_all(Home());
     std::filesystem::create_directory(Home());
     std::filesystem::permissions(Home(), std::filesystem::perms::owner_all);
@@ -68,6 +69,11 @@ TEST_F(DamageTest, a_file_that_is_no_database_is_told_by_every_operation) {
     EXPECT_EQ(SignHash(std::string(64, 'a')).code, kStateDamaged);
     EXPECT_EQ(token.SetData("0123456789", 0, "v"), kStateDamaged);
     EXPECT_THROW(OpenStore(), Failure);
+    for (const auto& open : std::filesystem::directory_iterator("/proc/self/fd")) {
+        std::error_code gone;
+        const std::string file = std::filesystem::read_symlink(open, gone).string();
+        EXPECT_NE(file.substr(0, Home().size()), Home()) << "kept open: " << file;
+    }
 }
 
 TEST_F(DamageTest, a_schema_of_another_version_is_told) {

@@ -59,6 +59,7 @@ TEST_F(DeviceTest, a_key_that_was_pulled_out_is_absent) {
     CreateKey();
     KeyTable(*OpenStore()).SetInserted(kSerial, false);
     EXPECT_EQ(Serial().code, kKeyAbsent);
+    EXPECT_EQ(state_, 0U);
     char label[512] = {};
     char serial[] = "KS0000000001";
     EXPECT_EQ(token.GetLabel(serial, label), kKeyAbsent);

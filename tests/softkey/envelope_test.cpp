@@ -99,13 +99,15 @@ TEST_F(EnvelopeTest, an_rsa_key_is_not_sealed) {
 }
 
 TEST_F(EnvelopeTest, an_encryption_certificate_goes_with_its_escrowed_pair) {
+    const std::string signing = Enrol(1, 2, 3);
     const Result request = Request(3, 2, 3);
     ASSERT_EQ(ImportKey(Escrow(request.text)), kOk);
     const std::string certificate = EncryptionCertificate(request.text);
     EXPECT_EQ(WriteCertificate(certificate), kOk);
     EXPECT_EQ(Certificate(3, 2).text, certificate);
+    EXPECT_EQ(Certificate(0).text, signing) << "of both kinds";
     const auto pairs = PairTable(*OpenStore()).Of(kSerial);
-    ASSERT_EQ(pairs.size(), 1U) << "the temporary pair is spent";
+    ASSERT_EQ(pairs.size(), 2U) << "the temporary pair is spent";
     EXPECT_EQ(pairs[0].role, Role::kEncryption);
 }
 

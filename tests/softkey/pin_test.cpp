@@ -369,7 +369,7 @@ TEST_F(PinTest, the_prompt_tells_of_a_wrong_pin_until_the_right_one) {
         Write("pin", pin);
         Write("asked", "");
         EXPECT_EQ(token.VerifyPIN(kSerial), code);
-        EXPECT_NE(Read("asked").find("of payroll"), std::string::npos);
+        EXPECT_NE(Read("asked").find(std::string("of payroll ") + kSerial), std::string::npos);
         return Read("asked").find("SETERROR") != std::string::npos;
     };
     EXPECT_FALSE(tellsWhen("000000", kPinWrong));

@@ -1,7 +1,10 @@
 // Whom a plan is for, what a key holds under its limits, and plans that come, go or are damaged.
 #include <filesystem>
+#include <functional>
+#include <future>
 
 #include "planned_calls.h"
+#include "softkey/store/pins.h"
 
 using namespace softkey;
 
@@ -116,5 +119,51 @@ TEST_F(PlannedCalls, a_damaged_plan_is_told_whatever_is_called) {
 }
 
 // Every entry point asks for the plan under its own name.
+
+// What was made under the earlier PIN is not stored under the new one, nor is the key unlocked.
+TEST_F(PlannedCalls, a_pin_that_another_process_changed_meanwhile_is_asked_for_again) {
+    const std::string envelope = Escrow(Request(3, 2, 3).text);
+    SetNewPin("abcdef");
+    const std::vector<std::pair<std::string, std::function<int()>>> calls = {
+        {"GMCreatePKCS10", [&] { return Request(1, 2, 3).code; }},
+        {"GMImportPriKey", [&] { return ImportKey(envelope); }},
+        {"VerifyPIN", [&] { return token.VerifyPIN(kSerial); }},
+        {"ChangePin", [&] { return token.ChangePin(kSerial); }}};
+    for (const auto& [entry, call] : calls) {
+        ASSERT_EQ(token.VerifyPIN(kSerial), kOk);
+        // A change has verified the PIN, which gives the try back, when it begins to hang.
+        const int tries = entry == "ChangePin" ? kMaxTries : kMaxTries - 1;
+        PinTable(*OpenStore()).TakeTry(kSerial);
+        Plan(R"({"entry": ")" + entry + R"(", "hang": true})");
+        std::future<int> code = std::async(std::launch::async, call);
+        while (Counted(entry) == 0 || TriesLeft() != tries) std::this_thread::sleep_for(1ms);
+        PinTable(*OpenStore()).EndVerifications(kSerial);
+        ClearMisbehaviour(Home());
+        EXPECT_EQ(code.get(), kPinRequired) << entry;
+        EXPECT_EQ(TriesLeft(), tries) << entry;
+        EXPECT_EQ(Pairs(), 1U) << entry;
+    }
+    EXPECT_EQ(token.VerifyPIN(kSerial), kOk) << "with the PIN that it had";
+}
+
+TEST_F(PlannedCalls, a_length_is_told_as_the_plan_says_unless_it_says_a_code) {
+    std::array<std::uint8_t, 8> info{};
+    std::uint32_t length = info.size();
+    Plan(R"({"entry": "*", "length": 9})");
+    EXPECT_EQ(token.GetPinInfo(kSerial, info.data(), &length), kOk);
+    EXPECT_EQ(length, 9U);
+    EXPECT_EQ(token.GetPinInfo(kSerial, info.data(), nullptr), kBadArgument);
+    EXPECT_EQ(Label(), kOk) << "that tells no length";
+    Plan(R"({"entry": "GetPinInfo", "length": 7, "code": 5})");
+    EXPECT_EQ(token.GetPinInfo(kSerial, info.data(), &length), 5);
+    EXPECT_EQ(length, 9U);
+}
+
+TEST_F(PlannedCalls, a_plan_is_followed_beside_a_state_that_nobody_can_read) {
+    Plan(R"({"entry": "UOS_SetCharset", "code": 5})");
+    Write("home/softkey.db", std::string(8192, 'x'));
+    EXPECT_EQ(Label(), kStateDamaged);
+    EXPECT_EQ(token.UOS_SetCharset("", "UTF-8"), 5);
+}
 
 }  // namespace
