@@ -86,9 +86,8 @@ void ConfirmAtButton(const KeyRecord& key, const std::string& text) {
     Button decision;
     {
         LockedDevice device;
-        device.RequireStillThere(key);
+        decision = device.RequireStillThere(key).button;
         Screen(device.store()).Show(key.serial, text);
-        decision = device.Resolve(key.serial.c_str()).button;
     }
     if (decision == Button::kAsk) return Wait(key);
     Obey(decision);

@@ -89,9 +89,11 @@ KeyRecord LockedDevice::Resolve(const char* serial) const {
     return *found;
 }
 
-void LockedDevice::RequireStillThere(const KeyRecord& key) const {
+const KeyRecord& LockedDevice::RequireStillThere(const KeyRecord& key) const {
     for (const KeyRecord& now : device_.keys) {
-        if (now.serial == key.serial && now.inserted && now.insertions == key.insertions) return;
+        if (now.serial == key.serial && now.inserted && now.insertions == key.insertions) {
+            return now;
+        }
     }
     throw Failure(kKeyRemoved);
 }

@@ -82,8 +82,9 @@ public:
     // present. kKeyAbsent, kSeveralKeys.
     KeyRecord Resolve(const char* serial) const;
     const std::vector<KeyRecord>& Keys() const { return device_.keys; }
-    // kKeyRemoved when the key was pulled out since the record was taken, if only for a moment.
-    void RequireStillThere(const KeyRecord& key) const;
+    // The key as it is now; kKeyRemoved when it was pulled out since the record was taken, if only
+    // for a moment.
+    const KeyRecord& RequireStillThere(const KeyRecord& key) const;
     const std::vector<PairRecord>& Pairs(const KeyRecord& key);
 
     KeyUse& UseOf(const KeyRecord& key) { return device_.uses[key.serial]; }

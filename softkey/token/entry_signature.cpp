@@ -41,8 +41,7 @@ Ready Prepare(const char* serial, const Selection& selection) {
     }
     unlocked = AskAndVerifyPin(ready.key);
     LockedDevice device;
-    device.RequireStillThere(ready.key);
-    ready.opened = device.OpenPair(ready.key, ready.record, *unlocked);
+    ready.opened = device.OpenPair(device.RequireStillThere(ready.key), ready.record, *unlocked);
     return ready;
 }
 

@@ -32,10 +32,8 @@ PinContext ContextOf(const KeyRecord& key) {
     return context;
 }
 
-// Within a change, which is one to the same insertion of the key.
 void RequireSamePin(const LockedDevice& device, const KeyRecord& key) {
-    const KeyRecord now = device.Resolve(key.serial.c_str());
-    if (now.pinVersion != key.pinVersion) throw Failure(kPinRequired);
+    if (device.RequireStillThere(key).pinVersion != key.pinVersion) throw Failure(kPinRequired);
 }
 
 struct Attempt {
