@@ -128,6 +128,7 @@ TEST_F(PlannedCalls, a_pin_that_another_process_changed_meanwhile_is_asked_for_a
         {"GMCreatePKCS10", [&] { return Request(1, 2, 3).code; }},
         {"GMImportPriKey", [&] { return ImportKey(envelope); }},
         {"VerifyPIN", [&] { return token.VerifyPIN(kSerial); }},
+        {"VerifyAndCachePin", [&] { return token.VerifyAndCachePin(kSerial, nullptr); }},
         {"ChangePin", [&] { return token.ChangePin(kSerial); }}};
     for (const auto& [entry, call] : calls) {
         ASSERT_EQ(token.VerifyPIN(kSerial), kOk);
