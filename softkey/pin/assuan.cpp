@@ -163,7 +163,7 @@ bool AssuanProgram::Start(const char* program, const std::vector<std::string>& h
     int ends[2];
     // A socket instead of pipes: writing to a program that died must not raise SIGPIPE in the
     // client's process.
-    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, PF_UNIX, ends) != 0) return false;
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) return false;
     ends[0] = AboveStandardDescriptors(ends[0]);
     ends[1] = AboveStandardDescriptors(ends[1]);
     socket_ = ends[0];
@@ -273,8 +273,9 @@ bool AssuanProgram::WaitFor(short events) const {
         const auto left =
             std::chrono::duration_cast<Milliseconds>(deadline_ - Clock::now()).count();
         if (left <= 0) return false;
-        // Else it was interrupted, or the system lacks memory for a moment.
-        if (poll(&entry, 1, static_cast<int>(std::min<long long>(left, INT_MAX))) > 0) return true;
+        const int ready = poll(&entry, 1, static_cast<int>(std::min<long long>(left, INT_MAX)));
+        if (ready > 0) return true;
+        if (ready < 0 && errno != EINTR) return false;
     }
 }
 
