@@ -12,6 +12,7 @@
 #include <sys/time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <charconv>
@@ -102,8 +103,8 @@ LogRecord::~LogRecord() {
             size_ = static_cast<std::size_t>(Put(text_ + size_, kEnd) - text_);
         if (whole_) WriteAll(file_, text_, size_);
         close(file_);
-        // It may be the text of a key.
-        explicit_bzero(text_, size_);
+        // It may be the text of a key, cut where it found no room.
+        explicit_bzero(text_, capacity_);
         if (text_ != buffer_) std::free(text_);
     }
     pthread_setcancelstate(cancelState_, nullptr);
@@ -114,7 +115,7 @@ void LogRecord::AddFormatted(const char* format, va_list arguments) {
     va_copy(again, arguments);
     const std::size_t left = capacity_ - size_;
     const int printed = vsnprintf(text_ + size_, left, format, arguments);
-    const auto length = static_cast<std::size_t>(printed < 0 ? 0 : printed);
+    const auto length = static_cast<std::size_t>(std::max(printed, 0));
     if (length < left) {
         size_ += length;
     } else if (Reserve(length + 1)) {
@@ -165,7 +166,7 @@ bool LogRecord::Reserve(std::size_t more) {
     whole_ = text != nullptr;
     if (!whole_) return false;
     std::memcpy(text, text_, size_);
-    explicit_bzero(text_, size_);
+    explicit_bzero(text_, capacity_);
     if (text_ != buffer_) std::free(text_);
     text_ = text;
     capacity_ = capacity;

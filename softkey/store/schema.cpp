@@ -87,10 +87,9 @@ void RequireLog(const std::string& home) {
 
 void RequireSound(Database& db, const std::string& home) {
     Statement check = db.Prepare("PRAGMA integrity_check");
-    while (check.Step()) {
-        if (check.Text(0) == "ok") continue;
-        throw Failure(kStateDamaged, Sentence("{1}: {2}", {DatabasePath(home), check.Text(0)}));
-    }
+    check.Step();  // the first finding, or that all is well
+    if (check.Text(0) == "ok") return;
+    throw Failure(kStateDamaged, Sentence("{1}: {2}", {DatabasePath(home), check.Text(0)}));
 }
 
 // The database as it would be with its log folded in.

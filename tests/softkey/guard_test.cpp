@@ -3,12 +3,15 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <openssl/crypto.h>
 #include <openssl/evp.h>
 #include <openssl/hmac.h>
 #include <openssl/provider.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstdlib>
 #include <cstring>
 
 #include "outcome.h"
@@ -106,6 +109,17 @@ TEST(GuardTest, tells_when_there_is_no_digest_of_the_state) {
     OSSL_LIB_CTX_set0_default(before);
     OSSL_PROVIDER_unload(nothing);
     OSSL_LIB_CTX_free(none);
+}
+
+// A thread may still sign when the process ends: OpenSSL stays as it is, whatever began with it.
+TEST(GuardTest, leaves_OpenSSL_in_use_to_the_end_of_the_process) {
+    testing::FLAGS_gtest_death_test_style = "threadsafe";  // in a process that begins with it
+    const auto end = [] {
+        OPENSSL_atexit([] { _exit(1); });
+        std::exit(0);
+    };
+    EXPECT_EXIT((Guard::Make(), end()), testing::ExitedWithCode(0), "");
+    EXPECT_EXIT((Guard().DigestOf({1}), end()), testing::ExitedWithCode(0), "");
 }
 
 // Stamps.

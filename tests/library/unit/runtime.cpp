@@ -7,8 +7,6 @@
 #include <cerrno>
 #include <cstdlib>
 
-#include "kesta/event_library.h"
-
 extern "C" {
 void* __real_malloc(std::size_t size);
 ssize_t __real_write(int file, const void* bytes, std::size_t size);
@@ -17,7 +15,7 @@ int __real_dladdr(const void* address, Dl_info* info);
 void* __real_dlopen(const char* path, int flags);
 int __real_gettimeofday(timeval* now, void* zone);
 pid_t __real_getpid();
-int __real_nanosleep(const timespec* time, timespec* left);
+void __real_explicit_bzero(void* bytes, std::size_t size);
 
 void* __wrap_malloc(std::size_t size);
 ssize_t __wrap_write(int file, const void* bytes, std::size_t size);
@@ -26,7 +24,8 @@ int __wrap_dladdr(const void* address, Dl_info* info);
 void* __wrap_dlopen(const char* path, int flags);
 int __wrap_gettimeofday(timeval* now, void* zone);
 pid_t __wrap_getpid();
-int __wrap_nanosleep(const timespec* time, timespec* left);
+void __wrap_explicit_bzero(void* bytes, std::size_t size);
+void __wrap___explicit_bzero_chk(void* bytes, std::size_t size, std::size_t room);
 [[noreturn]] void __wrap_abort();
 }
 
@@ -81,20 +80,14 @@ pid_t __wrap_getpid() {
     return ThePlan().process != 0 ? ThePlan().process : __real_getpid();
 }
 
-int __wrap_nanosleep(const timespec* time, timespec* left) {
-    if (ThePlan().polls.empty()) return __real_nanosleep(time, left);
-    ThePlan().rests.push_back(*time);
-    return 0;
+void __wrap_explicit_bzero(void* bytes, std::size_t size) {
+    ThePlan().wiped.emplace_back(static_cast<const char*>(bytes), size);
+    __real_explicit_bzero(bytes, size);
 }
 
-int ValtoT_ContextInit(std::uint32_t*) {
-    return ThePlan().polls.empty() ? -1 : 0;
-}
-
-int ValtoT_WaitForEvent(std::uint32_t, std::uint32_t, VALTO_EVENT_INFO*, std::uint32_t*) {
-    const int answer = ThePlan().polls.front();
-    ThePlan().polls.erase(ThePlan().polls.begin());
-    return answer;
+// The same where the compiler knows how much room there is.
+void __wrap___explicit_bzero_chk(void* bytes, std::size_t size, std::size_t) {
+    __wrap_explicit_bzero(bytes, size);
 }
 
 void __wrap_abort() {

@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <optional>
+#include <string>
 #include <vector>
 
 namespace runtime {
@@ -22,11 +23,9 @@ struct Plan {
     // Flags of the libraries that were opened; while this is wanted, none is.
     bool holdsLibraries = false;
     std::vector<int> opened;
-    std::optional<timeval> now;  // what the clock says
-    int process = 0;             // the number of this process, unless it is 0
-    // What each look for an event answers, one after the other; without any, no wait begins.
-    std::vector<int> polls;
-    std::vector<timespec> rests;  // how long it was to be slept while these were answered
+    std::optional<timeval> now;      // what the clock says
+    int process = 0;                 // the number of this process, unless it is 0
+    std::vector<std::string> wiped;  // what was wiped out of memory
 };
 
 Plan& ThePlan();
