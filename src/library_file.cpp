@@ -52,8 +52,8 @@ bool IsCutShort(const char* path) {
     for (unsigned i = 0; i < header.e_phnum; ++i) {
         Elf64_Phdr segment;
         if (!file.Read(segment, header.e_phoff + i * sizeof segment)) return true;
+        if (segment.p_type != PT_LOAD) continue;
         // A segment of zeroes alone takes nothing of the file, wherever it says that it begins.
-        if (segment.p_type != PT_LOAD || segment.p_filesz == 0) continue;
         if (segment.p_filesz > size - std::min(segment.p_offset, size)) return true;
     }
     return false;

@@ -20,7 +20,7 @@ const char* Find(const char* from, const char* end, std::string_view pattern) {
             return static_cast<const char*>(hit);
         }
         if (n == left) return nullptr;
-        from += n - (pattern.size() - 1);
+        from += n - pattern.size() + 1;
     }
 }
 

@@ -62,10 +62,13 @@ TEST(SlotMapVariable, is_an_empty_map_before_any_wait) {
 
 // A client may hold it as a variable of its own program, where the loader copies it.
 TEST(SlotMapVariable, can_be_written_by_a_client_before_any_wait) {
-    g_WaitEventSlotMap[5] = "five";
-    EXPECT_EQ(g_WaitEventSlotMap, (SlotMap{{5, "five"}}));
+    const std::string name(100000, '5');
+    const std::size_t before = HeapInUse();
+    g_WaitEventSlotMap[5] = name;
+    EXPECT_EQ(g_WaitEventSlotMap, (SlotMap{{5, name}}));
     Scan({});
     EXPECT_EQ(g_WaitEventSlotMap, SlotMap{});
+    EXPECT_LT(HeapInUse(), before + name.size()) << "what was written is lost";
 }
 
 // ---- X_getCurrentSlots --------------------------------------------------------------------------

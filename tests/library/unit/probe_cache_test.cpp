@@ -2,7 +2,10 @@
 #include "probe_cache.h"
 
 #include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
+#include <cstring>
 #include <string>
 #include <utility>
 
@@ -45,6 +48,21 @@ TEST_F(ProbeCache, keeps_what_a_probe_made_and_what_it_was_made_for) {
     EXPECT_STREQ(p10, "request");
     EXPECT_STREQ(info, "info");
     EXPECT_STREQ(serial, "A1");
+}
+
+// Behind it there may be nothing.
+TEST_F(ProbeCache, reads_no_text_beyond_its_end) {
+    const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    void* const mapped =
+        mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    ASSERT_NE(mapped, MAP_FAILED);
+    char* const end = static_cast<char*>(mapped) + page;
+    ASSERT_EQ(mprotect(end, page, PROT_NONE), 0);
+    std::memcpy(end - 5, "info", 5);
+    EXPECT_EQ(Serve(Call(nullptr, end - 5, end - 5)), KESTA_OK);
+    EXPECT_STREQ(info, "info");
+    EXPECT_STREQ(serial, "info");
+    munmap(mapped, 2 * page);
 }
 
 TEST_F(ProbeCache, serves_the_call_that_follows_and_is_used_up) {

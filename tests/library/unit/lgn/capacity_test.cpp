@@ -114,6 +114,10 @@ TEST_F(CapacityLimits, a_count_that_overflows_is_no_memory) {
         EXPECT_EQ(_lgnBufferManager->Allocate(chars, 1), nullptr) << chars;
     }
     EXPECT_EQ(_lgnBufferManager->Allocate(0x20000000, 8), nullptr);
+    heap::FailRequest(1);  // or it would be two gigabytes
+    EXPECT_EQ(_lgnBufferManager->Allocate(0x7ffffff7, 1), nullptr);
+    heap::FailRequest(0);
+    EXPECT_EQ(_lgnMemoryManager->GetSize(nullptr), 0x7ffffff8u + 24) << "the longest was asked for";
 }
 
 TEST_F(CapacityLimits, a_negative_count_is_no_memory) {
@@ -146,6 +150,7 @@ TEST_F(CapacityLimits, a_growth_near_the_longest_text_asks_for_what_is_needed) {
 TEST_F(CapacityLimits, a_growth_that_overflows_is_no_memory_and_leaves_the_text) {
     LgnString string("abc");
     EXPECT_EQ(ThrownBy([&] { string.GetBuffer(0x7fffffff); }), kNoMemoryCode);
+    EXPECT_EQ(ThrownBy([&] { string.Append("x", 0x7fffffff - 3); }), kNoMemoryCode);
     EXPECT_EQ(TextOf(string), "abc");
 }
 
