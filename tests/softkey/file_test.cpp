@@ -218,6 +218,14 @@ TEST_F(FileTest, a_folder_is_made_with_those_above_it) {
     }
 }
 
+TEST_F(FileTest, a_folder_without_any_above_it_is_made_where_the_process_works) {
+    const std::filesystem::path before = std::filesystem::current_path();
+    std::filesystem::current_path(folder_.Path());
+    EXPECT_EQ(OutcomeOf([] { MakeHome("home"); }), Outcome(kOk, ""));
+    std::filesystem::current_path(before);
+    EXPECT_TRUE(IsUsableHome(Path("home")));
+}
+
 TEST_F(FileTest, a_folder_that_cannot_be_made_is_named) {
     const std::string tooLong(300, 'x');
     for (const std::string& path : {tooLong, "/" + tooLong, Path(tooLong)}) {

@@ -293,6 +293,7 @@ TEST_F(TablesTest, what_is_made_up_for_a_key_says_what_it_is) {
     };
     for (int i = 0; i < 20; ++i) {
         const KeyRecord made = CreateKey(*store_, wanted, "123456");
+        EXPECT_EQ(made.slot, static_cast<std::uint32_t>(i) + 1);
         EXPECT_EQ(made.serial.substr(0, 2), "KS");
         EXPECT_EQ(made.mediaId.substr(0, 2), "KM");
         EXPECT_EQ(made.serial.size(), 12U);
