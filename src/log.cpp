@@ -103,8 +103,8 @@ LogRecord::~LogRecord() {
             size_ = static_cast<std::size_t>(Put(text_ + size_, kEnd) - text_);
         if (whole_) WriteAll(file_, text_, size_);
         close(file_);
-        // It may be the text of a key, cut where it found no room.
-        explicit_bzero(text_, capacity_);
+        // It may be the text of a key; what found no room stands behind the rest, cut.
+        explicit_bzero(text_, whole_ ? size_ : capacity_);
         if (text_ != buffer_) std::free(text_);
     }
     pthread_setcancelstate(cancelState_, nullptr);
