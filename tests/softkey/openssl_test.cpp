@@ -1,5 +1,5 @@
-// What the software key leaves behind in OpenSSL: no notes, no memory, nothing outside the secure
-// heap.
+// What the software key leaves behind in OpenSSL: no notes, no memory; and what it makes of an
+// OpenSSL that lacked some.
 #include <openssl/crypto.h>
 #include <openssl/err.h>
 #include <openssl/evp.h>
@@ -12,6 +12,7 @@
 #include <thread>
 
 #include "crypto_support.h"
+#include "openssl_memory.h"
 #include "softkey/crypto/base64.h"
 #include "softkey/crypto/certificate.h"
 #include "softkey/crypto/decryption.h"
@@ -23,37 +24,12 @@
 #include "softkey/crypto/rsa_key.h"
 #include "softkey/crypto/signature.h"
 #include "softkey/crypto/sm2_cipher.h"
-#include "softkey/pin/secret_text.h"
 
 using namespace softkey;
 
 namespace {
 
 using Work = std::function<void()>;
-
-// OpenSSL's blocks that live, counted from the first one on.
-long g_blocks = 0;
-long g_failing = 0;         // the allocation that finds no memory, counted down
-bool g_all = false;         // whether those after it find none either
-std::size_t g_missing = 0;  // the size of which no block is to be had
-const bool g_counted = CRYPTO_set_mem_functions(
-                           [](std::size_t size, const char*, int) -> void* {
-                               if (g_failing != 0 && --g_failing == 0) {
-                                   g_failing = g_all ? 1 : 0;
-                                   return nullptr;
-                               }
-                               if (size == g_missing && size != 0) return nullptr;
-                               ++g_blocks;
-                               return std::malloc(size);
-                           },
-                           [](void* block, std::size_t size, const char*, int) {
-                               if (block == nullptr) ++g_blocks;
-                               return std::realloc(block, size);
-                           },
-                           [](void* block, const char*, int) {
-                               if (block != nullptr) --g_blocks;
-                               std::free(block);
-                           }) == 1;
 
 SecretBytes Secret(const Bytes& bytes) {
     return {bytes.data(), bytes.size()};
@@ -152,9 +128,9 @@ void Lose(bool (*kept)(), bool (*lost)()) {
     for (long failing = 1; failing < 2000; ++failing) {
         OSSL_LIB_CTX_set0_default(OSSL_LIB_CTX_new());
         kept();
-        g_failing = failing;
+        g_memory.failing = failing;
         lost();
-        g_failing = 0;
+        g_memory.failing = 0;
         const bool gone = !lost();
         ERR_clear_error();
         if (gone) return;
@@ -192,14 +168,14 @@ TEST(Openssl, that_lost_a_method_is_left_when_a_call_failed_for_it) {
 [[noreturn]] void LeaveWithLittleMemory() {
     Lose(Draws, HasHmac);
     SuspectOpenssl(kNoMemory);
-    g_all = true;
+    g_memory.all = true;
     for (long failing = 1000; OpensslInUse() == nullptr; failing += failing / 8) {
-        const long blocks = g_blocks;
-        g_failing = failing;
+        const long blocks = g_memory.blocks;
+        g_memory.failing = failing;
         { const WholeOpenssl whole; }
-        g_failing = 0;
+        g_memory.failing = 0;
         if (ERR_peek_error() != 0) _exit(4);
-        if (failing < 6000 && g_blocks > blocks + 8) _exit(5);
+        if (failing < 6000 && g_memory.blocks > blocks + 8) _exit(5);
         if (failing > 100000) _exit(6);
     }
     _exit(SuspectOpenssl(kCryptoFailed) == kCryptoFailed ? 1 : 0);
@@ -214,10 +190,10 @@ TEST(Openssl, that_lacked_memory_for_one_look_is_kept) {
     const auto lacking = [](const Work& work) {
         long left = 0;
         std::thread([&] {
-            g_failing = 1;
+            g_memory.failing = 1;
             work();
-            left = g_failing;
-            g_failing = 0;
+            left = g_memory.failing;
+            g_memory.failing = 0;
         }).join();
         return left;
     };
@@ -234,9 +210,9 @@ TEST(Openssl, that_has_no_memory_to_take_a_pair_apart_is_no_fault_of_the_pair) {
     int code = kNoMemory;
     long failing = 0;
     while (code == kNoMemory || code == kCryptoFailed) {
-        g_failing = ++failing;
+        g_memory.failing = ++failing;
         code = CodeOf([] { Sm2NumberOf(Sm2Pair()); });
-        g_failing = 0;
+        g_memory.failing = 0;
     }
     EXPECT_EQ(code, kOk) << failing;
     EXPECT_GT(failing, 3);
@@ -250,10 +226,10 @@ TEST(Openssl, that_has_no_memory_makes_nothing_or_all_of_it) {
     bool failed = true;
     while (failed) {
         std::size_t made = size;
-        g_failing = ++failing;
+        g_memory.failing = ++failing;
         const int code = CodeOf([&] { made = FromBase64(MakeRequest(RsaPair(), 0, "A"))->size(); });
-        failed = g_failing == 0;
-        g_failing = 0;
+        failed = g_memory.failing == 0;
+        g_memory.failing = 0;
         EXPECT_GT(made + 8, size) << failing;
         EXPECT_TRUE(code == kOk || code == kNoMemory || code == kCryptoFailed) << code;
         ERR_clear_error();
@@ -266,9 +242,9 @@ TEST(Openssl, that_has_no_memory_for_what_it_signs_makes_no_certificate) {
     const auto make = [&] { return CertifiedPairs("A", master, {0, 9}).at(0).certificate; };
     const X509Ptr certificate = StoredCertificate(make());
     const int size = i2d_re_X509_tbs(certificate.get(), nullptr);
-    g_missing = static_cast<std::size_t>(size);
+    g_memory.missing = static_cast<std::size_t>(size);
     EXPECT_EQ(CodeOf(make), kNoMemory);
-    g_missing = 0;
+    g_memory.missing = 0;
     EXPECT_EQ(CodeOf(make), kOk);
 }
 
@@ -285,7 +261,7 @@ TEST(Openssl, that_writes_is_asked_for_the_size) {
 }
 
 TEST(Openssl, keeps_no_memory_of_what_was_done) {
-    ASSERT_TRUE(g_counted);
+    ASSERT_TRUE(g_memory.counted);
     const MasterKey master = MasterKey::Random();
     std::vector<std::pair<const char*, Work>> all = Refusals();
     const Bytes cipher = EncryptedTo(Sm2Pair(), {1});
@@ -324,7 +300,7 @@ TEST(Openssl, keeps_no_memory_of_what_was_done) {
             ERR_raise_data(ERR_LIB_EC, EC_R_INVALID_ENCODING, "note %d", i);
         }
         ERR_clear_error();
-        return g_blocks;
+        return g_memory.blocks;
     };
     for (const auto& [name, work] : all) {
         const long blocks = settle();
@@ -333,123 +309,6 @@ TEST(Openssl, keeps_no_memory_of_what_was_done) {
         EXPECT_LT(settle(), blocks + kTimes) << name;
         EXPECT_EQ(CRYPTO_secure_used(), secure) << name;
     }
-}
-
-// Each in a process that has done nothing else: who comes first sees to the secure heap.
-void ExpectSecure(const Work& work) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_EXIT(
-        {
-            if (CRYPTO_secure_malloc_initialized() != 0) std::_Exit(3);
-            work();
-            std::_Exit(CRYPTO_secure_malloc_initialized() != 0 ? 0 : 1);
-        },
-        testing::ExitedWithCode(0), "");
-}
-TEST(SecureHeap, holds_secret_bytes) {
-    ExpectSecure([] {
-        const SecretBytes bytes(1);
-        if (CRYPTO_secure_allocated(bytes.data()) == 0) std::_Exit(2);
-    });
-}
-TEST(SecureHeap, holds_the_numbers_of_a_new_rsa_pair) {
-    ExpectSecure([] { GenerateRsaPair(512); });
-}
-TEST(SecureHeap, of_the_client_is_kept) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_EXIT(
-        {
-            CRYPTO_secure_malloc_init(65536, 16);
-            PrepareSecureHeap();
-            const SecretBytes most(32768);
-            std::_Exit(CodeOf([] { SecretBytes more(65536); }) == kNoMemory ? 0 : 1);
-        },
-        testing::ExitedWithCode(0), "");
-}
-TEST(SecureHeap, has_room_for_a_hundred_pairs_and_gives_back_what_it_held) {
-    ExpectSecure([] {
-        const SecretBytes first(1);
-        const std::size_t used = CRYPTO_secure_used();
-        if (used != 32) std::_Exit(4);
-        {
-            const SecretBytes large(131072);
-            if (CRYPTO_secure_used() != used + 131072) std::_Exit(5);
-        }
-        if (CRYPTO_secure_used() != used) std::_Exit(6);
-        if (CodeOf([] { SecretBytes more(262144); }) != kNoMemory) std::_Exit(7);
-    });
-}
-
-// Another thread may be inside while the process ends.
-TEST(SecureHeap, comes_with_an_openssl_that_is_not_taken_down_at_the_end) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_EXIT(
-        {
-            const SecretBytes bytes(1);
-            HasHmac();
-            OPENSSL_atexit([] { std::_Exit(9); });
-            std::exit(0);
-        },
-        testing::ExitedWithCode(0), "");
-}
-TEST(SecureHeap, is_refused_when_openssl_has_no_memory_to_start) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    for (const long failing : {1, 5, 40}) {
-        EXPECT_EXIT(
-            {
-                g_failing = failing;
-                const int code = CodeOf([] { PrepareSecureHeap(); });
-                g_failing = 0;
-                std::_Exit(code == kCryptoFailed || code == kNoMemory ? 0 : 1);
-            },
-            testing::ExitedWithCode(0), "")
-            << failing;
-    }
-}
-
-TEST(SecretBytes, hold_what_they_are_given) {
-    const Bytes bytes{1, 2, 3};
-    SecretBytes secret = Secret(bytes);
-    EXPECT_EQ(ToBytes(secret), bytes);
-    secret.Shrink(2);
-    EXPECT_EQ(ToBytes(secret), (Bytes{1, 2}));
-    SecretBytes other = Secret({9});
-    other = std::move(secret);
-    EXPECT_EQ(ToBytes(other), (Bytes{1, 2}));
-    EXPECT_EQ(ToBytes(SecretBytes(2)), (Bytes{0, 0}));
-    EXPECT_EQ(SecretBytes(0).size(), 0U);
-    EXPECT_NE(SecretBytes(0).data(), nullptr);
-}
-
-TEST(SecretText, holds_256_bytes_and_no_more) {
-    SecretText text;
-    EXPECT_TRUE(text.Empty());
-    EXPECT_TRUE(text.Assign(std::string(256, 'x')));
-    EXPECT_EQ(text.Size(), 256U);
-    EXPECT_EQ(text.CStr()[256], '\0');
-    EXPECT_FALSE(text.Append("y", 1));
-    EXPECT_EQ(text.View(), std::string(256, 'x'));
-    EXPECT_FALSE(text.Assign(std::string(257, 'y')));
-    EXPECT_TRUE(text.Empty());
-    EXPECT_EQ(text.View(), "");
-}
-
-TEST(SecretText, wipes_what_it_held) {
-    SecretText text;
-    ASSERT_TRUE(text.Assign(std::string(256, 'x')));
-    text.Clear();
-    EXPECT_EQ(std::string(text.CStr(), 257), std::string(257, '\0'));
-    ASSERT_TRUE(text.Assign("ab"));
-    ASSERT_TRUE(text.Append("cd", 2));
-    EXPECT_STREQ(text.CStr(), "abcd");
-    text.DropLast('c');
-    EXPECT_EQ(text.View(), "abcd");
-    text.DropLast('d');
-    EXPECT_EQ(text.View(), "abc");
-    EXPECT_EQ(text.CStr()[3], '\0');
-    text.Clear();
-    text.DropLast('c');
-    EXPECT_TRUE(text.Empty());
 }
 
 }  // namespace
