@@ -136,6 +136,7 @@ TEST_F(Kinds, sentences_have_both_languages_and_the_same_places_for_words) {
 
 TEST_F(Kinds, words_that_look_like_places_are_left_alone) {
     EXPECT_EQ(Say(Sentence::kNoFunction, {"{1}.so", "{0}"}), "{1}.so has no function {0}");
+    EXPECT_EQ(Say(Sentence::kNoFunction, {"a.so"}), "a.so has no function ");
 }
 
 }  // namespace

@@ -173,6 +173,17 @@ TEST_F(LogHead, is_in_the_zone_that_is_named_when_it_is_written) {
     EXPECT_EQ(told(), named);
 }
 
+TEST_F(LogHead, tells_whole_milliseconds) {
+    const std::pair<int, const char*> kTold[] = {
+        {0, ".000"}, {999, ".000"}, {1000, ".001"}, {999000, ".999"}, {999999, ".999"}};
+    for (const auto& [microseconds, told] : kTold) {
+        unlink(kLogFile);
+        plan.now = {1000000000, microseconds};
+        LogEntry("Tag", "x");
+        EXPECT_EQ(Count(LogText(), told + std::string("] Tag: ")), 1U) << LogText();
+    }
+}
+
 TEST_F(LogHead, tells_a_process_of_one_digit_by_that_alone) {
     plan.process = 7;
     LogEntry("Tag", "x");
