@@ -34,7 +34,7 @@ void FollowPlan(const std::string& home, const MisbehaviourPlanText& before,
     if (after.triesLeft) {
         const int most = static_cast<int>(*after.triesLeft);
         for (const KeyRecord& key : KeyTable(*store).All()) {
-            PinTable(*store).SetTries(key.serial, std::min(key.triesLeft, most));
+            if (key.triesLeft > most) PinTable(*store).SetTries(key.serial, most);
         }
     }
     transaction.Commit();

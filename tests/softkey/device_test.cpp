@@ -1,5 +1,4 @@
 // Which key is there, its small texts, and the language of the messages.
-
 #include <sys/stat.h>
 
 #include <array>

@@ -118,8 +118,6 @@ TEST_F(PlannedCalls, a_damaged_plan_is_told_whatever_is_called) {
     EXPECT_EQ(token.UOS_SetCharset("", "UTF-8"), kStateDamaged);
 }
 
-// Every entry point asks for the plan under its own name.
-
 // What was made under the earlier PIN is not stored under the new one, nor is the key unlocked.
 TEST_F(PlannedCalls, a_pin_that_another_process_changed_meanwhile_is_asked_for_again) {
     const std::string envelope = Escrow(Request(3, 2, 3).text);

@@ -1,5 +1,4 @@
 // Envelopes, field by field, within this process.
-
 #include <openssl/err.h>
 
 #include <array>
