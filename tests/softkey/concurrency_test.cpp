@@ -1,4 +1,5 @@
 // Several threads and several processes at once.
+#include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -8,6 +9,7 @@
 
 #include "softkey/store/damage.h"
 #include "softkey/store/keys.h"
+#include "softkey/store/lock.h"
 #include "softkey/store/objects.h"
 #include "softkey/store/pins.h"
 #include "token_fixture.h"
@@ -161,6 +163,21 @@ TEST_F(ConcurrencyTest, processes_work_side_by_side) {
     EXPECT_EQ(ObjectTable(*store).Get(kSerial, "0123456789", 2), std::to_string(kRounds - 1));
     EXPECT_EQ(KeyTable(*store).All().size(), 1U);
     EXPECT_EQ(FindDamage(Home()), std::vector<std::string>());
+}
+
+// The other key is asked often, so that the first thread waits by then.
+TEST_F(ConcurrencyTest, a_pin_that_waits_its_turn_holds_up_no_other_key) {
+    CreateKey("KS2", "MEDIA2");
+    const auto slot = KeyTable(*OpenStore()).Find(kSerial)->slot;
+    const File other(Home() + "/softkey.guard", O_RDWR);
+    ASSERT_TRUE(other.TryLock(Lock::OfPin(slot)));
+    std::atomic<int> code{-1};
+    std::thread first([&] { code = token.VerifyPIN(kSerial); });
+    for (int i = 0; i < 20; ++i) EXPECT_EQ(token.VerifyPIN("KS2"), kOk);
+    EXPECT_EQ(code, -1) << "it still waits";
+    other.Unlock(Lock::OfPin(slot));
+    first.join();
+    EXPECT_EQ(code, kOk);
 }
 
 // The try is counted before the look and the change is made during it, unless that was too quick.

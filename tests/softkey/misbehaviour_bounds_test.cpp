@@ -85,6 +85,7 @@ TEST(PlanBounds, are_kept_on_both_sides) {
         {"SetData", "code", "-2147483648", "-2147483649", "2147483647", "2147483648"},
         {"SetData", "code", "\"0x0\"", "\"0x\"", "\"0xFFFFFFFF\"", "\"0x0FFFFFFFF\""},
         {"SetData", "code", "\"0xaF09\"", "\"0xg\"", "\"Ok\"", "\"kOk\""},
+        {"SetData", "code", "\"0x9\"", "\"0x/\"", "\"0xf\"", "\"0x~\""},
         {"SetData", "exclusive", "true", "false", "true", "1"},
         {"SetData", "code\": 1, \"call", "1", "0", "4294967295", "4294967296"},
         {"SetData", "code\": 1, \"every", "1", "0", "4294967295", "4294967296"},

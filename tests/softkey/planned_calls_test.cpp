@@ -65,6 +65,28 @@ TEST_F(PlannedCalls, a_contact_lost_for_a_moment_ends_the_call_and_the_key_is_th
     EXPECT_EQ(info[3], 0) << "the PIN is verified after all";
 }
 
+TEST_F(PlannedCalls, a_key_pulled_out_while_it_is_asked_hands_nothing_out) {
+    std::string rules;
+    for (const char* entry : {"GetLabel", "GetMediaID", "GetPinInfo", "CheckDeviceEx"}) {
+        rules += std::string(rules.empty() ? "" : ", ") + R"({"entry": ")" + entry +
+                 R"(", "remove": "moment"})";
+    }
+    Plan(rules);
+    std::array<char, 512> label{'?', '\0'};
+    EXPECT_EQ(Label(label), kKeyRemoved);
+    EXPECT_STREQ(label.data(), "?");
+    std::array<char, 17> mediaId{'?', '\0'};
+    EXPECT_EQ(token.GetMediaID(kSerial, mediaId.data()), kKeyRemoved);
+    EXPECT_STREQ(mediaId.data(), "?");
+    std::array<std::uint8_t, 8> info{'?'};
+    std::uint32_t length = info.size();
+    EXPECT_EQ(token.GetPinInfo(kSerial, info.data(), &length), kKeyRemoved);
+    EXPECT_EQ(info[0], '?');
+    std::array<char, 1024> serial{'?', '\0'};
+    EXPECT_EQ(token.CheckDeviceEx(nullptr, nullptr, 1, serial.data()), kKeyRemoved);
+    EXPECT_STREQ(serial.data(), "?");
+}
+
 TEST_F(PlannedCalls, a_key_comes_back_in_the_slot_that_the_plan_names_unless_another_is_in_it) {
     CreateKey("KS2", "MEDIA2");
     Plan(R"({"entry": "GetLabel", "call": 1, "remove": "moment", "slot": 9},

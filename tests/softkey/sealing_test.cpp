@@ -164,6 +164,7 @@ TEST_F(Envelopes, are_sealed_to_a_request_or_a_public_key) {
         {request, "nonsense", "the pair to seal is no unencrypted private key in PEM"},
         {request, PemOf(pair_.get(), "secret"),
          "the pair to seal is no unencrypted private key in PEM"},
+        {request, PemOf(pair_.get(), "~"), "the pair to seal is no unencrypted private key in PEM"},
         {MakeRequest(RsaPair(), 0, "KS7"), pair, "the recipient is not SM2"},
         {request, PemOf(RsaPair()), "the pair to seal is not SM2"}};
     for (const auto& [to, sealed, words] : cases) {
