@@ -16,7 +16,7 @@ from ._codes import (BAD_ARGUMENT, BUFFER_TOO_SMALL, NOT_BOUND, UNSUPPORTED, fai
 from ._error import KestaError
 from ._kinds import Kind
 from ._signatures import SIGNATURES
-from ._turns import TURN, interruptible
+from ._turns import TURN, interruptible, take_turn
 
 Pointer = Union[None, str, bytes, bytearray]
 T = TypeVar("T")
@@ -128,7 +128,7 @@ class Caller:
     # ---- Turns
 
     def _enter(self, operation: str) -> None:
-        if not TURN.acquire(timeout=self._patience):
+        if not take_turn(self._patience):
             raise failure(BAD_ARGUMENT, operation, say("Busy"), Kind.BUSY)
 
     def _in_turn(self, operation: str, work: Callable[[], T]) -> T:
@@ -187,7 +187,7 @@ class Caller:
 
     def _run(self, operation: str, function: Any, *arguments: Any) -> None:
         # The whole of what a forwarded call costs: kept short.
-        if not _acquire(True, self._patience):
+        if not _acquire(False) and not take_turn(self._patience):
             raise failure(BAD_ARGUMENT, operation, say("Busy"), Kind.BUSY)
         try:
             code = function(*arguments)

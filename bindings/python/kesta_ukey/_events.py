@@ -9,6 +9,7 @@ from typing import Any, Deque, List, Optional, Tuple, Union
 from ._caller import Caller, Event, Functions, wait_once
 from ._codes import BAD_ARGUMENT, failure, say
 from ._kinds import Kind
+from ._turns import LONGEST_WAIT
 
 _STOP_INTERVAL = 0.005
 
@@ -138,7 +139,7 @@ class Events:
                     return found
                 if found is not None:
                     raise found
-                self._wait.changed.wait()
+                self._wait.changed.wait(LONGEST_WAIT)
 
     def __aiter__(self) -> "Events":
         return self

@@ -5,12 +5,25 @@ answers Ctrl-C on the main thread alone, and not while that is inside a C functi
 """
 
 import threading
+import time
 from typing import Any, Callable, List, TypeVar
 
 T = TypeVar("T")
 
 TURN = threading.Lock()  # program-wide
 _MAIN = threading.main_thread().ident
+# A Ctrl-C that comes just before a wait is seen when the wait ends: no wait lasts longer.
+LONGEST_WAIT = 0.05
+
+
+def take_turn(patience: float) -> bool:
+    """False when the turn did not come within so many seconds; a negative number waits for ever."""
+    end = time.monotonic() + patience
+    while not TURN.acquire(timeout=LONGEST_WAIT if patience < 0 else
+                           max(0, min(LONGEST_WAIT, end - time.monotonic()))):
+        if 0 <= patience and end <= time.monotonic():
+            return False
+    return True
 
 
 def interruptible(work: Callable[[], T]) -> T:
@@ -29,7 +42,8 @@ def interruptible(work: Callable[[], T]) -> T:
         done.set()
 
     threading.Thread(target=run, name="kesta-ukey", daemon=True).start()
-    done.wait()
+    while not done.wait(LONGEST_WAIT):
+        pass
     if not outcome[0]:
         raise outcome[1]
     result: T = outcome[1]

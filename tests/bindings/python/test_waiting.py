@@ -138,12 +138,13 @@ def test_program_ends_in_the_middle_of_a_wait():
 
 # What the main thread of a program does; tells when Ctrl-C came through.
 PROGRAM = """
-import sys, time
+import signal, sys, threading, time
 sys.path[:0] = {path!r}
 from conftest import _STAND_IN as stand_in
 library = stand_in.library
 library.initialize()
 stand_in.tell(asking=1)
+{first}
 print("ready", flush=True)
 try:
     {statement}
@@ -155,13 +156,25 @@ print(stand_in.calls[-1])
 """
 
 
-@pytest.mark.parametrize("statement", ["library.verify_pin('SN')", "library.wait_for_key_event()",
-                                       "list(library.events())"])
-def test_ctrl_c_is_effective_within_100_ms(statement):
+ASKS = "library.verify_pin('SN')"
+ASKS_BESIDE = """threading.Thread(target=library.verify_pin, args=["SN"], daemon=True).start()
+while not stand_in.inside(): time.sleep(0.001)"""
+# The signal ends no wait of the main thread, as one that comes just before the wait does not.
+COMES_ELSEWHERE = """threading.Thread(target=threading.Event().wait, daemon=True).start()
+signal.pthread_sigmask(signal.SIG_BLOCK, [signal.SIGINT])"""
+
+
+@pytest.mark.parametrize("first", ["", COMES_ELSEWHERE], ids=["main", "elsewhere"])
+@pytest.mark.parametrize("before, statement", [
+    ("", ASKS), ("", "library.wait_for_key_event()"), ("", "list(library.events())"),
+    (ASKS_BESIDE, "library.set_label('SN', 'waits')"), (ASKS_BESIDE, "library.get_pin_info('SN')")],
+    ids=["pin", "event", "events", "turn", "turn of a record"])
+def test_ctrl_c_is_effective_within_100_ms(first, before, statement):
     delays = []
     for _ in range(5):  # the contract's limit, on a machine that does other things too
         program = subprocess.Popen(
-            [sys.executable, "-c", PROGRAM.format(path=sys.path, statement=statement)],
+            [sys.executable, "-c", PROGRAM.format(
+                path=sys.path, first=f"{before}\n{first}", statement=statement)],
             stdout=subprocess.PIPE, text=True, env=dict(os.environ, KESTA_BUILD=str(BUILD)))
         assert program.stdout.readline() == "ready\n"
         time.sleep(0.2)
