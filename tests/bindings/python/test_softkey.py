@@ -214,7 +214,8 @@ def test_events_of_the_software_key(library):
 
 
 PROGRAM = """
-import sys, time
+import signal, sys, time
+signal.signal(signal.SIGINT, signal.default_int_handler)  # a shell's background job ignores it
 sys.path[:0] = {path!r}
 from kesta_ukey import Library
 key = Library.load({library!r}).present_key()

@@ -139,6 +139,7 @@ def test_program_ends_in_the_middle_of_a_wait():
 # What the main thread of a program does; tells when Ctrl-C came through.
 PROGRAM = """
 import signal, sys, threading, time
+signal.signal(signal.SIGINT, signal.default_int_handler)  # a shell's background job ignores it
 sys.path[:0] = {path!r}
 from conftest import _STAND_IN as stand_in
 library = stand_in.library
