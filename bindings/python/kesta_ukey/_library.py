@@ -24,7 +24,7 @@ class Library(Operations):
     def within(self, seconds: float) -> "Library":
         """The same library, whose operations wait no longer than this for their turn and raise
         Busy then. It does not shorten an operation itself."""
-        return Library(self._f, max(seconds, 0), self.encoding)
+        return Library(self._f, max(0, seconds), self.encoding)
 
     def events(self) -> Events:
         """Keys that come and go, from now on. Raises Busy while there is another wait."""

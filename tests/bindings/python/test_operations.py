@@ -154,10 +154,12 @@ def test_bytearray_is_handed_on_itself(stand_in):
 def test_impatient_operations_raise_busy(stand_in):
     from kesta_ukey._turns import TURN
     with TURN:
-        with pytest.raises(Busy):
-            stand_in.library.within(0).get_label("SN")
+        for seconds in (0, -1, float("nan")):
+            with pytest.raises(Busy):
+                stand_in.library.within(seconds).get_label("SN")
         with pytest.raises(Busy):
             stand_in.library.within(0.01).sign("SN", 1, 2, "data", "w")
         stand_in.library.get_dll_version()
         stand_in.library.check_driver_integrity(1)
-    stand_in.library.within(0).get_label("SN")
+    for seconds in (0, 1e300):
+        stand_in.library.within(seconds).get_label("SN")
