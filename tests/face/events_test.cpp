@@ -83,6 +83,17 @@ TEST_F(Events, waiter_queues_events_in_order) {
     EXPECT_EQ(first->mediaId + second->mediaId, "AB");
 }
 
+TEST_F(Events, longest_patience_is_one) {
+    EventWaiter waiter(library);
+    std::thread hand([] {
+        std::this_thread::sleep_for(milliseconds(20));
+        Happen(KESTA_EVENT_ARRIVAL, "A");
+    });
+    EXPECT_TRUE(waiter.Next(milliseconds::max()));
+    hand.join();
+    EXPECT_FALSE(waiter.Next(milliseconds::min()));
+}
+
 TEST_F(Events, waiter_hands_events_to_a_callback) {
     std::mutex mutex;
     std::vector<std::string> seen;

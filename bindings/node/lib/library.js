@@ -55,7 +55,7 @@ class Library {
     /** The same library, whose operations wait no longer than this for their turn, in milliseconds, and
      * are busy then. It does not shorten an operation itself. */
     within(patience) {
-        const library = new Library(this.#native, Math.max(patience, 0));
+        const library = new Library(this.#native, patience > 0 ? patience : 0);
         library.encoding = this.encoding;
         return library;
     }

@@ -3,6 +3,7 @@
 'use strict';
 const {CODES, failure, say} = require('./codes');
 
+const LONGEST_TIMER = 2 ** 31 - 1;
 const queue = [];
 let taken = false;
 
@@ -38,7 +39,7 @@ function enter(operation, patience, signal) {
         const entry = settled(resolve);
         queue.push(entry);
         if (signal) signal.addEventListener('abort', aborted);
-        if (patience !== undefined) {
+        if (patience !== undefined && patience <= LONGEST_TIMER) {
             timer = setTimeout(settled(() => leaveQueue(busy(operation))), patience);
         }
     });

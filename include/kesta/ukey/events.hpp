@@ -20,6 +20,7 @@
 #include <utility>
 
 #include "kesta/ukey/caller.hpp"
+#include "kesta/ukey/turns.hpp"
 
 namespace kesta {
 
@@ -170,7 +171,8 @@ public:
     // wait is handed out once, by LastFailure.
     std::optional<Event> Next(std::chrono::milliseconds patience) {
         std::unique_lock<std::mutex> lock(mutex_);
-        changed_.wait_for(lock, patience, [this] { return !queue_.empty() || stopping_; });
+        changed_.wait_for(lock, Countable(patience),
+                          [this] { return !queue_.empty() || stopping_; });
         if (queue_.empty()) return std::nullopt;
         Event event = std::move(queue_.front());
         queue_.pop_front();

@@ -2,6 +2,7 @@
 #ifndef KESTA_UKEY_TURNS_HPP
 #define KESTA_UKEY_TURNS_HPP
 
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
@@ -12,6 +13,12 @@ namespace kesta {
 // How long an operation waits for its turn; nothing: as long as it takes.
 using Patience = std::optional<std::chrono::milliseconds>;
 
+// The same time within what a clock can count, which the largest number of milliseconds is not.
+inline std::chrono::milliseconds Countable(std::chrono::milliseconds time) {
+    constexpr std::chrono::milliseconds kCentury = std::chrono::hours(24 * 36525);
+    return std::clamp(time, std::chrono::milliseconds(0), kCentury);
+}
+
 // One operation's turn, with its probe and its message. Program-wide.
 class Turn {
 public:
@@ -21,7 +28,7 @@ public:
         const auto free = [&queue] { return !queue.taken; };
         if (!patience) {
             queue.freed.wait(lock, free);
-        } else if (!queue.freed.wait_for(lock, *patience, free)) {
+        } else if (!queue.freed.wait_for(lock, Countable(*patience), free)) {
             return;
         }
         granted_ = queue.taken = true;
