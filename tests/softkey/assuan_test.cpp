@@ -66,6 +66,13 @@ TEST_F(Pinentry, The_questions_are_asked_in_the_words_of_their_language) {
     }
 }
 
+TEST_F(Pinentry, What_the_program_complains_of_is_not_the_clients) {
+    InstallObedient("echo 'no display' >&2; echo 'D 123456'; echo OK");
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(softkey::kOk, AskPresentPin(context_, pin_));
+    EXPECT_EQ("", testing::internal::GetCapturedStderr());
+}
+
 TEST_F(Pinentry, What_is_not_known_is_not_told) {
     const ScopedVariable term("TERM", nullptr), all("LC_ALL", nullptr), type("LC_CTYPE", nullptr),
         lang("LANG", nullptr);
