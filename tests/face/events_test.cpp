@@ -1,7 +1,9 @@
 // Waiting for events and, above all, ceasing to.
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <thread>
@@ -218,6 +220,20 @@ TEST_F(Events, descriptor_is_readable_while_events_wait) {
     ASSERT_TRUE(Readable(waiter.Descriptor(), 30000));
     ASSERT_TRUE(waiter.Next(milliseconds(0)));
     EXPECT_FALSE(Readable(waiter.Descriptor(), 0));
+}
+
+TEST_F(Events, descriptor_may_be_that_of_a_missing_standard_input) {
+    const int input = ::dup(STDIN_FILENO);
+    ::close(STDIN_FILENO);
+    {
+        EventWaiter waiter(library);
+        EXPECT_EQ(waiter.Descriptor(), STDIN_FILENO);
+        Happen(KESTA_EVENT_ARRIVAL, "A");
+        EXPECT_TRUE(Readable(waiter.Descriptor(), 30000));
+    }
+    EXPECT_EQ(::fcntl(STDIN_FILENO, F_GETFD), -1) << "it is closed again";
+    ::dup2(input, STDIN_FILENO);
+    ::close(input);
 }
 
 TEST_F(Events, descriptor_is_readable_while_a_failure_waits) {

@@ -3,6 +3,7 @@
 
 #include <dlfcn.h>
 #include <elf.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -280,6 +281,18 @@ TEST_F(LibraryFile, that_ends_before_its_segments_do_is_not) {
     ElfFile longer;
     longer.segments[0].p_filesz = page + 1;
     EXPECT_FALSE(longer.IsTried());
+}
+
+// The file's descriptor is 0 then.
+TEST_F(LibraryFile, is_looked_at_for_a_client_without_standard_input) {
+    ElfFile file;
+    file.segments[1].p_offset = static_cast<Elf64_Off>(sysconf(_SC_PAGESIZE));
+    const int input = dup(STDIN_FILENO);
+    close(STDIN_FILENO);
+    EXPECT_FALSE(file.IsTried());
+    EXPECT_EQ(fcntl(STDIN_FILENO, F_GETFD), -1) << "it is closed again";
+    dup2(input, STDIN_FILENO);
+    close(input);
 }
 
 TEST_F(LibraryFile, that_ends_before_its_list_of_segments_does_is_not) {
