@@ -11,4 +11,6 @@ set(CMAKE_IGNORE_PATH /usr/lib/x86_64-linux-gnu /lib/x86_64-linux-gnu
     /usr/lib/x86_64-linux-gnu/cmake /usr/lib/x86_64-linux-gnu/pkgconfig)
 set(ENV{PKG_CONFIG_LIBDIR} /usr/lib/aarch64-linux-gnu/pkgconfig:/usr/share/pkgconfig)
 
+# The test preset sets QEMU_LD_PREFIX=/. With any other folder, its own default too, the emulator looks
+# up each path under a lock, which the child of a fork inherits held and then waits for without end.
 set(CMAKE_CROSSCOMPILING_EMULATOR qemu-aarch64)
