@@ -74,8 +74,10 @@ test_word_that_is_no_command_is_named() {
     expect_matches "said" 'there is no command "gte"' "$(<err)"
     ends 2 bare error
     expect_matches "said" 'CODE is required' "$(<err)"
-    ends 2 bare wait --timeout 0
-    expect_matches "said" '--timeout: it takes a number of seconds above 0' "$(<err)"
+    for seconds in 0 -1 1000001 nan 1s; do
+        ends 2 bare wait --timeout "$seconds"
+        expect_matches "$seconds" '--timeout: it takes a number of seconds above 0, at most 1000000' "$(<err)"
+    done
 }
 
 test_mistyped_words_are_guessed() {

@@ -81,7 +81,7 @@ double Seconds(const std::string& text) {
     char* rest = nullptr;
     const double seconds = std::strtod(text.c_str(), &rest);
     if (text.empty() || *rest != '\0' || !(seconds > 0) || seconds > 1e6) {
-        throw UsageError(_("--timeout: it takes a number of seconds above 0"));
+        throw UsageError(_("--timeout: it takes a number of seconds above 0, at most 1000000"));
     }
     return seconds;
 }
