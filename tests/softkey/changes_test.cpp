@@ -9,6 +9,7 @@
 #include "softkey/store/key_admin.h"
 #include "softkey/store/lock.h"
 #include "softkey/store/places.h"
+#include "softkey/store/schema.h"
 #include "tables_fixture.h"
 
 using namespace softkey;
@@ -182,6 +183,23 @@ TEST_F(ChangesTest, only_what_is_there_is_opened_by_those_who_look) {
 }
 
 // Damage within a state whose files are as they were stored.
+
+TEST_F(ChangesTest, a_version_that_is_not_known_is_damage) {
+    Add(Record("K1", 1));
+    const std::string database = folder_.Read("home/softkey.db");
+    const std::string guard = folder_.Read("home/softkey.guard");
+    for (const std::int64_t version : {std::int64_t{1}, kSchemaVersion + 1}) {
+        Execute(("PRAGMA user_version = " + std::to_string(version) +
+                 "; UPDATE keys SET label = 'another'")
+                    .c_str());
+        EXPECT_EQ(OutcomeOf([this] { Store::Open(home_); }),
+                  Outcome(kStateDamaged, home_ + "/softkey.db: schema version " +
+                                             std::to_string(version) + " is not known"));
+        folder_.Write("home/softkey.db", database);
+        folder_.Write("home/softkey.guard", guard);
+        store_ = Store::Open(home_);
+    }
+}
 
 class FoundDamage : public TablesTest {
 protected:

@@ -11,11 +11,7 @@
 #include <cstring>
 
 #include "outcome.h"
-#include "softkey/store/database.h"
-#include "softkey/store/keys.h"
 #include "softkey/store/places.h"
-#include "softkey/store/schema.h"
-#include "softkey/store/store.h"
 #include "system_calls.h"
 #include "temporary_folder.h"
 
@@ -384,23 +380,6 @@ TEST_F(StateFileTest, holds_at_most_what_can_be_read_again) {
               }).first,
               kOk);
     EXPECT_EQ(file.Load().size(), std::size_t{64} << 20U);
-}
-
-// The store above it.
-
-TEST_F(StateFileTest, a_state_of_a_version_that_is_not_known_is_damaged) {
-    for (const std::int64_t version : {std::int64_t{1}, kSchemaVersion + 1}) {
-        std::filesystem::remove_all(home_);
-        MakeHome();
-        StateFile::Establish(home_, [version](Found) {
-            Database db(FreshImage());
-            db.Execute(("PRAGMA user_version = " + std::to_string(version)).c_str());
-            return db.Image();
-        });
-        EXPECT_EQ(OutcomeOf([this] { Store::Open(home_); }),
-                  Outcome(kStateDamaged, home_ + "/softkey.db: schema version " +
-                                             std::to_string(version) + " is not known"));
-    }
 }
 
 }  // namespace
