@@ -10,13 +10,16 @@ import re
 import subprocess
 import sys
 import time
+import zipfile
 
 FOLDER = pathlib.Path(os.environ["KESTA_PROOF_FOLDER"])
 LOG = pathlib.Path("/tmp/ValtoPinpad_KESTA.log")
 RECORD = re.compile(rb"\[\d\d,\d\d:\d\d:\d\d\.\d{3,6}\] [^\r\n]*: "
                     rb"\(Process is \d+, thread is -?\d+\)\r\n\t\[[^\r\n]*\]\r\n")
 KEY = "FRESH001"
+TEXT = str(FOLDER / "text")
 OLD = b"what stood there before\n"
+SIGN = ["--warning", "Pay?", "-o", "FILE"]
 PLANS = [{"rules": [{"entry": "SetData", "call": n, "code": "KeyRemoved"}]} for n in (3, 4)]
 
 
@@ -24,11 +27,19 @@ def run(*command):
     return subprocess.run(command, check=True, capture_output=True).stdout
 
 
-def whole_request(line):
-    der = base64.b64decode(line, validate=True)
+def whole_der(text):
+    der = base64.b64decode(text, validate=True)
     width = der[1] & 0x7F if der[1] > 0x80 else 0
     size = int.from_bytes(der[2:2 + width], "big") if width else der[1]
     return der[0] == 0x30 and size == len(der) - 2 - width
+
+
+def whole_lines(count):
+    """Whether a text is that many lines, or parts of one line, of Base64."""
+    def whole(text):
+        parts = text.replace(b";", b"\n").split()
+        return len(parts) == count and text.endswith(b"\n") and all(map(whole_der, parts))
+    return whole
 
 
 def keys():
@@ -43,10 +54,10 @@ class File:
 
     def __init__(self, name, is_whole, *command, old=lambda: OLD):
         self.name, self.is_whole, self.command = name, is_whole, command
-        self.path, self.old = FOLDER / name, old
+        self.path, self.old = FOLDER / name.replace(" ", "-"), old
 
     def prepare(self):
-        for left in FOLDER.glob(f"{self.name}.*"):
+        for left in FOLDER.glob(f"{self.path.name}.*"):
             left.unlink()
         self.path.write_bytes(self.old())
         return [word.replace("FILE", str(self.path)) for word in self.command]
@@ -56,7 +67,20 @@ class File:
         found = self.path.read_bytes()
         if found == self.old():
             return False
-        return True if self.is_whole(self, found) else None
+        return True if self.is_whole(found) else None
+
+
+class Same(File):
+    """A file that a command writes the same each time."""
+
+    def __init__(self, name, *command):
+        super().__init__(name, lambda found: found == self.wanted, *command, "-o", "FILE")
+        self.wanted = run(*command)
+
+
+class Archive(File):
+    def __init__(self, name, *command):
+        super().__init__(name, lambda _: zipfile.ZipFile(self.path).testzip() is None, *command)
 
 
 class Recording(File):
@@ -140,21 +164,44 @@ def moved(inserted):
                            for s, i, t, label in before]
 
 
+def enrol():
+    """A key with pairs, certificates and a data object in the place of the fresh one."""
+    run("softkey", "delete", "--yes", KEY)
+    run("softkey", "create", "--serial", KEY, "--certificates")
+    run("ukey", "data", "set", "branch-code", "--value", "0123")
+    pathlib.Path(TEXT).write_text("pay 12.50")
+    pair, public, certificate, cipher = (
+        str(FOLDER / name) for name in ("pair.pem", "public.pem", "encryption.pem", "cipher"))
+    run("openssl", "genpkey", "-algorithm", "SM2", "-out", pair)
+    run("openssl", "pkey", "-in", pair, "-pubout", "-out", public)
+    run("softkey", "export-cert", "--role", "encryption", "-o", certificate, KEY)
+    pathlib.Path(cipher).write_bytes(base64.b64encode(run(
+        "openssl", "pkeyutl", "-encrypt", "-certin", "-inkey", certificate, "-in", TEXT)))
+    run("ukey", "record", "-o", str(FOLDER / "sample.trace"), "--", "ukey", "label", "get")
+    run("ukey", "trace", "show", str(FOLDER / "sample.trace"), "--html", str(FOLDER / "reference.html"))
+
+
 def cases():
-    sample = FOLDER / "sample.trace"
-    run("ukey", "record", "-o", str(sample), "--", "ukey", "label", "get")
-    run("ukey", "trace", "show", str(sample), "--html", str(FOLDER / "reference.html"))
-    page = (FOLDER / "reference.html").read_bytes()
-    label = run("ukey", "label", "get")
-    yield File("request", lambda _, text: all(whole_request(line) for line in text.split()) and
-               text.endswith(b"\n"), "ukey", "request", "-o", "FILE")
-    yield File("label", lambda _, text: text == label, "ukey", "label", "get", "-o", "FILE")
-    yield File("metrics", lambda _, text: text.startswith(b"# ") and text.endswith(b"# EOF\n"),
+    sample, page = FOLDER / "sample.trace", (FOLDER / "reference.html").read_bytes()
+    yield File("request", whole_lines(2), "ukey", "request", "-o", "FILE")
+    yield File("batch-request", whole_lines(2), "ukey", "batch-request", "-o", "FILE")
+    yield File("sign", whole_lines(1), "ukey", "sign", TEXT, *SIGN)
+    yield File("batch-sign", whole_lines(2), "ukey", "batch-sign", TEXT, TEXT, *SIGN)
+    yield Same("decrypt", "ukey", "decrypt", str(FOLDER / "cipher"))
+    yield Same("cert get", "ukey", "cert", "get")
+    yield Same("cert dn", "ukey", "cert", "dn")
+    yield Same("label get", "ukey", "label", "get")
+    yield Same("data get", "ukey", "data", "get", "branch-code")
+    yield Archive("report", "ukey", "report", "-o", "FILE")
+    yield File("metrics", lambda text: text.startswith(b"# ") and text.endswith(b"# EOF\n"),
                "ukey", "doctor", "--openmetrics", "--output", "FILE")
-    yield File("page", lambda _, text: text == page, "ukey", "trace", "show", str(sample), "--html",
+    yield File("page", lambda text: text == page, "ukey", "trace", "show", str(sample), "--html",
                "FILE")
     yield Recording("recording", None, "ukey", "record", "-o", "FILE", "--", "ukey", "label", "get",
                     old=sample.read_bytes)
+    yield File("envelope", whole_lines(1), "softkey", "envelope", "--to", str(FOLDER / "public.pem"),
+               "--pair", str(FOLDER / "pair.pem"), "-o", "FILE")
+    yield Same("export-cert", "softkey", "export-cert", KEY)
     yield Log()
     yield Plan()
     yield State("create", without_second, "softkey", "create", "--serial", "SECOND",
@@ -175,41 +222,45 @@ def undisturbed(case):
     return taken
 
 
+def killed(case, longest, draw):
+    """Whether the command was killed before its end, and the verdict on what it left."""
+    process = subprocess.Popen(case.prepare(), stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+                               stderr=subprocess.DEVNULL)
+    time.sleep(longest * draw.random())
+    process.kill()
+    died = process.wait() == -9
+    try:
+        return died, case.judge()
+    except Exception as error:  # what cannot even be looked at is no whole state
+        print(f"{case.name}: {error!r}", flush=True)
+        return died, None
+
+
 def main():
-    count, seed = int(sys.argv[1]), int(sys.argv[2])
+    count, seed, part, parts = map(int, sys.argv[1:])
     draw, good, total = random.Random(seed), 0, 0
-    all_cases = list(cases())
-    for case in all_cases:
-        killed, whole, new = 0, 0, 0
+    enrol()
+    for case in list(cases())[part::parts]:
+        kills, whole, new, attempts = 0, 0, 0, 0
         longest = undisturbed(case)
-        share = -(-count // len(all_cases))
-        attempts = 0
-        while killed < share and attempts < share * 6:
+        # On both sides of the change, however few they are.
+        while (kills < count or new in (0, attempts)) and attempts < count * 6:
             attempts += 1
             # Each kill may have cost a try of the PIN, as it must.
             run("softkey", "unlock", KEY)
-            process = subprocess.Popen(case.prepare(), stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
-                                       stderr=subprocess.DEVNULL)
-            time.sleep(longest * draw.random())
-            process.kill()
-            died = process.wait() == -9
-            try:
-                result = case.judge()
-            except Exception as error:  # what cannot even be looked at is no whole state
-                print(f"{case.name}: {error!r}", flush=True)
-                result = None
+            died, result = killed(case, longest, draw)
             if result is None:
-                print(f"{case.name}: neither before nor after, kill {killed}", flush=True)
+                print(f"{case.name}: neither before nor after, kill {kills}", flush=True)
             # About half of the kills behind the change.
             longest *= 0.9 if result else 1.1
             new += bool(result)
             if died or result is None:
-                killed, whole = killed + 1, whole + (result is not None)
-        print(f"{case.name:10} {killed:5} kills, {whole} whole; {new} of {attempts} came too late",
-              flush=True)
-        good, total = good + whole, total + killed
-        if new == 0 or new == attempts:
-            print(f"{case.name}: every kill came on the same side", flush=True)
+                kills, whole = kills + 1, whole + (result is not None)
+        print(f"{case.name:13} {kills:5} kills, {whole} whole; of {attempts} commands {new} had"
+              " changed it", flush=True)
+        good, total = good + whole, total + kills
+        if kills < count or new in (0, attempts):
+            print(f"{case.name}: too few kills, or all on the same side", flush=True)
             total += 1
     print(f"commands: {good} of {total}")
 
