@@ -31,6 +31,9 @@ endif()
 set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib")
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
 
+# Where these run, intercept_tls_get_addr=0 is among their options: a block of thread-local memory that
+# lies 16 bytes behind a page's beginning is taken for one of an earlier C library, and what stands
+# before it for its place and size.
 set(KESTA_SANITIZE "" CACHE STRING "Sanitizers: empty, 'address' (with undefined) or 'thread'")
 if(KESTA_SANITIZE STREQUAL "address")
     add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all
