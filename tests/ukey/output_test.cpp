@@ -1,6 +1,8 @@
 // What stands between the key's texts and the terminal, and how inputs are brought to one line.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "exit_codes.h"
 #include "kit/certificate.h"
 #include "names.h"
@@ -51,6 +53,13 @@ TEST(Json, keeps_members_in_order_and_reads_what_it_writes) {
     EXPECT_FALSE(Json::Parse(std::string(100000, '[') + std::string(100000, ']')));
 }
 
+TEST(Json, has_a_size_where_something_is_in_it) {
+    EXPECT_EQ(Json::Parse("[1,2]")->size(), 2U);
+    EXPECT_EQ(Json::Parse(R"({"a":1})")->size(), 1U);
+    EXPECT_TRUE(Json::Parse("[]")->empty());
+    EXPECT_EQ(Json::Parse(R"("text")")->size(), 0U);
+}
+
 TEST(Fill, puts_the_parts_where_the_sentence_wants_them) {
     EXPECT_EQ(Fill("{2} of {1}", {"a", "b"}), "b of a");
     EXPECT_EQ(Fill("{1}", {"{1}"}), "{1}");
@@ -92,6 +101,19 @@ TEST(ExitKinds, tell_the_codes_of_library_and_software_key) {
     EXPECT_EQ(KindOfCode(0x5B31), Exit::kRefused);
     EXPECT_EQ(KindOfCode(0x5B42), Exit::kNotFound);
     EXPECT_EQ(KindOfCode(0x1234), Exit::kFailed);
+}
+
+TEST(ExitKinds, there_is_one_for_each_kind_of_failure) {
+    for (const kesta::KindFacts& kind : kesta::kAllKinds) {
+        EXPECT_EQ(
+            std::count_if(kExitKinds.begin(), kExitKinds.end(),
+                          [&](const Status& status) { return status.number == kind.exitStatus; }),
+            1)
+            << kind.name;
+        const Exit exit = static_cast<Exit>(kind.exitStatus);
+        EXPECT_EQ(StatusOf(exit).number, kind.exitStatus);
+        EXPECT_STREQ(Name(exit), StatusOf(exit).name);
+    }
 }
 
 TEST(ExitKinds, have_numbers_and_names_of_their_own) {

@@ -1,6 +1,7 @@
 #include "kit/definitions.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 
 #include "kit/text.h"
 
@@ -74,10 +75,9 @@ std::string ShownForm(const CLI::Option& option) {
 }
 
 const CommandFacts* ProgramFacts::Find(const std::string& path) const {
-    for (const CommandFacts& command : commands) {
-        if (command.path == path) return &command;
-    }
-    return nullptr;
+    const auto found = std::find_if(commands.begin(), commands.end(),
+                                    [&](const CommandFacts& one) { return one.path == path; });
+    return found == commands.end() ? nullptr : &*found;
 }
 
 ProgramFacts WalkDefinitions(const CLI::App& app) {

@@ -1,5 +1,7 @@
 #include "exit_codes.h"
 
+#include <algorithm>
+
 #include "kit/text.h"
 
 namespace ukey {
@@ -35,11 +37,14 @@ const std::vector<kit::Status> kExitKinds = {
     Kind(Exit::kInterrupted, "interrupted", N_("interrupted from the keyboard")),
 };
 
+const kit::Status& StatusOf(Exit code) {
+    return *std::find_if(kExitKinds.begin(), kExitKinds.end(), [code](const kit::Status& status) {
+        return status.number == static_cast<int>(code);
+    });
+}
+
 const char* Name(Exit code) {
-    for (const kit::Status& kind : kExitKinds) {
-        if (kind.number == static_cast<int>(code)) return kind.name;
-    }
-    return "failed";
+    return StatusOf(code).name;
 }
 
 Exit KindOfCode(int code) {

@@ -31,6 +31,8 @@ enum class Exit : int {
 // All of them, in the order of their numbers.
 extern const std::vector<kit::Status> kExitKinds;
 
+// The one of them that stands for CODE; each has one.
+const kit::Status& StatusOf(Exit code);
 const char* Name(Exit code);
 
 // The kind of a result code, by the table in use; kFailed for one that is in none.

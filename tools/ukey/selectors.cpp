@@ -1,5 +1,6 @@
 #include "selectors.h"
 
+#include <algorithm>
 #include <map>
 
 namespace ukey {
@@ -49,10 +50,9 @@ void AddWordOption(const Options& options, const char* name, int& value, const W
 }
 
 std::string Word(const Words& words, int number) {
-    for (const auto& [word, value] : words) {
-        if (value == number) return word;
-    }
-    return std::to_string(number);
+    const auto found = std::find_if(words.begin(), words.end(),
+                                    [number](const auto& word) { return word.second == number; });
+    return found == words.end() ? std::to_string(number) : found->first;
 }
 
 }  // namespace

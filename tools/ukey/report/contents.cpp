@@ -150,11 +150,7 @@ std::string TimeOf(std::time_t time) {
 std::string MeaningOf(int code) {
     const std::string own = kesta::OwnMessage(code);
     if (!own.empty()) return own;
-    const Exit kind = KindOfCode(code);
-    for (const Status& status : kExitKinds) {
-        if (status.number == static_cast<int>(kind)) return _(status.words);
-    }
-    return {};
+    return _(StatusOf(KindOfCode(code)).words);
 }
 
 Json ToJson(const Contents& contents) {
