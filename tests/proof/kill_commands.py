@@ -90,6 +90,7 @@ class Requests(File):
     def prepare(self):
         self.prepared += 1
         if self.prepared % 25 == 0:
+            os.environ["KESTA_SOFTKEY_NEW_PIN"] = os.environ["KESTA_SOFTKEY_PIN"]
             run("ukey", "init", "--yes")
         return super().prepare()
 
